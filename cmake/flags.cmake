@@ -1,0 +1,32 @@
+# Flags for everything (tolva_flags) and for the product's own code (tolva_product_flags).
+
+add_library(tolva_flags INTERFACE)
+add_library(tolva_product_flags INTERFACE)
+
+# A fused multiply-add rounds once where two operations round twice: some picture sizes would come out different.
+target_compile_options(tolva_flags INTERFACE -ffp-contract=off)
+# Positions in files are 64-bit on every build.
+target_compile_definitions(tolva_flags INTERFACE _FILE_OFFSET_BITS=64)
+
+# x87 carries excess precision into truncated products; SSE2 does not.
+if(CMAKE_SYSTEM_PROCESSOR MATCHES "^i[3-6]86$")
+  target_compile_options(tolva_flags INTERFACE -msse2 -mfpmath=sse)
+endif()
+
+target_compile_options(tolva_product_flags INTERFACE
+  -Wall -Wextra -Wpedantic -Wshadow -Wconversion
+  $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti>
+  -fvisibility=hidden)
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+  # Support for an opcode is told by its handler's address, so empty handlers must keep addresses of their own.
+  target_compile_options(tolva_product_flags INTERFACE -fno-ipa-icf -fno-semantic-interposition)
+endif()
+if(TOLVA_WARNINGS_FATAL)
+  target_compile_options(tolva_product_flags INTERFACE -Werror)
+endif()
+
+if(TOLVA_SANITIZE)
+  target_compile_options(tolva_flags INTERFACE
+    -fsanitize=address,undefined -fno-sanitize-recover=undefined -fno-omit-frame-pointer)
+  target_link_options(tolva_flags INTERFACE -fsanitize=address,undefined)
+endif()

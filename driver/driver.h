@@ -1,0 +1,274 @@
+/* driver.h: what a host touches first: the entry points, the name table, the records that host and filter share, and the
+ * opcode handlers behind the entries.
+ *
+ * A host loads the library, looks the entries up in fltLoadPointers' table, asks the version (-2) and the 32-bit entry
+ * (-3), inits (0), calls opcodes (2) and terminates (-1). One device at a time; one thread.
+ * Readable as C and as C++. */
+#ifndef TOLVA_DRIVER_DRIVER_H
+#define TOLVA_DRIVER_DRIVER_H
+
+#include <stdint.h>
+
+#include "host/host.h"
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+#pragma GCC visibility push(default)
+
+/* ---- Numbers of the protocol ----------------------------------------------------------------------------------- */
+
+enum FunctionCode { kFuncInit = 0, kFuncCall = 2, kFuncTerm = -1, kFuncVersion = -2, kFuncEntry32 = -3 };
+
+enum DeviceState { /* one bit each, so that a mask can name several */
+    kInitialised = 1,
+    kDeviceOpen = 2,
+    kPictureBegun = 4,
+    kPictureBody = 8,
+    kPictureEnded = 16
+};
+
+enum Opcode {
+    kOpOpenDevice = 0x1,
+    kOpCloseDevice = 0x2,
+    kOpBeginPicture = 0x3,
+    kOpBeginBody = 0x4,
+    kOpEndPicture = 0x5,
+    kOpSetWindow = 0x206,
+    kOpSetBackground = 0x207,
+    kOpSetViewport = 0x208,
+    kOpSetScaling = 0x209,
+    kOpQueryViewport = 0x2fd,
+    kOpQueryWindow = 0x2ff,
+    kOpCellArray = 0x409,
+    kOpPrimitive = 0x40a,
+    kOpSetColourTable = 0x522,
+    kOpQueryCapability = 0x52b, /* never supported */
+    kOpPopErrors = 0xf02,
+    kOpClearErrors = 0xf03
+};
+
+enum ErrorCode {
+    kNoError = 0,
+    kNoWorkBuffer = 21,   /* a work buffer could not be had */
+    kNoSettings = 22,     /* the settings block handed to init is missing */
+    kNoPicture = 27,      /* no picture could be obtained */
+    kExportFailed = 300,  /* memory could not be had, or the export could not run */
+    kStreamFailed = 303,  /* an output stream could not be opened, written or closed */
+    kStoppedByHost = 901  /* the host's status function asked to stop */
+};
+
+enum {
+    kFilterVersion = 0x02000005,
+    kNameTableRows = 9,
+    kCapabilitySlots = 60,  /* room the host's capability array needs */
+    kCapabilityConversion = 47,
+    kDispatchRows = 74,
+    kPrimitiveIds = 8,
+    kErrorEntries = 10,
+    kFileNameBytes = 144,
+    kStatusRecordWords = 13,
+    kStatusDetailWords = 10,
+    kOneBitCells = -32768    /* bits per cell: 1 bit, data by address */
+};
+
+/* Byte positions in opcode blocks. Blocks are unaligned; all fields are native words of the stated width. */
+enum OpcodeBlock {
+    kBlockOpcode = 0,
+    kBlockData = 16,         /* where most handlers' fields begin (word 4) */
+    kPopRequested = 16,      /* 32-bit: errors wanted */
+    kScalingMode = 16,       /* 16-bit: 0 to 2 */
+    kScalingUnit = 24,       /* double: millimetres a unit, for mode 1 */
+    kTableLength = 4,        /* 32-bit: 2 + 3 x colours */
+    kTableFirst = 16,        /* 32-bit: first index */
+    kTableColours = 20,      /* triples */
+    kCellFirstY = 24,        /* doubles: the corners' y */
+    kCellSecondY = 48,
+    kCellsPerRow = 88,       /* 32-bit */
+    kCellRows = 92,          /* 32-bit */
+    kCellBits = 96,          /* 32-bit: negative = data by address */
+    kCellData = 102          /* the data, or its native-wide address */
+};
+
+/* ---- Records --------------------------------------------------------------------------------------------------- */
+
+/* A host's progress and cancel function: (context, then six values). Non-zero asks to stop. */
+typedef intptr_t (*StatusFunction)(intptr_t context, intptr_t a, intptr_t b, intptr_t c, intptr_t d, intptr_t e,
+                                   intptr_t f);
+
+/* The host's; the filter only reads it. Native words. */
+typedef struct StatusRecord {
+    intptr_t unused;
+    intptr_t context;        /* word 1 */
+    StatusFunction function; /* word 2 */
+    intptr_t word3;
+    intptr_t word4;          /* kept by the export variant */
+    intptr_t word5[2];
+    intptr_t picture[5];     /* words 7 to 11: into the export variant's picture */
+    intptr_t streamContext;  /* word 12: first word of the output stream's descriptor */
+} StatusRecord;
+
+typedef struct ErrorRecord {
+    int32_t opcode;
+    int16_t code;
+} ErrorRecord;
+
+/* One device's state, from init to term. 1224 bytes on every build. */
+typedef struct EMData {
+    Handle outputStream;
+    Handle pictureBitmap;      /* collects the rows of a bracketed picture */
+    int32_t accumulating;      /* 1 between the primitives -5 and -6 */
+    int32_t currentRow;        /* next row of the bitmap to be filled */
+    uint8_t colourTable[256][3];
+    uint8_t backgroundColour[3];
+    int32_t lastErrorOpcode;
+    int16_t result;            /* of the current call */
+    int32_t errorCapacity;     /* written by the host alone, 0 to kErrorEntries */
+    int32_t errorCount;
+    int32_t lostErrors;
+    ErrorRecord firstError;
+    ErrorRecord errors[kErrorEntries];
+    double window[6];          /* x1, y1, z1, x2, y2, z2 */
+    double viewport[6];        /* slots 2 and 5 stay zero */
+    int32_t state;             /* a DeviceState */
+    int32_t currentOpcode;     /* written by the host alone */
+    uint32_t replyPosition;    /* never rewound here */
+    uint32_t replySize;
+    Handle replyHandle;
+    uint8_t* replyBuffer;
+    char fileName[kFileNameBytes]; /* empty: output to a memory stream */
+    uint32_t pictureWidth;
+    uint32_t pictureHeight;
+    uint32_t pictureDepth;
+    StatusRecord* status;
+    int32_t conversionMode;    /* a ConversionMode */
+    Handle setup;
+    int32_t resolution;        /* dots per inch, 0 = not given */
+    int16_t cellFlag;
+    uint8_t reserve[sizeof(void*) == 8 ? 2 : 34];
+} EMData;
+
+/* The raster variant's init block. Native words. */
+typedef struct RasterInitBlock {
+    intptr_t unused[3];
+    const char* fileName;      /* word 3; may be empty */
+    intptr_t unused2[5];
+    uintptr_t replySize;       /* word 9: bytes of reply buffer wanted */
+    void* replyBuffer;         /* word 10, out: where replies will stand */
+    intptr_t unused3[2];
+    Handle setup;              /* word 13 */
+    StatusRecord* status;      /* word 14; may be null */
+    int32_t* capabilities;     /* word 15: kCapabilitySlots values, filled */
+} RasterInitBlock;
+
+/* The export variant's state, made by the host. */
+typedef struct CommonBlock {
+    int32_t state;
+    int16_t result;
+    StatusRecord* status;
+    int32_t statusValue;
+} CommonBlock;
+
+typedef struct NameRow {
+    const char* name;
+    uint16_t ordinal;
+    void* target;
+} NameRow;
+
+/* What fltLoadPointers fills. Native words. */
+typedef struct NameTableRecord {
+    intptr_t unused;
+    union {
+        uint16_t rows; /* opens word 1 */
+        intptr_t word;
+    } count;
+    const NameRow* table;
+} NameTableRecord;
+
+/* ---- Exported data --------------------------------------------------------------------------------------------- */
+
+extern uint16_t FilterVersion;
+extern uint16_t FilterID;
+extern uintptr_t hDLLModule;
+extern uintptr_t hAppAnchorBlock;
+extern Handle hCommon; /* set by hosts alone */
+extern CommonBlock* lpCommon;
+extern Handle hEMData;
+extern EMData* lpEMData;
+extern int32_t GDPSupport[kPrimitiveIds]; /* by negated primitive; the host may write it */
+
+/* ---- Entries --------------------------------------------------------------------------------------------------- */
+
+/* -2 writes the version (4 bytes) to `out`, -3 the 32-bit entry's address (a native word). Always 0. */
+int32_t RASTER_dd_entry(int16_t func, void* out, void* arg);
+int32_t dd_entry(int16_t func, void* out, void* arg);
+/* A FunctionCode with its block. Init: 0 or an ErrorCode. Call: the opcode's result. Term: 0. Version: 4. */
+int32_t RASTER_dd_entry32(uintptr_t ignored, int16_t func, void* block);
+int32_t dd_entry32(uintptr_t ignored, int16_t func, void* block);
+uint32_t ZUNGetFilterVersion(void);
+void fltLoadPointers(NameTableRecord* record);
+
+int32_t RASTER_initdvr(RasterInitBlock* block); /* 0 or kExportFailed */
+int32_t RASTER_termdvr(void);                   /* always 0 */
+int32_t initdvr(void* block);
+int32_t termdvr(uintptr_t unused);
+int32_t AllocGlobal(void);
+int32_t FreeGlobal(void);
+int32_t LockGlobal(Handle h);
+int32_t UnlockGlobal(Handle h);
+int32_t AltFontsAvailable(void);
+int32_t esc_mode(int32_t flag);
+
+/* ---- Dispatch -------------------------------------------------------------------------------------------------- */
+
+/* Takes the opcode block and returns it; reports only through the error stack and the reply buffer. */
+typedef void* (*OpcodeHandler)(void* block);
+
+OpcodeHandler getfunc(int32_t opcode);
+/* 2 = handled in the current state, 0 = not; for the primitive, GDPSupport's word. */
+int32_t InquireSupport(int32_t opcode, int32_t argument);
+int32_t InqGDPSupport(int32_t id);
+
+void* d_noop(void* block);
+void* d_opdv(void* block);
+void* d_cldv(void* block);
+void* d_begp(void* block);
+void* d_begpb(void* block);
+void* d_endp(void* block);
+void d_reset(int32_t first, int32_t second);
+void* d_ca(void* block);
+void* d_gdp(void* block);
+void* d_popes(void* block);
+void* d_empes(void* block);
+void* dq_es(void* block);
+void* ds_dvwn(void* block);
+void* ds_bgc(void* block);
+void* ds_dvvp(void* block);
+void* ds_vpsm(void* block);
+void* ds_ct(void* block);
+void* dq_dvwn(void* block);
+void* dq_dvvp(void* block);
+void* ds_axc(void* block);
+void* ds_tran(void* block);
+void* ds_clpr(void* block);
+void* ds_clip(void* block);
+void* ds_dm(void* block);
+void* ds_fl(void* block);
+
+/* ---- Errors, replies, status ----------------------------------------------------------------------------------- */
+
+void push_er(int32_t code);
+void mov2buf(const void* from, uint32_t length);
+/* The host's answer, or 0 without a function. A stop to a plain query is asked for its detail, whose answer counts. */
+intptr_t CallGetSet_Status(StatusFunction function, intptr_t context, intptr_t a, intptr_t b, intptr_t c, intptr_t d,
+                           intptr_t e, intptr_t f);
+int32_t RASTER_escape(void);         /* 0 or kStoppedByHost, which is then also pushed */
+int32_t escape(void);                /* the export variant's */
+int32_t UpdateStatus(int32_t value); /* 0 or kStoppedByHost; pushes nothing */
+
+#pragma GCC visibility pop
+#ifdef __cplusplus
+}
+#endif
+
+#endif

@@ -1,0 +1,54 @@
+// name_table.cpp: what a host looks up before anything else: the table of entries and the 16-bit-style entries, which
+// answer the version and hand out the 32-bit ones.
+
+#include "driver/driver.h"
+#include "host/numbers.h"
+#include "output/output.h"
+#include "settings/settings.h"
+
+namespace {
+
+template <class T>
+void* target(T* entry) {
+    return reinterpret_cast<void*>(entry);
+}
+
+// Ordinals are the hosts': 1007 is not given, and they are not to be made contiguous.
+const NameRow nameTable[] = {
+    {"CreateSetup", 1001, target(CreateSetup)},
+    {"DestroySetup", 1002, target(DestroySetup)},
+    {"EditSetup", 1003, target(EditSetup)},
+    {"EscapeSetup", 1004, target(xEscapeSetup)},
+    {"ZUNGetFilterVersion", 1005, target(ZUNGetFilterVersion)},
+    {"dd_entry", 1006, target(dd_entry)},
+    {"RASTER_dd_entry", 1008, target(RASTER_dd_entry)},
+    {"ExportCellData", 1009, target(ExportCellData)},
+    {"szDLLName", 1010, target(&export_szDLLName)},
+};
+static_assert(sizeof nameTable / sizeof nameTable[0] == kNameTableRows);
+
+void answer(int16_t func, void* out, void* entry32) {
+    if (out == nullptr) return;
+    if (func == kFuncVersion) tolva::store(out, ZUNGetFilterVersion());
+    if (func == kFuncEntry32) tolva::store(out, entry32);
+}
+
+}  // namespace
+
+uint32_t ZUNGetFilterVersion() { return kFilterVersion; }
+
+void fltLoadPointers(NameTableRecord* record) {
+    if (record == nullptr) return;
+    record->count.rows = kNameTableRows;
+    record->table = nameTable;
+}
+
+int32_t RASTER_dd_entry(int16_t func, void* out, void*) {
+    answer(func, out, target(RASTER_dd_entry32));
+    return 0;
+}
+
+int32_t dd_entry(int16_t func, void* out, void*) {
+    answer(func, out, target(dd_entry32));
+    return 0;
+}

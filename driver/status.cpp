@@ -1,0 +1,53 @@
+// status.cpp: the host's status function: progress out, a wish to stop in. Every call of it goes through one wrapper.
+
+#include "driver/driver.h"
+#include "driver/status.h"
+
+namespace {
+
+constexpr intptr_t kDetailRequest = 2;
+constexpr intptr_t kDetailStopped = 61;
+
+intptr_t query(const StatusRecord& record, intptr_t value) {
+    return CallGetSet_Status(record.function, record.context, 0, 0, 0, value, 0, 0);
+}
+
+int32_t stopAnswer(intptr_t answer) {
+    if (answer == 0) return kNoError;
+    push_er(kStoppedByHost);
+    return kStoppedByHost;
+}
+
+}  // namespace
+
+intptr_t CallGetSet_Status(StatusFunction function, intptr_t context, intptr_t a, intptr_t b, intptr_t c, intptr_t d,
+                           intptr_t e, intptr_t f) {
+    if (function == nullptr) return 0;
+    const intptr_t answer = function(context, a, b, c, d, e, f);
+    if (answer == 0 || a != 0 || b != 0) return answer;
+    // A stop in answer to a plain query: its detail is asked for, and that answer is what counts.
+    intptr_t detail[kStatusDetailWords] = {};
+    return function(context, kDetailRequest, kDetailStopped, 0, 0, 0, reinterpret_cast<intptr_t>(detail));
+}
+
+int32_t RASTER_escape() {
+    if (lpEMData == nullptr || lpEMData->status == nullptr) return kNoError;
+    return stopAnswer(query(*lpEMData->status, 0));
+}
+
+int32_t escape() {
+    if (lpCommon == nullptr || lpCommon->status == nullptr) return kNoError;
+    return stopAnswer(query(*lpCommon->status, lpCommon->statusValue));
+}
+
+// The export variant keeps no status record yet.
+int32_t UpdateStatus(int32_t) { return kNoError; }
+
+namespace tolva {
+
+bool reportProgress(int32_t percent) {
+    if (lpEMData == nullptr || lpEMData->status == nullptr) return true;
+    return query(*lpEMData->status, percent) == 0;
+}
+
+}  // namespace tolva

@@ -1,0 +1,93 @@
+/* host.h: what the floor under everything offers: movable memory handles, byte-string helpers, numeric helpers and
+ * the finding of profile files. A host that has no such services of its own uses these; the filter uses nothing else.
+ * Readable as C and as C++. All functions are exported under exactly these names. */
+#ifndef TOLVA_HOST_HOST_H
+#define TOLVA_HOST_HOST_H
+
+#include <stddef.h>
+#include <stdint.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+#pragma GCC visibility push(default)
+
+/* ---- Memory handles -------------------------------------------------------------------------------------------- */
+
+/* The address of a BlockHeader; 0 means no block. Native word: 4 bytes on a 32-bit build, 8 on a 64-bit one. */
+typedef uintptr_t Handle;
+
+/* Stands in front of every block's data, in the same allocation. Hosts read nothing of it but through the calls below. */
+typedef struct BlockHeader {
+    uint32_t size;       /* bytes asked for, not the rounded size */
+    uint32_t flags;      /* as given; stored only, never interpreted */
+    uint32_t reserved;   /* 0 */
+    void* data;          /* what GlobalLock hands out */
+    uint8_t dataOffset;  /* from the header's start to the data */
+    uint8_t reserved2[3];
+} BlockHeader;
+
+enum {
+    kMoveableZeroed = 66, /* the flags every block of the filter is taken with: moveable, zero-filled */
+    kBlockAlignment = 8   /* where data starts, so that doubles in a block can be read directly */
+};
+
+/* A zero-filled block of `size` bytes, whatever the flags say. Never returns 0: when the memory is not there it prints
+ * a line to standard output and ends the process abnormally. */
+Handle GlobalAlloc(uint32_t flags, uint32_t size);
+/* The block's address, the same at every call; null for 0. There is no lock count. */
+void* GlobalLock(Handle h);
+/* Always 0: nothing is ever held. */
+int32_t GlobalUnlock(Handle h);
+/* Releases the block; 0 is ignored. Always 0. */
+Handle GlobalFree(Handle h);
+/* A new block with the old one's first bytes; the old handle is dead whatever happens. */
+Handle GlobalReAlloc(Handle h, uint32_t size, uint32_t flags);
+/* The handle of an address that GlobalLock gave for a GlobalAlloc handle; 0 for null. */
+Handle GlobalHandle(const void* data);
+/* The size asked for; 0 for 0. */
+uint32_t GlobalSize(Handle h);
+/* A handle that describes memory of the caller's; freeing it releases the description only. */
+Handle GlobalPointerToHandle(void* data, uint32_t size);
+/* The argument, or 65536 for 0. */
+uint32_t GlobalCompact(uint32_t bytes);
+
+/* ---- Byte strings ---------------------------------------------------------------------------------------------- */
+
+char* strupr(char* text);
+char* strlower(char* text);
+char* strlwr(char* text);
+/* upper(b) - upper(a) at the first difference: the reverse of the usual sign, kept because hosts rely on it. */
+int stricmp(const char* a, const char* b);
+/* The same over exactly n bytes; does not stop at a terminating zero. */
+int strnicmp(const char* a, const char* b, int32_t n);
+/* The directory part, separator included; empty without one. Returns the destination, which must hold the path. */
+char* s_getpath(char* destination, const char* path);
+/* The base name up to its last ".". Returns the destination. */
+char* s_getname(char* destination, const char* path);
+
+/* ---- Numbers --------------------------------------------------------------------------------------------------- */
+
+/* x when x > 0, else -x; so 0.0 gives -0.0, and a NaN comes back with its sign flipped. */
+double dabs(double x);
+/* 1 when |a - b| <= tolerance, else 0. */
+int32_t feqi(int32_t a, int32_t b, int32_t tolerance);
+/* Half away from zero. Values outside the 32-bit range saturate; not a number gives 0. */
+int32_t roundd(double x);
+
+/* ---- Profile files --------------------------------------------------------------------------------------------- */
+
+enum {
+    kProfilePathBytes = 144 /* room for a profile's path, terminator included */
+};
+
+/* Completes a profile's name (kProfilePathBytes of room) to the path it was found at: in the folder that "INIDIR"
+ * names, then as given. An empty name becomes the module's base name with ".ini". Returns 0 when found, 1 when not. */
+int32_t GetProfileDirectory(char* name, const char* module);
+
+#pragma GCC visibility pop
+#ifdef __cplusplus
+}
+#endif
+
+#endif

@@ -1,0 +1,168 @@
+// cells.cpp: the road of ready bitmaps. A whole bitmap is sized, shrunk, brought to 8 bits, stretched and written as one
+// band; in between the host hears how far it is and may stop it. Every step that has nothing to do costs nothing: a
+// picture of the right size and depth goes to the writer from where it lies.
+
+#include "output/cells.h"
+
+#include <cstring>
+
+#include "driver/driver.h"
+#include "driver/status.h"
+#include "host/numbers.h"
+#include "raster/rows.h"
+#include "settings/current.h"
+
+namespace {
+
+using namespace tolva;
+
+constexpr int32_t kStepProgress = 20;
+constexpr int32_t kWritingProgress = 50;
+constexpr int16_t kTrueColourDepth = 24;
+
+struct Target {
+    double width;
+    double height;
+};
+
+// A picture on its way. `bitmap` is the caller's until a step makes a new one, which is then owned here.
+struct Cells {
+    Handle bitmap;
+    bool owned;
+    int32_t width;
+    int32_t height;
+    int16_t bits;
+    Handle table;  // 0: the device's colour table serves
+    int32_t progress;
+};
+
+double extentOf(double first, double second) {
+    const int64_t difference = int64_t{truncated<int32_t>(second)} - truncated<int32_t>(first);
+    return static_cast<double>(difference < 0 ? -difference : difference);
+}
+
+Target targetSize(int32_t width, int32_t height, int32_t resolution) {
+    Target target = {static_cast<double>(width), static_cast<double>(height)};
+    if (resolution != 0) {
+        const double* const window = lpEMData->window;
+        target.width = (extentOf(window[0], window[3]) + 1.0) / resolution;
+        target.height = (extentOf(window[1], window[4]) + 1.0) / resolution;
+    }
+    int16_t bits = 0;
+    QueryCellFormat(&target.width, &target.height, &bits, &resolution, nullptr, nullptr);
+    return target;
+}
+
+bool isPossible(double extent) { return extent >= 1.0 && extent < double{kLargestExtent} + 1.0; }
+
+void replaceBitmap(Cells& cells, Handle bitmap, int32_t width, int32_t height, int16_t bits) {
+    if (cells.owned) GlobalFree(cells.bitmap);
+    cells.bitmap = bitmap;
+    cells.owned = true;
+    cells.width = width;
+    cells.height = height;
+    cells.bits = bits;
+}
+
+bool report(Cells& cells) { return reportProgress(cells.progress += kStepProgress); }
+
+bool rescale(Cells& cells, Target target) {
+    const int32_t width = truncated<int32_t>(target.width);
+    const int32_t height = truncated<int32_t>(target.height);
+    const auto scale = height > cells.height ? rlStretchBitmap : rlShrinkBitmap;
+    replaceBitmap(cells,
+                  scale(cells.bitmap, cells.bits, static_cast<uint32_t>(cells.width),
+                        static_cast<uint32_t>(cells.height), static_cast<uint32_t>(width),
+                        static_cast<uint32_t>(height)),
+                  width, height, cells.bits);
+    return cells.bitmap != 0;
+}
+
+void copyDeviceTable(Cells& cells) {
+    cells.table = rlGetMemory(1, sizeof lpEMData->colourTable);
+    std::memcpy(rlLockMemory(cells.table), lpEMData->colourTable, sizeof lpEMData->colourTable);
+}
+
+bool reduceDepth(Cells& cells) {
+    const Handle made = cells.table;
+    const Handle bitmap = rlChangeColorResolution(cells.bitmap, cells.width, cells.height, cells.bits, kOutputDepth,
+                                                  &cells.table);
+    if (made != cells.table) rlFreeNewData(made);
+    replaceBitmap(cells, bitmap, cells.width, cells.height, kOutputDepth);
+    return bitmap != 0;
+}
+
+// Kept: only heights decide whether a picture is scaled. Where they agree and the widths do not, every row is cut, or
+// filled on its right with its last pixel, so that the rows that follow stay where they are.
+bool fitRows(Cells& cells, int32_t width) {
+    if (cells.width == width) return true;
+    if (!holdsBitmap(cells.bitmap, cells.width, cells.height, kOutputDepth)) return false;
+    const Handle fitted = allocPicture(paddedRowBytes(width, kOutputDepth), cells.height);
+    uint8_t* to = static_cast<uint8_t*>(GlobalLock(fitted));
+    if (to == nullptr) return false;
+    const uint8_t* from = static_cast<const uint8_t*>(GlobalLock(cells.bitmap));
+    const int32_t common = width < cells.width ? width : cells.width;
+    const int32_t toRow = rlBytesPerLine(width, kOutputDepth);
+    const int32_t fromRow = rlBytesPerLine(cells.width, kOutputDepth);
+    for (int32_t y = 0; y < cells.height; ++y, to += toRow, from += fromRow) {
+        std::memcpy(to, from, static_cast<size_t>(common));
+        std::memset(to + common, from[common - 1], static_cast<size_t>(width - common));
+    }
+    replaceBitmap(cells, fitted, width, cells.height, kOutputDepth);
+    return true;
+}
+
+void writeGif(const Cells& cells) {
+    const Handle stream = lpEMData->outputStream;
+    uint8_t* const palette =
+        cells.table != 0 ? static_cast<uint8_t*>(rlLockMemory(cells.table)) : lpEMData->colourTable[0];
+    Handle state = 0;
+    BeginCellBitmap(stream, cells.width, cells.height, kOutputDepth, palette, &state);
+    WriteCellBits(stream, cells.bitmap, cells.width, cells.height, kOutputDepth, 0, state);
+    EndCellBitmap(stream, state);
+}
+
+// The steps in their order. Each reports progress, and a host that stops there gets nothing written.
+int32_t runSteps(Cells& cells, Target target) {
+    if (target.height < cells.height) {
+        if (!rescale(cells, target)) return kExportFailed;
+        if (!report(cells)) return kNoError;
+    }
+    if (cells.bits < kTrueColourDepth) copyDeviceTable(cells);
+    const int32_t heightBefore = cells.height;
+    if (cells.bits != kOutputDepth) {
+        if (!reduceDepth(cells)) return kExportFailed;
+        if (!report(cells)) return kNoError;
+    }
+    if (target.height > heightBefore) {
+        if (!rescale(cells, target)) return kExportFailed;
+        if (!report(cells)) return kNoError;
+    }
+    if (cells.progress < kWritingProgress && !reportProgress(kWritingProgress)) return kNoError;
+    if (!fitRows(cells, truncated<int32_t>(target.width))) return kExportFailed;
+    writeGif(cells);
+    return kNoError;
+}
+
+}  // namespace
+
+namespace tolva {
+
+int32_t writeCells(Handle bitmap, int32_t width, int32_t height, int32_t resolution, int16_t bitsPerPixel, int16_t) {
+    if (lpEMData == nullptr || currentSetup() == nullptr) return kExportFailed;
+    if (bitmap == 0 || width < 1 || height < 1) return kExportFailed;
+    const Target target = targetSize(width, height, resolution);
+    if (!isPossible(target.width) || !isPossible(target.height)) return kExportFailed;
+    Cells cells = {bitmap, false, width, height, bitsPerPixel, 0, 0};
+    const int32_t result = runSteps(cells, target);
+    rlFreeNewData(cells.table);
+    if (cells.owned) GlobalFree(cells.bitmap);
+    return result;
+}
+
+}  // namespace tolva
+
+void RasterWriteCellData(Handle bitmap, int32_t width, int32_t height, int32_t resolution, int16_t bitsPerPixel,
+                         int16_t colourModel) {
+    tolva::writeCells(bitmap, width, height, resolution, bitsPerPixel, colourModel);
+}

@@ -1,0 +1,251 @@
+// lzw.cpp: pixels in, GIF's variant of LZW out, packed into sub-blocks. Each call is one segment: a run with a fresh
+// dictionary, joined to the next by a clear code; a code that straddles the last byte is carried over through the stream
+// itself. The codes are those of a linear search through the string table, first match first: a table holds no key twice
+// while a run goes on, so looking a key up by hash finds the same entry.
+
+#include "output/lzw.h"
+
+#include <algorithm>
+#include <bit>
+#include <cstring>
+
+#include "driver/driver.h"
+#include "stream/stream.h"
+
+namespace {
+
+using namespace tolva;
+
+constexpr uint32_t kClearCode = 256;
+constexpr uint32_t kEndCode = 257;
+constexpr uint32_t kFirstFree = 258;
+constexpr uint32_t kInitialWidth = 9;
+// Next free codes at which codes grow by a bit, and at which the table is given up. The encoder enters a string one code
+// before the decoder does, hence the 1.
+constexpr uint32_t kWiden[] = {513, 1025, 2049};
+constexpr uint32_t kReset = 4090;
+
+// The dictionary: open addressing, a slot is key << 12 | code with the key prefix << 8 | pixel. A free slot has all bits
+// set, which no string has: codes end at 4089.
+constexpr uint32_t kSlotBits = 13;
+constexpr uint32_t kSlots = 1u << kSlotBits;
+constexpr uint32_t kFreeSlot = UINT32_MAX;
+constexpr uint32_t kCodeBits = 12;
+constexpr uint32_t kCodeMask = (1u << kCodeBits) - 1;
+
+constexpr uint32_t kGroups = 16;  // groups of sub-block data collected before they are written
+
+struct Encoder {
+    Handle stream;
+    uint64_t pending;  // bits not yet in `bytes`, the next code's first bit at `used`
+    uint32_t used;     // 0 to 7
+    uint32_t width;
+    uint32_t nextFree;
+    uint32_t prefix;
+    uint32_t filled;   // bytes since the last group written
+    uint32_t lastPut;  // byte at which the last code began
+    bool flushed;      // a whole group was written
+    uint32_t slots[kSlots];
+    uint8_t bytes[kGroups * kSubBlockBytes + 32];  // and the few codes that end a run
+};
+
+void storeLittle64(uint8_t* to, uint64_t value) {
+    if constexpr (std::endian::native == std::endian::big) value = __builtin_bswap64(value);
+    std::memcpy(to, &value, sizeof value);
+}
+
+inline void put(Encoder& e, uint32_t code) {
+    e.lastPut = e.filled;
+    e.pending |= uint64_t{code} << e.used;
+    e.used += e.width;
+    storeLittle64(e.bytes + e.filled, e.pending);
+    const uint32_t whole = e.used >> 3;
+    e.filled += whole;
+    e.pending >>= 8 * whole;
+    e.used &= 7;
+}
+
+void startTable(Encoder& e) {
+    e.width = kInitialWidth;
+    e.nextFree = kFirstFree;
+    std::memset(e.slots, 0xFF, sizeof e.slots);
+}
+
+// A group at a time, so that a failed one does not take the next with it. Failures inside a segment are not reported:
+// the terminator's is.
+void flushGroups(Encoder& e) {
+    uint32_t done = 0;
+    for (; e.filled - done >= kSubBlockBytes; done += kSubBlockBytes) {
+        LZWWriteSubBlocks(e.stream, e.bytes + done, kSubBlockBytes);
+    }
+    if (done == 0) return;
+    e.flushed = true;
+    e.filled -= done;
+    std::memmove(e.bytes, e.bytes + done, e.filled);
+}
+
+void testWidth(Encoder& e) {
+    if (e.nextFree == kWiden[0] || e.nextFree == kWiden[1] || e.nextFree == kWiden[2]) ++e.width;
+    if (e.nextFree != kReset) return;
+    put(e, kClearCode);
+    startTable(e);
+}
+
+bool isThreshold(uint32_t nextFree) {
+    return nextFree == kWiden[0] || nextFree == kWiden[1] || nextFree == kWiden[2] || nextFree == kReset;
+}
+
+inline uint32_t slotOf(uint32_t prefix, uint32_t pixel) { return (pixel << (kSlotBits - 8)) ^ prefix; }
+
+// All pixels but a segment's first and last.
+void encodeRun(Encoder& e, const uint8_t* p, const uint8_t* end) {
+    uint32_t prefix = e.prefix;
+    while (p < end) {
+        const uint32_t pixel = *p++;
+        const uint32_t key = prefix << 8 | pixel;
+        uint32_t slot = slotOf(prefix, pixel);
+        uint32_t entry = e.slots[slot];
+        while (entry >> kCodeBits != key && entry != kFreeSlot) {
+            slot = (slot + 1) % kSlots;
+            entry = e.slots[slot];
+        }
+        if (entry != kFreeSlot) {
+            prefix = entry & kCodeMask;
+            continue;
+        }
+        e.slots[slot] = key << kCodeBits | e.nextFree++;
+        put(e, prefix);
+        if (isThreshold(e.nextFree)) testWidth(e);
+        if (e.filled >= kGroups * kSubBlockBytes) flushGroups(e);
+        prefix = pixel;
+    }
+    e.prefix = prefix;
+}
+
+// The last pixel closes the run: the string it completes, or the string before it and the pixel as a code of its own.
+void encodeLast(Encoder& e, uint32_t pixel) {
+    const uint32_t key = e.prefix << 8 | pixel;
+    uint32_t slot = slotOf(e.prefix, pixel);
+    while (e.slots[slot] != kFreeSlot && e.slots[slot] >> kCodeBits != key) slot = (slot + 1) % kSlots;
+    const bool found = e.slots[slot] != kFreeSlot;
+    // Kept: a string that was found is entered a second time, which keeps the next free code in step with the decoder.
+    ++e.nextFree;
+    put(e, found ? e.slots[slot] & kCodeMask : e.prefix);
+    testWidth(e);
+    if (found) return;
+    put(e, pixel);
+    // Kept: the test runs again though nothing was entered, so a closing code may come out a bit too wide.
+    testWidth(e);
+}
+
+void encodePixels(Encoder& e, const SegmentRows& rows) {
+    for (int64_t i = 0; i < rows.rows; ++i) {
+        const uint8_t* p = rows.next(rows.context);
+        const uint8_t* end = p + rows.rowBytes;
+        if (i == 0) e.prefix = *p++;
+        const bool lastRow = i + 1 == rows.rows;
+        if (lastRow && p < end) --end;
+        encodeRun(e, p, end);
+        // Kept: a segment of one pixel ends here without having emitted it.
+        if (lastRow && (i > 0 || rows.rowBytes > 1)) encodeLast(e, *end);
+    }
+}
+
+// Takes back the byte that the segment before left behind its last sub-block; the next write covers it.
+void takeParkedByte(Handle stream, uint8_t* work) {
+    zunSeek(stream, -1, kFromCurrent);
+    zunRead(stream, work, 1);
+    zunSeek(stream, -1, kFromCurrent);
+}
+
+// Leaves the work buffer as packing code by code would: what it holds shows in the next segment if that is short.
+void leaveWork(Encoder& e, uint8_t* work) {
+    storeLittle64(e.bytes + e.filled, e.pending);
+    if (e.flushed) std::memset(work, 0, kSubBlockBytes);
+    std::memcpy(work, e.bytes, e.lastPut + 6);
+}
+
+int32_t encodeSegment(Handle stream, const SegmentRows& rows, uint8_t* work, bool first, bool last, uint32_t* carry) {
+    Encoder e;
+    e.stream = stream;
+    e.used = *carry & 7;  // it counts bits of a byte; more would lie outside the work buffer
+    e.filled = e.lastPut = 0;
+    e.flushed = false;
+    e.prefix = 0;
+    startTable(e);
+    if (e.used != 0) takeParkedByte(stream, work);
+    // Codes are ORed onto what the first bytes hold, so whatever a caller left there goes into the file.
+    e.pending = uint32_t{work[0]} | uint32_t{work[1]} << 8 | uint32_t{work[2]} << 16 | uint32_t{work[3]} << 24;
+
+    if (first) put(e, kClearCode);
+    if (rows.rows > 0 && rows.rowBytes > 0) encodePixels(e, rows);
+    flushGroups(e);
+    put(e, last ? kEndCode : kClearCode);
+    const uint32_t bytes = e.filled + (last && e.used > 0 ? 1 : 0);
+    *carry = last ? 0 : e.used;
+    leaveWork(e, work);
+    LZWWriteSubBlocks(stream, work, bytes);
+    return static_cast<int32_t>(bytes);
+}
+
+struct OneRun {
+    const uint8_t* pixels;
+};
+
+const uint8_t* nextOfOne(void* context) { return static_cast<OneRun*>(context)->pixels; }
+
+// The block terminator behind the last segment, the partial byte behind any other.
+int32_t closeSegment(Handle stream, const uint8_t* work, int32_t bytes, bool last, uint32_t carry) {
+    constexpr uint8_t terminator = 0;
+    int32_t result = kNoError;
+    if (last && zunWriteChar(stream, &terminator, 1) != 1) result = kStreamFailed;
+    if (carry != 0 && zunWriteChar(stream, work + bytes, 1) != 1) result = kStreamFailed;
+    return result;
+}
+
+}  // namespace
+
+namespace tolva {
+
+int32_t compressRows(Handle stream, const SegmentRows& rows, uint8_t* work, bool first, bool last, uint32_t* carry) {
+    const int64_t count = rows.rows * rows.rowBytes;
+    // Kept: a short segment clears no more than its own length.
+    if (count > 0) std::memset(work, 0, static_cast<size_t>(std::min<int64_t>(count, kSubBlockBytes)));
+    const int32_t bytes = encodeSegment(stream, rows, work, first, last, carry);
+    return closeSegment(stream, work, bytes, last, *carry);
+}
+
+}  // namespace tolva
+
+int32_t CompressAndWrite(Handle stream, const uint8_t* pixels, uint8_t* work, int32_t count, int32_t first,
+                         int32_t last, uint32_t* carry) {
+    OneRun run{pixels};
+    return compressRows(stream, {nextOfOne, &run, 1, std::max(count, 0)}, work, first != 0, last != 0, carry);
+}
+
+int32_t LZWCompression(Handle stream, const uint8_t* pixels, uint8_t* work, int32_t count, int32_t first, int32_t last,
+                       uint32_t* carry) {
+    OneRun run{pixels};
+    return encodeSegment(stream, {nextOfOne, &run, 1, std::max(count, 0)}, work, first != 0, last != 0, carry);
+}
+
+void LZWPutCode(uint8_t* work, uint32_t* bitPosition, uint32_t code, uint16_t width) {
+    uint8_t* const p = work + *bitPosition / 8;
+    const uint32_t value = code << (*bitPosition % 8);
+    for (int i = 0; i < 4; ++i) p[i] = static_cast<uint8_t>(p[i] | value >> (8 * i));
+    p[4] = 0;
+    p[5] = 0;
+    *bitPosition += width;
+}
+
+int32_t LZWWriteSubBlocks(Handle stream, const uint8_t* bytes, uint32_t count) {
+    while (count > 0) {
+        const uint32_t piece = std::min<uint32_t>(count, kSubBlockBytes);
+        const uint8_t length = static_cast<uint8_t>(piece);
+        if (zunWriteChar(stream, &length, 1) < 1) return kStreamFailed;
+        if (zunWrite(stream, bytes, static_cast<int32_t>(piece)) != static_cast<int32_t>(piece)) return kStreamFailed;
+        bytes += piece;
+        count -= piece;
+    }
+    return kNoError;
+}

@@ -1,0 +1,36 @@
+// convert_mode.cpp: the row filter behind the colour conversion modes: inversion and grey, in place. Cell arrays and
+// colour tables pass through it on their way in, and rows that are dithered to two colours.
+
+#include "raster/rows.h"
+
+namespace {
+
+constexpr int32_t kNearGrey = 10;  // components this close count as grey for the inversion of greys
+
+void invert(uint8_t* c) {
+    for (int i = 0; i < kTripleBytes; ++i) c[i] = static_cast<uint8_t>(255 - c[i]);
+}
+
+bool isNearGrey(const uint8_t* c) {
+    return feqi(c[0], c[1], kNearGrey) != 0 && feqi(c[1], c[2], kNearGrey) != 0 && feqi(c[0], c[2], kNearGrey) != 0;
+}
+
+void setGrey(uint8_t* c, bool inverted) {
+    const int32_t level = (3 * c[0] + 6 * c[1] + c[2]) / 10;
+    c[0] = c[1] = c[2] = static_cast<uint8_t>(inverted ? 255 - level : level);
+}
+
+}  // namespace
+
+void rev_rgb(int32_t width, uint8_t* row, int32_t mode) {
+    if (mode < kConvertInvert || mode > kConvertInvertGrey) return;
+    for (int32_t x = 0; x < width; ++x, row += kTripleBytes) {
+        switch (mode) {
+            case kConvertInvert: invert(row); break;
+            case kConvertInvertGreys:
+                if (isNearGrey(row)) invert(row);
+                break;
+            default: setGrey(row, mode == kConvertInvertGrey); break;
+        }
+    }
+}

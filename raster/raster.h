@@ -1,0 +1,104 @@
+/* raster.h: the raster imaging library. Bitmaps are plain argument groups: {pixel data handle or pointer, width in
+ * pixels, height in rows, bits per pixel (1, 4, 8, 24 or 32)}, rows padded to 4 bytes, 1- and 4-bit pixels most
+ * significant bits first, 24- and 32-bit pixels red, green, blue (, fourth byte). Colour tables are handles or pointers of
+ * red, green, blue triples with a separate 16-bit count. New bitmaps and tables belong to the caller.
+ * Readable as C and as C++. */
+#ifndef TOLVA_RASTER_RASTER_H
+#define TOLVA_RASTER_RASTER_H
+
+#include <stdint.h>
+
+#include "host/host.h"
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+#pragma GCC visibility push(default)
+
+enum {
+    kRowAlignment = 4,
+    kTripleBytes = 3,          /* red, green, blue */
+    kLargestColourTable = 256, /* entries */
+    kGreyTolerance = 4         /* components this close make a colour grey for the nearest-colour search */
+};
+
+enum ConversionMode { /* what rev_rgb does to a pixel */
+    kConvertNothing = 0,
+    kConvertInvert = 1,
+    kConvertInvertGreys = 2,
+    kConvertGrey = 3,
+    kConvertInvertGrey = 4
+};
+
+/* The default 256-colour palette, published for hosts; nothing here reads it. */
+extern const uint8_t ZUNLColorTable[kLargestColourTable * kTripleBytes];
+/* Debug level, 0 at load; raised by a host, it makes the library print its progress. */
+extern int16_t _debug_color_res;
+
+/* ---- Memory ---------------------------------------------------------------------------------------------------- */
+
+Handle rlGetMemory(uint16_t elementSize, uint32_t count); /* 0 where the bytes do not fit a block */
+void* rlLockMemory(Handle h);
+int32_t rlUnlockMemory(Handle h);
+int32_t rlFreeNewData(Handle h); /* 1, or 0 for a 0 handle */
+Handle rlPointertoHandle(const void* data);
+int32_t rlFreeColormap(Handle map); /* always 0 */
+
+/* ---- Rows and pixels ------------------------------------------------------------------------------------------- */
+
+/* Bytes a row, padded. Saturates where it does not fit. */
+int32_t rlBytesPerLine(int32_t width, int16_t bitsPerPixel);
+/* Bytes a bitmap. Saturates where it does not fit. */
+uint32_t rlCalcNewSize(int32_t width, int32_t height, int16_t bitsPerPixel);
+/* The value at (x, y): an index, or red, green, blue and the fourth byte from the top down. 0 for other depths. */
+uint32_t rlGetPixel(const uint8_t* data, int32_t bytesPerLine, int32_t x, int32_t y, int16_t bitsPerPixel);
+/* Writes a pixel, through a colour map or to the nearest of a table where one is given; always 0. */
+int32_t rlSetPixel(uint8_t* data, int32_t bytesPerLine, int32_t x, int32_t y, int16_t bitsPerPixel, uint32_t value,
+                   const uint32_t* map, const uint8_t* table, uint16_t tableCount);
+
+/* ---- Colours --------------------------------------------------------------------------------------------------- */
+
+/* The nearest entry's index: greys match only greys, colours only colours, the first of equals wins; 0 for none. */
+int32_t rlNearestRGBIndex(int16_t red, int16_t green, int16_t blue, const uint8_t* table, uint16_t count);
+/* A map from source index to destination index or packed colour; 0 for a source of 24 bits or more. */
+Handle rlBuildColormap(const uint8_t* srcTable, int16_t srcBits, const uint8_t* dstTable, int16_t dstBits,
+                       uint16_t dstCount);
+/* Converts `width` pixels of 24 bits in place. */
+void rev_rgb(int32_t width, uint8_t* row, int32_t mode);
+
+/* ---- Depths ---------------------------------------------------------------------------------------------------- */
+
+/* A new bitmap of another depth; `table` goes in as the source's and comes back as the one made, or 0. */
+Handle rlChangeColorResolution(Handle bits, int32_t width, int32_t height, int16_t srcBits, int16_t dstBits,
+                               Handle* table);
+/* A new bitmap of another depth, pixel by pixel through the tables. */
+Handle rlConvertBitmapDepth(Handle bits, int32_t width, int32_t height, int16_t srcBits, int16_t dstBits,
+                            Handle srcTable, Handle dstTable, uint16_t dstCount);
+
+/* ---- Scaling: replication and point sampling ------------------------------------------------------------------- */
+
+/* Both entries do the same: a new bitmap, stretched where it grows and sampled where it shrinks. */
+Handle rlShrinkBitmap(Handle bits, int16_t bitsPerPixel, uint32_t srcWidth, uint32_t srcHeight, uint32_t dstWidth,
+                      uint32_t dstHeight);
+Handle rlStretchBitmap(Handle bits, int16_t bitsPerPixel, uint32_t srcWidth, uint32_t srcHeight, uint32_t dstWidth,
+                       uint32_t dstHeight);
+/* Rows by sampling and by replication; always 0. */
+int32_t Shrink(const uint8_t* src, uint8_t* dst, int16_t bitsPerPixel, uint32_t srcWidth, uint32_t srcHeight,
+               uint32_t dstWidth, uint32_t dstHeight);
+int32_t Stretch(const uint8_t* src, uint8_t* dst, int16_t bitsPerPixel, uint32_t srcWidth, uint32_t srcHeight,
+                uint32_t dstWidth, uint32_t dstHeight);
+/* The pixels of `rows` rows by sampling and by replication; always 0. */
+int32_t ShrinkX(const uint8_t* src, uint8_t* dst, int16_t bitsPerPixel, uint32_t srcWidth, uint32_t rows,
+                uint32_t dstWidth);
+int32_t StretchX(const uint8_t* src, uint8_t* dst, int16_t bitsPerPixel, uint32_t srcWidth, uint32_t rows,
+                 uint32_t dstWidth);
+/* Mirrors in place; returns the handle. */
+Handle rlFlipBitmap(Handle bits, int16_t bitsPerPixel, int32_t width, int32_t height, int16_t horizontal,
+                    int16_t vertical);
+
+#pragma GCC visibility pop
+#ifdef __cplusplus
+}
+#endif
+
+#endif

@@ -1,0 +1,44 @@
+// rows.h: what the raster library's own files share: row sizes in 64 bits and which depths have pixels at all.
+#ifndef TOLVA_RASTER_ROWS_H
+#define TOLVA_RASTER_ROWS_H
+
+#include <cstdint>
+
+#include "host/numbers.h"
+#include "raster/raster.h"
+
+namespace tolva {
+
+// Bytes a row, padded to kRowAlignment; never wraps.
+inline int64_t paddedRowBytes(int64_t width, int64_t bitsPerPixel) {
+    const int64_t bits = width * bitsPerPixel;
+    const int64_t bytes = bits / 8 + (bits % 8 != 0 ? 1 : 0);
+    return (bytes + kRowAlignment - 1) / kRowAlignment * kRowAlignment;
+}
+
+inline bool isIndexedDepth(int16_t bits) { return bits == 1 || bits == 4 || bits == 8; }
+inline bool hasPixels(int16_t bits) { return isIndexedDepth(bits) || bits == 24 || bits == 32; }
+
+// Whether the block behind the handle really holds a bitmap of this size.
+inline bool holdsBitmap(Handle bits, int64_t width, int64_t height, int16_t bitsPerPixel) {
+    uint32_t bytes = 0;
+    return pictureBytes(paddedRowBytes(width, bitsPerPixel), height, &bytes) && GlobalSize(bits) >= bytes;
+}
+
+// A colour table that knows its length. What lies outside it reads as black.
+struct ColourTable {
+    const uint8_t* triples;
+    uint32_t entries;
+};
+
+inline ColourTable tableOf(Handle h) {
+    return {static_cast<const uint8_t*>(GlobalLock(h)), GlobalSize(h) / kTripleBytes};
+}
+
+// rlBuildColormap on tables that know their lengths.
+Handle buildColourMap(ColourTable source, int16_t srcBits, ColourTable destination, int16_t dstBits,
+                      uint16_t dstCount);
+
+}  // namespace tolva
+
+#endif

@@ -1,0 +1,202 @@
+// scale.cpp: bitmaps to another size by point sampling and replication; nothing is averaged. The pipeline shrinks before
+// it converts and stretches after. Which source pixel a column takes is worked out once a bitmap, from the very products
+// that define it: stepping a position along would truncate differently.
+
+#include <algorithm>
+
+#include "raster/rows.h"
+
+namespace {
+
+using namespace tolva;
+
+constexpr uint32_t kUntouched = UINT32_MAX;  // a destination column that no source pixel reaches
+constexpr uint32_t kMostRows = 32768;        // what the 16-bit row counter of the row functions can reach
+
+uint32_t product(uint64_t i, double ratio) {
+    return static_cast<uint32_t>(truncated<uint64_t>(static_cast<double>(i) * ratio));
+}
+
+// Column k takes source pixel trunc(k x ratio), the last one the last source pixel.
+void sampleColumns(uint32_t* map, uint32_t srcWidth, uint32_t dstWidth) {
+    const double ratio = static_cast<double>(srcWidth) / dstWidth;
+    for (uint32_t k = 0; k < dstWidth; ++k) map[k] = std::min(product(k, ratio), srcWidth - 1);
+    map[dstWidth - 1] = srcWidth - 1;
+}
+
+// From the right, each source pixel as often as its products differ. Kept: the counters have 16 bits, so a source wider
+// than 32768 draws nothing, and a pixel repeated more than 32767 times is not drawn either.
+void replicateColumns(uint32_t* map, uint32_t srcWidth, uint32_t dstWidth) {
+    std::fill(map, map + dstWidth, kUntouched);
+    const double ratio = static_cast<double>(dstWidth) / srcWidth;
+    uint32_t left = dstWidth;
+    int16_t previous = 0;
+    for (int32_t sx = low16(int64_t{srcWidth} - 1); sx >= 0; --sx) {
+        const int16_t position = low16(product(srcWidth - static_cast<uint32_t>(sx), ratio));
+        const int16_t times = low16(position - previous);
+        previous = position;
+        for (int16_t n = times; n > 0 && left > 0; --n) map[--left] = static_cast<uint32_t>(sx);
+    }
+}
+
+template <int bytes>
+void mapBytes(const uint8_t* src, uint8_t* dst, const uint32_t* map, uint32_t width) {
+    for (uint32_t x = 0; x < width; ++x, dst += bytes) {
+        if (map[x] != kUntouched) std::memcpy(dst, src + size_t{map[x]} * bytes, bytes);
+    }
+}
+
+void mapBits(const uint8_t* src, uint8_t* dst, int16_t bits, const uint32_t* map, uint32_t width) {
+    const uint32_t perByte = 8u / static_cast<uint32_t>(bits);
+    const uint32_t mask = (1u << bits) - 1;
+    const auto shiftOf = [=](uint32_t x) { return 8 - static_cast<uint32_t>(bits) * (x % perByte + 1); };
+    for (uint32_t x = 0; x < width; ++x) {
+        if (map[x] == kUntouched) continue;
+        const uint32_t value = (uint32_t{src[map[x] / perByte]} >> shiftOf(map[x])) & mask;
+        uint8_t& byte = dst[x / perByte];
+        byte = static_cast<uint8_t>((byte & ~(mask << shiftOf(x))) | value << shiftOf(x));
+    }
+}
+
+struct Scaling {
+    const uint8_t* src;
+    uint8_t* dst;
+    int64_t srcRow;  // bytes
+    int64_t dstRow;
+    int16_t bits;
+    uint32_t dstWidth;
+    const uint32_t* map;
+};
+
+void scaleRow(const Scaling& s, int64_t from, int64_t to) {
+    const uint8_t* const src = s.src + from * s.srcRow;
+    uint8_t* const dst = s.dst + to * s.dstRow;
+    switch (s.bits) {
+        case 8: mapBytes<1>(src, dst, s.map, s.dstWidth); break;
+        case 24: mapBytes<3>(src, dst, s.map, s.dstWidth); break;
+        case 32: mapBytes<4>(src, dst, s.map, s.dstWidth); break;
+        case 1:
+        case 4: mapBits(src, dst, s.bits, s.map, s.dstWidth); break;
+        default: break;
+    }
+}
+
+using MapColumns = void (*)(uint32_t* map, uint32_t srcWidth, uint32_t dstWidth);
+using ScaleRows = void (*)(const Scaling& s, uint32_t srcRows, uint32_t dstRows);
+
+// Destination row k from source row trunc(k x ratio), top to bottom. Kept: positions have 16 bits and the steps between
+// them too. A step so large that it turns negative would leave the bitmap: the row then shows the last source row, if it
+// is the last, or stays as it is.
+void sampleRows(const Scaling& s, uint32_t srcRows, uint32_t dstRows) {
+    const double ratio = static_cast<double>(srcRows) / dstRows;
+    int64_t from = 0;
+    int16_t previous = 0;
+    for (uint32_t k = 0; k < dstRows; ++k) {
+        if (from >= 0 && from < srcRows) {
+            scaleRow(s, from, k);
+        } else if (k + 1 == dstRows) {
+            scaleRow(s, int64_t{srcRows} - 1, k);
+        }
+        const int16_t position = low16(product(uint64_t{k} + 1, ratio));
+        from += low16(position - previous);
+        previous = position;
+    }
+}
+
+// Each source row as often as its products differ, bottom to top.
+void replicateRows(const Scaling& s, uint32_t srcRows, uint32_t dstRows) {
+    const double ratio = static_cast<double>(dstRows) / srcRows;
+    int64_t to = int64_t{dstRows} - 1;
+    int64_t previous = 0;
+    for (int64_t from = int64_t{srcRows} - 1; from >= 0; --from) {
+        const int64_t position = truncated<int32_t>(static_cast<double>(srcRows - from) * ratio);
+        const int64_t first = to;
+        for (; previous < position && to >= 0; ++previous, --to) {
+            if (to == first) {
+                scaleRow(s, from, to);
+            } else {
+                std::memcpy(s.dst + to * s.dstRow, s.dst + first * s.dstRow, static_cast<size_t>(s.dstRow));
+            }
+        }
+        previous = position;
+    }
+}
+
+void oneByOne(const Scaling& s, uint32_t rows, uint32_t) {
+    for (uint32_t y = 0; y < std::min(rows, kMostRows); ++y) scaleRow(s, y, y);
+}
+
+int32_t scale(const uint8_t* src, uint8_t* dst, int16_t bits, uint32_t srcWidth, uint32_t srcRows, uint32_t dstWidth,
+              uint32_t dstRows, MapColumns mapColumns, ScaleRows scaleRows) {
+    // A size of nothing would divide by zero; there is nothing to draw either. Other depths have no pixels.
+    if (src == nullptr || dst == nullptr || !hasPixels(bits)) return 0;
+    if (srcWidth == 0 || srcRows == 0 || dstWidth == 0 || dstRows == 0) return 0;
+    const Handle columns = rlGetMemory(sizeof(uint32_t), dstWidth);
+    uint32_t* const map = static_cast<uint32_t*>(rlLockMemory(columns));
+    if (map == nullptr) return 0;
+    mapColumns(map, srcWidth, dstWidth);
+    const Scaling scaling = {
+        .src = src,
+        .dst = dst,
+        .srcRow = paddedRowBytes(srcWidth, bits),
+        .dstRow = paddedRowBytes(dstWidth, bits),
+        .bits = bits,
+        .dstWidth = dstWidth,
+        .map = map,
+    };
+    scaleRows(scaling, srcRows, dstRows);
+    rlFreeNewData(columns);
+    return 0;
+}
+
+MapColumns columnsFor(uint32_t srcWidth, uint32_t dstWidth) {
+    return dstWidth > srcWidth ? replicateColumns : sampleColumns;
+}
+
+Handle scaleBitmap(Handle bits, int16_t bitsPerPixel, uint32_t srcWidth, uint32_t srcHeight, uint32_t dstWidth,
+                   uint32_t dstHeight) {
+    const Handle result = allocPicture(paddedRowBytes(dstWidth, bitsPerPixel), dstHeight);
+    uint8_t* const dst = static_cast<uint8_t*>(rlLockMemory(result));
+    if (dst == nullptr || !holdsBitmap(bits, srcWidth, srcHeight, bitsPerPixel)) return result;
+    const uint8_t* const src = static_cast<const uint8_t*>(rlLockMemory(bits));
+    if (dstHeight > srcHeight) {
+        Stretch(src, dst, bitsPerPixel, srcWidth, srcHeight, dstWidth, dstHeight);
+    } else {
+        Shrink(src, dst, bitsPerPixel, srcWidth, srcHeight, dstWidth, dstHeight);
+    }
+    return result;
+}
+
+}  // namespace
+
+Handle rlShrinkBitmap(Handle bits, int16_t bitsPerPixel, uint32_t srcWidth, uint32_t srcHeight, uint32_t dstWidth,
+                      uint32_t dstHeight) {
+    return scaleBitmap(bits, bitsPerPixel, srcWidth, srcHeight, dstWidth, dstHeight);
+}
+
+Handle rlStretchBitmap(Handle bits, int16_t bitsPerPixel, uint32_t srcWidth, uint32_t srcHeight, uint32_t dstWidth,
+                       uint32_t dstHeight) {
+    return scaleBitmap(bits, bitsPerPixel, srcWidth, srcHeight, dstWidth, dstHeight);
+}
+
+int32_t Shrink(const uint8_t* src, uint8_t* dst, int16_t bitsPerPixel, uint32_t srcWidth, uint32_t srcHeight,
+               uint32_t dstWidth, uint32_t dstHeight) {
+    return scale(src, dst, bitsPerPixel, srcWidth, srcHeight, dstWidth, dstHeight, columnsFor(srcWidth, dstWidth),
+                 sampleRows);
+}
+
+int32_t Stretch(const uint8_t* src, uint8_t* dst, int16_t bitsPerPixel, uint32_t srcWidth, uint32_t srcHeight,
+                uint32_t dstWidth, uint32_t dstHeight) {
+    return scale(src, dst, bitsPerPixel, srcWidth, srcHeight, dstWidth, dstHeight, columnsFor(srcWidth, dstWidth),
+                 replicateRows);
+}
+
+int32_t ShrinkX(const uint8_t* src, uint8_t* dst, int16_t bitsPerPixel, uint32_t srcWidth, uint32_t rows,
+                uint32_t dstWidth) {
+    return scale(src, dst, bitsPerPixel, srcWidth, rows, dstWidth, rows, sampleColumns, oneByOne);
+}
+
+int32_t StretchX(const uint8_t* src, uint8_t* dst, int16_t bitsPerPixel, uint32_t srcWidth, uint32_t rows,
+                 uint32_t dstWidth) {
+    return scale(src, dst, bitsPerPixel, srcWidth, rows, dstWidth, rows, replicateColumns, oneByOne);
+}

@@ -1,0 +1,14 @@
+// current.h: which Setup block a picture takes its settings from. Used by settings/ and output/.
+#ifndef TOLVA_SETTINGS_CURRENT_H
+#define TOLVA_SETTINGS_CURRENT_H
+
+#include "settings/settings.h"
+
+namespace tolva {
+
+// The last block made; where there is none, the one that init locked; null without either.
+Setup* currentSetup();
+
+}  // namespace tolva
+
+#endif

@@ -1,0 +1,130 @@
+// setup.cpp: making, filling, checking and freeing Setup blocks. A host makes one before init; init locks it; pictures
+// read their settings from it.
+
+#include <algorithm>
+#include <cstring>
+
+#include "settings/settings.h"
+#include "stream/stream.h"
+
+namespace {
+
+constexpr double kSmallestExtent = 0.03125;  // inches
+constexpr double kLargestExtentInches = 22.0;
+constexpr double kDefaultWidth = 6.67;
+constexpr double kDefaultHeight = 5.0;
+constexpr char kProfileSuffix[] = ".ini";
+constexpr char kDriverSuffix[] = ".1";
+constexpr size_t kLongestModule = kDriverNameBytes - sizeof kDriverSuffix;
+
+// The module's file name up to its first ".", with the suffix. False where it does not fit: such a profile cannot be
+// found either.
+bool nameAfterModule(char* path) {
+    char name[kModuleNameBytes];
+    export_szDLLName[kModuleNameBytes - 1] = '\0';
+    s_getname(name, export_szDLLName);
+    const size_t length = std::strcspn(name, ".");
+    if (length + sizeof kProfileSuffix > kSettingsNameBytes) return false;
+    std::memcpy(path, name, length);
+    std::memcpy(path + length, kProfileSuffix, sizeof kProfileSuffix);
+    return true;
+}
+
+bool nameProfile(char* path, const char* given) {
+    if (given == nullptr || given[0] == '\0') return nameAfterModule(path);
+    const size_t bytes = std::strlen(given) + 1;
+    if (bytes > kSettingsNameBytes) return false;
+    std::memcpy(path, given, bytes);
+    return true;
+}
+
+bool outside(double value, double lowest, double highest) { return !(value >= lowest && value <= highest); }
+
+bool repairResolution(int16_t* resolution) {
+    if (*resolution >= kLowestResolution && *resolution <= kHighestResolution) return false;
+    *resolution = kDefaultResolution;
+    return true;
+}
+
+bool repairExtent(double* extent, double fallback) {
+    if (!outside(*extent, kSmallestExtent, kLargestExtentInches)) return false;
+    *extent = fallback;
+    return true;
+}
+
+}  // namespace
+
+Handle CreateSetup(uintptr_t, const char* profile, const char*, uintptr_t) {
+    const Handle h = GlobalAlloc(kMoveableZeroed, kSetupBytes);
+    Setup* const setup = static_cast<Setup*>(GlobalLock(h));
+    hRaster = h;
+    lpRaster = setup;
+    if (szFilter != nullptr) strupr(szFilter);
+    if (nameProfile(setup->profilePath, profile)) GetProfileDirectory(setup->profilePath, export_szDLLName);
+    // Profiles are not read yet: one that exists counts as absent, and the defaults stand.
+    setup->profilePath[0] = '\0';
+    UseDefaultSettings(setup);
+    return h;
+}
+
+int32_t EditSetup(Handle h, uintptr_t value) {
+    Setup* const setup = static_cast<Setup*>(GlobalLock(h));
+    if (setup == nullptr) return -1;
+    setup->reserved[1] = value;
+    return 0;
+}
+
+int32_t DestroySetup(Handle h) {
+    const Setup* const setup = static_cast<Setup*>(GlobalLock(h));
+    if (setup == nullptr) return 1;
+    // A block that init locked must not be looked at once it is gone.
+    if (lpSetup == setup) lpSetup = nullptr;
+    GlobalFree(h);
+    hRaster = 0;
+    lpRaster = nullptr;
+    return 0;
+}
+
+int32_t UseDefaultSettings(Setup* setup) {
+    if (setup == nullptr) return 0;
+    setup->sectionName[0] = '\0';
+    setup->profilePath[0] = '\0';
+    setup->thirdName[0] = '\0';
+    const size_t length = szFilter == nullptr ? 0 : std::min(std::strlen(szFilter), kLongestModule);
+    if (length != 0) std::memcpy(setup->driverName, szFilter, length);
+    std::memcpy(setup->driverName + length, kDriverSuffix, sizeof kDriverSuffix);
+    strupr(setup->driverName);
+    std::memset(setup->reserved, 0, sizeof setup->reserved);
+    setup->colourMode = kColourNormal;
+    setup->secondMode = 0;
+    setup->sizeMode = kSizeOfPicture;
+    setup->resolutionMode = kResolutionOfPicture;
+    setup->xResolution = kDefaultResolution;
+    setup->yResolution = kDefaultResolution;
+    setup->width = kDefaultWidth;
+    setup->height = kDefaultHeight;
+    return 0;
+}
+
+int32_t LoadProfile(uintptr_t) { return 0; }
+
+int32_t LimitCheck() {
+    if (lpRaster == nullptr) return 0;
+    int32_t result = 0;
+    if (repairResolution(&lpRaster->xResolution)) result = kResolutionRepaired;
+    if (repairResolution(&lpRaster->yResolution)) result = kResolutionRepaired;
+    if (repairExtent(&lpRaster->width, kDefaultWidth)) result = kExtentRepaired;
+    if (repairExtent(&lpRaster->height, kDefaultHeight)) result = kExtentRepaired;
+    return result;
+}
+
+int32_t SaveProfile() { return 1; }
+
+int32_t BackupProfile(Setup* setup) {
+    if (setup == nullptr) return 1;
+    std::memcpy(setup->thirdName, setup->profilePath, sizeof setup->thirdName);
+    ZUNGetTempFileName(0, "", 0, setup->profilePath);
+    return 1;
+}
+
+int32_t LoadProfileList(uint32_t, uint32_t, uint16_t) { return 0; }

@@ -1,0 +1,239 @@
+// buffer.cpp: one buffer between a stream's calls and its file or memory block: read, write, seek, fill and flush.
+// Everything above reads and writes through zunRead, zunWrite and zunSeek, which pass procedure streams on to the host.
+
+#include "stream/buffer.h"
+
+#include <algorithm>
+#include <limits>
+
+#include "host/numbers.h"
+#include "stream/system_calls.h"
+
+namespace tolva {
+namespace {
+
+constexpr int64_t kLastPosition = std::numeric_limits<int32_t>::max();
+
+uint8_t* bufferOf(const StreamRecord& s) { return static_cast<uint8_t*>(GlobalLock(s.bufferHandle)); }
+
+int32_t fail(StreamRecord& s) {
+    s.error = -1;
+    return -1;
+}
+
+int32_t failFlush(StreamRecord& s) {
+    s.flushFailed = 1;
+    return fail(s);
+}
+
+// Grows a memory stream's block so that `lastSlot` is its last byte. The block stays locked, so that the caller's
+// pointer remains valid. False, with nothing changed, where positions would not fit.
+bool growBlock(StreamRecord& s, int64_t lastSlot) {
+    if (lastSlot < 0 || lastSlot < s.lastSlot || lastSlot >= kLastPosition) return false;
+    s.bufferHandle = GlobalReAlloc(s.bufferHandle, static_cast<uint32_t>(lastSlot + 1), kMoveableZeroed);
+    *s.blockPointerRef = GlobalLock(s.bufferHandle);
+    s.lastSlot = static_cast<int32_t>(lastSlot);
+    s.dirty = 0;
+    return true;
+}
+
+// Whole growth steps until the cursor lies inside the block: after a seek far past the end one step may not do, and a
+// byte must never be stored beyond it.
+bool growToCursor(StreamRecord& s) {
+    if (s.growBy <= 0) return false;
+    const int64_t missing = int64_t{s.cursor} - s.lastSlot;
+    const int64_t steps = (missing + s.growBy - 1) / s.growBy;
+    return growBlock(s, s.lastSlot + steps * s.growBy);
+}
+
+// Called with the cursor past the last slot; afterwards there is room at the cursor.
+bool makeRoom(StreamRecord& s) {
+    if (isMemoryStream(s)) return growToCursor(s);
+    if (s.dirty != 0) return flushBuffer(s) != -1;
+    // A full buffer that was only read: writing goes on behind it.
+    const int64_t next = int64_t{s.bufferStart} + s.cursor;
+    if (next > kLastPosition) return false;
+    s.bufferStart = s.nextFill = static_cast<int32_t>(next);
+    s.cursor = 0;
+    s.lastValid = -1;
+    return true;
+}
+
+int32_t seekMemory(StreamRecord& s, int64_t offset, int32_t origin) {
+    if (origin != kFromStart && origin != kFromEnd) return fail(s);
+    const int64_t target = origin == kFromStart ? offset : int64_t{s.lastValid} + 1 + offset;
+    if (target < 0) return fail(s);
+    if (target > kLastPosition) return -1;
+    if (origin == kFromStart && target > s.lastSlot) {
+        if (s.growBy < 0 || !growBlock(s, target + s.growBy)) return -1;
+    }
+    s.cursor = static_cast<int32_t>(target);
+    return s.cursor;
+}
+
+int32_t seekFile(StreamRecord& s, int64_t offset, int32_t origin) {
+    if (s.dirty != 0) flushBuffer(s);
+    if (offset > kLastPosition) return fail(s);
+    const int32_t position = unxSeek(s.file, static_cast<int32_t>(offset), origin);
+    if (position == -1) return fail(s);
+    s.nextFill = position;
+    return fillBuffer(s) == -1 ? fail(s) : position;
+}
+
+}  // namespace
+
+void measureFile(StreamRecord& s) {
+    const off_t here = systemCalls.tell(s.file);
+    if (here < 0 || systemCalls.seek(s.file, 0, SEEK_END) != 0) return;
+    s.size = saturated(systemCalls.tell(s.file));
+    systemCalls.seek(s.file, here, SEEK_SET);
+}
+
+int32_t fillBuffer(StreamRecord& s) {
+    if (isMemoryStream(s) || s.file == nullptr) return 0;
+    if (s.dirty != 0) flushBuffer(s);
+    if (unxSeek(s.file, s.nextFill, kFromStart) == -1) return fail(s);
+    const size_t got = systemCalls.read(bufferOf(s), 1, kStreamBufferBytes, s.file);
+    if (got < kStreamBufferBytes && std::ferror(s.file) != 0) return fail(s);
+    const int64_t next = s.nextFill + static_cast<int64_t>(got);
+    if (next > kLastPosition) return fail(s);
+    s.cursor = 0;
+    s.lastValid = static_cast<int32_t>(got) - 1;
+    s.lastSlot = kStreamBufferBytes - 1;
+    s.bufferStart = s.nextFill;
+    s.nextFill = static_cast<int32_t>(next);
+    return static_cast<int32_t>(got);
+}
+
+int32_t flushBuffer(StreamRecord& s) {
+    if (isMemoryStream(s)) {
+        return s.growBy > 0 && growBlock(s, int64_t{s.lastSlot} + s.growBy) ? 1 : -1;
+    }
+    if (s.dirty == 0 || s.file == nullptr) return 0;
+    const int32_t bytes = s.lastValid + 1;
+    const int64_t end = int64_t{s.bufferStart} + bytes;
+    if (end > kLastPosition || unxSeek(s.file, s.bufferStart, kFromStart) == -1) return failFlush(s);
+    const size_t written = systemCalls.write(bufferOf(s), 1, static_cast<size_t>(bytes), s.file);
+    // The runtime's own buffer goes too: on a full disk it would otherwise report success and lose the bytes later.
+    const bool whole = written == static_cast<size_t>(bytes) && systemCalls.flush(s.file) == 0;
+    measureFile(s);
+    if (!whole) return failFlush(s);
+    s.cursor = 0;
+    s.lastValid = -1;
+    s.lastSlot = kStreamBufferBytes - 1;
+    s.bufferStart = s.nextFill = static_cast<int32_t>(end);
+    s.dirty = 0;
+    return bytes;
+}
+
+int32_t readBuffered(StreamRecord& s, void* buffer, int32_t count) {
+    int32_t done = 0;
+    while (done < count) {
+        if (s.cursor > s.lastValid) {
+            const int32_t loaded = fillBuffer(s);
+            if (loaded == -1) return fail(s);
+            if (loaded == 0) break;
+        }
+        const int32_t piece = std::min(count - done, s.lastValid - s.cursor + 1);
+        std::memcpy(static_cast<uint8_t*>(buffer) + done, bufferOf(s) + s.cursor, static_cast<size_t>(piece));
+        s.cursor += piece;
+        done += piece;
+    }
+    return done;
+}
+
+int32_t writeBuffered(StreamRecord& s, const void* buffer, int32_t count) {
+    int32_t cursor = s.cursor;
+    int32_t lastValid = s.lastValid;
+    int32_t dirty = s.dirty;
+    int32_t done = 0;
+    while (done < count) {
+        if (cursor > s.lastSlot) {
+            // Kept: after an earlier error the call answers 0, and what it placed so far is not recorded.
+            if (s.error == -1) return 0;
+            s.cursor = cursor;
+            s.lastValid = lastValid;
+            s.dirty = dirty;
+            if (!makeRoom(s)) return failFlush(s);
+            cursor = s.cursor;
+            lastValid = s.lastValid;
+        }
+        const int32_t piece = std::min(count - done, s.lastSlot - cursor + 1);
+        std::memcpy(bufferOf(s) + cursor, static_cast<const uint8_t*>(buffer) + done, static_cast<size_t>(piece));
+        cursor += piece;
+        lastValid = std::max(lastValid, cursor - 1);
+        dirty = 1;
+        done += piece;
+    }
+    s.cursor = cursor;
+    s.lastValid = lastValid;
+    s.dirty = dirty;
+    return done;
+}
+
+int32_t seekBuffered(StreamRecord& s, int32_t offset, int32_t origin) {
+    const int64_t here = int64_t{s.bufferStart} + s.cursor;
+    if (origin == kFromCurrent && offset == 0) return here > kLastPosition ? -1 : static_cast<int32_t>(here);
+
+    int64_t target = offset;
+    if (origin == kFromCurrent) {
+        origin = kFromStart;
+        target += here;
+    }
+    if (origin == kFromStart) {
+        if (target < 0 || (target > s.size && !mayWrite(s))) return fail(s);
+        const int64_t inBuffer = target - s.bufferStart;
+        if (inBuffer >= 0 && inBuffer <= s.lastValid) {
+            s.cursor = static_cast<int32_t>(inBuffer);
+            return static_cast<int32_t>(target);
+        }
+    }
+    return isMemoryStream(s) ? seekMemory(s, target, origin) : seekFile(s, target, origin);
+}
+
+}  // namespace tolva
+
+using namespace tolva;
+
+int32_t zunRead(Handle stream, void* buffer, int32_t count) {
+    StreamRecord* const s = lockStream(stream);
+    if (s == nullptr) return 0;
+    if (s->ioProc != nullptr) {
+        return static_cast<int32_t>(callProc(*s, kProcRead, reinterpret_cast<intptr_t>(buffer), count));
+    }
+    return s->docMode != 0 ? docRead(stream, buffer, count) : readBuffered(*s, buffer, count);
+}
+
+int32_t zunWrite(Handle stream, const void* buffer, int32_t count) {
+    StreamRecord* const s = lockStream(stream);
+    if (s == nullptr) return 0;
+    if (s->ioProc != nullptr) {
+        return static_cast<int32_t>(callProc(*s, kProcWrite, reinterpret_cast<intptr_t>(buffer), count));
+    }
+    return writeBuffered(*s, buffer, count);
+}
+
+int32_t zunSeek(Handle stream, int32_t offset, int32_t origin) {
+    StreamRecord* const s = lockStream(stream);
+    if (s == nullptr) return -1;
+    if (s->ioProc != nullptr) {
+        return static_cast<int32_t>(callProc(*s, kProcSeek, reinterpret_cast<intptr_t>(&offset), origin));
+    }
+    return s->docMode != 0 ? docSeek(stream, offset, origin) : seekBuffered(*s, offset, origin);
+}
+
+int32_t FillZunIOBuf(Handle stream) {
+    StreamRecord* const s = lockStream(stream);
+    return s == nullptr ? -1 : fillBuffer(*s);
+}
+
+int32_t FlushZunIO(Handle stream) {
+    StreamRecord* const s = lockStream(stream);
+    return s == nullptr ? -1 : flushBuffer(*s);
+}
+
+int32_t unxSeek(FILE* file, int32_t offset, int32_t origin) {
+    if (file == nullptr || systemCalls.seek(file, offset, origin) != 0) return -1;
+    const off_t position = systemCalls.tell(file);
+    return position > kLastPosition ? -1 : static_cast<int32_t>(position);
+}

@@ -1,0 +1,177 @@
+/* stream.h: portable buffered streams. One kind of handle stands for a named file, a memory block that grows, a host's
+ * own I/O procedure, or a sub-stream of a compound document; typed and structured transfers with a chosen byte order
+ * stand on top. Positions and counts are signed 32-bit. Failures are return values; nothing is printed.
+ * Readable as C and as C++. */
+#ifndef TOLVA_STREAM_STREAM_H
+#define TOLVA_STREAM_STREAM_H
+
+#include <stdint.h>
+#include <stdio.h>
+
+#include "host/host.h"
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+#pragma GCC visibility push(default)
+
+/* ---- Records --------------------------------------------------------------------------------------------------- */
+
+/* The optional second argument of zunOpen. Six native words; zero them all first. */
+typedef struct StreamDescriptor {
+    intptr_t blockRef;   /* memory: address of the variable with the block's locked pointer; procedure: its context */
+    intptr_t size;       /* memory: bytes of contents; rewritten when opened for reading */
+    intptr_t growBy;     /* memory: bytes added at each growth; 4096 is usual */
+    intptr_t file;       /* mode kWrapStream: an open standard I/O stream */
+    intptr_t ioProc;     /* a StreamIOProc, or 0 */
+    intptr_t ioInstance; /* mode kWrapStream with a procedure: its instance */
+} StreamDescriptor;
+
+/* A host's own I/O: (instance, operation, a, b). */
+typedef intptr_t (*StreamIOProc)(intptr_t instance, intptr_t operation, intptr_t a, intptr_t b);
+
+enum StreamOperation {
+    kProcOpen = 1,   /* name, mode: the instance, 0 = not handled */
+    kProcRead = 2,   /* buffer, count: bytes read */
+    kProcWrite = 3,  /* buffer, count: bytes written */
+    kProcSeek = 4,   /* address of a 32-bit offset, origin: the new position or -1 */
+    kProcClose = 5,  /* 0, 0 or kDeleteFile: status */
+    kProcExists = 6, /* name, 0 */
+    kProcDelete = 7  /* name, 0 */
+};
+
+enum StreamMode {
+    kReadFile = 0,
+    kWriteFile = 0x0001,
+    kUpdateFile = 0x0002,
+    kDeleteFile = 0x0200, /* no stream: deletes the name; 1 = done */
+    kCreateFile = 0x1000, /* truncates; memory streams start empty */
+    kFileExists = 0x4000, /* no stream: -1 = absent */
+    kCreateAndWrite = kCreateFile | kWriteFile,
+    kWrapStream = -1 /* takes the descriptor's open stream or procedure instance */
+};
+
+enum SeekOrigin { kFromStart = 0, kFromCurrent = 1, kFromEnd = 2 };
+
+enum DataFormat { kLittleEndian = 0, kBigEndian = 1 };
+enum FloatFormat { kIeeeFloat = 0, kFixed16_16 = 1 };
+enum LineFormat { kLineCrLf = 0, kLineCr = 1, kLineLf = 2 };
+
+enum { kStreamBufferBytes = 12288, kUsualGrowth = 4096 };
+
+/* One per open stream, behind the stream's handle. */
+typedef struct StreamRecord {
+    FILE* file;              /* null for memory and procedure streams */
+    Handle bufferHandle;     /* files: the I/O buffer; memory: the caller's block */
+    void** blockPointerRef;  /* memory: the caller's variable, rewritten after every growth */
+    int32_t cursor;          /* index of the next byte */
+    int32_t lastValid;       /* index of the last valid byte, -1 = empty */
+    int32_t lastSlot;        /* index of the last usable byte */
+    int32_t bufferStart;     /* file offset of buffer byte 0 */
+    int32_t nextFill;        /* file offset of the next fill; -1 marks a memory stream */
+    int32_t dirty;           /* 1 = bytes not yet in the file */
+    int32_t growBy;
+    int32_t size;            /* files: length at open and after each flush; memory: lastValid at open */
+    void** ownedBlockRef;    /* non-null: zunCloseandDelete frees this block instead of deleting a file */
+    StreamIOProc ioProc;
+    intptr_t ioInstance;
+    uint32_t mode;
+    int32_t borrowedFile;    /* 1 = the caller's standard I/O stream, not closed here */
+    int32_t error;           /* -1 once anything has failed */
+    uint16_t dataFormat;     /* a DataFormat */
+    uint16_t floatFormat;    /* a FloatFormat */
+    uint16_t lineFormat;     /* a LineFormat */
+    int32_t namedFile;       /* 1 = opened by name */
+    uint32_t docPosition;    /* compound documents, from here on */
+    int32_t docMode;
+    Handle docSectorTable;
+    Handle docMiniSectorTable;
+    uint32_t docMiniStreamStart;
+    uint32_t docStartSector;
+    uint32_t docSize;
+    int32_t flushFailed;     /* 1 once bytes could not be written: the close then reports -1 */
+} StreamRecord;
+
+/* ---- Streams --------------------------------------------------------------------------------------------------- */
+
+/* A stream, or 0. For kDeleteFile: 1 or 0. For kFileExists: -1 when absent. With a procedure in the descriptor these
+ * two, and every later operation, are the procedure's. */
+Handle zunOpen(const char* name, StreamDescriptor* descriptor, int32_t mode);
+/* 0; -1 for a null handle, for bytes that could not be written, or the close's own failure; a procedure's status. */
+int32_t zunClose(Handle stream);
+/* Closes and deletes the named file (or frees the owned block). 0; -1 for a null handle; a procedure's status. */
+int32_t zunCloseandDelete(Handle stream, const char* name);
+/* Bytes read, 0 at the end or for a null handle, -1 on error. */
+int32_t zunRead(Handle stream, void* buffer, int32_t count);
+/* Bytes written, 0 for a null handle, -1 on error; 0 also when the buffer is full after an earlier error. */
+int32_t zunWrite(Handle stream, const void* buffer, int32_t count);
+/* The new position, -1 on error. (stream, 0, kFromCurrent) tells the position and moves nothing. */
+int32_t zunSeek(Handle stream, int32_t offset, int32_t origin);
+/* Copies a file; bytes written less bytes read. A missing source copies nothing and gives 0. */
+int32_t zunCopy(const char* source, const char* destination);
+/* Bytes loaded, 0 at the end and for memory streams, -1 on error. */
+int32_t FillZunIOBuf(Handle stream);
+/* Bytes written, 0 when nothing was dirty, 1 after a memory block grew, -1 on error. */
+int32_t FlushZunIO(Handle stream);
+/* Seek, then tell; -1 when the seek fails or the position does not fit. */
+int32_t unxSeek(FILE* file, int32_t offset, int32_t origin);
+/* The sub-stream of a compound document; zunRead and zunSeek come here while docMode is set. */
+int32_t docRead(Handle stream, void* buffer, int32_t count);
+int32_t docSeek(Handle stream, int32_t offset, int32_t origin);
+/* 1 with a fresh path in "/tmp" in the buffer (an empty file stands there), or 0. The first three are ignored. */
+int32_t ZUNGetTempFileName(int32_t drive, const char* prefix, int32_t unique, char* buffer);
+
+/* ---- Pointer-style memory -------------------------------------------------------------------------------------- */
+
+void* zunPtrGlobalAlloc(uint32_t size); /* null for size 0 */
+Handle zunPtrGlobalHandle(const void* data);
+Handle zunPtrGlobalFree(void* data);
+void* zunPtrGlobalReAlloc(void* data, uint32_t size, uint32_t flags);
+
+/* ---- Typed transfers: count elements, in place ----------------------------------------------------------------- */
+
+/* Readers: count, or 0 with nothing converted when fewer bytes arrived. zunReadChar: zunRead's result. */
+int32_t zunReadChar(Handle stream, void* buffer, int32_t count);
+int32_t zunReadShort(Handle stream, void* buffer, int32_t count);
+int32_t zunReadLong(Handle stream, void* buffer, int32_t count);
+int32_t zunReadFloat(Handle stream, void* buffer, int32_t count);
+int32_t zunReadDouble(Handle stream, void* buffer, int32_t count);
+/* Writers: elements written, or the failing write's result (0 or -1). */
+int32_t zunWriteChar(Handle stream, const void* buffer, int32_t count);
+int32_t zunWriteShort(Handle stream, const void* buffer, int32_t count);
+int32_t zunWriteLong(Handle stream, const void* buffer, int32_t count);
+int32_t zunWriteFloat(Handle stream, const void* buffer, int32_t count);
+int32_t zunWriteDouble(Handle stream, const void* buffer, int32_t count);
+
+/* Records by format: items of an optional count and C, S, L, F or D (1, 2, 4, 4, 8 bytes), structures in braces,
+ * unions in parentheses (read: skipped in memory; written: an error), runs in brackets that move through memory and
+ * transfer nothing. Packed in the file, naturally aligned in memory. The number of records, or the last transfer's
+ * result (0 or -1) when one failed. */
+int32_t zunReadStruct(Handle stream, const char* format, void* buffer, int32_t records);
+int32_t zunWriteStruct(Handle stream, const char* format, const void* buffer, int32_t records);
+
+int32_t zunSetDataFormat(Handle stream, uint16_t dataFormat, uint16_t floatFormat);
+int32_t zunGetDataFormat(Handle stream, uint16_t* dataFormat, uint16_t* floatFormat);
+/* The n low-order bytes of a value, least or most significant first. */
+void zunNativeToLE(uint8_t* destination, uint32_t value, int32_t n);
+void zunNativeToBE(uint8_t* destination, uint32_t value, int32_t n);
+/* 1, 2, 4 or 8: the alignment of the structure or union that starts here, or of the whole format. */
+int32_t GetPadWidth(const char* format);
+/* The position of the union's ")" (or of the string's end); the union's bytes in memory through `size`. */
+const char* GetUnionSize(const char* format, int32_t* size);
+
+/* ---- Lines ----------------------------------------------------------------------------------------------------- */
+
+/* Characters stored, or -1 at the end of the data (a last line without a line end is in the buffer then too). */
+int32_t zunReadLine(Handle stream, char* buffer, int32_t size);
+int32_t zunWriteLine(Handle stream, const char* text, int32_t length);
+int32_t zunSetLineFormat(Handle stream, uint16_t format);
+/* The line end found in the data, -1 for none; the stream then stands at its start. */
+int32_t zunGetLineFormat(Handle stream);
+
+#pragma GCC visibility pop
+#ifdef __cplusplus
+}
+#endif
+
+#endif
