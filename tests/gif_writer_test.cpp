@@ -1,0 +1,150 @@
+// The writer's files byte for byte: bands, interlacing, spools, chosen colours.
+#include <algorithm>
+#include <cstring>
+
+#include "support.h"
+
+namespace {
+
+struct Writer {
+    Handle setup = CreateSetup(0, "/nowhere/at/all.ini", nullptr, 0);
+    SetupBlock& settings = *lpRaster;
+    ~Writer() { DestroySetup(setup); }
+};
+
+Handle bandOf(const Picture& picture, int firstRow, int rows) {
+    Picture part{picture.width, rows, Bytes(picture.pixels.begin() + picture.width * firstRow,
+                                            picture.pixels.begin() + picture.width * (firstRow + rows))};
+    const Bytes bytes = bottomUp(part);
+    const Handle h = GlobalAlloc(kMoveableZeroed, static_cast<uint32_t>(bytes.size()));
+    std::memcpy(GlobalLock(h), bytes.data(), bytes.size());
+    return h;
+}
+
+Bytes write(const Picture& picture, Bytes palette, int bandRows) {
+    MemoryFile file;
+    openMemory(file);
+    Handle state = 0;
+    EXPECT_EQ(BeginCellBitmap(file.stream, picture.width, picture.height, 8, palette.data(), &state), -1);
+    for (int row = 0; row < picture.height; row += bandRows) {
+        const int rows = std::min(bandRows, picture.height - row);
+        const Handle band = bandOf(picture, row, rows);
+        EXPECT_EQ(WriteCellBits(file.stream, band, picture.width, rows, 8, 0, state), 0);
+        GlobalFree(band);
+    }
+    EXPECT_EQ(EndCellBitmap(file.stream, state), 0);
+    return closeMemory(file);
+}
+
+std::vector<int> bandSegments(const Picture& picture, int bandRows) {
+    std::vector<int> segments;
+    for (int row = 0; row < picture.height; row += bandRows) {
+        segments.push_back(std::min(bandRows, picture.height - row) * picture.width);
+    }
+    return segments;
+}
+
+// One segment a buffer-load of each pass.
+std::vector<int> spoolSegments(const Picture& picture) {
+    std::vector<int> segments;
+    const int most = 65536 / picture.width;
+    for (const auto& [start, step] : {std::pair{0, 8}, {4, 8}, {2, 4}, {1, 2}}) {
+        if (start >= picture.height) break;
+        for (int rows = (picture.height - start + step - 1) / step; rows > 0; rows -= most) {
+            segments.push_back(std::min(rows, most) * picture.width);
+        }
+    }
+    return segments;
+}
+
+}  // namespace
+
+TEST(GifWriter, OneBandAndManyAreTheFilesTheyShouldBe) {
+    Writer writer;
+    const Bytes palette = testPalette();
+    for (const auto& [width, height] : {std::pair{1, 1}, {1, 2}, {2, 1}, {3, 3}, {7, 37}, {100, 61}, {300, 5}, {263, 9}}) {
+        const Picture picture = noise(width, height, 256, 9);
+        for (const bool interlaced : {false, true}) {
+            writer.settings.interlaceChoice = interlaced ? int32_t{kInterlaced} : 0;
+            const Bytes file = write(picture, palette, height);
+            ASSERT_EQ(file, plainGif(picture, palette, {.interlaced = interlaced})) << width << 'x' << height;
+            if (width * height > 1) {
+                EXPECT_EQ(decoded(file, picture).pixels, picture.pixels.size() > 1 ? inFileOrder(picture, false) : Bytes());
+            }
+        }
+        writer.settings.interlaceChoice = 0;
+        for (const int rows : {1, 2, 5, 60}) {
+            if (width * rows < kLargestMemorySpool && (width * rows >= 4 || rows >= height)) {
+                ASSERT_EQ(write(picture, palette, rows),
+                          plainGif(picture, palette, {.segments = bandSegments(picture, rows)}));
+            }
+        }
+    }
+}
+
+TEST(GifWriter, BandsOfAnInterlacedPictureWaitInMemoryOrInAFile) {
+    Writer writer;
+    writer.settings.interlaceChoice = kInterlaced;
+    const Bytes palette = testPalette();
+    const int before = temporaryFiles();
+    // The last spools 349999 pixels in memory, the one before it one more in a file.
+    for (const auto& [width, height] : {std::pair{9, 5}, {20, 8}, {13, 100}, {500, 700}, {31818, 11}, {7, 49999 + 1}, {349999 / 7, 7}}) {
+        const Picture picture = noise(width, height, 200, 4);
+        const Bytes file = write(picture, palette, (height + 2) / 3);
+        ASSERT_EQ(file, plainGif(picture, palette, {.interlaced = true, .segments = spoolSegments(picture)}))
+            << width << 'x' << height;
+        EXPECT_EQ(decoded(file, picture).pixels, picture.pixels);
+    }
+    EXPECT_EQ(temporaryFiles(), before);
+    const Picture low = noise(8, 3, 256, 2);  // kept: ends after its first pass, without an end code
+    const Bytes file = write(low, palette, 1);
+    uint32_t carry = 0;
+    Bytes expected = plainGif(noise(8, 3, 1, 1), palette, {.interlaced = true});
+    expected.resize(13 + 768 + 18 + 1);
+    Bytes work;
+    plainSegment(expected, work, low.pixels.data(), 8, true, false, carry);
+    expected.push_back(0x3B);
+    EXPECT_EQ(file, expected);
+}
+
+TEST(GifWriter, ChosenColoursFindTheirEntries) {
+    Writer writer;
+    writer.settings.transparencyChoice = kTransparentColour;
+    const uint8_t key[] = {101, 150, 0};
+    std::memcpy(writer.settings.transparentColour, key, 3);
+    writer.settings.backgroundChoice = kBackgroundColour;
+    const Bytes palette = testPalette();
+    std::copy_n(palette.begin() + 3 * 40, 3, writer.settings.backgroundColour);
+    const Picture picture = noise(20, 20, 256, 8);
+    const int index = get_nearest_rgb_index(101, 150, 0, palette.data(), 256);
+    Bytes changed = palette;
+    std::copy_n(key, 3, changed.begin() + 3 * index);
+    EXPECT_EQ(write(picture, palette, 20), plainGif(picture, changed, {.transparent = index, .background = 40}));
+}
+
+TEST(GifWriter, WhatIsMissingIsAnsweredAndTouchesNothing) {
+    Bytes palette = testPalette();
+    MemoryFile file;
+    openMemory(file);
+    Handle state = 7;
+    EXPECT_EQ(BeginCellBitmap(file.stream, 4, 4, 8, palette.data(), &state), -1);  // no settings
+    EXPECT_EQ(state, 0u);
+    Writer writer;
+    EXPECT_EQ(BeginCellBitmap(file.stream, 4, 4, 16, palette.data(), &state), -1);
+    EXPECT_EQ(WriteCellBits(file.stream, 0, 4, 4, 8, 0, state), kExportFailed);
+    EXPECT_EQ(EndCellBitmap(file.stream, state), kStreamFailed);
+    EXPECT_EQ(closeMemory(file).size(), 0u);
+
+    openMemory(file);
+    BeginCellBitmap(file.stream, 300, 4, 8, palette.data(), &state);
+    EXPECT_EQ(WriteCellBits(file.stream, 0, 300, 1, 8, 0, state), kExportFailed);
+    EXPECT_EQ(WriteCellBits(file.stream, 0, INT32_MAX, INT32_MAX, 8, 0, state), kExportFailed);
+    Bytes foreign(900, 9);  // rows of a host's, and fewer than the call claims
+    const Handle band = GlobalPointerToHandle(foreign.data(), 900);
+    EXPECT_EQ(WriteCellBits(file.stream, band, 300, 4, 8, 0, state), 0);
+    EXPECT_EQ(foreign, Bytes(900, 9));
+    GlobalFree(band);
+    EXPECT_EQ(EndCellBitmap(file.stream, state), 0);
+    closeMemory(file);
+    EXPECT_EQ(EndCellBitmap(0, 0), kStreamFailed);
+}

@@ -1,0 +1,103 @@
+// Memory handles, byte strings, numbers.
+#include <sys/wait.h>
+
+#include <cmath>
+#include <cstring>
+#include <limits>
+
+#include "host/numbers.h"
+#include "support.h"
+
+TEST(Memory, BlocksAreZeroedAlignedAndFoundAgainByTheirAddress) {
+    for (const uint32_t size : {0u, 1u, 7u, 8u, 1000u}) {
+        const Handle h = GlobalAlloc(0, size);
+        uint8_t* const data = static_cast<uint8_t*>(GlobalLock(h));
+        EXPECT_EQ(reinterpret_cast<uintptr_t>(data) % kBlockAlignment, 0u);
+        EXPECT_EQ(GlobalHandle(data), h);
+        EXPECT_EQ(GlobalSize(h), size);
+        for (uint32_t i = 0; i < size; ++i) ASSERT_EQ(data[i], 0);
+        EXPECT_EQ(GlobalUnlock(h), 0);
+        EXPECT_EQ(GlobalFree(h), 0u);
+    }
+    EXPECT_EQ(GlobalLock(0), nullptr);
+    EXPECT_EQ(GlobalHandle(nullptr), 0u);
+    EXPECT_EQ(GlobalSize(0), 0u);
+    EXPECT_EQ(GlobalFree(0), 0u);
+    EXPECT_EQ(GlobalCompact(0), 65536u);
+    EXPECT_EQ(GlobalCompact(1000), 1000u);
+}
+
+TEST(Memory, ReAllocKeepsWhatBothHold) {
+    Handle h = GlobalAlloc(kMoveableZeroed, 4);
+    std::memcpy(GlobalLock(h), "abcd", 4);
+    h = GlobalReAlloc(h, 6, kMoveableZeroed);
+    EXPECT_EQ(std::memcmp(GlobalLock(h), "abcd\0\0", 6), 0);
+    h = GlobalReAlloc(h, 2, kMoveableZeroed);
+    EXPECT_EQ(GlobalSize(h), 2u);
+    EXPECT_EQ(std::memcmp(GlobalLock(h), "ab", 2), 0);
+    GlobalFree(h);
+}
+
+TEST(Memory, AForeignBlockIsDescribedNotOwned) {
+    char mine[3] = "hi";
+    const Handle h = GlobalPointerToHandle(mine, sizeof mine);
+    EXPECT_EQ(GlobalLock(h), mine);
+    EXPECT_EQ(GlobalSize(h), 3u);
+    GlobalFree(h);
+    EXPECT_STREQ(mine, "hi");
+}
+
+TEST(Memory, OutOfMemoryPrintsItsLineAndCrashes) {
+#if defined(__SANITIZE_ADDRESS__)
+    GTEST_SKIP() << "the sanitizer ends the process in its own way";
+#endif
+    std::vector<std::string> programs = {TOLVA_OOM_PROGRAMS};
+#ifdef TOLVA_OOM_CLANG
+    programs.push_back(TOLVA_OOM_CLANG);
+#endif
+    const std::string bytes = sizeof(void*) == 8 ? "4294967320" : "4294967312";
+    for (const std::string& program : programs) {
+        const Outcome outcome = runProgram(std::string("exec " TOLVA_EMULATOR " ") + program + " 2>/dev/null");
+        EXPECT_EQ(outcome.out, "GloalAlloc function failed due to insufficient memory: needs " + bytes +
+                                   " bytes memory!!\n");
+        EXPECT_TRUE(WIFSIGNALED(outcome.status)) << program;
+    }
+}
+
+TEST(Text, ComparisonsAreReversedAndBlindToCase) {
+    EXPECT_EQ(stricmp("abc", "ABD"), 1);
+    EXPECT_EQ(stricmp("Same", "sAME"), 0);
+    EXPECT_EQ(stricmp("abc", "ab"), -'C');
+    EXPECT_EQ(strnicmp("abX", "abY", 2), 0);
+    EXPECT_EQ(strnicmp("abX", "abY", 3), 1);
+    EXPECT_EQ(strnicmp("a", "b", 0), 0);
+}
+
+TEST(Text, PathsSplitAtTheLastSeparatorOfTheFirstKindFound) {
+    char out[64];
+    const auto path = [&](const char* p) { return std::string(s_getpath(out, p)); };
+    const auto name = [&](const char* p) { return std::string(s_getname(out, p)); };
+    EXPECT_EQ(path("/a/b/c.gif"), "/a/b/");
+    EXPECT_EQ(path("x\\y/z"), "x\\");
+    EXPECT_EQ(path("C:name"), "");
+    EXPECT_EQ(name("/a/b/c.gif"), "c");
+    EXPECT_EQ(name("C:name.ext"), "name");
+    EXPECT_EQ(name("a.b.c"), "a.b");
+    EXPECT_EQ(name("x\\y/z.w"), "y/z");
+}
+
+TEST(Numbers, ToleranceIsInclusiveAndRoundingSaturates) {
+    EXPECT_EQ(feqi(10, 13, 3), 1);
+    EXPECT_EQ(feqi(14, 10, 3), 0);
+    EXPECT_EQ(feqi(INT32_MIN, INT32_MAX, 1), 1);
+    EXPECT_EQ(roundd(2.5), 3);
+    EXPECT_EQ(roundd(-2.5), -3);
+    EXPECT_EQ(roundd(-0.5), -1);
+    EXPECT_EQ(roundd(0.49), 0);
+    EXPECT_EQ(roundd(1e300), INT32_MAX);
+    EXPECT_EQ(roundd(std::numeric_limits<double>::quiet_NaN()), 0);
+    EXPECT_TRUE(std::signbit(dabs(0.0)));
+    EXPECT_FALSE(std::signbit(dabs(-0.0)));
+    EXPECT_EQ(tolva::truncated<uint64_t>(-3.0), 0u);
+    EXPECT_EQ(tolva::truncated<uint64_t>(1e30), std::numeric_limits<uint64_t>::max());
+}

@@ -1,0 +1,163 @@
+// Setup blocks, the string table, the screen, and how large a picture will be.
+#include <unistd.h>
+
+#include <cmath>
+#include <cstring>
+#include <limits>
+
+#include "support.h"
+
+namespace {
+
+struct Extent {
+    double width, height;
+    int32_t resolution;
+};
+
+Extent asked(double width, double height, int32_t resolution) {
+    int16_t bits = 0;
+    QueryCellFormat(&width, &height, &bits, &resolution, nullptr, nullptr);
+    EXPECT_EQ(bits, kOutputDepth);
+    return {width, height, resolution};
+}
+
+}  // namespace
+
+TEST(Setup, DefaultsStandWhenThereIsNoProfile) {
+    const Handle h = CreateSetup(0, "/nowhere/at/all.ini", "Section", 0);
+    const SetupBlock& setup = *static_cast<SetupBlock*>(GlobalLock(h));
+    EXPECT_EQ(lpRaster, &setup);
+    EXPECT_STREQ(szFilter, "TOLVA");
+    EXPECT_STREQ(setup.driverName, "TOLVA.1");
+    EXPECT_STREQ(setup.profilePath, "");
+    EXPECT_EQ(setup.colourMode, kColourNormal);
+    EXPECT_EQ(setup.sizeMode, kSizeOfPicture);
+    EXPECT_EQ(setup.resolutionMode, kResolutionOfPicture);
+    EXPECT_EQ(setup.width, 6.67);
+    EXPECT_EQ(setup.lineMode, 0);
+    EXPECT_EQ(EditSetup(h, 77), 0);
+    EXPECT_EQ(setup.reserved[1], 77u);
+    EXPECT_EQ(EditSetup(0, 77), -1);
+    EXPECT_EQ(DestroySetup(h), 0);
+    EXPECT_EQ(lpRaster, nullptr);
+    EXPECT_EQ(DestroySetup(0), 1);
+    EXPECT_EQ(LimitCheck(), 0);
+}
+
+TEST(Setup, LimitsAreRepairedAndTheLastRepairIsTold) {
+    const Handle h = CreateSetup(0, std::string(500, 'x').c_str(), nullptr, 0);
+    SetupBlock& setup = *lpRaster;
+    setup.xResolution = 31;
+    setup.yResolution = 400;
+    EXPECT_EQ(LimitCheck(), kResolutionRepaired);
+    EXPECT_EQ(setup.xResolution, 96);
+    EXPECT_EQ(setup.yResolution, 400);
+    setup.yResolution = 401;
+    setup.width = 22.5;
+    setup.height = std::numeric_limits<double>::quiet_NaN();
+    EXPECT_EQ(LimitCheck(), kExtentRepaired);
+    EXPECT_EQ(setup.width, 6.67);
+    EXPECT_EQ(setup.height, 5.0);
+    setup.width = 0.03125;
+    setup.height = 22.0;
+    EXPECT_EQ(LimitCheck(), 0);
+    std::strcpy(setup.profilePath, "/some/profile.ini");
+    EXPECT_EQ(BackupProfile(&setup), 1);
+    EXPECT_STREQ(setup.thirdName, "/some/profile.ini");
+    EXPECT_EQ(unlink(setup.profilePath), 0);
+    DestroySetup(h);
+}
+
+TEST(Setup, StringsAreCutWithoutATerminator) {
+    char text[32] = "################";
+    EXPECT_EQ(LoadString(0, kStringFont, text, 3), 4);
+    EXPECT_EQ(std::memcmp(text, "Fon#", 4), 0);
+    EXPECT_EQ(LoadString(9, 0x10000 + kStringResolutionMode, text, 32), 15);
+    EXPECT_STREQ(text, "Resolution Mode");
+    EXPECT_EQ(LoadString(0, 12, text, 32), 0);
+    EXPECT_STREQ(text, "Not Defined");
+    EXPECT_EQ(LoadString(0, 0xFFFF, text, 0), 11);
+}
+
+TEST(Setup, AProfileIsLookedForInItsFolderFirst) {
+    const std::string folder = temporaryPath("ini");
+    ASSERT_EQ(runProgram("mkdir -p " + folder + " && : >" + folder + "/tolva_found.ini").status, 0);
+    char name[kProfilePathBytes] = "tolva_found.ini";
+    EXPECT_EQ(GetProfileDirectory(name, nullptr), 1);
+    setenv("INIDIR", folder.c_str(), 1);
+    EXPECT_EQ(GetProfileDirectory(name, nullptr), 0);
+    EXPECT_EQ(name, folder + "/tolva_found.ini");
+    name[0] = '\0';
+    EXPECT_EQ(GetProfileDirectory(name, "/usr/lib/tolva_found.so"), 0);
+    EXPECT_EQ(name, folder + "/tolva_found.ini");
+    std::strcpy(name, "/tmp");
+    EXPECT_EQ(GetProfileDirectory(name, nullptr), 1);
+    unsetenv("INIDIR");
+    runProgram("rm -r " + folder);
+}
+
+TEST(Display, TheEnvironmentWinsOverTheHostAndTheHostOverTheDefaults) {
+    double width = 0, height = 0;
+    int16_t x = 0, y = 0;
+    GetDisplayInfo(&width, &height, &x, &y);
+    EXPECT_EQ(width, 1280.0 / 96);
+    EXPECT_EQ(height, 1078.0 / 96);
+    SetDisplayInfo(0, 800, 0, 50);
+    GetDisplayInfo(&width, &height, &x, &y);
+    EXPECT_EQ(width, 1280.0 / 96);
+    EXPECT_EQ(height, 16.0);
+    EXPECT_EQ(y, 50);
+    setenv("DISPLAYINFO", "1024,768x72 144", 1);
+    GetDisplayInfo(&width, &height, &x, &y);
+    EXPECT_EQ(width, 1024.0 / 72);
+    EXPECT_EQ(height, 768.0 / 144);
+    setenv("DISPLAYINFO", "1024", 1);
+    GetDisplayInfo(&width, &height, nullptr, nullptr);
+    EXPECT_TRUE(std::isinf(width));
+    EXPECT_TRUE(std::isnan(height));
+    unsetenv("DISPLAYINFO");
+    SetDisplayInfo(0, 0, 0, 0);
+    SetPrinterInfo(1, 2, 3, 4);
+    EXPECT_EQ(GetPrinterInfo(&width, nullptr, &x, nullptr), 0);
+    EXPECT_EQ(width, 1.0);
+    EXPECT_EQ(x, 3);
+}
+
+TEST(Geometry, FollowsTheModes) {
+    const Handle h = CreateSetup(0, "/nowhere/at/all.ini", nullptr, 0);
+    SetupBlock& setup = *lpRaster;
+    Extent e = asked(10.0, 5.0, 64);
+    EXPECT_EQ(e.width, 640.0);
+    EXPECT_EQ(e.height, 320.0);
+    EXPECT_EQ(setup.xResolution, 64);
+    EXPECT_EQ(setup.width, 10.0);
+
+    UseDefaultSettings(&setup);
+    e = asked(40, 50, 0);  // no resolution: the picture's aspect in the box of 6.67 x 5 inches at 96
+    EXPECT_EQ(e.width, 384.0);
+    EXPECT_EQ(e.height, 480.0);
+    EXPECT_EQ(asked(481, 480, 0).width, 482.0);
+    EXPECT_EQ(asked(1000, 10, 0).height, 7.0);
+
+    setup.sizeMode = kSizeSaved;
+    setup.resolutionMode = kResolutionSaved;
+    setup.xResolution = 128;
+    setup.yResolution = 64;
+    setup.width = 2.0;
+    setup.height = 2.0;
+    e = asked(3.0, 2.0, 300);
+    EXPECT_EQ(e.width, 192.0);
+    EXPECT_EQ(e.height, 128.0);
+    EXPECT_EQ(e.resolution, 128);
+
+    setup.sizeMode = kSizeOfScreen;
+    setup.resolutionMode = kResolutionOfScreen;
+    setenv("DISPLAYINFO", "1000x500x100x50", 1);
+    e = asked(1.0, 1.0, 300);
+    EXPECT_EQ(setup.width, 10.0);
+    EXPECT_EQ(setup.yResolution, 100);
+    EXPECT_EQ(e.width, 1000.0);
+    unsetenv("DISPLAYINFO");
+    DestroySetup(h);
+    EXPECT_EQ(asked(7.0, 8.0, 9).width, 7.0);
+}

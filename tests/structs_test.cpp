@@ -1,0 +1,152 @@
+// Typed and structured transfers, in either byte order, and lines.
+#include <cmath>
+#include <cstring>
+
+#include "support.h"
+
+namespace {
+
+Bytes written(uint16_t dataFormat, uint16_t floatFormat, const std::function<int32_t(Handle)>& write, int32_t result) {
+    MemoryFile file;
+    openMemory(file);
+    zunSetDataFormat(file.stream, dataFormat, floatFormat);
+    EXPECT_EQ(write(file.stream), result);
+    return closeMemory(file);
+}
+
+struct Source {
+    void* block;
+    Handle stream;
+};
+
+Source reading(const Bytes& bytes, uint16_t dataFormat = 0, uint16_t floatFormat = 0) {
+    MemoryFile file;
+    openMemory(file);
+    zunWrite(file.stream, bytes.data(), static_cast<int32_t>(bytes.size()));
+    zunSeek(file.stream, 0, kFromStart);
+    zunSetDataFormat(file.stream, dataFormat, floatFormat);
+    return {file.block, file.stream};
+}
+
+void close(Source& source) {
+    zunClose(source.stream);
+    GlobalFree(GlobalHandle(source.block));
+}
+
+int32_t unionSize(const char* format) {
+    int32_t size = -1;
+    GetUnionSize(format, &size);
+    return size;
+}
+
+}  // namespace
+
+TEST(Typed, IntegersFollowTheByteOrder) {
+    const uint16_t shorts[] = {0x1234, 0x5678};
+    const auto write = [&](Handle s) { return zunWriteShort(s, shorts, 2); };
+    EXPECT_EQ(written(kLittleEndian, 0, write, 2), (Bytes{0x34, 0x12, 0x78, 0x56}));
+    EXPECT_EQ(written(kBigEndian, 0, write, 2), (Bytes{0x12, 0x34, 0x56, 0x78}));
+    for (const uint16_t format : {kLittleEndian, kBigEndian}) {
+        Source source = reading({1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11}, format);
+        uint32_t longs[3] = {};
+        EXPECT_EQ(zunReadLong(source.stream, longs, 2), 2);
+        EXPECT_EQ(longs[1], format == kBigEndian ? 0x05060708u : 0x08070605u);
+        EXPECT_EQ(zunReadLong(source.stream, longs, 1), 0);
+        EXPECT_EQ(zunReadLong(source.stream, longs, INT32_MAX), 0);
+        close(source);
+    }
+}
+
+TEST(Typed, FloatsAndDoublesKeepTheirLopsidedWriters) {
+    const uint8_t bits[] = {0x3F, 0xF0, 0, 0, 0, 0, 0, 1};
+    uint64_t word = 0;
+    for (const uint8_t b : bits) word = word << 8 | b;
+    const auto write = [&](Handle s) { return zunWriteDouble(s, &word, 1); };
+    EXPECT_EQ(written(kBigEndian, 0, write, 1), (Bytes{0, 0, 0, 1, 0, 0, 0xF0, 0x3F}));
+    EXPECT_EQ(written(kLittleEndian, 0, write, 1), (Bytes{1, 0, 0, 0, 0, 0, 0xF0, 0x3F}));
+    for (const auto& [value, bytes] : {std::pair{1.5f, Bytes{0x80, 0, 0, 1}}, {-1.5f, Bytes{0x80, 0, 0xFF, 0xFF}},
+                                       {NAN, Bytes{0, 0, 0xFF, 0xFF}}, {-NAN, Bytes{0, 0, 0, 0}}}) {
+        const auto writeFixed = [f = value](Handle s) { return zunWriteFloat(s, &f, 1); };
+        EXPECT_EQ(written(kBigEndian, kFixed16_16, writeFixed, 1), bytes) << value;
+    }
+    Source source = reading({0, 0x80, 1, 0}, kLittleEndian, kFixed16_16);
+    float value = 0;
+    EXPECT_EQ(zunReadFloat(source.stream, &value, 1), 1);
+    EXPECT_EQ(value, 1.5f);
+    close(source);
+}
+
+TEST(Structs, LayOutMemoryNaturallyAndFilesPacked) {
+    struct Record {
+        uint8_t a;
+        uint16_t b;
+        uint8_t c;
+        double d;
+        struct {
+            uint8_t e;
+            uint32_t f;
+        } inner;
+        uint8_t g;
+    };
+    Record records[2] = {{1, 2, 3, 0.0, {5, 6}, 7}, {11, 12, 13, 1.0, {15, 16}, 17}};
+    const char* const format = "1CSc1D{C1L}C";
+    const Bytes file = written(kLittleEndian, 0, [&](Handle s) { return zunWriteStruct(s, format, records, 2); }, 2);
+    EXPECT_EQ(file, (Bytes{1,  2,  0, 3,  0, 0, 0, 0, 0, 0, 0, 0,    5,    15 - 9, 0,  0, 0, 7,
+                           11, 12, 0, 13, 0, 0, 0, 0, 0, 0, 0xF0, 0x3F, 15,   16,     0,  0, 0, 17}));
+    Source source = reading(file);
+    Record back[2];
+    std::memset(back, 0xEE, sizeof back);
+    EXPECT_EQ(zunReadStruct(source.stream, format, back, 2), 2);
+    EXPECT_EQ(back[1].d, 1.0);
+    EXPECT_EQ(back[1].inner.f, 16u);
+    EXPECT_EQ(back[1].g, 17);
+    EXPECT_EQ(reinterpret_cast<uint8_t*>(&back[0])[1], 0xEE);  // kept: a 16-bit item's pad byte is not touched
+    EXPECT_EQ(reinterpret_cast<uint8_t*>(&back[0])[5], 0);
+    EXPECT_EQ(zunReadStruct(source.stream, format, back, 1), 0);
+    close(source);
+}
+
+TEST(Structs, SkipsUnionsErrorsAndAbsurdCounts) {
+    uint8_t memory[64] = {9};
+    Source source = reading({1, 2, 0xAA, 0xBB, 0xCC, 0xDD});
+    EXPECT_EQ(zunReadStruct(source.stream, "2C1L", memory, 1), 1);
+    EXPECT_EQ(std::memcmp(memory, "\1\2\0\0", 4), 0);
+    EXPECT_EQ(zunSeek(source.stream, 0, kFromStart), 0);
+    EXPECT_EQ(zunReadStruct(source.stream, "C(1L|1D|)[2C]C", memory, 1), 1);  // 1, union at 8, 2 skipped
+    EXPECT_EQ(memory[18], 2);
+    EXPECT_EQ(zunReadStruct(source.stream, "C?C", memory, 1), 0);
+    EXPECT_EQ(zunSeek(source.stream, 0, kFromCurrent), 4);
+    EXPECT_EQ(zunReadStruct(source.stream, "99999999999999999999D", memory, 1), 0);
+    EXPECT_EQ(zunReadStruct(source.stream, "C12", memory, 1), 1);
+    close(source);
+    const uint8_t out[8] = {1, 0, 0, 0, 7, 0, 0, 7};
+    EXPECT_EQ(written(kLittleEndian, 0, [&](Handle s) { return zunWriteStruct(s, "1C(1L|)", out, 1); }, 0).size(), 5u);
+    EXPECT_EQ(GetPadWidth("6C2S3C"), 2);
+    EXPECT_EQ(GetPadWidth("1C{1D}"), 8);
+    EXPECT_EQ(GetPadWidth("{1S}1D"), 2);
+    EXPECT_EQ(unionSize("(1L|2S)"), 4);
+    EXPECT_EQ(unionSize("(1S|1D)"), 2);
+    EXPECT_EQ(unionSize("(1S|C(1C|1D|)|)"), 16);
+    EXPECT_EQ(unionSize(std::string(100000, '(').c_str()), 0);
+}
+
+TEST(Lines, AnyLineEndIsReadAndTheUnfinishedLastLineIsToldApart) {
+    const std::string text = "ab\r\ncd\ref\n\nabcdef\rxyz";
+    Source source = reading(Bytes(text.begin(), text.end()));
+    char line[8];
+    for (const auto& [result, expected] : {std::pair{2, "ab"}, {2, "cd"}, {2, "ef"}, {0, ""}, {6, "abcdef"}, {-1, "xyz"}}) {
+        EXPECT_EQ(zunReadLine(source.stream, line, sizeof line), result);
+        EXPECT_STREQ(line, expected);
+    }
+    EXPECT_EQ(zunGetLineFormat(source.stream), -1);
+    EXPECT_EQ(zunGetLineFormat(source.stream), kLineCrLf);
+    EXPECT_EQ(zunSeek(source.stream, 0, kFromCurrent), 0);
+    close(source);
+    for (const auto& [format, bytes] : {std::pair{kLineCr, Bytes{'a', 13}}, {kLineLf, {'a', 10}}, {kLineCrLf, {'a', 13, 10}}}) {
+        const auto write = [f = format](Handle s) {
+            zunSetLineFormat(s, f);
+            return zunWriteLine(s, "a", 1);
+        };
+        EXPECT_EQ(written(0, 0, write, 1), bytes);
+    }
+}
