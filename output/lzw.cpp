@@ -8,8 +8,10 @@
 #include <algorithm>
 #include <bit>
 #include <cstring>
+#include <iterator>
 
 #include "driver/driver.h"
+#include "host/numbers.h"
 #include "stream/stream.h"
 
 namespace {
@@ -25,27 +27,54 @@ constexpr uint32_t kInitialWidth = 9;
 constexpr uint32_t kWiden[] = {513, 1025, 2049};
 constexpr uint32_t kReset = 4090;
 
-// The dictionary: open addressing, a slot is key << 12 | code with the key prefix << 8 | pixel. A free slot has all bits
-// set, which no string has: codes end at 4089.
-constexpr uint32_t kSlotBits = 13;
+// The dictionary: open addressing. Inside it a code goes by its mark, the code times an odd number modulo 4096, so that
+// neighbouring codes lie far apart. A slot is mark << 20 | prefix's mark << 8 | pixel: the place of the next longer string
+// comes out of a slot with one shift and one XOR, which is all that stands between one look-up and the next. A free slot
+// has all bits set; no string is its own prefix.
+constexpr uint32_t kSlotBits = 14;
 constexpr uint32_t kSlots = 1u << kSlotBits;
 constexpr uint32_t kFreeSlot = UINT32_MAX;
-constexpr uint32_t kCodeBits = 12;
-constexpr uint32_t kCodeMask = (1u << kCodeBits) - 1;
+constexpr uint32_t kKeyBits = 20;
+constexpr uint32_t kKeyMask = (1u << kKeyBits) - 1;
+constexpr uint32_t kMarks = 4096;
+constexpr uint32_t kMarkFactor = 2531;
+constexpr uint32_t kPixelFactor = 40503;
 
+constexpr uint32_t inverseFactor() {
+    uint32_t inverse = 1;
+    while (kMarkFactor * inverse % kMarks != 1) inverse += 2;
+    return inverse;
+}
+constexpr uint32_t kCodeFactor = inverseFactor();
+
+constexpr uint32_t markOf(uint32_t code) { return code * kMarkFactor % kMarks; }
+constexpr uint32_t codeOf(uint32_t mark) { return mark * kCodeFactor % kMarks; }
+
+// Flat areas are strings of one pixel repeated. Their slots are remembered by length, so that a run is entered at its end
+// instead of one look-up a pixel.
+constexpr uint32_t kRememberedRun = 63;
+constexpr uint64_t kEveryByte = 0x0101010101010101u;
+
+constexpr uint32_t kBytesAhead = 6;  // a code is put into four bytes and clears the two behind them
 constexpr uint32_t kGroups = 16;  // groups of sub-block data collected before they are written
+
+struct BitPacker {
+    uint64_t pending;  // bits not yet in the bytes, the next code's first bit at `used`
+    uint32_t used;     // 0 to 7
+    uint32_t filled;   // bytes since the last group written
+    uint32_t lastPut;  // byte at which the last code began
+};
 
 struct Encoder {
     Handle stream;
-    uint64_t pending;  // bits not yet in `bytes`, the next code's first bit at `used`
-    uint32_t used;     // 0 to 7
+    BitPacker bits;
     uint32_t width;
     uint32_t nextFree;
-    uint32_t prefix;
-    uint32_t filled;   // bytes since the last group written
-    uint32_t lastPut;  // byte at which the last code began
-    bool flushed;      // a whole group was written
+    uint32_t prefix;  // the current string, as a slot: its mark at the top
+    bool flushed;     // a whole group was written
     uint32_t slots[kSlots];
+    uint32_t longestRun[256];              // of each pixel: the longest remembered string of nothing else
+    uint32_t runs[256][kRememberedRun + 1];  // those strings by length, from 2
     uint8_t bytes[kGroups * kSubBlockBytes + 32];  // and the few codes that end a run
 };
 
@@ -54,34 +83,36 @@ void storeLittle64(uint8_t* to, uint64_t value) {
     std::memcpy(to, &value, sizeof value);
 }
 
-inline void put(Encoder& e, uint32_t code) {
-    e.lastPut = e.filled;
-    e.pending |= uint64_t{code} << e.used;
-    e.used += e.width;
-    storeLittle64(e.bytes + e.filled, e.pending);
-    const uint32_t whole = e.used >> 3;
-    e.filled += whole;
-    e.pending >>= 8 * whole;
-    e.used &= 7;
+inline void put(BitPacker& b, uint8_t* bytes, uint32_t code, uint32_t width) {
+    b.lastPut = b.filled;
+    b.pending |= uint64_t{code} << b.used;
+    b.used += width;
+    storeLittle64(bytes + b.filled, b.pending);
+    b.filled += b.used >> 3;
+    b.pending >>= b.used & ~7u;
+    b.used &= 7;
 }
+
+void put(Encoder& e, uint32_t code) { put(e.bits, e.bytes, code, e.width); }
 
 void startTable(Encoder& e) {
     e.width = kInitialWidth;
     e.nextFree = kFirstFree;
     std::memset(e.slots, 0xFF, sizeof e.slots);
+    std::fill(std::begin(e.longestRun), std::end(e.longestRun), 1);
 }
 
 // A group at a time, so that a failed one does not take the next with it. Failures inside a segment are not reported:
 // the terminator's is.
 void flushGroups(Encoder& e) {
     uint32_t done = 0;
-    for (; e.filled - done >= kSubBlockBytes; done += kSubBlockBytes) {
+    for (; e.bits.filled - done >= kSubBlockBytes; done += kSubBlockBytes) {
         LZWWriteSubBlocks(e.stream, e.bytes + done, kSubBlockBytes);
     }
     if (done == 0) return;
     e.flushed = true;
-    e.filled -= done;
-    std::memmove(e.bytes, e.bytes + done, e.filled);
+    e.bits.filled -= done;
+    std::memmove(e.bytes, e.bytes + done, e.bits.filled);
 }
 
 void testWidth(Encoder& e) {
@@ -91,46 +122,98 @@ void testWidth(Encoder& e) {
     startTable(e);
 }
 
-bool isThreshold(uint32_t nextFree) {
-    return nextFree == kWiden[0] || nextFree == kWiden[1] || nextFree == kWiden[2] || nextFree == kReset;
+// Called when the next free code reaches a threshold or the bytes are full.
+void afterCode(Encoder& e) {
+    testWidth(e);
+    if (e.bits.filled >= kGroups * kSubBlockBytes) flushGroups(e);
 }
 
-inline uint32_t slotOf(uint32_t prefix, uint32_t pixel) { return (pixel << (kSlotBits - 8)) ^ prefix; }
+// The next code at which testWidth has something to do.
+uint32_t nextThreshold(uint32_t nextFree) {
+    for (const uint32_t threshold : kWiden) {
+        if (nextFree < threshold) return threshold;
+    }
+    return kReset;
+}
 
-// All pixels but a segment's first and last.
+uint32_t stringOfPixel(uint32_t pixel) { return markOf(pixel) << kKeyBits; }
+uint32_t keyOf(uint32_t string, uint32_t pixel) { return string >> kKeyBits << 8 | pixel; }
+
+uint32_t firstPlace(uint32_t string, uint32_t pixel) {
+    return (string >> (32 - kSlotBits)) ^ (pixel * kPixelFactor % kSlots);
+}
+
+// Where the string with one pixel more stands, or the free place where it belongs.
+uint32_t placeOf(const Encoder& e, uint32_t string, uint32_t pixel) {
+    const uint32_t key = keyOf(string, pixel);
+    uint32_t place = firstPlace(string, pixel);
+    while ((e.slots[place] & kKeyMask) != key && e.slots[place] != kFreeSlot) place = (place + 1) % kSlots;
+    return place;
+}
+
+// At the start of a string whose pixel goes on repeating: the longest known run that fits, and the first pixel behind it.
+const uint8_t* enterRun(Encoder& e, const uint8_t* p, const uint8_t* end, uint32_t pixel, uint32_t* string) {
+    uint32_t& longest = e.longestRun[pixel];
+    uint32_t length = 1;
+    for (; p < end && *p == pixel && length < longest; ++p) ++length;
+    if (length > 1) *string = e.runs[pixel][length];
+    // Runs that were entered into the dictionary since are remembered on the way.
+    for (; p < end && *p == pixel && length == longest && longest < kRememberedRun; ++p) {
+        const uint32_t slot = e.slots[placeOf(e, *string, pixel)];
+        if (slot == kFreeSlot) break;
+        *string = e.runs[pixel][++longest] = slot;
+        ++length;
+    }
+    return p;
+}
+
+// All pixels but a segment's first and last. The loop keeps what every code changes in registers and hands it back to the
+// encoder where something rare happens.
 void encodeRun(Encoder& e, const uint8_t* p, const uint8_t* end) {
-    uint32_t prefix = e.prefix;
+    BitPacker bits = e.bits;
+    uint32_t string = e.prefix;
+    uint32_t nextFree = e.nextFree;
+    uint32_t threshold = nextThreshold(nextFree);
+    uint32_t width = e.width;
     while (p < end) {
         const uint32_t pixel = *p++;
-        const uint32_t key = prefix << 8 | pixel;
-        uint32_t slot = slotOf(prefix, pixel);
-        uint32_t entry = e.slots[slot];
-        while (entry >> kCodeBits != key && entry != kFreeSlot) {
-            slot = (slot + 1) % kSlots;
-            entry = e.slots[slot];
+        const uint32_t key = keyOf(string, pixel);
+        uint32_t place = firstPlace(string, pixel);
+        uint32_t slot = e.slots[place];
+        while ((slot & kKeyMask) != key && slot != kFreeSlot) {
+            place = (place + 1) % kSlots;
+            slot = e.slots[place];
         }
-        if (entry != kFreeSlot) {
-            prefix = entry & kCodeMask;
+        if (slot != kFreeSlot) {
+            string = slot;
             continue;
         }
-        e.slots[slot] = key << kCodeBits | e.nextFree++;
-        put(e, prefix);
-        if (isThreshold(e.nextFree)) testWidth(e);
-        if (e.filled >= kGroups * kSubBlockBytes) flushGroups(e);
-        prefix = pixel;
+        e.slots[place] = markOf(nextFree++) << kKeyBits | key;
+        put(bits, e.bytes, codeOf(string >> kKeyBits), width);
+        string = stringOfPixel(pixel);
+        if (nextFree == threshold || bits.filled >= kGroups * kSubBlockBytes) {
+            e.bits = bits;
+            e.nextFree = nextFree;
+            afterCode(e);
+            bits = e.bits;
+            nextFree = e.nextFree;
+            threshold = nextThreshold(nextFree);
+            width = e.width;
+        }
+        if (end - p >= 8 && load<uint64_t>(p) == pixel * kEveryByte) p = enterRun(e, p, end, pixel, &string);
     }
-    e.prefix = prefix;
+    e.bits = bits;
+    e.nextFree = nextFree;
+    e.prefix = string;
 }
 
 // The last pixel closes the run: the string it completes, or the string before it and the pixel as a code of its own.
 void encodeLast(Encoder& e, uint32_t pixel) {
-    const uint32_t key = e.prefix << 8 | pixel;
-    uint32_t slot = slotOf(e.prefix, pixel);
-    while (e.slots[slot] != kFreeSlot && e.slots[slot] >> kCodeBits != key) slot = (slot + 1) % kSlots;
-    const bool found = e.slots[slot] != kFreeSlot;
+    const uint32_t slot = e.slots[placeOf(e, e.prefix, pixel)];
+    const bool found = slot != kFreeSlot;
     // Kept: a string that was found is entered a second time, which keeps the next free code in step with the decoder.
     ++e.nextFree;
-    put(e, found ? e.slots[slot] & kCodeMask : e.prefix);
+    put(e, codeOf((found ? slot : e.prefix) >> kKeyBits));
     testWidth(e);
     if (found) return;
     put(e, pixel);
@@ -142,7 +225,7 @@ void encodePixels(Encoder& e, const SegmentRows& rows) {
     for (int64_t i = 0; i < rows.rows; ++i) {
         const uint8_t* p = rows.next(rows.context);
         const uint8_t* end = p + rows.rowBytes;
-        if (i == 0) e.prefix = *p++;
+        if (i == 0) e.prefix = stringOfPixel(*p++);
         const bool lastRow = i + 1 == rows.rows;
         if (lastRow && p < end) --end;
         encodeRun(e, p, end);
@@ -160,29 +243,28 @@ void takeParkedByte(Handle stream, uint8_t* work) {
 
 // Leaves the work buffer as packing code by code would: what it holds shows in the next segment if that is short.
 void leaveWork(Encoder& e, uint8_t* work) {
-    storeLittle64(e.bytes + e.filled, e.pending);
+    storeLittle64(e.bytes + e.bits.filled, e.bits.pending);
     if (e.flushed) std::memset(work, 0, kSubBlockBytes);
-    std::memcpy(work, e.bytes, e.lastPut + 6);
+    std::memcpy(work, e.bytes, e.bits.lastPut + kBytesAhead);
 }
 
 int32_t encodeSegment(Handle stream, const SegmentRows& rows, uint8_t* work, bool first, bool last, uint32_t* carry) {
     Encoder e;
     e.stream = stream;
-    e.used = *carry & 7;  // it counts bits of a byte; more would lie outside the work buffer
-    e.filled = e.lastPut = 0;
     e.flushed = false;
-    e.prefix = 0;
     startTable(e);
-    if (e.used != 0) takeParkedByte(stream, work);
+    const uint32_t carried = *carry & 7;  // it counts bits of a byte; more would lie outside the work buffer
+    if (carried != 0) takeParkedByte(stream, work);
     // Codes are ORed onto what the first bytes hold, so whatever a caller left there goes into the file.
-    e.pending = uint32_t{work[0]} | uint32_t{work[1]} << 8 | uint32_t{work[2]} << 16 | uint32_t{work[3]} << 24;
+    const uint32_t held = uint32_t{work[0]} | uint32_t{work[1]} << 8 | uint32_t{work[2]} << 16 | uint32_t{work[3]} << 24;
+    e.bits = {.pending = held, .used = carried, .filled = 0, .lastPut = 0};
 
     if (first) put(e, kClearCode);
     if (rows.rows > 0 && rows.rowBytes > 0) encodePixels(e, rows);
     flushGroups(e);
     put(e, last ? kEndCode : kClearCode);
-    const uint32_t bytes = e.filled + (last && e.used > 0 ? 1 : 0);
-    *carry = last ? 0 : e.used;
+    const uint32_t bytes = e.bits.filled + (last && e.bits.used > 0 ? 1 : 0);
+    *carry = last ? 0 : e.bits.used;
     leaveWork(e, work);
     LZWWriteSubBlocks(stream, work, bytes);
     return static_cast<int32_t>(bytes);

@@ -81,7 +81,7 @@ TEST(Structs, LayOutMemoryNaturallyAndFilesPacked) {
         uint8_t a;
         uint16_t b;
         uint8_t c;
-        double d;
+        alignas(8) double d;  // as formats have it, on every machine
         struct {
             uint8_t e;
             uint32_t f;
@@ -91,7 +91,7 @@ TEST(Structs, LayOutMemoryNaturallyAndFilesPacked) {
     Record records[2] = {{1, 2, 3, 0.0, {5, 6}, 7}, {11, 12, 13, 1.0, {15, 16}, 17}};
     const char* const format = "1CSc1D{C1L}C";
     const Bytes file = written(kLittleEndian, 0, [&](Handle s) { return zunWriteStruct(s, format, records, 2); }, 2);
-    EXPECT_EQ(file, (Bytes{1,  2,  0, 3,  0, 0, 0, 0, 0, 0, 0, 0,    5,    15 - 9, 0,  0, 0, 7,
+    EXPECT_EQ(file, (Bytes{1,  2,  0, 3,  0, 0, 0, 0, 0, 0, 0, 0,    5,    6, 0,  0, 0, 7,
                            11, 12, 0, 13, 0, 0, 0, 0, 0, 0, 0xF0, 0x3F, 15,   16,     0,  0, 0, 17}));
     Source source = reading(file);
     Record back[2];

@@ -1,0 +1,98 @@
+// library.cpp: finds and loads the library and collects its entries: from the table it hands out, and by name what the
+// table does not list. Called by main, once; the library stays loaded to the end of the process.
+
+#include "cli/library.h"
+
+#include <cstring>
+#include <initializer_list>
+
+#include <dlfcn.h>
+#include <unistd.h>
+
+namespace cli {
+namespace {
+
+constexpr char kLibraryName[] = "libtolva.so.1";
+constexpr size_t kLongestLink = 4096;
+constexpr uint32_t kMajorShift = 24;
+
+std::string folderOf(const std::string& path) {
+    const size_t slash = path.rfind('/');
+    return slash == std::string::npos ? std::string() : path.substr(0, slash + 1);
+}
+
+std::string programPath() {
+    char path[kLongestLink];
+    const ssize_t length = readlink("/proc/self/exe", path, sizeof path);
+    return length < 0 ? std::string() : std::string(path, static_cast<size_t>(length));
+}
+
+// Run through a loader or an emulator, the process's executable is that one, so the program's own word counts too.
+std::string findLibrary(const char* programWord) {
+    for (const std::string& folder : {folderOf(programPath()), folderOf(programWord)}) {
+        if (folder.empty()) continue;
+        for (const char* const below : {"", "../lib/"}) {
+            std::string path = folder + below + kLibraryName;
+            if (access(path.c_str(), F_OK) == 0) return path;
+        }
+    }
+    return kLibraryName;
+}
+
+// A name without a slash would be searched for by the loader; the user names a file.
+std::string asPath(const char* wanted) {
+    return std::strchr(wanted, '/') == nullptr ? std::string("./") + wanted : std::string(wanted);
+}
+
+const NameRow* findRow(const NameTableRecord& table, const char* name) {
+    for (uint16_t i = 0; i < table.count.rows; ++i) {
+        if (std::strcmp(table.table[i].name, name) == 0) return &table.table[i];
+    }
+    return nullptr;
+}
+
+template <class Function>
+bool take(Function& function, void* target) {
+    function = reinterpret_cast<Function>(target);
+    return target != nullptr;
+}
+
+template <class Function>
+bool takeRow(Function& function, const NameTableRecord& table, const char* name) {
+    const NameRow* const row = findRow(table, name);
+    return row != nullptr && take(function, row->target);
+}
+
+ExitStatus collectEntries(Library& library, void* module) {
+    decltype(&fltLoadPointers) loadPointers = nullptr;
+    decltype(&RASTER_dd_entry) entry = nullptr;
+    NameTableRecord table = {};
+    bool whole = take(loadPointers, dlsym(module, "fltLoadPointers"));
+    if (whole) {
+        loadPointers(&table);
+        whole = takeRow(library.createSetup, table, "CreateSetup") &&
+                takeRow(library.destroySetup, table, "DestroySetup") && takeRow(entry, table, "RASTER_dd_entry") &&
+                take(library.globalLock, dlsym(module, "GlobalLock")) &&
+                take(library.globalUnlock, dlsym(module, "GlobalUnlock"));
+    }
+    if (!whole) return fail(kExitExportFailed, "%s: lacks an entry that is needed", library.path.c_str());
+    entry(kFuncVersion, &library.version, nullptr);
+    if (library.version >> kMajorShift != uint32_t{kFilterVersion} >> kMajorShift) {
+        return fail(kExitExportFailed, "%s: is of version 0x%08x, which this tolva does not know", library.path.c_str(),
+                    library.version);
+    }
+    entry(kFuncEntry32, &library.callDriver, nullptr);
+    return kExitDone;
+}
+
+}  // namespace
+
+ExitStatus loadLibrary(Library& library, const char* wanted, const char* programWord) {
+    library = Library{};
+    library.path = wanted != nullptr ? asPath(wanted) : findLibrary(programWord);
+    void* const module = dlopen(library.path.c_str(), RTLD_NOW | RTLD_LOCAL);
+    if (module == nullptr) return fail(kExitExportFailed, "the library cannot be loaded: %s", dlerror());
+    return collectEntries(library, module);
+}
+
+}  // namespace cli

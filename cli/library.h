@@ -1,0 +1,30 @@
+// library.h: the loaded library: where it is found and the entries the session calls. Nothing of it is linked.
+#ifndef TOLVA_CLI_LIBRARY_H
+#define TOLVA_CLI_LIBRARY_H
+
+#include <cstdint>
+#include <string>
+
+#include "cli/messages.h"
+#include "driver/driver.h"
+#include "host/host.h"
+#include "settings/settings.h"
+
+namespace cli {
+
+struct Library {
+    std::string path;
+    uint32_t version;
+    decltype(&CreateSetup) createSetup;
+    decltype(&DestroySetup) destroySetup;
+    decltype(&GlobalLock) globalLock;
+    decltype(&GlobalUnlock) globalUnlock;
+    decltype(&RASTER_dd_entry32) callDriver;
+};
+
+// Loads the library at `wanted`; where that is null, the one beside this program, in ../lib, or the system's.
+ExitStatus loadLibrary(Library& library, const char* wanted, const char* programWord);
+
+}  // namespace cli
+
+#endif

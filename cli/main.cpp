@@ -1,0 +1,103 @@
+// main.cpp: the command-line host. One export is: where does the GIF go, read the picture, plan its size, load the
+// library, drive the device, keep the file. Everything else here is about starting and ending well.
+
+#include <cstdio>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include "cli/library.h"
+#include "cli/options.h"
+#include "cli/output_file.h"
+#include "cli/output_size.h"
+#include "cli/picture.h"
+#include "cli/progress.h"
+#include "cli/read_picture.h"
+#include "cli/session.h"
+
+namespace {
+
+using namespace cli;
+
+constexpr Colour kWhite = {255, 255, 255};
+
+// A process may be started without its standard files; the first files opened would then take their numbers, and
+// messages would go into the GIF. Opened for reading only, so that writing a GIF there fails as it should.
+void occupyStandardFiles() {
+    int file = -1;
+    do {
+        file = open("/dev/null", O_RDONLY);
+    } while (file >= 0 && file <= STDERR_FILENO);
+    if (file >= 0) close(file);
+}
+
+// What the user asks for wins over what the picture brings.
+std::optional<Colour> transparentColour(const Options& options, const Picture& picture) {
+    if (options.transparent || picture.transparentIndex == kNoTransparency) return options.transparent;
+    return picture.palette[picture.transparentIndex];
+}
+
+ExitStatus drawAndKeep(const Options& options, const char* programWord, const Picture& picture, OutputFile& output) {
+    note("%s: %u x %u pixels, %u colours", options.picture, picture.width, picture.height, picture.colours);
+    OutputSize size = {};
+    ExitStatus status = planOutputSize(options, picture, size);
+    if (status != kExitDone) return status;
+    Library library = {};
+    status = loadLibrary(library, options.library, programWord);
+    if (status != kExitDone) return status;
+    note("library: %s, version 0x%08x", library.path.c_str(), library.version);
+    status = createTemporary(output);
+    if (status != kExitDone) return status;
+    startBar(options.verbosity != kQuiet);
+    status = runSession(library, ExportOrder{.picture = &picture,
+                                             .size = size,
+                                             .interlace = options.interlace,
+                                             .transparent = transparentColour(options, picture),
+                                             .background = options.background,
+                                             .fileName = output.libraryName.c_str()});
+    return status == kExitDone ? keepOutput(output) : status;
+}
+
+ExitStatus exportPicture(const Options& options, const char* programWord) {
+    OutputFile output;
+    ExitStatus status = locateOutput(output, options.output, options.overwrite);
+    Picture picture = {};
+    if (status == kExitDone) {
+        const ReadWishes wishes = {options.background.value_or(kWhite), !options.transparent};
+        status = readPicture(options.picture, wishes, picture);
+    }
+    if (status == kExitDone) status = drawAndKeep(options, programWord, picture, output);
+    freePicture(picture);
+    closeOutput(output);
+    return status == kExitStopped ? fail(status, "stopped") : status;
+}
+
+ExitStatus showVersion(const Options& options, const char* programWord) {
+    std::printf("tolva %s\n", TOLVA_VERSION);
+    std::fflush(stdout);
+    Library library = {};
+    const ExitStatus status = loadLibrary(library, options.library, programWord);
+    if (status == kExitDone) std::printf("library 0x%08x, %s\n", library.version, library.path.c_str());
+    return status;
+}
+
+}  // namespace
+
+int main(int count, char** words) {
+    occupyStandardFiles();
+    Options options;
+    const ExitStatus status = parseOptions(count, words, options);
+    if (status != kExitDone) return status;
+    setVerbosity(options.verbosity);
+    const char* const programWord = count > 0 ? words[0] : "";
+    switch (options.command) {
+        case Command::kShowHelp:
+            return printHelp();
+        case Command::kShowVersion:
+            return showVersion(options, programWord);
+        case Command::kExport:
+            break;
+    }
+    catchStopSignals();
+    return exportPicture(options, programWord);
+}

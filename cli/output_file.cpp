@@ -1,0 +1,243 @@
+// output_file.cpp: the target, its temporary file, and the taking of its place. Called by main, in the order in which
+// output_file.h declares. Works with folder descriptors, so that paths may be as long as the system takes them.
+
+#include "cli/output_file.h"
+
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <initializer_list>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "cli/gif_check.h"
+#include "cli/progress.h"
+
+namespace cli {
+namespace {
+
+constexpr int kMostLinks = 40;
+constexpr size_t kLongestLink = 4096;
+constexpr mode_t kPermissions = 0777;
+constexpr mode_t kFreshMode = 0666;
+constexpr mode_t kTemporaryMode = 0600;
+constexpr int kMostAttempts = 100;
+constexpr int kCrashSignals[] = {SIGSEGV, SIGBUS, SIGABRT, SIGFPE, SIGILL};
+
+// ---- The one cleaning up that a crash of the library leaves to do ----
+
+volatile sig_atomic_t crashFolder = -1;
+char crashName[64];
+
+// The handler went away when it ran; the signal, raised again, ends the process as it would have on return from here.
+extern "C" void removeOnCrash(int signal) {
+    if (crashFolder >= 0) unlinkat(crashFolder, crashName, 0);
+    raise(signal);
+}
+
+// A process that runs out of memory in the library ends by such a signal. Handlers of others, a sanitizer's say, stay.
+void removeTemporaryOnCrash(const OutputFile& output) {
+    std::snprintf(crashName, sizeof crashName, "%s", output.temporaryName.c_str());
+    crashFolder = output.folder;
+    struct sigaction action = {};
+    action.sa_handler = removeOnCrash;
+    action.sa_flags = static_cast<int>(SA_RESETHAND);
+    for (const int signal : kCrashSignals) {
+        struct sigaction before = {};
+        sigaction(signal, nullptr, &before);
+        if (before.sa_handler == SIG_DFL) sigaction(signal, &action, nullptr);
+    }
+}
+
+// ---- Where the path leads ----
+
+ExitStatus failWithErrno(const OutputFile& output, const char* what) {
+    if (errno == EINTR && stopWished()) return kExitStopped;
+    return fail(kExitOutputFailed, "%s: %s%s", output.shown, what, std::strerror(errno));
+}
+
+// One step: the folder of `path`, taken from the folder before, and the name in it.
+bool enterFolder(OutputFile& output, const std::string& path) {
+    const size_t slash = path.rfind('/');
+    const std::string folderPath = slash == std::string::npos ? "." : path.substr(0, slash + 1);
+    output.name = slash == std::string::npos ? path : path.substr(slash + 1);
+    const int entered = openat(output.folder, folderPath.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
+    const int error = errno;
+    if (output.folder >= 0) close(output.folder);
+    output.folder = entered;
+    errno = error;
+    return entered >= 0;
+}
+
+bool followLinks(OutputFile& output, const char* path) {
+    std::string next = path;
+    for (int i = 0; i < kMostLinks; ++i) {
+        if (!enterFolder(output, next)) return false;
+        char link[kLongestLink];
+        const ssize_t length = readlinkat(output.folder, output.name.c_str(), link, sizeof link);
+        if (length < 0) return true;
+        next.assign(link, static_cast<size_t>(length));
+    }
+    errno = ELOOP;
+    return false;
+}
+
+mode_t freshMode() {
+    const mode_t mask = umask(0);
+    umask(mask);
+    return kFreshMode & ~mask;
+}
+
+// A pipe or a device is written to under the name that was given: what a link under /proc leads to may have no other.
+bool isStreamed(const char* path) {
+    struct stat about = {};
+    return stat(path, &about) == 0 && !S_ISREG(about.st_mode) && !S_ISDIR(about.st_mode);
+}
+
+ExitStatus locateFile(OutputFile& output) {
+    if (!followLinks(output, output.shown)) return failWithErrno(output, "");
+    struct stat about = {};
+    const bool exists = fstatat(output.folder, output.name.c_str(), &about, AT_SYMLINK_NOFOLLOW) == 0;
+    if (!exists && errno != ENOENT) return failWithErrno(output, "");
+    if (output.name.empty() || (exists && !S_ISREG(about.st_mode))) {
+        return fail(kExitOutputFailed, "%s: is a folder", output.shown);
+    }
+    if (exists && !output.overwrite) {
+        return fail(kExitOutputFailed, "%s: exists already; -f overwrites it", output.shown);
+    }
+    output.mode = exists ? about.st_mode & kPermissions : freshMode();
+    return kExitDone;
+}
+
+// The library may print to standard output: from here on that is standard error, so that nothing mixes into the GIF.
+ExitStatus takeStandardOutput(OutputFile& output) {
+    output.shown = "standard output";
+    output.streamed = true;
+    output.standardOutput = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+    if (output.standardOutput < 0 || dup2(STDERR_FILENO, STDOUT_FILENO) < 0) return failWithErrno(output, "");
+    return kExitDone;
+}
+
+// ---- The temporary file ----
+
+// Beside the target, so that the rename stays within one file system.
+int createBeside(OutputFile& output) {
+    for (int attempt = 0; attempt < kMostAttempts; ++attempt) {
+        output.temporaryName = ".tolva-" + std::to_string(getpid()) + "-" + std::to_string(attempt) + ".tmp";
+        const int file =
+            openat(output.folder, output.temporaryName.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, kTemporaryMode);
+        if (file >= 0 || errno != EEXIST) return file;
+    }
+    return -1;
+}
+
+int createNameless() {
+    const char* const folder = std::getenv("TMPDIR");
+    std::string pattern = std::string(folder == nullptr || folder[0] == '\0' ? "/tmp" : folder) + "/tolvaXXXXXX";
+    const int file = mkstemp(pattern.data());
+    if (file >= 0) unlink(pattern.c_str());
+    return file;
+}
+
+// ---- Taking its place ----
+
+ExitStatus renameOverTarget(OutputFile& output) {
+    if (fchmod(output.temporary, output.mode) != 0) return failWithErrno(output, "");
+    const char* const from = output.temporaryName.c_str();
+    const char* const to = output.name.c_str();
+    // Without -f a file that came up in the meantime is not harmed either, where the file system can tell.
+    int result = output.overwrite ? -1 : renameat2(output.folder, from, output.folder, to, RENAME_NOREPLACE);
+    if (output.overwrite || (result != 0 && (errno == EINVAL || errno == ENOSYS))) {
+        result = renameat(output.folder, from, output.folder, to);
+    }
+    if (result != 0) return failWithErrno(output, "");
+    output.temporaryName.clear();
+    crashFolder = -1;
+    return kExitDone;
+}
+
+bool writeAll(int target, const uint8_t* bytes, size_t count) {
+    while (count > 0) {
+        const ssize_t written = write(target, bytes, count);
+        if (written < 0 && (errno != EINTR || stopWished())) return false;
+        if (written < 0) continue;
+        bytes += written;
+        count -= static_cast<size_t>(written);
+    }
+    return true;
+}
+
+ExitStatus copyTo(const OutputFile& output, int target) {
+    uint8_t buffer[65536];
+    off_t position = 0;
+    for (;;) {
+        const ssize_t got = pread(output.temporary, buffer, sizeof buffer, position);
+        if (got < 0) return failWithErrno(output, "reading the temporary file back: ");
+        if (got == 0) return kExitDone;
+        if (!writeAll(target, buffer, static_cast<size_t>(got))) return failWithErrno(output, "");
+        position += got;
+    }
+}
+
+ExitStatus streamToTarget(OutputFile& output) {
+    if (output.standardOutput >= 0) return copyTo(output, output.standardOutput);
+    const int target = open(output.shown, O_WRONLY | O_CLOEXEC | O_NOCTTY);
+    if (target < 0) return failWithErrno(output, "");
+    const ExitStatus status = copyTo(output, target);
+    if (close(target) != 0 && status == kExitDone) return failWithErrno(output, "");
+    return status;
+}
+
+}  // namespace
+
+ExitStatus locateOutput(OutputFile& output, const char* path, bool overwrite) {
+    output = OutputFile{};
+    output.shown = path;
+    output.overwrite = overwrite;
+    output.folder = AT_FDCWD;
+    output.standardOutput = output.temporary = -1;
+    if (std::strcmp(path, "-") == 0) return takeStandardOutput(output);
+    output.streamed = isStreamed(path);
+    return output.streamed ? kExitDone : locateFile(output);
+}
+
+ExitStatus createTemporary(OutputFile& output) {
+    output.temporary = output.streamed ? createNameless() : createBeside(output);
+    if (output.temporary < 0) {
+        output.temporaryName.clear();
+        return failWithErrno(output, "a temporary file cannot be made: ");
+    }
+    // A umask may have taken even the owner's rights; the library opens the file by name and needs them.
+    fchmod(output.temporary, kTemporaryMode);
+    if (!output.streamed) removeTemporaryOnCrash(output);
+    output.libraryName = "/proc/self/fd/" + std::to_string(output.temporary);
+    return kExitDone;
+}
+
+ExitStatus keepOutput(OutputFile& output) {
+    GifSummary summary = {};
+    if (!readWholeGif(output.temporary, summary)) {
+        return fail(kExitOutputFailed, "%s: what was written is no whole GIF; it is not kept", output.shown);
+    }
+    if (stopWished()) return kExitStopped;
+    const ExitStatus status = output.streamed ? streamToTarget(output) : renameOverTarget(output);
+    if (status == kExitDone) {
+        note("%s: %u x %u pixels, %lld bytes", output.shown, summary.width, summary.height,
+             static_cast<long long>(summary.bytes));
+    }
+    return status;
+}
+
+void closeOutput(OutputFile& output) {
+    crashFolder = -1;
+    if (!output.temporaryName.empty()) unlinkat(output.folder, output.temporaryName.c_str(), 0);
+    for (const int file : {output.temporary, output.folder, output.standardOutput}) {
+        if (file >= 0) close(file);
+    }
+}
+
+}  // namespace cli

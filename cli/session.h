@@ -1,0 +1,28 @@
+// session.h: one picture through the driver, from the settings block to the terminated device.
+#ifndef TOLVA_CLI_SESSION_H
+#define TOLVA_CLI_SESSION_H
+
+#include <optional>
+
+#include "cli/library.h"
+#include "cli/messages.h"
+#include "cli/output_size.h"
+#include "cli/picture.h"
+
+namespace cli {
+
+struct ExportOrder {
+    const Picture* picture;
+    OutputSize size;
+    bool interlace;
+    std::optional<Colour> transparent;
+    std::optional<Colour> background;
+    const char* fileName;  // shorter than the driver's 144 bytes
+};
+
+// kExitDone says that no call reported a failure; whether a whole GIF stands in the file is for the caller to look.
+ExitStatus runSession(const Library& library, const ExportOrder& order);
+
+}  // namespace cli
+
+#endif

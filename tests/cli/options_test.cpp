@@ -1,0 +1,76 @@
+// options_test.cpp: the command line, and the library that it may name.
+
+#include <algorithm>
+
+#include "support.h"
+
+class CommandLine : public Program {};
+class TheLibrary : public Program {};
+
+TEST_F(CommandLine, WrongUsageEndsWith2AndWritesNothing) {
+    write("a.pgm", greyMap(5, 4));
+    std::vector<std::string> wrong = {"", "a.pgm", "-o a.gif", "a.pgm -o", "a.pgm -o \"\""};
+    for (const char* const option : {"a.pgm",
+                                     "-x",
+                                     "--nonsense",
+                                     "--help=3",
+                                     "--transparent FFFFF",
+                                     "--transparent FFFFFFF",
+                                     "--background -12345",
+                                     "--background 0xFFFF",
+                                     "--fit 10",
+                                     "--fit 0x10",
+                                     "--fit 10x65536",
+                                     "--fit 10x10x10",
+                                     "--fit 1e1x10",
+                                     "--fit 4294967297x1",
+                                     "--fit 10x10 --size 1x1",
+                                     "--size 0.03x1",
+                                     "--size 1x22.1",
+                                     "--size nanx1",
+                                     "--size 1,5x1",
+                                     "--size 1x1 --resolution 31",
+                                     "--size 1x1 --resolution 401",
+                                     "--resolution 96"}) {
+        wrong.push_back(std::string("a.pgm -o a.gif ") + option);
+    }
+    for (const std::string& words : wrong) {
+        const RunResult result = run(words);
+        EXPECT_EQ(result.status, 2) << words;
+        EXPECT_EQ(result.said.rfind("tolva: ", 0), 0u) << words << ": " << result.said;
+        EXPECT_EQ(std::count(result.said.begin(), result.said.end(), '\n'), 1) << result.said;
+    }
+    EXPECT_EQ(names(), std::vector<std::string>{"a.pgm"});
+}
+
+TEST_F(CommandLine, HelpAndVersionGoToStandardOutput) {
+    EXPECT_EQ(run("--help > help").status, 0);
+    EXPECT_NE(read("help").find("--interlace"), std::string::npos);
+    EXPECT_EQ(run("--version > version").status, 0);
+    EXPECT_NE(read("version").find("0x02000005"), std::string::npos);
+}
+
+TEST_F(CommandLine, QuietSaysNothingAndVerboseTellsSizes) {
+    write("a.pgm", greyMap(5, 4));
+    EXPECT_EQ(run("-q a.pgm -o a.gif").said, "");
+    EXPECT_EQ(run("a.pgm -o b.gif").said, "");
+    EXPECT_NE(run("-v a.pgm -o c.gif").said.find("c.gif: 5 x 4 pixels"), std::string::npos);
+}
+
+TEST_F(TheLibrary, ThatCannotBeUsedEndsWith1) {
+    write("a.pgm", greyMap(5, 4));
+    write("not-a-library.so", "nothing");
+    EXPECT_EQ(run("a.pgm -o a.gif --library missing.so").status, 1);
+    EXPECT_EQ(run("a.pgm -o a.gif --library not-a-library.so").status, 1);
+    EXPECT_EQ(run("--version --library missing.so > version").status, 1);
+    EXPECT_NE(read("version").find("tolva "), std::string::npos);
+    EXPECT_FALSE(exists("a.gif"));
+}
+
+TEST_F(TheLibrary, IsFoundInLibBesideTheProgramsFolder) {
+    const std::string program = TOLVA_PROGRAM;
+    const std::string library = program.substr(0, program.rfind('/')) + "/libtolva.so.1";
+    run("--version > version", "mkdir bin lib; cp " + program + " bin/copy; cp " + library +
+                                   " lib/; " TOLVA_EMULATOR " ./bin/copy --version > copied;");
+    EXPECT_NE(read("copied").find("bin/../lib/libtolva.so.1"), std::string::npos) << read("copied");
+}

@@ -1,0 +1,109 @@
+// pixels_test.cpp: PNM pictures come out pixel for pixel, in the size that was asked for, as an independent decoder
+// sees them.
+
+#include "gif_oracle.h"
+#include "support.h"
+
+using namespace std::string_literals;
+
+class Pixels : public Program {
+  protected:
+    SeenGif convert(const std::string& words, const std::string& before = "") {
+        const RunResult result = run("-f -o a.gif " + words, before);
+        EXPECT_EQ(result.status, 0) << words << ": " << result.said;
+        return decodeGif(path("a.gif"));
+    }
+    // The grey of pixel (x, y) of a grey map with one byte a pixel.
+    static int greyAt(const std::string& map, int width, int height, int x, int y) {
+        return static_cast<uint8_t>(map[map.size() - static_cast<size_t>((height - y) * width - x)]);
+    }
+    static void expectSame(const SeenGif& seen, const std::string& map, int width, int height) {
+        ASSERT_EQ(seen.width, width);
+        ASSERT_EQ(seen.height, height);
+        for (int y = 0; y < height; ++y) {
+            for (int x = 0; x < width; ++x) {
+                const auto grey = static_cast<uint8_t>(greyAt(map, width, height, x, y));
+                ASSERT_EQ(seen.colourAt(x, y), (cli::Colour{grey, grey, grey})) << x << ", " << y;
+            }
+        }
+    }
+};
+
+TEST_F(Pixels, OfAnyExtentStayAsTheyAre) {
+    for (const auto& [width, height] : std::initializer_list<std::pair<int, int>>{{2, 1},
+                                                                                  {1, 2},
+                                                                                  {1, 5},
+                                                                                  {3, 3},
+                                                                                  {4, 5},
+                                                                                  {100, 1},
+                                                                                  {99, 101},
+                                                                                  {300, 200},
+                                                                                  {481, 480},
+                                                                                  {65535, 2},
+                                                                                  {2, 65535}}) {
+        const std::string map = greyMap(width, height);
+        write("a.pgm", map);
+        expectSame(convert("a.pgm"), map, width, height);
+        const SeenGif interlaced = convert("- --interlace", "cat a.pgm |");
+        EXPECT_TRUE(interlaced.interlaced);
+        expectSame(interlaced, map, width, height);
+    }
+}
+
+TEST_F(Pixels, OfEveryPnmKindAreRead) {
+    const std::pair<std::string, std::string> same[] = {
+        {"P1\n# a comment\n3 2 # another\n0 1 1\n1#in between\n01"s, "P5 3 2 255\n\xFF\0\0\0\xFF\0"s},
+        {"P2\n2\t3\r\n4\n0 1\n2 3 4 0"s, "P5 2 3 255\n\0\x40\x80\xBF\xFF\0"s},
+        {"P4 2 2\n\x40\x80"s, "P5 2 2 255\n\xFF\0\0\xFF"s},
+        {"P4 9 2\n\xAA\x80\x55\0"s, "P5 9 2 255\n\0\xFF\0\xFF\0\xFF\0\xFF\0\xFF\0\xFF\0\xFF\0\xFF\0\xFF"s},
+        {"P5\n2 2#c\n3\n\0\x01\x02\x03"s, "P5 2 2 255\n\0\x55\xAA\xFF"s},
+    };
+    for (const auto& [file, map] : same) {
+        write("a.pnm", file);
+        expectSame(convert("a.pnm"), map, map[3] - '0', map[5] - '0');
+    }
+}
+
+TEST_F(Pixels, BehindOtherBytesOnStandardInputAreRead) {
+    const std::string map = greyMap(20, 10);
+    write("two.pgm", "0123456789" + map);
+    expectSame(convert("-", "exec < two.pgm; head -c 10 > skipped;"), map, 20, 10);
+}
+
+TEST_F(Pixels, FillTheBoxThatIsAskedFor) {
+    const std::string map = greyMap(300, 200);
+    write("a.pgm", map);
+    const std::pair<const char*, std::pair<int, int>> sizes[] = {
+        {"--fit 100x100", {100, 67}},  {"--fit 100x50", {75, 50}},     {"--fit 3x1", {2, 1}},
+        {"--fit 999x900", {999, 666}}, {"--fit 1200x300", {450, 300}}, {"--size 3x1 --resolution 200", {300, 200}},
+        {"--size 1x1", {96, 64}},      {"--fit 600x900", {600, 400}},  {"--size 0.5x22 --resolution 32", {16, 11}},
+    };
+    for (const auto& [words, size] : sizes) {
+        const SeenGif seen = convert(std::string("a.pgm ") + words);
+        EXPECT_EQ(std::pair(seen.width, seen.height), size) << words;
+        if (seen.width != 600) continue;
+        for (int i = 0; i < 600 * 400; ++i) {
+            ASSERT_EQ(seen.colourAt(i % 600, i / 600).red, greyAt(map, 300, 200, i % 600 / 2, i / 600 / 2));
+        }
+    }
+}
+
+TEST_F(Pixels, ThatCannotBeDrawnAreRefused) {
+    write("one.pgm", greyMap(1, 1));
+    write("wide.pgm", greyMap(32769, 2));
+    write("thin.pgm", greyMap(2, 2));
+    for (const char* const words : {"one.pgm", "thin.pgm --fit 1x2", "thin.pgm --fit 65535x65535",
+                                    "wide.pgm --fit 65535x65535", ".", "missing"}) {
+        EXPECT_EQ(run(std::string("-o a.gif ") + words).status, 3) << words;
+    }
+    EXPECT_EQ(convert("one.pgm --fit 3x3").pixels.size(), 9u);
+    EXPECT_EQ(convert("wide.pgm --fit 16384x9").width, 16384);
+}
+
+TEST_F(Pixels, OfTheChosenColourBecomeTransparent) {
+    write("a.pgm", greyMap(64, 64));
+    const SeenGif seen = convert("a.pgm --transparent 505050 --background C0C0C0");
+    EXPECT_EQ(seen.transparent, 0x50);
+    EXPECT_EQ(seen.background, 0xC0);
+    EXPECT_EQ(convert("a.pgm").transparent, -1);
+}

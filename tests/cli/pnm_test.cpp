@@ -1,0 +1,59 @@
+// pnm_test.cpp: what the PNM reader refuses, and that every build makes the same GIF of the same picture.
+
+#include "support.h"
+
+class PnmReader : public Program {};
+class GoldenFiles : public Program {};
+
+TEST_F(PnmReader, RefusesWithStatus3AndTheReason) {
+    const std::pair<std::string, const char*> refused[] = {
+        {"", "ends before"},
+        {"P", "not a picture"},
+        {"P7\n1 1\n", "not a picture"},
+        {"GIF89a...", "not a picture"},
+        {"P5", "ends before"},
+        {"P5\n4 4\n255", "ends before"},
+        {"P5\n4 4\n255\n123456789012345", "ends before"},
+        {"P5\n-4 4\n255\n1234567890123456", "header"},
+        {"P5\n4x4\n255\n1234567890123456", "header"},
+        {"P5\n4 4\n0\n1234567890123456", "header"},
+        {"P5\n4 4\n65536\n1234567890123456", "header"},
+        {"P5\n0 4\n255\n", "no pixels"},
+        {"P5\n2 2\n256\n12345678", "16 bits"},
+        {"P5\n65536 1\n255\n", "65535"},
+        {"P5\n1 99999999999999999999\n255\n", "65535"},
+        {"P5\n2 2\n9\n\x01\x02\x03\x0A", "pixels"},
+        {"P2\n2 2\n9\n1 2 3 10 ", "pixels"},
+        {"P2\n2 2\n9\n1 2 3 x ", "pixels"},
+        {"P1\n2 2\n0 1 2 1", "pixels"},
+        {"P1\n2 2\n0 1 1", "ends before"},
+        {"P4\n9 2\n\x01\x02\x03", "ends before"},
+        {"P3\n1 2\n255\n1 2 3 4 5 6 ", "true-colour"},
+        {"P6\n1 2\n255\n123456", "true-colour"},
+    };
+    for (const auto& [bytes, reason] : refused) {
+        write("a.pnm", bytes);
+        // A pipe's size is not known beforehand, so the end comes as a surprise there.
+        for (const RunResult& result : {run("a.pnm -o a.gif"), run("- -o a.gif", "cat a.pnm |")}) {
+            EXPECT_EQ(result.status, 3) << bytes;
+            EXPECT_NE(result.said.find(reason), std::string::npos) << bytes << "\n" << result.said;
+        }
+    }
+    EXPECT_EQ(names(), std::vector<std::string>{"a.pnm"});
+}
+
+// Renewed by: tolva PICTURE OPTIONS -o a.gif, and sumOf of its bytes, after an independent decoder has shown the
+// pixels.
+TEST_F(GoldenFiles, AreTheSameOnEveryBuild) {
+    const std::pair<const char*, uint64_t> golden[] = {
+        {"", 17775199655264500366u},
+        {"--interlace", 5943837144371525228u},
+        {"--fit 100x100 --transparent 404040", 13039325908363059563u},
+        {"--size 1x0.77 --resolution 49 --background 808080", 839233353495596352u},
+    };
+    write("a.pgm", greyMap(61, 47));
+    for (const auto& [options, sum] : golden) {
+        ASSERT_EQ(run(std::string("-f a.pgm -o a.gif ") + options).status, 0);
+        EXPECT_EQ(sumOf(read("a.gif")), sum) << options;
+    }
+}

@@ -1,0 +1,67 @@
+// support.cpp: running the program under test, by its emulator where there is one.
+
+#include "support.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include <sys/stat.h>
+#include <sys/wait.h>
+
+namespace files = std::filesystem;
+
+Program::Program() {
+    std::string pattern = testing::TempDir() + "tolva-cli-XXXXXX";
+    folder = mkdtemp(pattern.data());
+}
+
+Program::~Program() { files::remove_all(folder); }
+
+RunResult Program::run(const std::string& words, const std::string& before) {
+    const std::string command = "cd " + folder + " && " + before + " " TOLVA_EMULATOR " " TOLVA_PROGRAM " " + words;
+    const int status = std::system((command + " 2> .said").c_str());
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, read(".said")};
+}
+
+void Program::write(const std::string& name, const std::string& bytes) const {
+    std::ofstream(path(name), std::ios::binary) << bytes;
+}
+
+std::string Program::read(const std::string& name) const {
+    std::ostringstream bytes;
+    bytes << std::ifstream(path(name), std::ios::binary).rdbuf();
+    return bytes.str();
+}
+
+bool Program::exists(const std::string& name) const { return files::exists(files::symlink_status(path(name))); }
+
+int Program::mode(const std::string& name) const {
+    struct stat about = {};
+    return stat(path(name).c_str(), &about) == 0 ? static_cast<int>(about.st_mode & 07777) : -1;
+}
+
+std::vector<std::string> Program::names() const {
+    std::vector<std::string> found;
+    for (const auto& entry : files::directory_iterator(folder)) {
+        if (entry.path().filename() != ".said") found.push_back(entry.path().filename());
+    }
+    std::sort(found.begin(), found.end());
+    return found;
+}
+
+std::string greyMap(int width, int height, int step) {
+    std::string bytes = "P5\n" + std::to_string(width) + " " + std::to_string(height) + "\n255\n";
+    for (int y = 0; y < height; ++y) {
+        for (int x = 0; x < width; ++x) bytes += static_cast<char>((x * step + y * 31 + x * y) % 256);
+    }
+    return bytes;
+}
+
+uint64_t sumOf(const std::string& bytes) {
+    uint64_t sum = 14695981039346656037u;
+    for (const char c : bytes) sum = (sum ^ static_cast<uint8_t>(c)) * 1099511628211u;
+    return sum;
+}
