@@ -8,10 +8,10 @@
 #include <algorithm>
 #include <bit>
 #include <cstring>
-#include <iterator>
 
 #include "driver/driver.h"
 #include "host/numbers.h"
+#include "output/dictionary.h"
 #include "stream/stream.h"
 
 namespace {
@@ -27,36 +27,12 @@ constexpr uint32_t kInitialWidth = 9;
 constexpr uint32_t kWiden[] = {513, 1025, 2049};
 constexpr uint32_t kReset = 4090;
 
-// The dictionary: open addressing. Inside it a code goes by its mark, the code times an odd number modulo 4096, so that
-// neighbouring codes lie far apart. A slot is mark << 20 | prefix's mark << 8 | pixel: the place of the next longer string
-// comes out of a slot with one shift and one XOR, which is all that stands between one look-up and the next. A free slot
-// has all bits set; no string is its own prefix.
-constexpr uint32_t kSlotBits = 14;
-constexpr uint32_t kSlots = 1u << kSlotBits;
-constexpr uint32_t kFreeSlot = UINT32_MAX;
-constexpr uint32_t kKeyBits = 20;
-constexpr uint32_t kKeyMask = (1u << kKeyBits) - 1;
-constexpr uint32_t kMarks = 4096;
-constexpr uint32_t kMarkFactor = 2531;
-constexpr uint32_t kPixelFactor = 40503;
-
-constexpr uint32_t inverseFactor() {
-    uint32_t inverse = 1;
-    while (kMarkFactor * inverse % kMarks != 1) inverse += 2;
-    return inverse;
-}
-constexpr uint32_t kCodeFactor = inverseFactor();
-
-constexpr uint32_t markOf(uint32_t code) { return code * kMarkFactor % kMarks; }
-constexpr uint32_t codeOf(uint32_t mark) { return mark * kCodeFactor % kMarks; }
-
-// Flat areas are strings of one pixel repeated. Their slots are remembered by length, so that a run is entered at its end
-// instead of one look-up a pixel.
-constexpr uint32_t kRememberedRun = 63;
+constexpr uint32_t kBytesAhead = 6;  // a code is put into four bytes and clears the two behind them
 constexpr uint64_t kEveryByte = 0x0101010101010101u;
 
-constexpr uint32_t kBytesAhead = 6;  // a code is put into four bytes and clears the two behind them
-constexpr uint32_t kGroups = 16;  // groups of sub-block data collected before they are written
+// Bytes are handed on where the width changes. The most that comes together until then: a rest of a group, all codes
+// between the last two thresholds, and the few that end a run.
+constexpr size_t kMostBytes = kSubBlockBytes + (kReset - kWiden[2]) * 12 / 8 + 32;
 
 struct BitPacker {
     uint64_t pending;  // bits not yet in the bytes, the next code's first bit at `used`
@@ -70,12 +46,10 @@ struct Encoder {
     BitPacker bits;
     uint32_t width;
     uint32_t nextFree;
-    uint32_t prefix;  // the current string, as a slot: its mark at the top
-    bool flushed;     // a whole group was written
-    uint32_t slots[kSlots];
-    uint32_t longestRun[256];              // of each pixel: the longest remembered string of nothing else
-    uint32_t runs[256][kRememberedRun + 1];  // those strings by length, from 2
-    uint8_t bytes[kGroups * kSubBlockBytes + 32];  // and the few codes that end a run
+    Mark string;  // the current one
+    bool flushed;      // a whole group was written
+    uint8_t bytes[kMostBytes];
+    Dictionary dictionary;
 };
 
 void storeLittle64(uint8_t* to, uint64_t value) {
@@ -98,8 +72,7 @@ void put(Encoder& e, uint32_t code) { put(e.bits, e.bytes, code, e.width); }
 void startTable(Encoder& e) {
     e.width = kInitialWidth;
     e.nextFree = kFirstFree;
-    std::memset(e.slots, 0xFF, sizeof e.slots);
-    std::fill(std::begin(e.longestRun), std::end(e.longestRun), 1);
+    clearDictionary(e.dictionary);
 }
 
 // A group at a time, so that a failed one does not take the next with it. Failures inside a segment are not reported:
@@ -122,12 +95,6 @@ void testWidth(Encoder& e) {
     startTable(e);
 }
 
-// Called when the next free code reaches a threshold or the bytes are full.
-void afterCode(Encoder& e) {
-    testWidth(e);
-    if (e.bits.filled >= kGroups * kSubBlockBytes) flushGroups(e);
-}
-
 // The next code at which testWidth has something to do.
 uint32_t nextThreshold(uint32_t nextFree) {
     for (const uint32_t threshold : kWiden) {
@@ -136,84 +103,51 @@ uint32_t nextThreshold(uint32_t nextFree) {
     return kReset;
 }
 
-uint32_t stringOfPixel(uint32_t pixel) { return markOf(pixel) << kKeyBits; }
-uint32_t keyOf(uint32_t string, uint32_t pixel) { return string >> kKeyBits << 8 | pixel; }
-
-uint32_t firstPlace(uint32_t string, uint32_t pixel) {
-    return (string >> (32 - kSlotBits)) ^ (pixel * kPixelFactor % kSlots);
-}
-
-// Where the string with one pixel more stands, or the free place where it belongs.
-uint32_t placeOf(const Encoder& e, uint32_t string, uint32_t pixel) {
-    const uint32_t key = keyOf(string, pixel);
-    uint32_t place = firstPlace(string, pixel);
-    while ((e.slots[place] & kKeyMask) != key && e.slots[place] != kFreeSlot) place = (place + 1) % kSlots;
-    return place;
-}
-
-// At the start of a string whose pixel goes on repeating: the longest known run that fits, and the first pixel behind it.
-const uint8_t* enterRun(Encoder& e, const uint8_t* p, const uint8_t* end, uint32_t pixel, uint32_t* string) {
-    uint32_t& longest = e.longestRun[pixel];
-    uint32_t length = 1;
-    for (; p < end && *p == pixel && length < longest; ++p) ++length;
-    if (length > 1) *string = e.runs[pixel][length];
-    // Runs that were entered into the dictionary since are remembered on the way.
-    for (; p < end && *p == pixel && length == longest && longest < kRememberedRun; ++p) {
-        const uint32_t slot = e.slots[placeOf(e, *string, pixel)];
-        if (slot == kFreeSlot) break;
-        *string = e.runs[pixel][++longest] = slot;
-        ++length;
-    }
-    return p;
-}
-
 // All pixels but a segment's first and last. The loop keeps what every code changes in registers and hands it back to the
-// encoder where something rare happens.
+// encoder at the thresholds.
 void encodeRun(Encoder& e, const uint8_t* p, const uint8_t* end) {
     BitPacker bits = e.bits;
-    uint32_t string = e.prefix;
-    uint32_t nextFree = e.nextFree;
-    uint32_t threshold = nextThreshold(nextFree);
+    Mark string = e.string;
+    Mark next = markOf(e.nextFree);
+    Mark threshold = markOf(nextThreshold(e.nextFree));
     uint32_t width = e.width;
     while (p < end) {
         const uint32_t pixel = *p++;
-        const uint32_t key = keyOf(string, pixel);
-        uint32_t place = firstPlace(string, pixel);
-        uint32_t slot = e.slots[place];
-        while ((slot & kKeyMask) != key && slot != kFreeSlot) {
-            place = (place + 1) % kSlots;
-            slot = e.slots[place];
-        }
-        if (slot != kFreeSlot) {
+        uint16_t& slot = slotOf(e.dictionary, string, pixel);
+        if (slot != kNoMark) {
             string = slot;
             continue;
         }
-        e.slots[place] = markOf(nextFree++) << kKeyBits | key;
-        put(bits, e.bytes, codeOf(string >> kKeyBits), width);
-        string = stringOfPixel(pixel);
-        if (nextFree == threshold || bits.filled >= kGroups * kSubBlockBytes) {
+        enter(e.dictionary, slot, next, string, pixel);
+        next = nextMark(next);
+        put(bits, e.bytes, codeOf(string), width);
+        string = kPixels[pixel].alone;
+        if (next == threshold) {
             e.bits = bits;
-            e.nextFree = nextFree;
-            afterCode(e);
+            e.nextFree = codeOf(next);
+            testWidth(e);
+            flushGroups(e);
             bits = e.bits;
-            nextFree = e.nextFree;
-            threshold = nextThreshold(nextFree);
+            next = markOf(e.nextFree);
+            threshold = markOf(nextThreshold(e.nextFree));
             width = e.width;
         }
-        if (end - p >= 8 && load<uint64_t>(p) == pixel * kEveryByte) p = enterRun(e, p, end, pixel, &string);
+        if (end - p >= 8 && load<uint64_t>(p) == pixel * kEveryByte) {
+            p = enterRun(e.dictionary, p, end, pixel, &string);
+        }
     }
     e.bits = bits;
-    e.nextFree = nextFree;
-    e.prefix = string;
+    e.nextFree = codeOf(next);
+    e.string = string;
 }
 
 // The last pixel closes the run: the string it completes, or the string before it and the pixel as a code of its own.
 void encodeLast(Encoder& e, uint32_t pixel) {
-    const uint32_t slot = e.slots[placeOf(e, e.prefix, pixel)];
-    const bool found = slot != kFreeSlot;
+    const Mark longer = slotOf(e.dictionary, e.string, pixel);
+    const bool found = longer != kNoMark;
     // Kept: a string that was found is entered a second time, which keeps the next free code in step with the decoder.
     ++e.nextFree;
-    put(e, codeOf((found ? slot : e.prefix) >> kKeyBits));
+    put(e, codeOf(found ? longer : e.string));
     testWidth(e);
     if (found) return;
     put(e, pixel);
@@ -225,7 +159,7 @@ void encodePixels(Encoder& e, const SegmentRows& rows) {
     for (int64_t i = 0; i < rows.rows; ++i) {
         const uint8_t* p = rows.next(rows.context);
         const uint8_t* end = p + rows.rowBytes;
-        if (i == 0) e.prefix = stringOfPixel(*p++);
+        if (i == 0) e.string = kPixels[*p++].alone;
         const bool lastRow = i + 1 == rows.rows;
         if (lastRow && p < end) --end;
         encodeRun(e, p, end);
