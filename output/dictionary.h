@@ -78,21 +78,27 @@ inline void enter(Dictionary& d, uint16_t& freeSlot, Mark mark, Mark prefix, uin
     d.keys[mark] = keyOf(prefix, pixel);
 }
 
-// At the start of a string whose pixel goes on repeating: makes it the longest known run that fits, and returns the
-// first pixel behind it.
-inline const uint8_t* enterRun(Dictionary& d, const uint8_t* p, const uint8_t* end, uint32_t pixel, Mark* string) {
+struct EnteredRun {
+    const uint8_t* next;  // the first pixel behind it
+    Mark string;
+};
+
+// At the start of a string whose pixel goes on repeating: the longest known run that fits. Kept out of the encoder's loop,
+// which needs its registers.
+__attribute__((noinline)) inline EnteredRun enterRun(Dictionary& d, const uint8_t* p, const uint8_t* end,
+                                                     uint32_t pixel) {
     uint32_t& longest = d.longestRun[pixel];
     uint32_t length = 1;
     for (; p < end && *p == pixel && length < longest; ++p) ++length;
-    if (length > 1) *string = d.runs[pixel][length];
+    Mark string = length > 1 ? d.runs[pixel][length] : kPixels[pixel].alone;
     // Runs that were entered into the dictionary since are remembered on the way.
     for (; p < end && *p == pixel && length == longest && longest < kRememberedRun; ++p) {
-        const Mark longer = slotOf(d, *string, pixel);
+        const Mark longer = slotOf(d, string, pixel);
         if (longer == kNoMark) break;
-        *string = d.runs[pixel][++longest] = longer;
+        string = d.runs[pixel][++longest] = longer;
         ++length;
     }
-    return p;
+    return {p, string};
 }
 
 }  // namespace tolva

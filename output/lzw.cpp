@@ -28,7 +28,6 @@ constexpr uint32_t kWiden[] = {513, 1025, 2049};
 constexpr uint32_t kReset = 4090;
 
 constexpr uint32_t kBytesAhead = 6;  // a code is put into four bytes and clears the two behind them
-constexpr uint64_t kEveryByte = 0x0101010101010101u;
 
 // Bytes are handed on where the width changes. The most that comes together until then: a rest of a group, all codes
 // between the last two thresholds, and the few that end a run.
@@ -103,6 +102,14 @@ uint32_t nextThreshold(uint32_t nextFree) {
     return kReset;
 }
 
+// What is due when the next free code has reached a threshold; returns the next one.
+__attribute__((noinline)) Mark atThreshold(Encoder& e, Mark next) {
+    e.nextFree = codeOf(next);
+    testWidth(e);
+    flushGroups(e);
+    return markOf(nextThreshold(e.nextFree));
+}
+
 // All pixels but a segment's first and last. The loop keeps what every code changes in registers and hands it back to the
 // encoder at the thresholds.
 void encodeRun(Encoder& e, const uint8_t* p, const uint8_t* end) {
@@ -124,16 +131,16 @@ void encodeRun(Encoder& e, const uint8_t* p, const uint8_t* end) {
         string = kPixels[pixel].alone;
         if (next == threshold) {
             e.bits = bits;
-            e.nextFree = codeOf(next);
-            testWidth(e);
-            flushGroups(e);
+            threshold = atThreshold(e, next);
             bits = e.bits;
             next = markOf(e.nextFree);
-            threshold = markOf(nextThreshold(e.nextFree));
             width = e.width;
         }
-        if (end - p >= 8 && load<uint64_t>(p) == pixel * kEveryByte) {
-            p = enterRun(e.dictionary, p, end, pixel, &string);
+        // Eight pixels that each equal the one before them.
+        if (end - p >= 8 && load<uint64_t>(p) == load<uint64_t>(p - 1)) {
+            const EnteredRun run = enterRun(e.dictionary, p, end, pixel);
+            p = run.next;
+            string = run.string;
         }
     }
     e.bits = bits;
