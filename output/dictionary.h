@@ -13,6 +13,8 @@
 #include <cstring>
 #include <iterator>
 
+#include "host/numbers.h"
+
 namespace tolva {
 
 using Mark = uint32_t;
@@ -27,7 +29,7 @@ constexpr Mark kNoMark = 0;  // that of code 0, which is a pixel alone and stand
 
 // Flat areas are strings of one pixel repeated. They are remembered by length, so that a run is entered at its end
 // instead of one look-up a pixel.
-constexpr uint32_t kRememberedRun = 63;
+constexpr uint32_t kRememberedRun = 127;
 
 constexpr uint32_t inverseFactor() {
     uint32_t inverse = 1;
@@ -52,10 +54,10 @@ inline constexpr std::array<PixelTerms, 256> kPixels = [] {
 }();
 
 struct Dictionary {
-    uint16_t slots[kSlots];              // marks
-    uint32_t keys[kMarks];               // by mark: the prefix's mark and the last pixel
-    uint32_t longestRun[256];            // of each pixel: the longest remembered run
-    Mark runs[256][kRememberedRun + 1];  // by length, from 2
+    uint16_t slots[kSlots];                  // marks
+    uint32_t keys[kMarks];                   // by mark: the prefix's mark and the last pixel
+    uint32_t longestRun[256];                // of each pixel: the longest remembered run
+    uint16_t runs[256][kRememberedRun + 1];  // by length, from 2
 };
 
 inline void clearDictionary(Dictionary& d) {
@@ -83,19 +85,30 @@ struct EnteredRun {
     Mark string;
 };
 
-// At the start of a string whose pixel goes on repeating: the longest known run that fits. Kept out of the encoder's loop,
-// which needs its registers.
-__attribute__((noinline)) inline EnteredRun enterRun(Dictionary& d, const uint8_t* p, const uint8_t* end,
-                                                     uint32_t pixel) {
+// How many of at most `most` pixels equal the first.
+inline uint32_t repeats(const uint8_t* p, uint32_t most) {
+    uint32_t n = 0;
+    for (; n + 8 < most && load<uint64_t>(p + n) == load<uint64_t>(p + n + 1); n += 8) {
+    }
+    while (n < most && p[n] == p[0]) ++n;
+    return n;
+}
+
+// At the start of a string whose pixel, p[-1], goes on repeating: the longest known run that fits. Kept out of the
+// encoder's loop, which needs its registers.
+__attribute__((noinline)) inline EnteredRun enterRun(Dictionary& d, const uint8_t* p, const uint8_t* end) {
+    const uint32_t pixel = p[-1];
     uint32_t& longest = d.longestRun[pixel];
-    uint32_t length = 1;
-    for (; p < end && *p == pixel && length < longest; ++p) ++length;
+    const uint32_t most = static_cast<uint32_t>(std::min<ptrdiff_t>(longest, end - p + 1));
+    uint32_t length = repeats(p - 1, most);
+    p += length - 1;
     Mark string = length > 1 ? d.runs[pixel][length] : kPixels[pixel].alone;
     // Runs that were entered into the dictionary since are remembered on the way.
     for (; p < end && *p == pixel && length == longest && longest < kRememberedRun; ++p) {
-        const Mark longer = slotOf(d, string, pixel);
+        const uint16_t longer = slotOf(d, string, pixel);
         if (longer == kNoMark) break;
-        string = d.runs[pixel][++longest] = longer;
+        d.runs[pixel][++longest] = longer;
+        string = longer;
         ++length;
     }
     return {p, string};

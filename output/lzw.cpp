@@ -138,7 +138,7 @@ void encodeRun(Encoder& e, const uint8_t* p, const uint8_t* end) {
         }
         // Eight pixels that each equal the one before them.
         if (end - p >= 8 && load<uint64_t>(p) == load<uint64_t>(p - 1)) {
-            const EnteredRun run = enterRun(e.dictionary, p, end, pixel);
+            const EnteredRun run = enterRun(e.dictionary, p, end);
             p = run.next;
             string = run.string;
         }
