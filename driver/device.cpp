@@ -2,10 +2,13 @@
 // closes it, or deletes the file when the host wants to stop. Brackets only move the state.
 
 #include "driver/driver.h"
+#include "host/numbers.h"
 #include "settings/settings.h"
 #include "stream/stream.h"
 
 namespace {
+
+using namespace tolva;
 
 // The block of a memory stream: its stream keeps this variable up to date, so it must outlive the call that opens it.
 void* memoryBlock = nullptr;
@@ -15,7 +18,7 @@ uintptr_t outputDevice() { return lpSetup == nullptr ? 0 : lpSetup->outputDevice
 // Through the host's own I/O. Kept: a failed open is not reported.
 Handle openOutputDevice(const EMData& em) {
     StreamDescriptor descriptor = {};
-    descriptor.blockRef = em.status == nullptr ? 0 : em.status->streamContext;
+    descriptor.blockRef = em.status == nullptr ? 0 : loadField<intptr_t>(em.status, offsetof(StatusRecord, streamContext));
     descriptor.ioProc = static_cast<intptr_t>(outputDevice());
     return zunOpen(em.fileName, &descriptor, kCreateAndWrite);
 }

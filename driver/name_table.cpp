@@ -39,8 +39,8 @@ uint32_t ZUNGetFilterVersion() { return kFilterVersion; }
 
 void fltLoadPointers(NameTableRecord* record) {
     if (record == nullptr) return;
-    record->count.rows = kNameTableRows;
-    record->table = nameTable;
+    tolva::storeField(record, offsetof(NameTableRecord, count), uint16_t{kNameTableRows});
+    tolva::storeField(record, offsetof(NameTableRecord, table), &nameTable[0]);
 }
 
 int32_t RASTER_dd_entry(int16_t func, void* out, void*) {

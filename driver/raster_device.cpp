@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "driver/driver.h"
+#include "driver/status.h"
 #include "host/numbers.h"
 #include "raster/raster.h"
 #include "settings/settings.h"
@@ -31,10 +32,10 @@ static_assert(sizeof kCapabilities / sizeof kCapabilities[0] == 46);
 constexpr intptr_t kInitReport = -2;
 constexpr intptr_t kInitProgress = 100;
 
-void storeCapabilities(int32_t* array, int32_t conversionMode) {
+void storeCapabilities(void* array, int32_t conversionMode) {
     if (array == nullptr) return;
-    for (const Capability& c : kCapabilities) store(array + c.slot, c.value);
-    store(array + kCapabilityConversion, conversionMode);
+    for (const Capability& c : kCapabilities) storeField(array, c.slot * sizeof c.value, c.value);
+    storeField(array, kCapabilityConversion * sizeof conversionMode, conversionMode);
 }
 
 // Modes that hosts do not know leave the conversion as it is.
@@ -43,13 +44,13 @@ void setConversionMode(EMData& em, int32_t colourMode) {
 }
 
 void reportInit(const StatusRecord* status) {
-    if (status == nullptr || status->function == nullptr || status->context == 0) return;
-    CallGetSet_Status(status->function, status->context, 0, kInitReport, kInitProgress, 0, 0, 0);
+    if (status == nullptr || statusFunctionOf(status) == nullptr || statusContextOf(status) == 0) return;
+    CallGetSet_Status(statusFunctionOf(status), statusContextOf(status), 0, kInitReport, kInitProgress, 0, 0, 0);
 }
 
-bool makeReplyBuffer(EMData& em, RasterInitBlock& block) {
-    if (block.replySize > kLargestBlock) return false;
-    em.replySize = static_cast<uint32_t>(block.replySize);
+bool makeReplyBuffer(EMData& em, uintptr_t size) {
+    if (size > kLargestBlock) return false;
+    em.replySize = static_cast<uint32_t>(size);
     em.replyHandle = GlobalAlloc(kMoveableZeroed, em.replySize);
     em.replyBuffer = static_cast<uint8_t*>(GlobalLock(em.replyHandle));
     return em.replyHandle != 0;
@@ -69,7 +70,7 @@ void freeReplyBuffer(EMData& em) {
     em.replyBuffer = nullptr;
 }
 
-bool startDevice(EMData& em, RasterInitBlock& block) {
+bool startDevice(EMData& em, const RasterInitBlock& block) {
     hSetup = block.setup;
     lpSetup = static_cast<Setup*>(GlobalLock(block.setup));
     if (lpSetup == nullptr) return false;
@@ -77,7 +78,7 @@ bool startDevice(EMData& em, RasterInitBlock& block) {
     setConversionMode(em, lpSetup->colourMode);
     em.status = block.status;
     reportInit(em.status);
-    return makeReplyBuffer(em, block) && copyFileName(em, block.fileName);
+    return makeReplyBuffer(em, block.replySize) && copyFileName(em, block.fileName);
 }
 
 int32_t callOpcode(void* block) {
@@ -94,14 +95,15 @@ bool isBusy() { return hCommon != 0 && lpEMData != nullptr && lpEMData->state !=
 
 int32_t RASTER_initdvr(RasterInitBlock* block) {
     if (block == nullptr || AllocGlobal() != 0 || lpEMData == nullptr) return kExportFailed;
-    if (!startDevice(*lpEMData, *block)) {
+    const RasterInitBlock init = load<RasterInitBlock>(block);
+    if (!startDevice(*lpEMData, init)) {
         freeReplyBuffer(*lpEMData);
         FreeGlobal();
         return kExportFailed;
     }
-    block->replyBuffer = lpEMData->replyBuffer;
+    storeField(block, offsetof(RasterInitBlock, replyBuffer), lpEMData->replyBuffer);
     lpEMData->state = kInitialised;
-    storeCapabilities(block->capabilities, lpEMData->conversionMode);
+    storeCapabilities(init.capabilities, lpEMData->conversionMode);
     return kNoError;
 }
 

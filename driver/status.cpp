@@ -3,13 +3,15 @@
 #include "driver/driver.h"
 #include "driver/status.h"
 
+using namespace tolva;
+
 namespace {
 
 constexpr intptr_t kDetailRequest = 2;
 constexpr intptr_t kDetailStopped = 61;
 
-intptr_t query(const StatusRecord& record, intptr_t value) {
-    return CallGetSet_Status(record.function, record.context, 0, 0, 0, value, 0, 0);
+intptr_t query(const StatusRecord* record, intptr_t value) {
+    return CallGetSet_Status(statusFunctionOf(record), statusContextOf(record), 0, 0, 0, value, 0, 0);
 }
 
 int32_t stopAnswer(intptr_t answer) {
@@ -32,12 +34,12 @@ intptr_t CallGetSet_Status(StatusFunction function, intptr_t context, intptr_t a
 
 int32_t RASTER_escape() {
     if (lpEMData == nullptr || lpEMData->status == nullptr) return kNoError;
-    return stopAnswer(query(*lpEMData->status, 0));
+    return stopAnswer(query(lpEMData->status, 0));
 }
 
 int32_t escape() {
     if (lpCommon == nullptr || lpCommon->status == nullptr) return kNoError;
-    return stopAnswer(query(*lpCommon->status, lpCommon->statusValue));
+    return stopAnswer(query(lpCommon->status, lpCommon->statusValue));
 }
 
 // The export variant keeps no status record yet.
@@ -47,7 +49,7 @@ namespace tolva {
 
 bool reportProgress(int32_t percent) {
     if (lpEMData == nullptr || lpEMData->status == nullptr) return true;
-    return query(*lpEMData->status, percent) == 0;
+    return query(lpEMData->status, percent) == 0;
 }
 
 }  // namespace tolva

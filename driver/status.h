@@ -1,11 +1,22 @@
-// status.h: progress of the picture being written, for the pipeline in output/, which includes it against the order of the
-// folders: it reports errors and progress through the driver's ground floor, and nothing else.
+// status.h: the host's status record, and progress of the picture being written. The pipeline in output/ includes this
+// against the order of the folders: it reports errors and progress through the driver's ground floor, and nothing else.
 #ifndef TOLVA_DRIVER_STATUS_H
 #define TOLVA_DRIVER_STATUS_H
 
 #include <cstdint>
 
+#include "driver/driver.h"
+#include "host/numbers.h"
+
 namespace tolva {
+
+// A host's record may stand at any address, and be no longer than what is asked of it.
+inline StatusFunction statusFunctionOf(const StatusRecord* record) {
+    return loadField<StatusFunction>(record, offsetof(StatusRecord, function));
+}
+inline intptr_t statusContextOf(const StatusRecord* record) {
+    return loadField<intptr_t>(record, offsetof(StatusRecord, context));
+}
 
 // Tells the raster variant's host how far the picture is, 0 to 100. False when the host wants it stopped.
 bool reportProgress(int32_t percent);

@@ -3,6 +3,7 @@
 #ifndef TOLVA_HOST_NUMBERS_H
 #define TOLVA_HOST_NUMBERS_H
 
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <limits>
@@ -22,6 +23,17 @@ inline T load(const void* from) {
 template <class T>
 inline void store(void* to, T value) {
     std::memcpy(to, &value, sizeof value);
+}
+
+// A field of a host's record, which may stand at any address: loadField<Type>(record, offsetof(Record, field)).
+template <class T>
+inline T loadField(const void* record, size_t offset) {
+    return load<T>(static_cast<const uint8_t*>(record) + offset);
+}
+
+template <class T>
+inline void storeField(void* record, size_t offset, T value) {
+    store(static_cast<uint8_t*>(record) + offset, value);
 }
 
 // Truncates toward zero. Not a number gives 0; what lies outside the range gives its nearest end.

@@ -51,6 +51,7 @@ bool opens(const char* path) {
 }  // namespace
 
 int32_t GetProfileDirectory(char* name, const char* module) {
+    if (name == nullptr) return 1;
     if (name[0] == '\0' && module != nullptr) {
         if (!nameAfter(name, module)) return 1;
     }

@@ -32,6 +32,17 @@ void convertRowPlainly(const Conversion& c, int32_t y) {
     }
 }
 
+// Indexed to direct colour with a table of its own: the map leads into the table. For 24 bits it holds colours instead,
+// which lead past the table's end: what lies there reads as black.
+void convertRowThroughTable(const Conversion& c, int32_t y) {
+    for (int32_t x = 0; x < c.width; ++x) {
+        constexpr uint8_t black[kTripleBytes] = {};
+        const uint32_t index = c.map[rlGetPixel(c.src, c.srcRow, x, y, c.srcBits)];
+        const uint8_t* const colour = index < c.count ? c.table + size_t{index} * kTripleBytes : black;
+        rlSetPixel(c.dst, c.dstRow, x, y, c.dstBits, load24(colour), nullptr, nullptr, 0);
+    }
+}
+
 // Indexed to 8 bits: what the definition does, a byte at a time.
 void widenRow(const Conversion& c, int32_t y) {
     const uint8_t* const from = c.src + int64_t{y} * c.srcRow;
@@ -46,9 +57,12 @@ void widenRow(const Conversion& c, int32_t y) {
 
 void convertRows(const Conversion& c, int32_t height) {
     const bool widens = isIndexedDepth(c.srcBits) && c.dstBits == 8 && c.map != nullptr && _debug_color_res <= 3;
+    const bool throughTable = c.dstBits >= 24 && c.map != nullptr && c.table != nullptr;
     for (int32_t y = 0; y < height; ++y) {
         if (widens) {
             widenRow(c, y);
+        } else if (throughTable) {
+            convertRowThroughTable(c, y);
         } else {
             convertRowPlainly(c, y);
         }
@@ -94,6 +108,7 @@ Handle rlChangeColorResolution(Handle bits, int32_t width, int32_t height, int16
     const Handle source = *table;
     *table = 0;
     // Reducing true colour is still to come; a picture that needs it gets no bitmap.
-    if (dstBits < srcBits || srcBits > 8) return 0;
-    return rlConvertBitmapDepth(bits, width, height, srcBits, dstBits, source, 0, static_cast<uint16_t>(1u << dstBits));
+    if (srcBits < 0 || dstBits < srcBits || srcBits > 8) return 0;
+    const uint16_t count = dstBits < 16 ? static_cast<uint16_t>(1u << dstBits) : uint16_t{0};
+    return rlConvertBitmapDepth(bits, width, height, srcBits, dstBits, source, 0, count);
 }

@@ -39,7 +39,7 @@ Handle buildColourMap(ColourTable source, int16_t srcBits, ColourTable destinati
     for (uint32_t i = 0; i < entries && i < source.entries; ++i) {
         const uint8_t* const c = source.triples + size_t{i} * kTripleBytes;
         map[i] = dstBits == 24
-                     ? uint32_t{c[0]} << 24 | uint32_t{c[1]} << 16 | uint32_t{c[2]} << 8
+                     ? load24(c)
                      : static_cast<uint32_t>(rlNearestRGBIndex(c[0], c[1], c[2], destination.triples, dstCount));
     }
     return h;

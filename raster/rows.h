@@ -25,6 +25,9 @@ inline bool holdsBitmap(Handle bits, int64_t width, int64_t height, int16_t bits
     return pictureBytes(paddedRowBytes(width, bitsPerPixel), height, &bytes) && GlobalSize(bits) >= bytes;
 }
 
+// A triple as a packed colour.
+inline uint32_t load24(const uint8_t* c) { return uint32_t{c[0]} << 24 | uint32_t{c[1]} << 16 | uint32_t{c[2]} << 8; }
+
 // A colour table that knows its length. What lies outside it reads as black.
 struct ColourTable {
     const uint8_t* triples;

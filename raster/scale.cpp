@@ -11,7 +11,7 @@ namespace {
 using namespace tolva;
 
 constexpr uint32_t kUntouched = UINT32_MAX;  // a destination column that no source pixel reaches
-constexpr uint32_t kMostRows = 32768;        // what the 16-bit row counter of the row functions can reach
+constexpr uint32_t kMostRows = 32768;        // what StretchX's 16-bit row counter can reach
 
 uint32_t product(uint64_t i, double ratio) {
     return static_cast<uint32_t>(truncated<uint64_t>(static_cast<double>(i) * ratio));
@@ -123,7 +123,7 @@ void replicateRows(const Scaling& s, uint32_t srcRows, uint32_t dstRows) {
 }
 
 void oneByOne(const Scaling& s, uint32_t rows, uint32_t) {
-    for (uint32_t y = 0; y < std::min(rows, kMostRows); ++y) scaleRow(s, y, y);
+    for (uint32_t y = 0; y < rows; ++y) scaleRow(s, y, y);
 }
 
 int32_t scale(const uint8_t* src, uint8_t* dst, int16_t bits, uint32_t srcWidth, uint32_t srcRows, uint32_t dstWidth,
@@ -198,5 +198,6 @@ int32_t ShrinkX(const uint8_t* src, uint8_t* dst, int16_t bitsPerPixel, uint32_t
 
 int32_t StretchX(const uint8_t* src, uint8_t* dst, int16_t bitsPerPixel, uint32_t srcWidth, uint32_t rows,
                  uint32_t dstWidth) {
+    rows = std::min(rows, kMostRows);
     return scale(src, dst, bitsPerPixel, srcWidth, rows, dstWidth, rows, replicateColumns, oneByOne);
 }

@@ -62,7 +62,6 @@ Handle CreateSetup(uintptr_t, const char* profile, const char*, uintptr_t) {
     if (szFilter != nullptr) strupr(szFilter);
     if (nameProfile(setup->profilePath, profile)) GetProfileDirectory(setup->profilePath, export_szDLLName);
     // Profiles are not read yet: one that exists counts as absent, and the defaults stand.
-    setup->profilePath[0] = '\0';
     UseDefaultSettings(setup);
     return h;
 }
@@ -87,9 +86,9 @@ int32_t DestroySetup(Handle h) {
 
 int32_t UseDefaultSettings(Setup* setup) {
     if (setup == nullptr) return 0;
-    setup->sectionName[0] = '\0';
-    setup->profilePath[0] = '\0';
-    setup->thirdName[0] = '\0';
+    std::memset(setup->sectionName, 0, sizeof setup->sectionName);
+    std::memset(setup->profilePath, 0, sizeof setup->profilePath);
+    std::memset(setup->thirdName, 0, sizeof setup->thirdName);
     const size_t length = szFilter == nullptr ? 0 : std::min(std::strlen(szFilter), kLongestModule);
     if (length != 0) std::memcpy(setup->driverName, szFilter, length);
     std::memcpy(setup->driverName + length, kDriverSuffix, sizeof kDriverSuffix);

@@ -29,9 +29,9 @@ int32_t failFlush(StreamRecord& s) {
 // Grows a memory stream's block so that `lastSlot` is its last byte. The block stays locked, so that the caller's
 // pointer remains valid. False, with nothing changed, where positions would not fit.
 bool growBlock(StreamRecord& s, int64_t lastSlot) {
-    if (lastSlot < 0 || lastSlot < s.lastSlot || lastSlot >= kLastPosition) return false;
+    if (lastSlot < -1 || lastSlot < s.lastSlot || lastSlot >= kLastPosition) return false;
     s.bufferHandle = GlobalReAlloc(s.bufferHandle, static_cast<uint32_t>(lastSlot + 1), kMoveableZeroed);
-    *s.blockPointerRef = GlobalLock(s.bufferHandle);
+    store(s.blockPointerRef, GlobalLock(s.bufferHandle));
     s.lastSlot = static_cast<int32_t>(lastSlot);
     s.dirty = 0;
     return true;
@@ -93,6 +93,8 @@ int32_t fillBuffer(StreamRecord& s) {
     if (isMemoryStream(s) || s.file == nullptr) return 0;
     if (s.dirty != 0) flushBuffer(s);
     if (unxSeek(s.file, s.nextFill, kFromStart) == -1) return fail(s);
+    // What an earlier write left behind is no failure of this read.
+    std::clearerr(s.file);
     const size_t got = systemCalls.read(bufferOf(s), 1, kStreamBufferBytes, s.file);
     if (got < kStreamBufferBytes && std::ferror(s.file) != 0) return fail(s);
     const int64_t next = s.nextFill + static_cast<int64_t>(got);
@@ -107,7 +109,7 @@ int32_t fillBuffer(StreamRecord& s) {
 
 int32_t flushBuffer(StreamRecord& s) {
     if (isMemoryStream(s)) {
-        return s.growBy > 0 && growBlock(s, int64_t{s.lastSlot} + s.growBy) ? 1 : -1;
+        return s.growBy >= 0 && growBlock(s, int64_t{s.lastSlot} + s.growBy) ? 1 : -1;
     }
     if (s.dirty == 0 || s.file == nullptr) return 0;
     const int32_t bytes = s.lastValid + 1;

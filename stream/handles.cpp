@@ -17,9 +17,12 @@ using namespace tolva;
 constexpr uint8_t kEndMarker = 0xFF;  // behind a memory stream's bytes; the next open for reading strips it
 constexpr char kTemporaryPattern[] = "/tmp/tolvaXXXXXX";
 
-StreamIOProc procOf(const StreamDescriptor* descriptor) {
-    return descriptor == nullptr ? nullptr : reinterpret_cast<StreamIOProc>(descriptor->ioProc);
+// A caller's descriptor, taken by copy. Without one all words are 0.
+StreamDescriptor copyOf(const StreamDescriptor* descriptor) {
+    return descriptor == nullptr ? StreamDescriptor{} : load<StreamDescriptor>(descriptor);
 }
+
+StreamIOProc procOf(const StreamDescriptor& descriptor) { return reinterpret_cast<StreamIOProc>(descriptor.ioProc); }
 
 bool isEmpty(const char* name) { return name == nullptr || name[0] == '\0'; }
 
@@ -64,7 +67,7 @@ int32_t measureBlock(const uint8_t* block, int32_t size) {
     return size - 1;
 }
 
-bool startMemory(StreamRecord& s, StreamDescriptor& descriptor) {
+bool startMemory(StreamRecord& s, const StreamDescriptor& descriptor, StreamDescriptor* callers) {
     s.nextFill = -1;
     s.lineFormat = kLineLf;
     s.growBy = saturated(descriptor.growBy);
@@ -72,13 +75,13 @@ bool startMemory(StreamRecord& s, StreamDescriptor& descriptor) {
     if (s.ioProc != nullptr) return true;
     s.blockPointerRef = reinterpret_cast<void**>(descriptor.blockRef);
     if (s.blockPointerRef == nullptr) return false;
-    s.bufferHandle = GlobalHandle(*s.blockPointerRef);
-    // A size beyond the block would have bytes outside it read and written: what the block holds is the most.
+    s.bufferHandle = GlobalHandle(load<void*>(s.blockPointerRef));
+    // A size beyond the block, or below nothing, would have bytes outside it read and written.
     const int32_t held = saturated(GlobalSize(s.bufferHandle));
-    int32_t size = std::min(saturated(descriptor.size), held);
+    int32_t size = std::clamp(saturated(descriptor.size), 0, held);
     if ((s.mode & kCreateFile) == 0) {
-        size = measureBlock(static_cast<const uint8_t*>(GlobalLock(s.bufferHandle)), std::max(size, 0));
-        descriptor.size = size;
+        size = measureBlock(static_cast<const uint8_t*>(GlobalLock(s.bufferHandle)), size);
+        storeField(callers, offsetof(StreamDescriptor, size), intptr_t{size});
         s.lastValid = size - 1;
     } else {
         s.lastValid = -1;
@@ -96,33 +99,35 @@ bool startNamed(StreamRecord& s, const char* name, int32_t mode) {
     return true;
 }
 
-bool startWrapped(StreamRecord& s, const StreamDescriptor* descriptor) {
+bool startWrapped(StreamRecord& s, const StreamDescriptor& descriptor) {
     s.borrowedFile = 1;
-    if (descriptor == nullptr) return false;
     s.ioProc = procOf(descriptor);
-    s.ioInstance = descriptor->ioInstance;
-    if (s.ioProc != nullptr) return true;
-    if (descriptor->file == 0 || descriptor->file == -1) return false;
-    s.file = reinterpret_cast<FILE*>(descriptor->file);
+    if (s.ioProc != nullptr) {
+        s.ioInstance = descriptor.ioInstance;
+        return true;
+    }
+    if (descriptor.file == 0 || descriptor.file == -1) return false;
+    s.file = reinterpret_cast<FILE*>(descriptor.file);
     startFile(s);
     return true;
 }
 
-bool startStream(StreamRecord& s, const char* name, StreamDescriptor* descriptor, int32_t mode) {
+bool startStream(StreamRecord& s, const char* name, StreamDescriptor* callers, int32_t mode) {
+    const StreamDescriptor descriptor = copyOf(callers);
     if (mode == kWrapStream) return startWrapped(s, descriptor);
     s.ioProc = procOf(descriptor);
     if (s.ioProc != nullptr) {
-        s.ioInstance = s.ioProc(descriptor->blockRef, kProcOpen, reinterpret_cast<intptr_t>(name), mode);
+        s.ioInstance = s.ioProc(descriptor.blockRef, kProcOpen, reinterpret_cast<intptr_t>(name), mode);
         if (s.ioInstance != 0) return true;
         // Kept: the procedure that did not handle the open stays recorded and is called, with instance 0, for
         // everything that follows; hosts rely on the file being made all the same.
     }
     if (!isEmpty(name)) return startNamed(s, name, mode);
-    return descriptor != nullptr && startMemory(s, *descriptor);
+    return callers != nullptr && startMemory(s, descriptor, callers);
 }
 
 int32_t closeMemory(StreamRecord& s) {
-    if (!mayWrite(s) || *s.blockPointerRef == nullptr) return 0;
+    if (!mayWrite(s) || load<void*>(s.blockPointerRef) == nullptr) return 0;
     return seekBuffered(s, 0, kFromEnd) != -1 && writeBuffered(s, &kEndMarker, 1) == 1 ? 0 : -1;
 }
 
@@ -154,8 +159,8 @@ int32_t closeStream(Handle stream, intptr_t procedureFlag) {
 }  // namespace
 
 Handle zunOpen(const char* name, StreamDescriptor* descriptor, int32_t mode) {
-    if (mode == kFileExists) return fileExists(name, procOf(descriptor));
-    if (mode == kDeleteFile) return deleteFile(name, procOf(descriptor));
+    if (mode == kFileExists) return fileExists(name, procOf(copyOf(descriptor)));
+    if (mode == kDeleteFile) return deleteFile(name, procOf(copyOf(descriptor)));
     const Handle stream = GlobalAlloc(kMoveableZeroed, sizeof(StreamRecord));
     StreamRecord& s = *lockStream(stream);
     s.mode = static_cast<uint32_t>(mode);

@@ -58,10 +58,11 @@ const char* unionSize(const char* format, int depth, int64_t* size) {
         }
         const int32_t width = widthOf(item.kind);
         if (width != 0) running = aligned(running, width) + item.count * width;
-        if (item.kind == '{' || item.kind == '(') running = aligned(running, GetPadWidth(bracket));
-        if (item.kind == '(') {
+        const bool opens = (item.kind == '{' || item.kind == '(') && depth < kDeepestUnion;
+        if (opens) running = aligned(running, GetPadWidth(bracket));
+        if (opens && item.kind == '(') {
             int64_t inner = 0;
-            if (depth < kDeepestUnion) p = unionSize(bracket, depth + 1, &inner);
+            p = unionSize(bracket, depth + 1, &inner);
             if (*p == ')') ++p;
             running += inner;
         }
@@ -83,6 +84,7 @@ struct Walk {
     int64_t offset;     // from there, carried across records
     bool zeroPadding;   // readers clear the pad bytes they step over
     bool skipping;
+    bool moved;         // an item was met that takes part in the layout
     int32_t last;       // the last transfer's result
 };
 
@@ -114,6 +116,7 @@ int32_t writeItem(Handle stream, const void* buffer, char kind, int32_t count) {
 
 void transfer(Walk& walk, Item item, bool reading) {
     const int32_t width = widthOf(item.kind);
+    walk.moved = true;
     // The pad byte in front of a 16-bit item keeps what it holds; wider items clear theirs.
     align(walk, width, walk.zeroPadding && width > 2);
     if (item.count * width > kMostBytes) {
@@ -148,6 +151,7 @@ bool transferRecord(Walk& walk, const char* format, bool reading) {
             p = GetUnionSize(bracket, &size);
             if (*p == ')') ++p;
             walk.offset += size;
+            walk.moved = true;
         } else if (item.kind == '}' || item.kind == '|' || (reading && (item.kind == ')' || item.kind == 'P'))) {
             continue;
         } else {
@@ -167,6 +171,8 @@ int32_t transferRecords(Walk& walk, const char* format, int32_t records, bool re
         if (walk.last < 1) break;
         align(walk, recordAlign, walk.zeroPadding);
         ++result;
+        // A format without items is the same record over and over.
+        if (!walk.moved) return result == 0 ? 0 : records;
     }
     return walk.last < 1 ? walk.last : result;
 }
@@ -194,12 +200,12 @@ const char* GetUnionSize(const char* format, int32_t* size) {
 }
 
 int32_t zunReadStruct(Handle stream, const char* format, void* buffer, int32_t records) {
-    Walk walk{stream, static_cast<uint8_t*>(buffer), 0, true, false, 1};
+    Walk walk{stream, static_cast<uint8_t*>(buffer), 0, true, false, false, 1};
     return transferRecords(walk, format, records, true);
 }
 
 int32_t zunWriteStruct(Handle stream, const char* format, const void* buffer, int32_t records) {
     // The writer only reads through the walk's pointer.
-    Walk walk{stream, static_cast<uint8_t*>(const_cast<void*>(buffer)), 0, false, false, 1};
+    Walk walk{stream, static_cast<uint8_t*>(const_cast<void*>(buffer)), 0, false, false, false, 1};
     return transferRecords(walk, format, records, false);
 }

@@ -40,7 +40,7 @@ uint16_t floatFormatOf(Handle stream) {
 // Reads count elements and gives each of them, most significant byte first, to `convert`.
 template <int n, class Convert>
 int32_t readElements(Handle stream, void* buffer, int32_t count, Convert convert) {
-    if (count > std::numeric_limits<int32_t>::max() / n) return 0;
+    if (count < 0 || count > std::numeric_limits<int32_t>::max() / n) return 0;
     if (zunRead(stream, buffer, count * n) < count * n) return 0;
     const bool bigEndian = dataFormatOf(stream) == kBigEndian;
     uint8_t* bytes = static_cast<uint8_t*>(buffer);
@@ -63,7 +63,7 @@ int32_t writeElements(Handle stream, const void* buffer, int32_t count, Convert 
         const int32_t written = zunWrite(stream, bytes, n);
         if (written < 1) return written;
     }
-    return count;
+    return std::max(count, 0);
 }
 
 template <int n>

@@ -154,6 +154,22 @@ TEST(Depths, NarrowPicturesWidenThroughTheNearestEntriesOfTheirOwnTable) {
     }
 }
 
+TEST(Depths, ATableOfItsOwnNeverLeadsOutsideIt) {
+    std::mt19937 random = seeded(12);
+    const Handle source = randomBitmap(random, 5, 3, 8);
+    const Handle colours = randomBitmap(random, 256, 1, 24);
+    const Handle table = randomBitmap(random, 4, 1, 24);
+    const Handle to24 = rlConvertBitmapDepth(source, 5, 3, 8, 24, colours, table, 4);
+    for (const uint8_t b : contents(to24)) EXPECT_EQ(b, 0);
+    const Handle to32 = rlConvertBitmapDepth(source, 5, 3, 8, 32, colours, table, 4);
+    const uint8_t* const c = static_cast<const uint8_t*>(GlobalLock(colours)) + 3 * contents(source)[0];
+    const uint8_t* const t = static_cast<const uint8_t*>(GlobalLock(table));
+    const uint8_t* const nearest = t + 3 * rlNearestRGBIndex(c[0], c[1], c[2], t, 4);
+    EXPECT_EQ(contents(to32)[0], nearest[0]);
+    EXPECT_EQ(contents(to32)[3], 0);
+    for (const Handle h : {source, colours, table, to24, to32}) GlobalFree(h);
+}
+
 TEST(Scaling, EqualsTheDefinitionAtEveryDepthAndDirection) {
     std::mt19937 random = seeded(5);
     for (int round = 0; round < 400; ++round) {

@@ -182,6 +182,32 @@ TEST(Streams, AMemoryBlockReadsBackWithoutItsEndMarkerAndSlack) {
     GlobalFree(GlobalHandle(memory.block));
 }
 
+TEST(Streams, AreMeasuredByTheirBlockWhateverTheDescriptorSays) {
+    for (const intptr_t size : {INTPTR_MIN, intptr_t{-5}, intptr_t{1} << 30}) {
+        void* block = GlobalLock(GlobalAlloc(kMoveableZeroed, 100));
+        StreamDescriptor descriptor = {};
+        descriptor.blockRef = reinterpret_cast<intptr_t>(&block);
+        descriptor.size = size;
+        const Handle stream = zunOpen(nullptr, &descriptor, kCreateAndWrite);
+        EXPECT_EQ(FlushZunIO(stream), 1);  // a step of 0 makes the block anew
+        const Bytes bytes(5000, 1);
+        EXPECT_EQ(zunWrite(stream, bytes.data(), 5000), -1);  // and no room
+        EXPECT_EQ(zunClose(stream), -1);
+        GlobalFree(GlobalHandle(block));
+    }
+}
+
+TEST(Streams, ReadOnAfterAWriteThatFailed) {
+    const std::string path = temporaryPath("readonly");
+    ASSERT_EQ(runProgram("head -c 100 /dev/zero >" + path).status, 0);
+    const Handle stream = zunOpen(path.c_str(), nullptr, kReadFile);
+    EXPECT_EQ(zunWrite(stream, "x", 1), 1);
+    EXPECT_EQ(FlushZunIO(stream), -1);
+    EXPECT_EQ(zunSeek(stream, -50, kFromEnd), 50);
+    EXPECT_EQ(zunClose(stream), -1);
+    unlink(path.c_str());
+}
+
 TEST(Streams, AProcedureThatDoesNotHandleTheOpenIsStillCalled) {
     HostFile host;
     host.failing = 0;

@@ -53,6 +53,8 @@ TEST(Typed, IntegersFollowTheByteOrder) {
         EXPECT_EQ(longs[1], format == kBigEndian ? 0x05060708u : 0x08070605u);
         EXPECT_EQ(zunReadLong(source.stream, longs, 1), 0);
         EXPECT_EQ(zunReadLong(source.stream, longs, INT32_MAX), 0);
+        EXPECT_EQ(zunReadDouble(source.stream, longs, -268435457), 0);
+        EXPECT_EQ(zunWriteShort(source.stream, longs, -5), 0);
         close(source);
     }
 }
@@ -118,6 +120,8 @@ TEST(Structs, SkipsUnionsErrorsAndAbsurdCounts) {
     EXPECT_EQ(zunSeek(source.stream, 0, kFromCurrent), 4);
     EXPECT_EQ(zunReadStruct(source.stream, "99999999999999999999D", memory, 1), 0);
     EXPECT_EQ(zunReadStruct(source.stream, "C12", memory, 1), 1);
+    EXPECT_EQ(zunReadStruct(source.stream, "", memory, INT32_MAX), INT32_MAX);
+    EXPECT_EQ(zunReadStruct(source.stream, "[?", memory, INT32_MAX), 0);
     close(source);
     const uint8_t out[8] = {1, 0, 0, 0, 7, 0, 0, 7};
     EXPECT_EQ(written(kLittleEndian, 0, [&](Handle s) { return zunWriteStruct(s, "1C(1L|)", out, 1); }, 0).size(), 5u);
