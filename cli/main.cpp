@@ -1,7 +1,9 @@
 // main.cpp: the command-line host. One export is: where does the GIF go, read the picture, plan its size, load the
 // library, drive the device, keep the file. Everything else here is about starting and ending well.
 
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -74,10 +76,10 @@ ExitStatus exportPicture(const Options& options, const char* programWord) {
 
 ExitStatus showVersion(const Options& options, const char* programWord) {
     std::printf("tolva %s\n", TOLVA_VERSION);
-    std::fflush(stdout);
     Library library = {};
     const ExitStatus status = loadLibrary(library, options.library, programWord);
     if (status == kExitDone) std::printf("library 0x%08x, %s\n", library.version, library.path.c_str());
+    if (std::fflush(stdout) != 0) return fail(kExitOutputFailed, "standard output: %s", std::strerror(errno));
     return status;
 }
 

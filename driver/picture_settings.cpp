@@ -17,6 +17,7 @@ constexpr int16_t kScalingByUnit = 1;
 constexpr int16_t kLastScalingMode = 2;
 constexpr double kMillimetresAnInch = 25.4;
 constexpr uint32_t kLengthBeforeColours = 2;
+constexpr uint32_t kMostColoursSent = 65535;
 
 uint8_t* field(void* block, int at) { return static_cast<uint8_t*>(block) + at; }
 
@@ -70,8 +71,9 @@ void* ds_ct(void* block) {
     const uint32_t length = load<uint32_t>(field(block, kTableLength));
     const uint32_t first = load<uint32_t>(field(block, kTableFirst));
     if (length < kLengthBeforeColours) return block;
-    // A length that claims more colours than a table has is not to be believed.
-    const uint32_t colours = std::min<uint32_t>((length - kLengthBeforeColours) / kTripleBytes, kLargestColourTable);
+    // A length that claims more colours than any host sends is not to be believed: no more than a table has are touched.
+    const uint32_t claimed = (length - kLengthBeforeColours) / kTripleBytes;
+    const uint32_t colours = claimed > kMostColoursSent ? uint32_t{kLargestColourTable} : claimed;
     uint8_t* const triples = field(block, kTableColours);
     // Kept: the host's own block is converted, then copied from.
     rev_rgb(static_cast<int32_t>(colours), triples, lpEMData->conversionMode);

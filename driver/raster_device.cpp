@@ -48,6 +48,12 @@ void reportInit(const StatusRecord* status) {
     CallGetSet_Status(statusFunctionOf(status), statusContextOf(status), 0, kInitReport, kInitProgress, 0, 0, 0);
 }
 
+void freeReplyBuffer(EMData& em) {
+    if (em.replyHandle != 0) GlobalFree(em.replyHandle);
+    em.replyHandle = 0;
+    em.replyBuffer = nullptr;
+}
+
 bool makeReplyBuffer(EMData& em, uintptr_t size) {
     if (size > kLargestBlock) return false;
     em.replySize = static_cast<uint32_t>(size);
@@ -57,6 +63,7 @@ bool makeReplyBuffer(EMData& em, uintptr_t size) {
 }
 
 bool copyFileName(EMData& em, const char* name) {
+    em.fileName[0] = '\0';
     if (name == nullptr) return true;
     const size_t bytes = strnlen(name, kFileNameBytes) + 1;
     if (bytes > kFileNameBytes) return false;
@@ -64,13 +71,8 @@ bool copyFileName(EMData& em, const char* name) {
     return true;
 }
 
-void freeReplyBuffer(EMData& em) {
-    if (em.replyHandle != 0) GlobalFree(em.replyHandle);
-    em.replyHandle = 0;
-    em.replyBuffer = nullptr;
-}
-
 bool startDevice(EMData& em, const RasterInitBlock& block) {
+    freeReplyBuffer(em);  // of a block that a host has kept from before
     hSetup = block.setup;
     lpSetup = static_cast<Setup*>(GlobalLock(block.setup));
     if (lpSetup == nullptr) return false;

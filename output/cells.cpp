@@ -122,19 +122,19 @@ void writeGif(const Cells& cells) {
     EndCellBitmap(stream, state);
 }
 
-// The steps in their order. Each reports progress, and a host that stops there gets nothing written.
+// The steps in their order; a picture is shrunk or stretched, never both. Each reports progress, and a host that stops there gets nothing written.
 int32_t runSteps(Cells& cells, Target target) {
-    if (target.height < cells.height) {
+    const int32_t given = cells.height;
+    if (target.height < given) {
         if (!rescale(cells, target)) return kExportFailed;
         if (!report(cells)) return kNoError;
     }
     if (cells.bits < kTrueColourDepth) copyDeviceTable(cells);
-    const int32_t heightBefore = cells.height;
     if (cells.bits != kOutputDepth) {
         if (!reduceDepth(cells)) return kExportFailed;
         if (!report(cells)) return kNoError;
     }
-    if (target.height > heightBefore) {
+    if (target.height > given) {
         if (!rescale(cells, target)) return kExportFailed;
         if (!report(cells)) return kNoError;
     }

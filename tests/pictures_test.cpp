@@ -180,6 +180,13 @@ TEST(Pictures, StopWhereTheHostStopsThem) {
         const int32_t result = sendPicture(noise(50, 50, 256, 1), testPalette());
         EXPECT_EQ(result, at < 3 ? kStoppedByHost : 0);
         EXPECT_EQ(access(device.path.c_str(), F_OK) == 0, at == 3);
+        if (at == 3) {  // a height between two whole ones is shrunk to, and not stretched after
+            stop.progress.clear();
+            device.host.settings()->sizeMode = kSizeOfPicture;
+            device.host.settings()->resolutionMode = kResolutionOfPicture;
+            stop.at = 100;
+            EXPECT_EQ(sendPicture(noise(29, 29, 256, 1), testPalette(), 100.0), 0);
+        }
         stop.progress.resize(3);
         EXPECT_EQ(stop.progress, at == 0 ? (std::vector<intptr_t>{20, 0, 0}) : (std::vector<intptr_t>{20, 50, 0}));
     }
