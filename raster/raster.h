@@ -75,6 +75,87 @@ Handle rlChangeColorResolution(Handle bits, int32_t width, int32_t height, int16
 Handle rlConvertBitmapDepth(Handle bits, int32_t width, int32_t height, int16_t srcBits, int16_t dstBits,
                             Handle srcTable, Handle dstTable, uint16_t dstCount);
 
+/* In place, 4 bytes a pixel; rows are padded, as everywhere. */
+void rlRGB4toCMYK(Handle bits, int32_t width, int32_t height);
+/* In place, from 4 bytes a pixel to 3: the pixels then follow one another without padding, width x 3 bytes a row. */
+void rlCMYKtoRGB(Handle bits, int32_t width, int32_t height);
+void rlALPHAtoRGB(Handle bits, int32_t width, int32_t height);
+
+/* ---- Median cut ------------------------------------------------------------------------------------------------ */
+
+/* A new table of at most *count colours for a 24-bit bitmap; *count receives how many it has. */
+Handle rlReduceColorTable(Handle bits, int32_t width, int32_t height, uint16_t* count);
+
+typedef struct ColourBox {
+    uint16_t first;   /* colour-list entries, inclusive */
+    uint16_t last;
+    uint32_t pixels;  /* in all of them */
+    uint8_t redMin, redMax, greenMin, greenMax, blueMin, blueMax; /* in 5-bit units */
+    uint8_t axis;     /* to be split: 0 red, 1 green, 2 blue */
+    uint8_t meanRed, meanGreen, meanBlue;
+} ColourBox;
+
+typedef struct ColourEntry {
+    uint16_t key;    /* red << 10 | green << 5 | blue, 5 bits each */
+    uint16_t pixels; /* saturates */
+} ColourEntry;
+
+typedef struct ColourContext {
+    Handle histogram;  /* kColourKeys 16-bit counters, allocated on first use */
+    Handle boxes;
+    Handle boxStatus;
+    uint16_t distinct; /* keys whose counter is not zero */
+    uint16_t boxCount;
+    uint16_t currentBox;
+    uint16_t currentFirst;
+    uint16_t currentLast;
+    uint16_t median;
+} ColourContext;
+
+enum {
+    kColourKeys = 32768,
+    kBuildTable = 1,      /* flags of direct_indexed */
+    kKeepHistogram = 2,
+    kSlotFree = 0xFFFF,   /* status of a box slot; below 0x8000 the box may be split */
+    kBoxFinal = 0xFFFE
+};
+
+Handle InitColorLib(void);
+int32_t TermColorLib(Handle context); /* 0, or -1 when the context does not lock */
+/* Counts the pixels and, by the flags, builds the table: *count colours in, those produced out. 0 or -1. */
+int32_t direct_indexed(const uint8_t* pixels, int32_t width, int32_t height, uint16_t* count, uint16_t flags,
+                       uint8_t* table, Handle context);
+void getCRectData(ColourBox* box, const ColourEntry* list, uint16_t first, uint16_t last);
+void HeapSort(ColourEntry* list, int16_t axis, int16_t n);
+void AdjustHeap(ColourEntry* list, int16_t axis, int16_t root, int16_t last);
+void clrswap(ColourEntry* a, ColourEntry* b);
+uint16_t find_median(const ColourEntry* list, const ColourBox* box);
+/* Always 1. */
+int32_t split(ColourBox* boxes, uint16_t slot, uint16_t median, uint16_t* boxCount, uint16_t* status,
+              const ColourEntry* list, uint16_t count);
+uint16_t GetMaxHistSum(const ColourBox* boxes, const uint16_t* status, uint16_t count);
+
+/* ---- Dithering ------------------------------------------------------------------------------------------------- */
+
+enum { kMonoColours = 8, kMustHaveColours = 8, kClampBytes = 512, kClampBase = 128 };
+
+extern const uint8_t MonoTable[kMonoColours * kTripleBytes];
+extern const uint8_t must_have_colors[kMustHaveColours * kTripleBytes];
+/* Clamps -128 to 383 to a byte, through its base kClampBase entries in. */
+extern const uint8_t BOUNDARY_CHK[kClampBytes];
+
+/* A new bitmap of dstBits by error diffusion. *table: a caller's colour table or 0; receives the one used, the caller's. */
+Handle rlDitherBitmap(Handle bits, int32_t width, int32_t height, int16_t srcBits, int16_t dstBits, Handle srcTable,
+                      Handle* table);
+/* Only chooses the table, with its count. */
+void rlDitherGetCT(Handle bits, int32_t width, int32_t height, int16_t srcBits, int16_t dstBits, Handle srcTable,
+                   Handle* table, uint16_t* count);
+/* Dithers against a given table of `count` colours. */
+Handle rlDitherGivenCT(Handle bits, int32_t width, int32_t height, int16_t srcBits, int16_t dstBits, Handle srcTable,
+                       Handle table, uint16_t count);
+/* One row of 24 bits; `next` is the row below it, or null. */
+void _rlDitherOneLine(uint8_t* current, uint8_t* next, const uint8_t* table, int32_t width, uint16_t count);
+
 /* ---- Scaling: replication and point sampling ------------------------------------------------------------------- */
 
 /* Both entries do the same: a new bitmap, stretched where it grows and sampled where it shrinks. */
