@@ -19,6 +19,9 @@ using namespace tolva;
 constexpr int32_t kStepProgress = 20;
 constexpr int32_t kWritingProgress = 50;
 constexpr int16_t kTrueColourDepth = 24;
+constexpr int16_t kFourByteDepth = 32;
+
+enum ColourModel { kModelCmyk = 2, kModelAlpha = 3 };
 
 struct Target {
     double width;
@@ -32,6 +35,7 @@ struct Cells {
     int32_t width;
     int32_t height;
     int16_t bits;
+    int16_t model;  // of four-byte cells
     Handle table;  // 0: the device's colour table serves
     int32_t progress;
 };
@@ -83,6 +87,19 @@ void copyDeviceTable(Cells& cells) {
     std::memcpy(rlLockMemory(cells.table), lpEMData->colourTable, sizeof lpEMData->colourTable);
 }
 
+// Four-byte cells of another model become 24 bits, in place. They come back without row padding and are laid out with it
+// again, from the end, so that no width skews the picture.
+void convertModel(Cells& cells) {
+    if (cells.bits != kFourByteDepth || !holdsBitmap(cells.bitmap, cells.width, cells.height, kFourByteDepth)) return;
+    if (cells.model != kModelCmyk && cells.model != kModelAlpha) return;
+    (cells.model == kModelCmyk ? rlCMYKtoRGB : rlALPHAtoRGB)(cells.bitmap, cells.width, cells.height);
+    uint8_t* const data = static_cast<uint8_t*>(rlLockMemory(cells.bitmap));
+    const int64_t packed = int64_t{cells.width} * kTripleBytes;
+    const int64_t padded = paddedRowBytes(cells.width, kTrueColourDepth);
+    for (int64_t y = cells.height; y-- > 0;) std::memmove(data + y * padded, data + y * packed, static_cast<size_t>(packed));
+    cells.bits = kTrueColourDepth;
+}
+
 bool reduceDepth(Cells& cells) {
     const Handle made = cells.table;
     const Handle bitmap = rlChangeColorResolution(cells.bitmap, cells.width, cells.height, cells.bits, kOutputDepth,
@@ -130,6 +147,7 @@ int32_t runSteps(Cells& cells, Target target) {
         if (!report(cells)) return kNoError;
     }
     if (cells.bits < kTrueColourDepth) copyDeviceTable(cells);
+    convertModel(cells);
     if (cells.bits != kOutputDepth) {
         if (!reduceDepth(cells)) return kExportFailed;
         if (!report(cells)) return kNoError;
@@ -148,12 +166,13 @@ int32_t runSteps(Cells& cells, Target target) {
 
 namespace tolva {
 
-int32_t writeCells(Handle bitmap, int32_t width, int32_t height, int32_t resolution, int16_t bitsPerPixel, int16_t) {
+int32_t writeCells(Handle bitmap, int32_t width, int32_t height, int32_t resolution, int16_t bitsPerPixel,
+                   int16_t colourModel) {
     if (lpEMData == nullptr || currentSetup() == nullptr) return kExportFailed;
     if (bitmap == 0 || width < 1 || height < 1) return kExportFailed;
     const Target target = targetSize(width, height, resolution);
     if (!isPossible(target.width) || !isPossible(target.height)) return kExportFailed;
-    Cells cells = {bitmap, false, width, height, bitsPerPixel, 0, 0};
+    Cells cells = {bitmap, false, width, height, bitsPerPixel, colourModel, 0, 0};
     const int32_t result = runSteps(cells, target);
     rlFreeNewData(cells.table);
     if (cells.owned) GlobalFree(cells.bitmap);

@@ -1,13 +1,18 @@
 // convert.cpp: bitmaps from one depth to another. The pipeline brings every picture to 8 bits with
-// rlChangeColorResolution, which chooses the way; rlConvertBitmapDepth walks the pixels.
+// rlChangeColorResolution, which chooses the way: a reduced table, dithering, or the pixels as they are.
+// rlConvertBitmapDepth walks the pixels, by rows where there is a fast way that gives the same.
 
 #include <cstdio>
 
-#include "raster/rows.h"
+#include "raster/match.h"
 
 namespace {
 
 using namespace tolva;
+
+constexpr int16_t kDebugEveryPixel = 3;  // levels above print each pixel: the definition's way alone does
+constexpr int16_t kDeepestDither = 8;    // below this, depths are reached by error diffusion
+constexpr int16_t kShallowestReduced = 4;
 
 bool printsRows() { return _debug_color_res == 1 || _debug_color_res == 2; }
 
@@ -22,10 +27,16 @@ struct Conversion {
     const uint32_t* map;
     const uint8_t* table;
     uint16_t count;
+    Matcher* matcher;
 };
 
+using ConvertRow = void (*)(const Conversion& c, int32_t y);
+
+const uint8_t* sourceRow(const Conversion& c, int32_t y) { return c.src + int64_t{y} * c.srcRow; }
+uint8_t* targetRow(const Conversion& c, int32_t y) { return c.dst + int64_t{y} * c.dstRow; }
+
 // The definition: one pixel after the other.
-void convertRowPlainly(const Conversion& c, int32_t y) {
+void convertPlainly(const Conversion& c, int32_t y) {
     for (int32_t x = 0; x < c.width; ++x) {
         rlSetPixel(c.dst, c.dstRow, x, y, c.dstBits, rlGetPixel(c.src, c.srcRow, x, y, c.srcBits), c.map, c.table,
                    c.count);
@@ -34,19 +45,19 @@ void convertRowPlainly(const Conversion& c, int32_t y) {
 
 // Indexed to direct colour with a table of its own: the map leads into the table. For 24 bits it holds colours instead,
 // which lead past the table's end: what lies there reads as black.
-void convertRowThroughTable(const Conversion& c, int32_t y) {
+void convertThroughTable(const Conversion& c, int32_t y) {
+    constexpr uint8_t black[kTripleBytes] = {};
     for (int32_t x = 0; x < c.width; ++x) {
-        constexpr uint8_t black[kTripleBytes] = {};
         const uint32_t index = c.map[rlGetPixel(c.src, c.srcRow, x, y, c.srcBits)];
         const uint8_t* const colour = index < c.count ? c.table + size_t{index} * kTripleBytes : black;
         rlSetPixel(c.dst, c.dstRow, x, y, c.dstBits, load24(colour), nullptr, nullptr, 0);
     }
 }
 
-// Indexed to 8 bits: what the definition does, a byte at a time.
-void widenRow(const Conversion& c, int32_t y) {
-    const uint8_t* const from = c.src + int64_t{y} * c.srcRow;
-    uint8_t* const to = c.dst + int64_t{y} * c.dstRow;
+// Indexed to 8 bits through the map.
+void widenIndices(const Conversion& c, int32_t y) {
+    const uint8_t* const from = sourceRow(c, y);
+    uint8_t* const to = targetRow(c, y);
     const int perByte = 8 / c.srcBits;
     const uint32_t mask = (1u << c.srcBits) - 1;
     for (int32_t x = 0; x < c.width; ++x) {
@@ -55,19 +66,96 @@ void widenRow(const Conversion& c, int32_t y) {
     }
 }
 
-void convertRows(const Conversion& c, int32_t height) {
-    const bool widens = isIndexedDepth(c.srcBits) && c.dstBits == 8 && c.map != nullptr && _debug_color_res <= 3;
-    const bool throughTable = c.dstBits >= 24 && c.map != nullptr && c.table != nullptr;
-    for (int32_t y = 0; y < height; ++y) {
-        if (widens) {
-            widenRow(c, y);
-        } else if (throughTable) {
-            convertRowThroughTable(c, y);
+// 8 bits to 24: the map holds the source table's colours.
+void colourIndices(const Conversion& c, int32_t y) {
+    const uint8_t* const from = sourceRow(c, y);
+    uint8_t* to = targetRow(c, y);
+    for (int32_t x = 0; x < c.width; ++x, to += kTripleBytes) {
+        const uint32_t colour = c.map[from[x]];
+        to[0] = static_cast<uint8_t>(colour >> 24);
+        to[1] = static_cast<uint8_t>(colour >> 16);
+        to[2] = static_cast<uint8_t>(colour >> 8);
+    }
+}
+
+void copyColours(const Conversion& c, int32_t y) {
+    std::memcpy(targetRow(c, y), sourceRow(c, y), static_cast<size_t>(c.width) * kTripleBytes);
+}
+
+void dropFourthBytes(const Conversion& c, int32_t y) {
+    const uint8_t* from = sourceRow(c, y);
+    uint8_t* to = targetRow(c, y);
+    for (int32_t x = 0; x < c.width; ++x, from += 4, to += kTripleBytes) std::memcpy(to, from, kTripleBytes);
+}
+
+// Direct colour to the nearest entries.
+template <int bytes>
+void matchColours(const Conversion& c, int32_t y) {
+    const uint8_t* from = sourceRow(c, y);
+    uint8_t* const to = targetRow(c, y);
+    for (int32_t x = 0; x < c.width; ++x, from += bytes) {
+        const uint8_t index = nearestIndex(*c.matcher, from);
+        if (c.dstBits == 8) {
+            to[x] = index;
         } else {
-            convertRowPlainly(c, y);
+            rlSetPixel(to, 0, x, 0, c.dstBits, index, nullptr, nullptr, 0);
         }
+    }
+}
+
+ConvertRow rowsFor(const Conversion& c) {
+    if (_debug_color_res > kDebugEveryPixel) return convertPlainly;
+    if (c.dstBits >= 24 && c.map != nullptr && c.table != nullptr) return convertThroughTable;
+    if (isIndexedDepth(c.srcBits) && c.map != nullptr && c.dstBits == 8) return widenIndices;
+    if (c.srcBits == 8 && c.map != nullptr && c.dstBits == 24) return colourIndices;
+    if (c.srcBits == 24 && c.dstBits == 24 && c.table == nullptr) return copyColours;
+    if (c.srcBits == 32 && c.dstBits == 24 && c.table == nullptr) return dropFourthBytes;
+    if (c.matcher != nullptr) return c.srcBits == 24 ? matchColours<3> : matchColours<4>;
+    return convertPlainly;
+}
+
+void convertRows(const Conversion& c, int32_t height) {
+    const ConvertRow convertRow = rowsFor(c);
+    for (int32_t y = 0; y < height; ++y) {
+        convertRow(c, y);
         if (printsRows()) std::fputc('.', stderr);
     }
+}
+
+// With a matcher where direct colour goes to the nearest entries of a table.
+void convertMatched(Conversion& c, int32_t height) {
+    Matcher matcher;
+    const bool matches = c.srcBits >= 24 && isIndexedDepth(c.dstBits) && makeMatcher(matcher, c.table, c.count);
+    c.matcher = matches ? &matcher : nullptr;
+    convertRows(c, height);
+    if (matches) freeMatcher(matcher);
+}
+
+// The map of an indexed source. Without a table of its own a bitmap of direct colour gets the source table's colours,
+// which the definition gives for 24 bits only.
+Handle mapFor(Handle srcTable, int16_t srcBits, ColourTable destination, int16_t dstBits, uint16_t dstCount) {
+    const bool wantsColours = dstBits == 32 && destination.triples == nullptr;
+    return buildColourMap(tableOf(srcTable), srcBits, destination, wantsColours ? int16_t{24} : dstBits, dstCount);
+}
+
+uint16_t coloursOf(int16_t bits) { return bits >= 0 && bits < 16 ? static_cast<uint16_t>(1u << bits) : uint16_t{0}; }
+
+// Four bytes a pixel of which the last means nothing: reduced through 24 bits.
+Handle changeThrough24(Handle bits, int32_t width, int32_t height, int16_t dstBits, Handle* table) {
+    const Handle direct = rlConvertBitmapDepth(bits, width, height, 32, 24, 0, 0, 0);
+    *table = 0;
+    if (direct == 0 || dstBits == 24) return direct;
+    const Handle result = rlChangeColorResolution(direct, width, height, 24, dstBits, table);
+    GlobalFree(direct);
+    return result;
+}
+
+Handle reducedTable(Handle bits, int32_t width, int32_t height, int16_t srcBits, int16_t dstBits, Handle source,
+                    uint16_t* count) {
+    if (srcBits == 24 && dstBits >= kDeepestDither) return rlReduceColorTable(bits, width, height, count);
+    // The source's own table is the picture: one row, an entry a pixel.
+    if (dstBits > kShallowestReduced) return rlReduceColorTable(source, coloursOf(srcBits), 1, count);
+    return 0;
 }
 
 }  // namespace
@@ -82,10 +170,10 @@ Handle rlConvertBitmapDepth(Handle bits, int32_t width, int32_t height, int16_t 
                      static_cast<int>(GlobalSize(result)));
     }
     const ColourTable destination = tableOf(dstTable);
-    const Handle map = buildColourMap(tableOf(srcTable), srcBits, destination, dstBits, dstCount);
+    const Handle map = mapFor(srcTable, srcBits, destination, dstBits, dstCount);
     if (printsRows()) std::fprintf(stderr, "Converted bits. Each (.) represents one scan line\n");
 
-    const Conversion conversion = {
+    Conversion conversion = {
         .src = static_cast<const uint8_t*>(rlLockMemory(bits)),
         .dst = dst,
         .srcRow = rlBytesPerLine(width, srcBits),
@@ -96,8 +184,9 @@ Handle rlConvertBitmapDepth(Handle bits, int32_t width, int32_t height, int16_t 
         .map = static_cast<const uint32_t*>(rlLockMemory(map)),
         .table = destination.triples,
         .count = static_cast<uint16_t>(dstCount < destination.entries ? dstCount : destination.entries),
+        .matcher = nullptr,
     };
-    convertRows(conversion, height);
+    convertMatched(conversion, height);
     rlFreeColormap(map);
     if (_debug_color_res != 0) std::fprintf(stderr, "\nColor resolution conversion complete\n");
     return result;
@@ -105,10 +194,14 @@ Handle rlConvertBitmapDepth(Handle bits, int32_t width, int32_t height, int16_t 
 
 Handle rlChangeColorResolution(Handle bits, int32_t width, int32_t height, int16_t srcBits, int16_t dstBits,
                                Handle* table) {
+    if (srcBits == 32 && dstBits < 32) return changeThrough24(bits, width, height, dstBits, table);
     const Handle source = *table;
-    *table = 0;
-    // Reducing true colour is still to come; a picture that needs it gets no bitmap.
-    if (srcBits < 0 || dstBits < srcBits || srcBits > 8) return 0;
-    const uint16_t count = dstBits < 16 ? static_cast<uint16_t>(1u << dstBits) : uint16_t{0};
-    return rlConvertBitmapDepth(bits, width, height, srcBits, dstBits, source, 0, count);
+    Handle made = 0;
+    uint16_t count = coloursOf(dstBits);
+    if (dstBits < srcBits) made = reducedTable(bits, width, height, srcBits, dstBits, source, &count);
+    const bool dithers = dstBits < kDeepestDither && srcBits > dstBits;
+    const Handle result = dithers ? rlDitherBitmap(bits, width, height, srcBits, dstBits, source, &made)
+                                  : rlConvertBitmapDepth(bits, width, height, srcBits, dstBits, source, made, count);
+    *table = made;
+    return result;
 }

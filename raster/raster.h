@@ -19,6 +19,10 @@ enum {
     kRowAlignment = 4,
     kTripleBytes = 3,          /* red, green, blue */
     kLargestColourTable = 256, /* entries */
+    kMonoColours = 8,
+    kMustHaveColours = 8,
+    kClampBytes = 512,
+    kClampBase = 128,
     kGreyTolerance = 4         /* components this close make a colour grey for the nearest-colour search */
 };
 
@@ -126,8 +130,8 @@ int32_t TermColorLib(Handle context); /* 0, or -1 when the context does not lock
 int32_t direct_indexed(const uint8_t* pixels, int32_t width, int32_t height, uint16_t* count, uint16_t flags,
                        uint8_t* table, Handle context);
 void getCRectData(ColourBox* box, const ColourEntry* list, uint16_t first, uint16_t last);
-void HeapSort(ColourEntry* list, int16_t axis, int16_t n);
-void AdjustHeap(ColourEntry* list, int16_t axis, int16_t root, int16_t last);
+void HeapSort(ColourEntry* list, int32_t axis, int32_t n);
+void AdjustHeap(ColourEntry* list, int32_t axis, int32_t root, int32_t last);
 void clrswap(ColourEntry* a, ColourEntry* b);
 uint16_t find_median(const ColourEntry* list, const ColourBox* box);
 /* Always 1. */
@@ -136,8 +140,6 @@ int32_t split(ColourBox* boxes, uint16_t slot, uint16_t median, uint16_t* boxCou
 uint16_t GetMaxHistSum(const ColourBox* boxes, const uint16_t* status, uint16_t count);
 
 /* ---- Dithering ------------------------------------------------------------------------------------------------- */
-
-enum { kMonoColours = 8, kMustHaveColours = 8, kClampBytes = 512, kClampBase = 128 };
 
 extern const uint8_t MonoTable[kMonoColours * kTripleBytes];
 extern const uint8_t must_have_colors[kMustHaveColours * kTripleBytes];
