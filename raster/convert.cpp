@@ -89,17 +89,16 @@ void dropFourthBytes(const Conversion& c, int32_t y) {
 }
 
 // Direct colour to the nearest entries.
-template <int bytes>
 void matchColours(const Conversion& c, int32_t y) {
+    const int bytesPerPixel = c.srcBits / 8;
     const uint8_t* from = sourceRow(c, y);
     uint8_t* const to = targetRow(c, y);
-    for (int32_t x = 0; x < c.width; ++x, from += bytes) {
-        const uint8_t index = nearestIndex(*c.matcher, from);
-        if (c.dstBits == 8) {
-            to[x] = index;
-        } else {
-            rlSetPixel(to, 0, x, 0, c.dstBits, index, nullptr, nullptr, 0);
-        }
+    if (c.dstBits == 8) {
+        matchRow(*c.matcher, from, bytesPerPixel, to, c.width);
+        return;
+    }
+    for (int32_t x = 0; x < c.width; ++x, from += bytesPerPixel) {
+        rlSetPixel(to, 0, x, 0, c.dstBits, nearestIndex(*c.matcher, from), nullptr, nullptr, 0);
     }
 }
 
@@ -110,7 +109,7 @@ ConvertRow rowsFor(const Conversion& c) {
     if (c.srcBits == 8 && c.map != nullptr && c.dstBits == 24) return colourIndices;
     if (c.srcBits == 24 && c.dstBits == 24 && c.table == nullptr) return copyColours;
     if (c.srcBits == 32 && c.dstBits == 24 && c.table == nullptr) return dropFourthBytes;
-    if (c.matcher != nullptr) return c.srcBits == 24 ? matchColours<3> : matchColours<4>;
+    if (c.matcher != nullptr) return matchColours;
     return convertPlainly;
 }
 
