@@ -35,19 +35,30 @@ Handle takeArray(Handle old, uint32_t bytes) {
     return h;
 }
 
-// Counters saturate. The number of keys met grows where a counter leaves 0.
+void count(uint16_t& counter) { counter = static_cast<uint16_t>(counter + (counter != kMostCounted)); }
+
+// Every other pixel is counted apart and added at the end: neighbours often have the same key, and a counter that was just
+// written has to be waited for.
 void countPixels(const uint8_t* pixels, int32_t width, int32_t height, uint16_t* counters, uint16_t* distinct) {
+    const Handle hOdd = rlGetMemory(sizeof(uint16_t), kColourKeys);
+    uint16_t* const odd = static_cast<uint16_t*>(rlLockMemory(hOdd));
     const int64_t stride = paddedRowBytes(width, 24);
-    uint32_t met = *distinct;
     for (int32_t y = 0; y < height; ++y) {
         const uint8_t* p = pixels + y * stride;
-        for (int32_t x = 0; x < width; ++x, p += kTripleBytes) {
-            uint16_t& counter = counters[keyOf(p)];
-            met += counter == 0;
-            counter = static_cast<uint16_t>(counter + (counter != kMostCounted));
+        int32_t x = 0;
+        for (; x + 1 < width; x += 2, p += 2 * kTripleBytes) {
+            count(counters[keyOf(p)]);
+            count(odd[keyOf(p + kTripleBytes)]);
         }
+        if (x < width) count(counters[keyOf(p)]);
+    }
+    uint32_t met = 0;
+    for (uint32_t key = 0; key < kColourKeys; ++key) {
+        counters[key] = static_cast<uint16_t>(std::min<uint32_t>(uint32_t{counters[key]} + odd[key], kMostCounted));
+        met += counters[key] != 0;
     }
     *distinct = static_cast<uint16_t>(met);
+    rlFreeNewData(hOdd);
 }
 
 uint16_t emitAll(const uint16_t* counters, uint8_t* table) {
