@@ -9,7 +9,8 @@
 #include "driver/driver.h"
 #include "driver/status.h"
 #include "host/numbers.h"
-#include "raster/rows.h"
+#include "output/gif_writer.h"
+#include "raster/match.h"
 #include "settings/current.h"
 
 namespace {
@@ -37,6 +38,7 @@ struct Cells {
     int16_t bits;
     int16_t model;  // of four-byte cells
     Handle table;  // 0: the device's colour table serves
+    uint16_t colours;  // of the table, when rows are matched to it as they are written; else 0
     int32_t progress;
 };
 
@@ -100,6 +102,19 @@ void convertModel(Cells& cells) {
     cells.bits = kTrueColourDepth;
 }
 
+// Whether the rows need not lie anywhere as indices: true colour that is written in its own size. A raised debug level
+// prints what the conversion does, so then it is done at once.
+bool canMatchLate(const Cells& cells, Target target) {
+    return cells.bits == kTrueColourDepth && _debug_color_res == 0 && truncated<int32_t>(target.width) == cells.width &&
+           truncated<int32_t>(target.height) == cells.height &&
+           holdsBitmap(cells.bitmap, cells.width, cells.height, kTrueColourDepth);
+}
+
+void reduceTable(Cells& cells) {
+    cells.colours = kLargestColourTable;
+    cells.table = rlReduceColorTable(cells.bitmap, cells.width, cells.height, &cells.colours);
+}
+
 bool reduceDepth(Cells& cells) {
     const Handle made = cells.table;
     const Handle bitmap = rlChangeColorResolution(cells.bitmap, cells.width, cells.height, cells.bits, kOutputDepth,
@@ -129,14 +144,40 @@ bool fitRows(Cells& cells, int32_t width) {
     return true;
 }
 
+struct LateRows {
+    const Cells* cells;
+    Matcher* matcher;
+    const uint8_t* pixels;
+    int64_t stride;
+};
+
+void makeRow(void* context, int64_t row, uint8_t* to) {
+    const LateRows& late = *static_cast<LateRows*>(context);
+    matchRow(*late.matcher, late.pixels + row * late.stride, kTripleBytes, to, late.cells->width);
+}
+
+void writeRows(const Cells& cells, Matcher* matcher, Handle stream, Handle state) {
+    if (matcher == nullptr) {
+        WriteCellBits(stream, cells.bitmap, cells.width, cells.height, kOutputDepth, 0, state);
+        return;
+    }
+    LateRows late = {&cells, matcher, static_cast<const uint8_t*>(rlLockMemory(cells.bitmap)),
+                     paddedRowBytes(cells.width, kTrueColourDepth)};
+    writeMadeRows(stream, {makeRow, &late}, cells.width, cells.height, state);
+}
+
 void writeGif(const Cells& cells) {
     const Handle stream = lpEMData->outputStream;
     uint8_t* const palette =
         cells.table != 0 ? static_cast<uint8_t*>(rlLockMemory(cells.table)) : lpEMData->colourTable[0];
+    // Ready before the header is written, which puts the transparent colour into the palette.
+    Matcher matcher;
+    const bool matches = cells.colours != 0 && makeMatcher(matcher, palette, cells.colours);
     Handle state = 0;
     BeginCellBitmap(stream, cells.width, cells.height, kOutputDepth, palette, &state);
-    WriteCellBits(stream, cells.bitmap, cells.width, cells.height, kOutputDepth, 0, state);
+    writeRows(cells, matches ? &matcher : nullptr, stream, state);
     EndCellBitmap(stream, state);
+    if (matches) freeMatcher(matcher);
 }
 
 // The steps in their order; a picture is shrunk or stretched, never both. Each reports progress, and a host that stops there gets nothing written.
@@ -148,7 +189,10 @@ int32_t runSteps(Cells& cells, Target target) {
     }
     if (cells.bits < kTrueColourDepth) copyDeviceTable(cells);
     convertModel(cells);
-    if (cells.bits != kOutputDepth) {
+    if (canMatchLate(cells, target)) {
+        reduceTable(cells);
+        if (!report(cells)) return kNoError;
+    } else if (cells.bits != kOutputDepth) {
         if (!reduceDepth(cells)) return kExportFailed;
         if (!report(cells)) return kNoError;
     }
@@ -157,7 +201,7 @@ int32_t runSteps(Cells& cells, Target target) {
         if (!report(cells)) return kNoError;
     }
     if (cells.progress < kWritingProgress && !reportProgress(kWritingProgress)) return kNoError;
-    if (!fitRows(cells, truncated<int32_t>(target.width))) return kExportFailed;
+    if (cells.colours == 0 && !fitRows(cells, truncated<int32_t>(target.width))) return kExportFailed;
     writeGif(cells);
     return kNoError;
 }
@@ -172,7 +216,7 @@ int32_t writeCells(Handle bitmap, int32_t width, int32_t height, int32_t resolut
     if (bitmap == 0 || width < 1 || height < 1) return kExportFailed;
     const Target target = targetSize(width, height, resolution);
     if (!isPossible(target.width) || !isPossible(target.height)) return kExportFailed;
-    Cells cells = {bitmap, false, width, height, bitsPerPixel, colourModel, 0, 0};
+    Cells cells = {bitmap, false, width, height, bitsPerPixel, colourModel, 0, 0, 0};
     const int32_t result = runSteps(cells, target);
     rlFreeNewData(cells.table);
     if (cells.owned) GlobalFree(cells.bitmap);

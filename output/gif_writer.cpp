@@ -110,16 +110,21 @@ void writeHeader(Handle stream, const Setup& setup, int32_t width, int32_t heigh
 
 int64_t bytesPerRow(int32_t width, int16_t bits) { return (int64_t{width} * bits + 7) / 8; }
 
-// A band as the caller stored it: bottom row first, rows padded to 4 bytes.
+// A band as the caller stored it: bottom row first, rows padded to 4 bytes. Or rows that are made on demand.
 struct Band {
     const uint8_t* data;
     int64_t held;      // bytes the block really has
     int64_t stride;
     int64_t rowBytes;
-    uint8_t* scratch;  // one row, zero-filled on demand, for rows the block does not hold whole
+    uint8_t* scratch;  // one row, for those the block does not hold whole, or that are made
+    const RowMaker* maker;
 };
 
 const uint8_t* rowOf(const Band& band, int64_t sourceRow) {
+    if (band.maker != nullptr) {
+        band.maker->make(band.maker->context, sourceRow, band.scratch);
+        return band.scratch;
+    }
     const int64_t offset = sourceRow * band.stride;
     if (offset + band.rowBytes <= band.held) return band.data + offset;
     const int64_t there = std::clamp<int64_t>(band.held - offset, 0, band.rowBytes);
@@ -164,7 +169,7 @@ bool ownsItsMemory(Handle h) {
 int32_t compressBand(Handle stream, Handle h, const Band& band, RowOrder& order, bool first, bool last,
                      uint32_t* carry) {
     uint8_t work[kWorkBytes] = {};
-    const bool worksInBand = band.held >= kWorkBytes && ownsItsMemory(h);
+    const bool worksInBand = h != 0 && band.held >= kWorkBytes && ownsItsMemory(h);
     if (worksInBand) std::memcpy(work, band.data, sizeof work);
     const int32_t result =
         compressRows(stream, {nextRow, &order, order.rows, band.rowBytes}, work, first, last, carry);
@@ -186,7 +191,7 @@ BandPlace countBand(CellBitmapState& state, int32_t rows) {
 
 int32_t writeBand(Handle stream, Handle h, const Band& band, int32_t rows, CellBitmapState& state) {
     const BandPlace place = countBand(state, rows);
-    if (h == 0 || band.scratch == nullptr) return kExportFailed;
+    if ((h == 0 && band.maker == nullptr) || band.scratch == nullptr) return kExportFailed;
     const Setup* const setup = currentSetup();
     RowOrder order = {&band, rows, setup != nullptr && isInterlaced(*setup), 0, 0};
     if (order.interlaced && !(place.first && place.last)) {
@@ -198,9 +203,29 @@ int32_t writeBand(Handle stream, Handle h, const Band& band, int32_t rows, CellB
     return compressBand(stream, h, band, order, place.first, place.last, &state.bitCarry);
 }
 
+// A band whose bytes would not fit a block is one that could not be copied.
+int32_t writeBandOf(Handle stream, Handle h, Band band, int32_t width, int32_t rows, int16_t bits, Handle hState) {
+    CellBitmapState* const state = static_cast<CellBitmapState*>(GlobalLock(hState));
+    if (state == nullptr) return kExportFailed;
+    band.rowBytes = bytesPerRow(width, bits);
+    band.stride = (band.rowBytes + kRowAlignment - 1) / kRowAlignment * kRowAlignment;
+    uint32_t bytes = 0;
+    const Handle scratch = pictureBytes(band.stride, rows, &bytes) ? allocPicture(band.rowBytes, 1) : 0;
+    band.scratch = static_cast<uint8_t*>(GlobalLock(scratch));
+    const int32_t result = writeBand(stream, h, band, rows, *state);
+    GlobalFree(scratch);
+    return result;
+}
+
 }  // namespace
 
 namespace tolva {
+
+int32_t writeMadeRows(Handle stream, const RowMaker& maker, int32_t width, int32_t rows, Handle state) {
+    Band band = {};
+    band.maker = &maker;
+    return writeBandOf(stream, 0, band, width, rows, kOutputDepth, state);
+}
 
 void abandonCellBitmap(Handle h) {
     CellBitmapState* const state = static_cast<CellBitmapState*>(GlobalLock(h));
@@ -235,21 +260,11 @@ int32_t BeginCellBitmap(Handle stream, int32_t width, int32_t height, int16_t bi
 }
 
 int32_t WriteCellBits(Handle stream, Handle h, int32_t width, int32_t rows, int16_t bitsPerPixel, int16_t,
-                      Handle hState) {
-    CellBitmapState* const state = static_cast<CellBitmapState*>(GlobalLock(hState));
-    if (state == nullptr) return kExportFailed;
+                      Handle state) {
     Band band = {};
     band.data = static_cast<const uint8_t*>(GlobalLock(h));
     band.held = GlobalSize(h);
-    band.rowBytes = bytesPerRow(width, bitsPerPixel);
-    band.stride = (band.rowBytes + kRowAlignment - 1) / kRowAlignment * kRowAlignment;
-    // A band whose bytes would not fit a block is one that could not be copied.
-    uint32_t bytes = 0;
-    const Handle scratch = pictureBytes(band.stride, rows, &bytes) ? allocPicture(band.rowBytes, 1) : 0;
-    band.scratch = static_cast<uint8_t*>(GlobalLock(scratch));
-    const int32_t result = writeBand(stream, h, band, rows, *state);
-    GlobalFree(scratch);
-    return result;
+    return writeBandOf(stream, h, band, width, rows, bitsPerPixel, state);
 }
 
 int32_t EndCellBitmap(Handle stream, Handle hState) {
