@@ -27,10 +27,13 @@ Cost costOf(std::vector<const char*> command) {
         pid_t child = 0;
         int status = 0;
         rusage used = {};
-        if (posix_spawn(&child, command[0], nullptr, nullptr, const_cast<char**>(command.data()), environ) != 0) return {};
+        if (posix_spawn(&child, command[0], nullptr, nullptr, const_cast<char**>(command.data()), environ) != 0)
+            return {};
         wait4(child, &status, 0, &used);
         if (status != 0) return {};
-        const auto seconds = [](timeval t) { return static_cast<double>(t.tv_sec) + static_cast<double>(t.tv_usec) / 1e6; };
+        const auto seconds = [](timeval t) {
+            return static_cast<double>(t.tv_sec) + static_cast<double>(t.tv_usec) / 1e6;
+        };
         least.seconds = std::min(least.seconds, seconds(used.ru_utime) + seconds(used.ru_stime));
         least.kilobytes = std::max(least.kilobytes, used.ru_maxrss);
     }
@@ -40,7 +43,8 @@ Cost costOf(std::vector<const char*> command) {
 }  // namespace
 
 int main(int count, char** arguments) {
-    std::printf("%-28s %10s %10s %10s %8s %12s\n", "CPU ms, whole process", "tolva", "giflib", "cgif", "faster", "peak");
+    std::printf("%-28s %10s %10s %10s %8s %12s\n", "CPU ms, whole process", "tolva", "giflib", "cgif", "faster",
+                "peak");
     for (int i = 4; i < count; ++i) {
         const char* const picture = arguments[i];
         int width = 0, height = 0;

@@ -19,7 +19,9 @@ Picture blank(int width, int height, uint8_t grey) {
     return {width, height, std::vector<uint8_t>(static_cast<size_t>(width) * static_cast<size_t>(height), grey)};
 }
 
-uint8_t& at(Picture& p, int x, int y) { return p.pixels[static_cast<size_t>(y) * static_cast<size_t>(p.width) + static_cast<size_t>(x)]; }
+uint8_t& at(Picture& p, int x, int y) {
+    return p.pixels[static_cast<size_t>(y) * static_cast<size_t>(p.width) + static_cast<size_t>(x)];
+}
 
 Picture noise(int width, int height) {
     std::mt19937 random(1);
@@ -37,7 +39,8 @@ Picture screenshot(int width, int height) {
     for (int window = 0; window < 4; ++window) {
         const int left = 40 + window * width / 5, top = 30 + window * height / 8;
         for (int y = top; y < std::min(top + height * 3 / 5, height); ++y) {
-            for (int x = left; x < std::min(left + width * 2 / 5, width); ++x) at(picture, x, y) = y < top + 22 ? 70 : 250;
+            for (int x = left; x < std::min(left + width * 2 / 5, width); ++x)
+                at(picture, x, y) = y < top + 22 ? 70 : 250;
         }
         for (int line = top + 30; line + 14 < std::min(top + height * 3 / 5, height); line += 14) {
             const int letters = static_cast<int>(random() % static_cast<unsigned>(width * 2 / 5 / 7 - 4));
@@ -63,15 +66,20 @@ Picture landscape(int width, int height) {
         for (int y = 0; y < height; ++y) {
             for (int x = 0; x < width; ++x) {
                 const double fx = static_cast<double>(x % cell) / cell, fy = static_cast<double>(y % cell) / cell;
-                const size_t g = static_cast<size_t>(y / cell) * static_cast<size_t>(across) + static_cast<size_t>(x / cell);
+                const size_t g =
+                    static_cast<size_t>(y / cell) * static_cast<size_t>(across) + static_cast<size_t>(x / cell);
                 const double upper = grid[g] + (grid[g + 1] - grid[g]) * fx;
-                const double lower = grid[g + static_cast<size_t>(across)] + (grid[g + static_cast<size_t>(across) + 1] - grid[g + static_cast<size_t>(across)]) * fx;
-                sums[static_cast<size_t>(y) * static_cast<size_t>(width) + static_cast<size_t>(x)] += upper + (lower - upper) * fy;
+                const double lower =
+                    grid[g + static_cast<size_t>(across)] +
+                    (grid[g + static_cast<size_t>(across) + 1] - grid[g + static_cast<size_t>(across)]) * fx;
+                sums[static_cast<size_t>(y) * static_cast<size_t>(width) + static_cast<size_t>(x)] +=
+                    upper + (lower - upper) * fy;
             }
         }
     }
     Picture picture = blank(width, height, 0);
-    for (size_t i = 0; i < sums.size(); ++i) picture.pixels[i] = static_cast<uint8_t>(std::fmin(std::fmax(sums[i], 0.0), 255.0));
+    for (size_t i = 0; i < sums.size(); ++i)
+        picture.pixels[i] = static_cast<uint8_t>(std::fmin(std::fmax(sums[i], 0.0), 255.0));
     return picture;
 }
 

@@ -1,4 +1,5 @@
-// peer_giflib.cpp: a palette picture (PGM) to GIF through giflib's EGifPutLine, for comparison: peer_giflib IN.pgm OUT.gif
+// peer_giflib.cpp: a palette picture (PGM) to GIF through giflib's EGifPutLine, for comparison: peer_giflib IN.pgm
+// OUT.gif
 #include <gif_lib.h>
 
 #include <cstdio>
@@ -17,7 +18,8 @@ int main(int, char** arguments) {
     GifFileType* const gif = EGifOpenFileName(arguments[2], false, &error);
     EGifPutScreenDesc(gif, width, height, 8, 0, map);
     EGifPutImageDesc(gif, 0, 0, width, height, false, nullptr);
-    for (int y = 0; y < height; ++y) EGifPutLine(gif, pixels.data() + static_cast<size_t>(width) * static_cast<size_t>(y), width);
+    for (int y = 0; y < height; ++y)
+        EGifPutLine(gif, pixels.data() + static_cast<size_t>(width) * static_cast<size_t>(y), width);
     GifFreeMapObject(map);
     return EGifCloseFile(gif, &error) == GIF_OK ? 0 : 1;
 }

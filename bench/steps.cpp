@@ -24,7 +24,9 @@ std::vector<uint8_t> pixels(int kind) {
     std::vector<uint8_t> bytes(kWidth * kHeight);
     for (int i = 0; i < kWidth * kHeight; ++i) {
         const int smooth = i % kWidth / 12 + i / kWidth / 16;
-        bytes[static_cast<size_t>(i)] = static_cast<uint8_t>(kind == 0 ? random() : kind == 1 ? smooth + static_cast<int>(random() % 4) : smooth / 40);
+        bytes[static_cast<size_t>(i)] = static_cast<uint8_t>(kind == 0   ? random()
+                                                             : kind == 1 ? smooth + static_cast<int>(random() % 4)
+                                                                         : smooth / 40);
     }
     return bytes;
 }

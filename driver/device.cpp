@@ -1,5 +1,5 @@
-// device.cpp: opening and closing the device, and the picture brackets between. Opening makes the output stream; closing
-// closes it, or deletes the file when the host wants to stop. Brackets only move the state.
+// device.cpp: opening and closing the device, and the picture brackets between. Opening makes the output stream;
+// closing closes it, or deletes the file when the host wants to stop. Brackets only move the state.
 
 #include "driver/driver.h"
 #include "host/numbers.h"
@@ -18,7 +18,8 @@ uintptr_t outputDevice() { return lpSetup == nullptr ? 0 : lpSetup->outputDevice
 // Through the host's own I/O. Kept: a failed open is not reported.
 Handle openOutputDevice(const EMData& em) {
     StreamDescriptor descriptor = {};
-    descriptor.blockRef = em.status == nullptr ? 0 : loadField<intptr_t>(em.status, offsetof(StatusRecord, streamContext));
+    descriptor.blockRef =
+        em.status == nullptr ? 0 : loadField<intptr_t>(em.status, offsetof(StatusRecord, streamContext));
     descriptor.ioProc = static_cast<intptr_t>(outputDevice());
     return zunOpen(em.fileName, &descriptor, kCreateAndWrite);
 }
@@ -47,8 +48,7 @@ void* d_opdv(void* block) {
         em.outputStream = openOutputDevice(em);
         return block;
     }
-    em.outputStream =
-        em.fileName[0] != '\0' ? zunOpen(em.fileName, nullptr, kCreateAndWrite) : openMemoryStream();
+    em.outputStream = em.fileName[0] != '\0' ? zunOpen(em.fileName, nullptr, kCreateAndWrite) : openMemoryStream();
     if (em.outputStream == 0) push_er(kStreamFailed);
     return block;
 }

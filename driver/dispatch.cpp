@@ -1,5 +1,5 @@
-// dispatch.cpp: from an opcode and the device's state to the handler that runs. What is unknown or not allowed now is no
-// error: it runs d_noop. The same table answers the hosts' capability questions.
+// dispatch.cpp: from an opcode and the device's state to the handler that runs. What is unknown or not allowed now is
+// no error: it runs d_noop. The same table answers the hosts' capability questions.
 
 #include <iterator>
 
@@ -16,6 +16,7 @@ struct DispatchRow {
 
 // Rows that lead to d_noop make their opcodes known, so that they are accepted without effect. Kept: 0xf01 leads there
 // too, although there is an error-status query.
+// clang-format off
 constexpr DispatchRow kDispatch[] = {
     {0x001, d_opdv, 0x0001},  {0x002, d_cldv, 0x007e},  {0x003, d_begp, 0x0012},  {0x004, d_begpb, 0x0004},
     {0x005, d_endp, 0x0008},  {0x008, d_noop, 0x8008},  {0x009, d_noop, 0x8020},  {0x30a, d_noop, 0x8020},
@@ -37,6 +38,7 @@ constexpr DispatchRow kDispatch[] = {
     {0x601, d_noop, 0x8fff},  {0x906, ds_dm, 0x8008},   {0xf01, d_noop, 0x007f},  {0xf02, d_popes, 0x007f},
     {0xf03, d_empes, 0x007f}, {0x6fc, d_noop, 0x0008},
 };
+// clang-format on
 
 constexpr bool opcodesAreUnique() {
     for (const DispatchRow* a = std::begin(kDispatch); a != std::end(kDispatch); ++a) {

@@ -1,5 +1,5 @@
-/* driver.h: what a host touches first: the entry points, the name table, the records that host and filter share, and the
- * opcode handlers behind the entries.
+/* driver.h: what a host touches first: the entry points, the name table, the records that host and filter share, and
+ * the opcode handlers behind the entries.
  *
  * A host loads the library, looks the entries up in fltLoadPointers' table, asks the version (-2) and the 32-bit entry
  * (-3), inits (0), calls opcodes (2) and terminates (-1). One device at a time; one thread.

@@ -1,4 +1,5 @@
-// errors.cpp: how handlers report: an error stack in the device's state and a reply buffer that is only ever appended to.
+// errors.cpp: how handlers report: an error stack in the device's state and a reply buffer that is only ever appended
+// to.
 
 #include <algorithm>
 #include <cstring>

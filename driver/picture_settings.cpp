@@ -1,5 +1,5 @@
-// picture_settings.cpp: what a host tells about a picture before and while it draws: window, viewport, scaling, colours;
-// and the queries that give window and viewport back.
+// picture_settings.cpp: what a host tells about a picture before and while it draws: window, viewport, scaling,
+// colours; and the queries that give window and viewport back.
 
 #include <algorithm>
 
@@ -71,7 +71,8 @@ void* ds_ct(void* block) {
     const uint32_t length = load<uint32_t>(field(block, kTableLength));
     const uint32_t first = load<uint32_t>(field(block, kTableFirst));
     if (length < kLengthBeforeColours) return block;
-    // A length that claims more colours than any host sends is not to be believed: no more than a table has are touched.
+    // A length that claims more colours than any host sends is not to be believed: no more than a table has are
+    // touched.
     const uint32_t claimed = (length - kLengthBeforeColours) / kTripleBytes;
     const uint32_t colours = claimed > kMostColoursSent ? uint32_t{kLargestColourTable} : claimed;
     uint8_t* const triples = field(block, kTableColours);

@@ -1,5 +1,5 @@
-// pictures.cpp: the picture itself, as the host sends it: cell arrays of pixel rows. One that stands alone is written at
-// once; a primitive that brackets several is still to come.
+// pictures.cpp: the picture itself, as the host sends it: cell arrays of pixel rows. One that stands alone is written
+// at once; a primitive that brackets several is still to come.
 
 #include <algorithm>
 #include <cstring>
@@ -111,10 +111,10 @@ void writeLoneCells(EMData& em, const CellArray& cells) {
         em.currentRow = 0;
     }
     const Handle bitmap = makeBitmap(em, cells, ofItsOwn);
-    const int32_t result =
-        bitmap == 0 ? int32_t{kExportFailed}
-                    : writeCells(bitmap, static_cast<int32_t>(cells.width), saturated(cells.rows), em.resolution,
-                                 low16(cells.bits), cells.bits == kTrueColour ? 1 : 0);
+    const int32_t result = bitmap == 0
+                               ? int32_t{kExportFailed}
+                               : writeCells(bitmap, static_cast<int32_t>(cells.width), saturated(cells.rows),
+                                            em.resolution, low16(cells.bits), cells.bits == kTrueColour ? 1 : 0);
     GlobalFree(bitmap);
     if (ofItsOwn) {
         em.pictureHeight = 0;

@@ -1,5 +1,5 @@
-// raster_device.cpp: the raster variant from init to term: the working path, on which a host opens a device and draws into
-// it through opcodes.
+// raster_device.cpp: the raster variant from init to term: the working path, on which a host opens a device and draws
+// into it through opcodes.
 
 #include <cstring>
 
@@ -20,6 +20,7 @@ struct Capability {
 
 // What the device can do, by the hosts' slots, in the order they are stored; slots that are not listed keep the host's
 // values.
+// clang-format off
 constexpr Capability kCapabilities[] = {
     {0, 100}, {1, -1},  {2, -1},  {3, -1},  {4, -1},  {5, 0},   {9, -1},  {10, -1}, {11, -1}, {12, -1},
     {13, -1}, {14, -1}, {15, -1}, {16, -1}, {17, -1}, {18, -1}, {19, 0},  {20, 0},  {21, 0},  {22, 0},
@@ -27,6 +28,7 @@ constexpr Capability kCapabilities[] = {
     {34, 0},  {35, 0},  {36, -1}, {37, -1}, {38, 1},  {39, 1},  {40, 0},  {41, -1}, {44, 0},  {45, -1},
     {55, 0},  {56, 0},  {57, -1}, {58, 0},  {59, -1}, {kCapabilityConversion, 0},
 };
+// clang-format on
 static_assert(sizeof kCapabilities / sizeof kCapabilities[0] == 46);
 
 constexpr intptr_t kInitReport = -2;

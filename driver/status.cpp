@@ -1,7 +1,7 @@
 // status.cpp: the host's status function: progress out, a wish to stop in. Every call of it goes through one wrapper.
 
-#include "driver/driver.h"
 #include "driver/status.h"
+#include "driver/driver.h"
 
 using namespace tolva;
 

@@ -48,7 +48,8 @@ uint8_t pixelAt(int x, int y) {
     const double wave = std::sin(x * 0.05 / (0.2 + depth) + std::sin(y * 0.9) * 2.0) * std::sin(y * (1.6 - depth));
     const double glitter = std::exp(-std::abs(x - sunX) / (18.0 + 90.0 * depth));
     if (wave > 0.55 && glitter > 0.35) return static_cast<uint8_t>(tone(kLight, 32, glitter, x, y));
-    return static_cast<uint8_t>(tone(kWater, 96, std::clamp(0.75 - depth * 0.7 + wave * 0.06 + glitter * 0.2, 0.0, 1.0), x, y));
+    return static_cast<uint8_t>(
+        tone(kWater, 96, std::clamp(0.75 - depth * 0.7 + wave * 0.06 + glitter * 0.2, 0.0, 1.0), x, y));
 }
 
 }  // namespace
@@ -64,8 +65,8 @@ int main(int count, char** arguments) {
     png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
     png_infop info = png_create_info_struct(png);
     png_init_io(png, file);
-    png_set_IHDR(png, info, kWidth, kHeight, 8, PNG_COLOR_TYPE_PALETTE, PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT,
-                 PNG_FILTER_TYPE_DEFAULT);
+    png_set_IHDR(png, info, kWidth, kHeight, 8, PNG_COLOR_TYPE_PALETTE, PNG_INTERLACE_NONE,
+                 PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
     png_set_PLTE(png, info, palette, 256);
     png_write_info(png, info);
     std::vector<uint8_t> row(kWidth);

@@ -17,7 +17,7 @@ extern "C" {
 /* The address of a BlockHeader; 0 means no block. Native word: 4 bytes on a 32-bit build, 8 on a 64-bit one. */
 typedef uintptr_t Handle;
 
-/* Stands in front of every block's data, in the same allocation. Hosts read nothing of it but through the calls below. */
+/* Stands in front of every block's data, in the same allocation. Hosts read it through the calls below alone. */
 typedef struct BlockHeader {
     uint32_t size;       /* bytes asked for, not the rounded size */
     uint32_t flags;      /* as given; stored only, never interpreted */

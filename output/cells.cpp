@@ -1,5 +1,5 @@
-// cells.cpp: the road of ready bitmaps. A whole bitmap is sized, shrunk, brought to 8 bits, stretched and written as one
-// band; in between the host hears how far it is and may stop it. Every step that has nothing to do costs nothing: a
+// cells.cpp: the road of ready bitmaps. A whole bitmap is sized, shrunk, brought to 8 bits, stretched and written as
+// one band; in between the host hears how far it is and may stop it. Every step that has nothing to do costs nothing: a
 // picture of the right size and depth goes to the writer from where it lies.
 
 #include "output/cells.h"
@@ -36,8 +36,8 @@ struct Cells {
     int32_t width;
     int32_t height;
     int16_t bits;
-    int16_t model;  // of four-byte cells
-    Handle table;  // 0: the device's colour table serves
+    int16_t model;     // of four-byte cells
+    Handle table;      // 0: the device's colour table serves
     uint16_t colours;  // of the table, when rows are matched to it as they are written; else 0
     int32_t progress;
 };
@@ -76,11 +76,11 @@ bool rescale(Cells& cells, Target target) {
     const int32_t width = truncated<int32_t>(target.width);
     const int32_t height = truncated<int32_t>(target.height);
     const auto scale = height > cells.height ? rlStretchBitmap : rlShrinkBitmap;
-    replaceBitmap(cells,
-                  scale(cells.bitmap, cells.bits, static_cast<uint32_t>(cells.width),
-                        static_cast<uint32_t>(cells.height), static_cast<uint32_t>(width),
-                        static_cast<uint32_t>(height)),
-                  width, height, cells.bits);
+    replaceBitmap(
+        cells,
+        scale(cells.bitmap, cells.bits, static_cast<uint32_t>(cells.width), static_cast<uint32_t>(cells.height),
+              static_cast<uint32_t>(width), static_cast<uint32_t>(height)),
+        width, height, cells.bits);
     return cells.bitmap != 0;
 }
 
@@ -89,8 +89,8 @@ void copyDeviceTable(Cells& cells) {
     std::memcpy(rlLockMemory(cells.table), lpEMData->colourTable, sizeof lpEMData->colourTable);
 }
 
-// Four-byte cells of another model become 24 bits, in place. They come back without row padding and are laid out with it
-// again, from the end, so that no width skews the picture.
+// Four-byte cells of another model become 24 bits, in place. They come back without row padding and are laid out with
+// it again, from the end, so that no width skews the picture.
 void convertModel(Cells& cells) {
     if (cells.bits != kFourByteDepth || !holdsBitmap(cells.bitmap, cells.width, cells.height, kFourByteDepth)) return;
     if (cells.model != kModelCmyk && cells.model != kModelAlpha) return;
@@ -98,7 +98,8 @@ void convertModel(Cells& cells) {
     uint8_t* const data = static_cast<uint8_t*>(rlLockMemory(cells.bitmap));
     const int64_t packed = int64_t{cells.width} * kTripleBytes;
     const int64_t padded = paddedRowBytes(cells.width, kTrueColourDepth);
-    for (int64_t y = cells.height; y-- > 0;) std::memmove(data + y * padded, data + y * packed, static_cast<size_t>(packed));
+    for (int64_t y = cells.height; y-- > 0;)
+        std::memmove(data + y * padded, data + y * packed, static_cast<size_t>(packed));
     cells.bits = kTrueColourDepth;
 }
 
@@ -117,8 +118,8 @@ void reduceTable(Cells& cells) {
 
 bool reduceDepth(Cells& cells) {
     const Handle made = cells.table;
-    const Handle bitmap = rlChangeColorResolution(cells.bitmap, cells.width, cells.height, cells.bits, kOutputDepth,
-                                                  &cells.table);
+    const Handle bitmap =
+        rlChangeColorResolution(cells.bitmap, cells.width, cells.height, cells.bits, kOutputDepth, &cells.table);
     if (made != cells.table) rlFreeNewData(made);
     replaceBitmap(cells, bitmap, cells.width, cells.height, kOutputDepth);
     return bitmap != 0;
@@ -180,7 +181,8 @@ void writeGif(const Cells& cells) {
     if (matches) freeMatcher(matcher);
 }
 
-// The steps in their order; a picture is shrunk or stretched, never both. Each reports progress, and a host that stops there gets nothing written.
+// The steps in their order; a picture is shrunk or stretched, never both. Each reports progress, and a host that stops
+// there gets nothing written.
 int32_t runSteps(Cells& cells, Target target) {
     const int32_t given = cells.height;
     if (target.height < given) {

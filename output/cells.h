@@ -6,8 +6,8 @@
 
 namespace tolva {
 
-// RasterWriteCellData with an answer: kExportFailed when the export could not run and nothing was written (a size that no
-// GIF can have, a picture too large for a block, no settings), else 0. What went wrong while writing is not told.
+// RasterWriteCellData with an answer: kExportFailed when the export could not run and nothing was written (a size that
+// no GIF can have, a picture too large for a block, no settings), else 0. What went wrong while writing is not told.
 int32_t writeCells(Handle bitmap, int32_t width, int32_t height, int32_t resolution, int16_t bitsPerPixel,
                    int16_t colourModel);
 

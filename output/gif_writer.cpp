@@ -20,7 +20,7 @@ namespace {
 
 using namespace tolva;
 
-constexpr int16_t kDirectDepth = 24;  // no colour table
+constexpr int16_t kDirectDepth = 24;   // no colour table
 constexpr int kScreenPackedBias = 17;  // packed screen byte: bits - this, modulo 256
 constexpr uint8_t kInterlacedImage = 0x40;
 constexpr uint8_t kMinimumCodeSize = 8;  // whatever the depth: pixels are bytes
@@ -113,7 +113,7 @@ int64_t bytesPerRow(int32_t width, int16_t bits) { return (int64_t{width} * bits
 // A band as the caller stored it: bottom row first, rows padded to 4 bytes. Or rows that are made on demand.
 struct Band {
     const uint8_t* data;
-    int64_t held;      // bytes the block really has
+    int64_t held;  // bytes the block really has
     int64_t stride;
     int64_t rowBytes;
     uint8_t* scratch;  // one row, for those the block does not hold whole, or that are made
@@ -171,8 +171,7 @@ int32_t compressBand(Handle stream, Handle h, const Band& band, RowOrder& order,
     uint8_t work[kWorkBytes] = {};
     const bool worksInBand = h != 0 && band.held >= kWorkBytes && ownsItsMemory(h);
     if (worksInBand) std::memcpy(work, band.data, sizeof work);
-    const int32_t result =
-        compressRows(stream, {nextRow, &order, order.rows, band.rowBytes}, work, first, last, carry);
+    const int32_t result = compressRows(stream, {nextRow, &order, order.rows, band.rowBytes}, work, first, last, carry);
     if (worksInBand) std::memcpy(GlobalLock(h), work, sizeof work);
     return result;
 }

@@ -6,8 +6,8 @@
 
 namespace tolva {
 
-// Rows that are made as they are written, so that nothing holds them all: `make` puts one, counted from the bottom, into
-// `to`.
+// Rows that are made as they are written, so that nothing holds them all: `make` puts one, counted from the bottom,
+// into `to`.
 struct RowMaker {
     void (*make)(void* context, int64_t row, uint8_t* to);
     void* context;

@@ -1,7 +1,7 @@
 // lzw.cpp: pixels in, GIF's variant of LZW out, packed into sub-blocks. Each call is one segment: a run with a fresh
-// dictionary, joined to the next by a clear code; a code that straddles the last byte is carried over through the stream
-// itself. The codes are those of a linear search through the string table, first match first: a table holds no key twice
-// while a run goes on, so looking a key up by hash finds the same entry.
+// dictionary, joined to the next by a clear code; a code that straddles the last byte is carried over through the
+// stream itself. The codes are those of a linear search through the string table, first match first: a table holds no
+// key twice while a run goes on, so looking a key up by hash finds the same entry.
 
 #include "output/lzw.h"
 
@@ -22,8 +22,8 @@ constexpr uint32_t kClearCode = 256;
 constexpr uint32_t kEndCode = 257;
 constexpr uint32_t kFirstFree = 258;
 constexpr uint32_t kInitialWidth = 9;
-// Next free codes at which codes grow by a bit, and at which the table is given up. The encoder enters a string one code
-// before the decoder does, hence the 1.
+// Next free codes at which codes grow by a bit, and at which the table is given up. The encoder enters a string one
+// code before the decoder does, hence the 1.
 constexpr uint32_t kWiden[] = {513, 1025, 2049};
 constexpr uint32_t kReset = 4090;
 
@@ -45,8 +45,8 @@ struct Encoder {
     BitPacker bits;
     uint32_t width;
     uint32_t nextFree;
-    Mark string;  // the current one
-    bool flushed;      // a whole group was written
+    Mark string;   // the current one
+    bool flushed;  // a whole group was written
     uint8_t bytes[kMostBytes];
     Dictionary dictionary;
 };
@@ -110,8 +110,8 @@ __attribute__((noinline)) Mark atThreshold(Encoder& e, Mark next) {
     return markOf(nextThreshold(e.nextFree));
 }
 
-// All pixels but a segment's first and last. The loop keeps what every code changes in registers and hands it back to the
-// encoder at the thresholds.
+// All pixels but a segment's first and last. The loop keeps what every code changes in registers and hands it back to
+// the encoder at the thresholds.
 void encodeRun(Encoder& e, const uint8_t* p, const uint8_t* end) {
     BitPacker bits = e.bits;
     Mark string = e.string;
@@ -197,7 +197,8 @@ int32_t encodeSegment(Handle stream, const SegmentRows& rows, uint8_t* work, boo
     const uint32_t carried = *carry & 7;  // it counts bits of a byte; more would lie outside the work buffer
     if (carried != 0) takeParkedByte(stream, work);
     // Codes are ORed onto what the first bytes hold, so whatever a caller left there goes into the file.
-    const uint32_t held = uint32_t{work[0]} | uint32_t{work[1]} << 8 | uint32_t{work[2]} << 16 | uint32_t{work[3]} << 24;
+    const uint32_t held =
+        uint32_t{work[0]} | uint32_t{work[1]} << 8 | uint32_t{work[2]} << 16 | uint32_t{work[3]} << 24;
     e.bits = {.pending = held, .used = carried, .filled = 0, .lastPut = 0};
 
     if (first) put(e, kClearCode);

@@ -1,5 +1,5 @@
-// lzw.h: one segment of LZW code from rows of pixels, in whatever order they are to be written. Called by the GIF writer
-// and its spool; the exported calls take one contiguous run instead.
+// lzw.h: one segment of LZW code from rows of pixels, in whatever order they are to be written. Called by the GIF
+// writer and its spool; the exported calls take one contiguous run instead.
 #ifndef TOLVA_OUTPUT_LZW_H
 #define TOLVA_OUTPUT_LZW_H
 
@@ -9,8 +9,8 @@
 
 namespace tolva {
 
-constexpr int32_t kWorkBytes = 264;     // the least a work buffer holds: a group of sub-block data and what a step adds
-constexpr int32_t kSubBlockBytes = 254; // kept: never 255
+constexpr int32_t kWorkBytes = 264;  // the least a work buffer holds: a group of sub-block data and what a step adds
+constexpr int32_t kSubBlockBytes = 254;  // kept: never 255
 
 // Where a segment's pixels come from: `next` hands out the rows in writing order, one call a row.
 struct SegmentRows {

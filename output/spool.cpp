@@ -1,6 +1,6 @@
-// spool.cpp: interlaced pictures that arrive in several bands. Rows are appended as they come, top row first, to a memory
-// stream or, for large pictures, to a temporary file; at the end they are read back in interlace order and compressed, a
-// buffer-load a segment.
+// spool.cpp: interlaced pictures that arrive in several bands. Rows are appended as they come, top row first, to a
+// memory stream or, for large pictures, to a temporary file; at the end they are read back in interlace order and
+// compressed, a buffer-load a segment.
 
 #include "output/spool.h"
 
@@ -66,8 +66,8 @@ int32_t writePasses(const CellBitmapState& state, Handle stream, uint8_t* pixels
         const uint32_t rows = fillBuffer(state, place, pixels);
         const bool passDone = place.row >= state.height;
         const bool last = passDone && place.pass == kLastPass;
-        result = CompressAndWrite(stream, pixels, work, static_cast<int32_t>(rows * state.bytesPerRow), first, last,
-                                  &carry);
+        result =
+            CompressAndWrite(stream, pixels, work, static_cast<int32_t>(rows * state.bytesPerRow), first, last, &carry);
         if (!passDone) continue;
         ++place.pass;
         if (place.pass <= kLastPass) place.row = kInterlacePasses[place.pass].start;

@@ -19,7 +19,8 @@ constexpr int32_t kWidestRow = std::numeric_limits<int32_t>::max() / kRowAlignme
 
 bool isAddressable(int16_t bits) { return bits >= 1 && bits <= kDeepestPixel; }
 
-// The byte that holds pixel x of row y. In double precision, truncated: fractions of a byte are cut alike at every depth.
+// The byte that holds pixel x of row y. In double precision, truncated: fractions of a byte are cut alike at every
+// depth.
 int64_t byteOf(int32_t bytesPerLine, int32_t x, int32_t y, int16_t bits) {
     return int64_t{y} * bytesPerLine + static_cast<uint32_t>(static_cast<int64_t>(x * (bits / 8.0)));
 }

@@ -10,8 +10,8 @@ using namespace tolva;
 
 constexpr int kFourBytes = 4;
 
-// The locked pixels and how many there are; none where the block does not hold the bitmap. Rows of four-byte pixels have
-// no padding.
+// The locked pixels and how many there are; none where the block does not hold the bitmap. Rows of four-byte pixels
+// have no padding.
 struct Pixels {
     uint8_t* data;
     int64_t count;

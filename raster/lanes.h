@@ -1,5 +1,5 @@
-// lanes.h: eight entries of a colour table compared at once, with the vector instructions every build of the machine has,
-// or plainly. Used by match.cpp alone.
+// lanes.h: eight entries of a colour table compared at once, with the vector instructions every build of the machine
+// has, or plainly. Used by match.cpp alone.
 #ifndef TOLVA_RASTER_LANES_H
 #define TOLVA_RASTER_LANES_H
 
@@ -32,9 +32,9 @@ struct CubeDistances {
 
 #if defined(__SSE2__)
 
-// The index of the nearest entry in a list. Distances stand above indices, so that the least of both is the first of the
-// nearest. They are compared as floating-point numbers, the only minimum this instruction set has for 32 bits: the bit at
-// the top makes each of them one, with the same order.
+// The index of the nearest entry in a list. Distances stand above indices, so that the least of both is the first of
+// the nearest. They are compared as floating-point numbers, the only minimum this instruction set has for 32 bits: the
+// bit at the top makes each of them one, with the same order.
 inline uint32_t nearestEntry(const CandidateBlock* block, const uint8_t* colour) {
     const __m128i redGreen = _mm_set1_epi32(colour[1] << 16 | colour[0]);
     const __m128i blue = _mm_set1_epi32(colour[2]);
@@ -65,7 +65,8 @@ inline CubeDistances distancesToCube(const CandidateBlock& block, const int32_t*
     const __m128i zero = _mm_setzero_si128();
     CubeDistances d;
     for (int half = 0; half < 2; ++half) {
-        const __m128i rg = _mm_sub_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(block.redGreen) + half), lowRg);
+        const __m128i rg =
+            _mm_sub_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(block.redGreen) + half), lowRg);
         const __m128i b = _mm_sub_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(block.blue) + half), lowB);
         // Outside the cube's extent by how much; and how far its farther side is.
         const __m128i outRg = _mm_max_epi16(_mm_max_epi16(_mm_sub_epi16(zero, rg), _mm_sub_epi16(rg, stepsRg)), zero);

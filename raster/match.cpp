@@ -71,7 +71,8 @@ void append(Builder& b, const Entry& e) {
     ++b.entries;
 }
 
-// Fills the last block up with lanes that never win. A list has at least one block; index 0 is the answer of an empty one.
+// Fills the last block up with lanes that never win. A list has at least one block; index 0 is the answer of an empty
+// one.
 uint16_t closeList(Matcher& m, Builder& b) {
     while (b.entries == 0 || b.entries % kLanes != 0) append(b, kNoEntry);
     b.blocks[0].more = b.entries / kLanes - 1;

@@ -1,6 +1,7 @@
-// median_cut.cpp: a colour table of at most N entries for a true-colour bitmap. Colours are counted with 5 bits a channel;
-// the box of all of them is split, always the most populous box at its median along its longest axis, until there are as
-// many boxes as entries. Called where true colour becomes indexed; dithering asks for fewer and adds its own.
+// median_cut.cpp: a colour table of at most N entries for a true-colour bitmap. Colours are counted with 5 bits a
+// channel; the box of all of them is split, always the most populous box at its median along its longest axis, until
+// there are as many boxes as entries. Called where true colour becomes indexed; dithering asks for fewer and adds its
+// own.
 
 #include <algorithm>
 #include <cstdio>
@@ -37,8 +38,8 @@ Handle takeArray(Handle old, uint32_t bytes) {
 
 void count(uint16_t& counter) { counter = static_cast<uint16_t>(counter + (counter != kMostCounted)); }
 
-// Every other pixel is counted apart and added at the end: neighbours often have the same key, and a counter that was just
-// written has to be waited for.
+// Every other pixel is counted apart and added at the end: neighbours often have the same key, and a counter that was
+// just written has to be waited for.
 void countPixels(const uint8_t* pixels, int32_t width, int32_t height, uint16_t* counters, uint16_t* distinct) {
     const Handle hOdd = rlGetMemory(sizeof(uint16_t), kColourKeys);
     uint16_t* const odd = static_cast<uint16_t*>(rlLockMemory(hOdd));
@@ -195,9 +196,9 @@ void getCRectData(ColourBox* box, const ColourEntry* list, uint16_t first, uint1
     if (extent(2) > extent(longest)) longest = 2;
     const auto byte = [](uint32_t value) { return static_cast<uint8_t>(value); };
     const auto mean = [&](int axis) { return byte(pixels == 0 ? 0 : sums[axis] / pixels); };
-    *box = {first,          last,           pixels,         byte(least[0]), byte(most[0]),
-            byte(least[1]), byte(most[1]),  byte(least[2]), byte(most[2]),  static_cast<uint8_t>(longest),
-            mean(0),        mean(1),        mean(2)};
+    *box = {first,          last,          pixels,         byte(least[0]), byte(most[0]),
+            byte(least[1]), byte(most[1]), byte(least[2]), byte(most[2]),  static_cast<uint8_t>(longest),
+            mean(0),        mean(1),       mean(2)};
 }
 
 uint16_t GetMaxHistSum(const ColourBox* boxes, const uint16_t* status, uint16_t count) {
@@ -273,7 +274,8 @@ int32_t split(ColourBox* boxes, uint16_t slot, uint16_t median, uint16_t* boxCou
     const uint16_t lower = freeFrom(0);
     const bool lowerFinal = first == median;
     status[lower] = lowerFinal ? static_cast<uint16_t>(kBoxFinal) : lower;
-    getCRectData(&boxes[lower], list, first, static_cast<uint16_t>(!lowerFinal && last == median ? median - 1 : median));
+    getCRectData(&boxes[lower], list, first,
+                 static_cast<uint16_t>(!lowerFinal && last == median ? median - 1 : median));
 
     const uint16_t upper = freeFrom(lower + 1);
     const bool upperFinal = last == median || last == median + 1;

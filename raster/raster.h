@@ -1,7 +1,7 @@
 /* raster.h: the raster imaging library. Bitmaps are plain argument groups: {pixel data handle or pointer, width in
  * pixels, height in rows, bits per pixel (1, 4, 8, 24 or 32)}, rows padded to 4 bytes, 1- and 4-bit pixels most
- * significant bits first, 24- and 32-bit pixels red, green, blue (, fourth byte). Colour tables are handles or pointers of
- * red, green, blue triples with a separate 16-bit count. New bitmaps and tables belong to the caller.
+ * significant bits first, 24- and 32-bit pixels red, green, blue (, fourth byte). Colour tables are handles or
+ * pointers of red, green, blue triples with a separate 16-bit count. New bitmaps and tables belong to the caller.
  * Readable as C and as C++. */
 #ifndef TOLVA_RASTER_RASTER_H
 #define TOLVA_RASTER_RASTER_H

@@ -39,8 +39,7 @@ inline ColourTable tableOf(Handle h) {
 }
 
 // rlBuildColormap on tables that know their lengths.
-Handle buildColourMap(ColourTable source, int16_t srcBits, ColourTable destination, int16_t dstBits,
-                      uint16_t dstCount);
+Handle buildColourMap(ColourTable source, int16_t srcBits, ColourTable destination, int16_t dstBits, uint16_t dstCount);
 
 }  // namespace tolva
 

@@ -1,6 +1,6 @@
-// scale.cpp: bitmaps to another size by point sampling and replication; nothing is averaged. The pipeline shrinks before
-// it converts and stretches after. Which source pixel a column takes is worked out once a bitmap, from the very products
-// that define it: stepping a position along would truncate differently.
+// scale.cpp: bitmaps to another size by point sampling and replication; nothing is averaged. The pipeline shrinks
+// before it converts and stretches after. Which source pixel a column takes is worked out once a bitmap, from the very
+// products that define it: stepping a position along would truncate differently.
 
 #include <algorithm>
 
@@ -85,8 +85,8 @@ using MapColumns = void (*)(uint32_t* map, uint32_t srcWidth, uint32_t dstWidth)
 using ScaleRows = void (*)(const Scaling& s, uint32_t srcRows, uint32_t dstRows);
 
 // Destination row k from source row trunc(k x ratio), top to bottom. Kept: positions have 16 bits and the steps between
-// them too. A step so large that it turns negative would leave the bitmap: the row then shows the last source row, if it
-// is the last, or stays as it is.
+// them too. A step so large that it turns negative would leave the bitmap: the row then shows the last source row, if
+// it is the last, or stays as it is.
 void sampleRows(const Scaling& s, uint32_t srcRows, uint32_t dstRows) {
     const double ratio = static_cast<double>(srcRows) / dstRows;
     int64_t from = 0;

@@ -30,13 +30,9 @@ int32_t takeNumber(const char** text) {
 
 }  // namespace
 
-void SetDisplayInfo(double width, double height, int16_t xDpi, int16_t yDpi) {
-    display = {width, height, xDpi, yDpi};
-}
+void SetDisplayInfo(double width, double height, int16_t xDpi, int16_t yDpi) { display = {width, height, xDpi, yDpi}; }
 
-void SetPrinterInfo(double width, double height, int16_t xDpi, int16_t yDpi) {
-    printer = {width, height, xDpi, yDpi};
-}
+void SetPrinterInfo(double width, double height, int16_t xDpi, int16_t yDpi) { printer = {width, height, xDpi, yDpi}; }
 
 int32_t GetDisplayInfo(double* width, double* height, int16_t* xDpi, int16_t* yDpi) {
     double pixelsAcross = kDefaultDisplayWidth;

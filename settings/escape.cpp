@@ -1,5 +1,5 @@
-// escape.cpp: the setup escape, through which a host's dialog reads and changes single settings, and the helpers that go
-// with it. None of them is handled yet: the name table lists the escape, and it answers 0.
+// escape.cpp: the setup escape, through which a host's dialog reads and changes single settings, and the helpers that
+// go with it. None of them is handled yet: the name table lists the escape, and it answers 0.
 
 #include "settings/settings.h"
 

@@ -1,4 +1,5 @@
-// globals.cpp: the exported data of the settings, and which Setup block is in force. Hosts read and write these by name.
+// globals.cpp: the exported data of the settings, and which Setup block is in force. Hosts read and write these by
+// name.
 
 #include "settings/settings.h"
 

@@ -2,9 +2,7 @@
 
 #include "stream/stream.h"
 
-void* zunPtrGlobalAlloc(uint32_t size) {
-    return size == 0 ? nullptr : GlobalLock(GlobalAlloc(kMoveableZeroed, size));
-}
+void* zunPtrGlobalAlloc(uint32_t size) { return size == 0 ? nullptr : GlobalLock(GlobalAlloc(kMoveableZeroed, size)); }
 
 Handle zunPtrGlobalHandle(const void* data) { return GlobalHandle(data); }
 

@@ -80,12 +80,12 @@ const char* unionSize(const char* format, int depth, int64_t* size) {
 // What reading and writing records have in common: a walk over the format that keeps the place in memory.
 struct Walk {
     Handle stream;
-    uint8_t* memory;    // the buffer's start
-    int64_t offset;     // from there, carried across records
-    bool zeroPadding;   // readers clear the pad bytes they step over
+    uint8_t* memory;   // the buffer's start
+    int64_t offset;    // from there, carried across records
+    bool zeroPadding;  // readers clear the pad bytes they step over
     bool skipping;
-    bool moved;         // an item was met that takes part in the layout
-    int32_t last;       // the last transfer's result
+    bool moved;    // an item was met that takes part in the layout
+    int32_t last;  // the last transfer's result
 };
 
 void align(Walk& walk, int32_t alignment, bool zero) {
@@ -126,8 +126,8 @@ void transfer(Walk& walk, Item item, bool reading) {
     const int32_t count = static_cast<int32_t>(item.count);
     uint8_t* const place = walk.memory + walk.offset;
     if (!walk.skipping) {
-        walk.last = reading ? readItem(walk.stream, place, item.kind, count)
-                            : writeItem(walk.stream, place, item.kind, count);
+        walk.last =
+            reading ? readItem(walk.stream, place, item.kind, count) : writeItem(walk.stream, place, item.kind, count);
     }
     walk.offset += item.count * width;
 }

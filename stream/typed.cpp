@@ -107,8 +107,7 @@ int32_t zunReadDouble(Handle stream, void* buffer, int32_t count) {
     return readElements<8>(stream, buffer, count, swapNative<8>);
 }
 int32_t zunReadFloat(Handle stream, void* buffer, int32_t count) {
-    return readElements<4>(stream, buffer, count,
-                           floatFormatOf(stream) == kFixed16_16 ? fixedToFloat : swapNative<4>);
+    return readElements<4>(stream, buffer, count, floatFormatOf(stream) == kFixed16_16 ? fixedToFloat : swapNative<4>);
 }
 
 int32_t zunWriteChar(Handle stream, const void* buffer, int32_t count) { return zunWrite(stream, buffer, count); }

@@ -34,7 +34,8 @@ Bytes bitmap(std::mt19937& random, int width, int height, int kind) {
             const uint8_t grey = static_cast<uint8_t>(v);
             for (int i = 0; i < 3; ++i) {
                 const int choices[] = {static_cast<int>(v >> (8 * i)), static_cast<int>(few >> (8 * i + 3)),
-                                       grey + upTo(random, 8) - 4, 100 + static_cast<int>(v >> (8 * i) & 15), x / 9 * 20 + i};
+                                       grey + upTo(random, 8) - 4, 100 + static_cast<int>(v >> (8 * i) & 15),
+                                       x / 9 * 20 + i};
                 p[i] = static_cast<uint8_t>(std::clamp(choices[kind % 5] & (kind % 5 == 2 ? -1 : 255), 0, 255));
             }
         }
@@ -155,7 +156,8 @@ Bytes plainTable(const Bytes& bits, int width, int height, int n) {
 TEST(TrueColour, TablesAreThoseOfMedianCut) {
     std::mt19937 random = seeded(21);
     for (int round = 0; round < 250; ++round) {
-        const int width = 1 + upTo(random, 90), height = 1 + upTo(random, 60), n = 1 + upTo(random, round % 3 == 0 ? 12 : 300);
+        const int width = 1 + upTo(random, 90), height = 1 + upTo(random, 60),
+                  n = 1 + upTo(random, round % 3 == 0 ? 12 : 300);
         const Bytes bits = bitmap(random, width, height, round);
         const Handle h = handleOf(bits);
         uint16_t count = static_cast<uint16_t>(n);
@@ -184,16 +186,20 @@ TEST(TrueColour, EveryPixelGetsTheEntryOfTheDefinition) {
     for (int round = 0; round < 120; ++round) {
         const int width = 1 + upTo(random, 150), height = 1 + upTo(random, 40), entries = 1 + upTo(random, 255);
         const int16_t srcBits = round % 4 == 3 ? 32 : 24, dstBits = round % 6 == 5 ? 4 : 8;
-        const Bytes bits = srcBits == 24 ? bitmap(random, width, height, round) : bitmap(random, width * 4 / 3 + 4, height, 0);
+        const Bytes bits =
+            srcBits == 24 ? bitmap(random, width, height, round) : bitmap(random, width * 4 / 3 + 4, height, 0);
         const Bytes table = bitmap(random, entries, 1, round % 7);
         const Handle source = handleOf(bits), hTable = handleOf(table);
-        const Handle result = rlConvertBitmapDepth(source, width, height, srcBits, dstBits, 0, hTable, static_cast<uint16_t>(entries));
+        const Handle result =
+            rlConvertBitmapDepth(source, width, height, srcBits, dstBits, 0, hTable, static_cast<uint16_t>(entries));
         const uint8_t* const got = static_cast<const uint8_t*>(GlobalLock(result));
         for (int i = 0; i < width * height; ++i) {
-            const uint8_t* const p = &bits[static_cast<size_t>(rlBytesPerLine(width, srcBits) * (i / width) + i % width * srcBits / 8)];
+            const uint8_t* const p =
+                &bits[static_cast<size_t>(rlBytesPerLine(width, srcBits) * (i / width) + i % width * srcBits / 8)];
             const int32_t expected = rlNearestRGBIndex(p[0], p[1], p[2], table.data(), static_cast<uint16_t>(entries));
             ASSERT_EQ(rlGetPixel(got, rlBytesPerLine(width, dstBits), i % width, i / width, dstBits),
-                      static_cast<uint32_t>(dstBits == 8 ? expected : expected & 15)) << round;
+                      static_cast<uint32_t>(dstBits == 8 ? expected : expected & 15))
+                << round;
         }
         for (const Handle h : {source, hTable, result}) GlobalFree(h);
     }
@@ -218,7 +224,9 @@ TEST(TrueColour, ErrorsAreDiffusedAsDescribed) {
             reduced.resize(48);
             EXPECT_EQ(colours, reduced);
         }
-        const auto pixel = [&](int x, int y) { return &work[static_cast<size_t>(rlBytesPerLine(width, 24) * y + 3 * x)]; };
+        const auto pixel = [&](int x, int y) {
+            return &work[static_cast<size_t>(rlBytesPerLine(width, 24) * y + 3 * x)];
+        };
         for (int y = 0; y < height; ++y) {
             if (dstBits == 1 && y == 0) rev_rgb(width, pixel(0, 0), kConvertGrey);
             if (dstBits == 1 && y + 1 < height) rev_rgb(width, pixel(0, y + 1), kConvertGrey);
@@ -243,7 +251,10 @@ TEST(TrueColour, ErrorsAreDiffusedAsDescribed) {
             const uint8_t* const p = pixel(i % width, i / width);
             const uint32_t index = static_cast<uint32_t>(rlNearestRGBIndex(p[0], p[1], p[2], colours.data(), count));
             ASSERT_EQ(rlGetPixel(result.data(), rlBytesPerLine(width, dstBits), i % width, i / width, dstBits),
-                      dstBits < 2 ? index & 1 : dstBits == 4 ? index : 0) << round;
+                      dstBits < 2    ? index & 1
+                      : dstBits == 4 ? index
+                                     : 0)
+                << round;
         }
     }
 }

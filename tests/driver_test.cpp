@@ -122,18 +122,19 @@ TEST(Dispatch, RunsEachOpcodeInItsStatesAndNoOther) {
         OpcodeHandler handler;
         int32_t opcode, states;
     };
-    const Row rows[] = {{d_opdv, 1, 1},       {d_cldv, 2, 30},      {d_begp, 3, 18},      {d_begpb, 4, 4},
-                        {d_endp, 5, 8},       {ds_dvwn, 0x206, 4},  {ds_bgc, 0x207, 4},   {ds_dvvp, 0x208, 4},
-                        {ds_vpsm, 0x209, 4},  {dq_dvwn, 0x2ff, 30}, {dq_dvvp, 0x2fd, 30}, {ds_axc, 0x303, 8},
-                        {ds_tran, 0x304, 8},  {ds_clpr, 0x305, 8},  {ds_clip, 0x306, 8},  {d_ca, 0x409, 8},
-                        {d_gdp, 0x40a, 8},    {ds_ct, 0x522, 8},    {ds_dm, 0x906, 8},    {d_popes, 0xf02, 31},
+    const Row rows[] = {{d_opdv, 1, 1},      {d_cldv, 2, 30},      {d_begp, 3, 18},      {d_begpb, 4, 4},
+                        {d_endp, 5, 8},      {ds_dvwn, 0x206, 4},  {ds_bgc, 0x207, 4},   {ds_dvvp, 0x208, 4},
+                        {ds_vpsm, 0x209, 4}, {dq_dvwn, 0x2ff, 30}, {dq_dvvp, 0x2fd, 30}, {ds_axc, 0x303, 8},
+                        {ds_tran, 0x304, 8}, {ds_clpr, 0x305, 8},  {ds_clip, 0x306, 8},  {d_ca, 0x409, 8},
+                        {d_gdp, 0x40a, 8},   {ds_ct, 0x522, 8},    {ds_dm, 0x906, 8},    {d_popes, 0xf02, 31},
                         {d_empes, 0xf03, 31}};
     Host host;
     ASSERT_EQ(startHost(host, ""), 0);
     for (const int32_t state : kStates) {
         lpEMData->state = state;
         for (int32_t opcode = -3; opcode < 0x1000; ++opcode) {
-            const Row* const row = std::find_if(std::begin(rows), std::end(rows), [&](const Row& r) { return r.opcode == opcode; });
+            const Row* const row =
+                std::find_if(std::begin(rows), std::end(rows), [&](const Row& r) { return r.opcode == opcode; });
             const bool runs = row != std::end(rows) && (row->states & state) != 0;
             ASSERT_EQ(getfunc(opcode), runs ? row->handler : d_noop) << opcode << " in " << state;
             if (opcode != kOpPrimitive) {
@@ -218,8 +219,13 @@ TEST(Settings, ComeBackAsTheyWereSet) {
     EXPECT_EQ(std::vector<double>(reply, reply + 12),
               (std::vector<double>{1.5, 2.5, 3.5, 4.5, 5.5, 6.5, 1.5, 5.5, 0, 2.5, 4.5, 0}));
     block = opcodeBlock(kOpSetScaling);
-    for (const auto& [mode, unit, dpi] : {std::tuple{1, 0.254, 100}, {3, 0.1, 100}, {1, 0.0, 0}, {1, 0.1, 254}, {-1, 9.0, 254},
-                                          {2, 0.254, 0}, {1, 1e-300, INT32_MAX}}) {
+    for (const auto& [mode, unit, dpi] : {std::tuple{1, 0.254, 100},
+                                          {3, 0.1, 100},
+                                          {1, 0.0, 0},
+                                          {1, 0.1, 254},
+                                          {-1, 9.0, 254},
+                                          {2, 0.254, 0},
+                                          {1, 1e-300, INT32_MAX}}) {
         put(block, kScalingMode, static_cast<int16_t>(mode));
         put(block, kScalingUnit, unit);
         call(block);
@@ -272,7 +278,8 @@ TEST(Status, AStopIsAskedForItsDetailAndDeletesTheFile) {
 }
 
 TEST(Device, TellsOfStreamsThatCannotBeOpenedOrWritten) {
-    for (const auto& [path, openResult, sendResult] : {std::tuple{"/nowhere/at/all.gif", 303, 303}, {"/dev/full", 0, 303}}) {
+    for (const auto& [path, openResult, sendResult] :
+         {std::tuple{"/nowhere/at/all.gif", 303, 303}, {"/dev/full", 0, 303}}) {
         Host host;
         ASSERT_EQ(startHost(host, path), 0);
         EXPECT_EQ(callOpcode(kOpOpenDevice), openResult);

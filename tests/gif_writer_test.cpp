@@ -13,8 +13,9 @@ struct Writer {
 };
 
 Handle bandOf(const Picture& picture, int firstRow, int rows) {
-    Picture part{picture.width, rows, Bytes(picture.pixels.begin() + picture.width * firstRow,
-                                            picture.pixels.begin() + picture.width * (firstRow + rows))};
+    Picture part{picture.width, rows,
+                 Bytes(picture.pixels.begin() + picture.width * firstRow,
+                       picture.pixels.begin() + picture.width * (firstRow + rows))};
     const Bytes bytes = bottomUp(part);
     const Handle h = GlobalAlloc(kMoveableZeroed, static_cast<uint32_t>(bytes.size()));
     std::memcpy(GlobalLock(h), bytes.data(), bytes.size());
@@ -62,14 +63,16 @@ std::vector<int> spoolSegments(const Picture& picture) {
 TEST(GifWriter, OneBandAndManyAreTheFilesTheyShouldBe) {
     Writer writer;
     const Bytes palette = testPalette();
-    for (const auto& [width, height] : {std::pair{1, 1}, {1, 2}, {2, 1}, {3, 3}, {7, 37}, {100, 61}, {300, 5}, {263, 9}}) {
+    for (const auto& [width, height] :
+         {std::pair{1, 1}, {1, 2}, {2, 1}, {3, 3}, {7, 37}, {100, 61}, {300, 5}, {263, 9}}) {
         const Picture picture = noise(width, height, 256, 9);
         for (const bool interlaced : {false, true}) {
             writer.settings.interlaceChoice = interlaced ? int32_t{kInterlaced} : 0;
             const Bytes file = write(picture, palette, height);
             ASSERT_EQ(file, plainGif(picture, palette, {.interlaced = interlaced})) << width << 'x' << height;
             if (width * height > 1) {
-                EXPECT_EQ(decoded(file, picture).pixels, picture.pixels.size() > 1 ? inFileOrder(picture, false) : Bytes());
+                EXPECT_EQ(decoded(file, picture).pixels,
+                          picture.pixels.size() > 1 ? inFileOrder(picture, false) : Bytes());
             }
         }
         writer.settings.interlaceChoice = 0;
@@ -88,7 +91,8 @@ TEST(GifWriter, BandsOfAnInterlacedPictureWaitInMemoryOrInAFile) {
     const Bytes palette = testPalette();
     const int before = temporaryFiles();
     // The last spools 349999 pixels in memory, the one before it one more in a file.
-    for (const auto& [width, height] : {std::pair{9, 5}, {20, 8}, {13, 100}, {500, 700}, {31818, 11}, {7, 49999 + 1}, {349999 / 7, 7}}) {
+    for (const auto& [width, height] :
+         {std::pair{9, 5}, {20, 8}, {13, 100}, {500, 700}, {31818, 11}, {7, 49999 + 1}, {349999 / 7, 7}}) {
         const Picture picture = noise(width, height, 200, 4);
         const Bytes file = write(picture, palette, (height + 2) / 3);
         ASSERT_EQ(file, plainGif(picture, palette, {.interlaced = true, .segments = spoolSegments(picture)}))

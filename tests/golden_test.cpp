@@ -1,5 +1,5 @@
-// Whole files from generated pictures, the same on every machine. After a change that is meant to change them, renew the
-// list with: TOLVA_RENEW=1 build/release/tests/library_tests --gtest_filter=Golden.*
+// Whole files from generated pictures, the same on every machine. After a change that is meant to change them, renew
+// the list with: TOLVA_RENEW=1 build/release/tests/library_tests --gtest_filter=Golden.*
 #include <unistd.h>
 
 #include <cstdio>
@@ -23,7 +23,8 @@ Picture scene(int width, int height) {
         const int x = i % width;
         const int y = i / width;
         uint8_t& p = picture.pixels[static_cast<size_t>(i)];
-        const bool inside = (x - width / 2) * (x - width / 2) + (y - height / 2) * (y - height / 2) < height * height / 9;
+        const bool inside =
+            (x - width / 2) * (x - width / 2) + (y - height / 2) * (y - height / 2) < height * height / 9;
         p = static_cast<uint8_t>(inside ? 200 : x * 120 / width + y * 60 / height + p);
     }
     return picture;
@@ -60,22 +61,26 @@ TEST(Golden, PicturesGiveTheSameFileEverywhere) {
         {"fitted", exported(picture, 100, fit)},
         {"at-300-dpi", exported(scene(481, 333), 300, [](SetupBlock&) {})},
         {"interlaced", exported(picture, 128, [](SetupBlock& s) { s.interlaceChoice = kInterlaced; })},
-        {"transparent", exported(picture, 128, [](SetupBlock& s) {
-             s.transparencyChoice = kTransparentColour;
-             s.backgroundChoice = kBackgroundColour;
-             s.transparentColour[1] = 200;
-         })},
+        {"transparent", exported(picture, 128,
+                                 [](SetupBlock& s) {
+                                     s.transparencyChoice = kTransparentColour;
+                                     s.backgroundChoice = kBackgroundColour;
+                                     s.transparentColour[1] = 200;
+                                 })},
     };
     std::map<std::string, uint64_t> listed;
     FILE* file = std::fopen(TOLVA_GOLDEN, "r");
     char name[64];
-    for (unsigned long long sum = 0; file != nullptr && std::fscanf(file, "%63s %llx", name, &sum) == 2;) listed[name] = sum;
+    for (unsigned long long sum = 0; file != nullptr && std::fscanf(file, "%63s %llx", name, &sum) == 2;)
+        listed[name] = sum;
     if (file != nullptr) std::fclose(file);
     if (std::getenv("TOLVA_RENEW") != nullptr) {
         file = std::fopen(TOLVA_GOLDEN, "w");
-        for (const auto& [key, bytes] : files) std::fprintf(file, "%s %016llx\n", key.c_str(), static_cast<unsigned long long>(sumOf(bytes)));
+        for (const auto& [key, bytes] : files)
+            std::fprintf(file, "%s %016llx\n", key.c_str(), static_cast<unsigned long long>(sumOf(bytes)));
         std::fclose(file);
         return;
     }
-    for (const auto& [key, bytes] : files) EXPECT_EQ(listed[key], sumOf(bytes)) << key << ", " << bytes.size() << " bytes";
+    for (const auto& [key, bytes] : files)
+        EXPECT_EQ(listed[key], sumOf(bytes)) << key << ", " << bytes.size() << " bytes";
 }

@@ -58,8 +58,8 @@ TEST(Memory, OutOfMemoryPrintsItsLineAndCrashes) {
     const std::string bytes = sizeof(void*) == 8 ? "4294967320" : "4294967312";
     for (const std::string& program : programs) {
         const Outcome outcome = runProgram(std::string("exec " TOLVA_EMULATOR " ") + program + " 2>/dev/null");
-        EXPECT_EQ(outcome.out, "GloalAlloc function failed due to insufficient memory: needs " + bytes +
-                                   " bytes memory!!\n");
+        EXPECT_EQ(outcome.out,
+                  "GloalAlloc function failed due to insufficient memory: needs " + bytes + " bytes memory!!\n");
         EXPECT_TRUE(WIFSIGNALED(outcome.status)) << program;
     }
 }

@@ -48,8 +48,9 @@ std::function<void(SetupBlock&)> box(double width, double height) {
 Picture scaled(const Picture& picture, int width, int height) {
     const Bytes rows = bottomUp(picture);
     const Handle source = GlobalPointerToHandle(const_cast<uint8_t*>(rows.data()), static_cast<uint32_t>(rows.size()));
-    const Handle h = rlStretchBitmap(source, 8, static_cast<uint32_t>(picture.width), static_cast<uint32_t>(picture.height),
-                                     static_cast<uint32_t>(width), static_cast<uint32_t>(height));
+    const Handle h =
+        rlStretchBitmap(source, 8, static_cast<uint32_t>(picture.width), static_cast<uint32_t>(picture.height),
+                        static_cast<uint32_t>(width), static_cast<uint32_t>(height));
     Picture result{width, height, {}};
     const uint8_t* const data = static_cast<const uint8_t*>(GlobalLock(h));
     for (int y = height - 1; y >= 0; --y) {
@@ -79,7 +80,8 @@ TEST(Pictures, AreWrittenPixelForPixelAtAPowerOfTwo) {
 
 TEST(Pictures, AreFittedIntoTheBoxOfTheSettings) {
     const Picture picture = noise(48, 36, 256, 6);
-    for (const auto& [boxWidth, boxHeight, width, height] : {std::tuple{24, 100, 24, 18}, {480, 72, 96, 72}, {48, 36, 48, 36}}) {
+    for (const auto& [boxWidth, boxHeight, width, height] :
+         {std::tuple{24, 100, 24, 18}, {480, 72, 96, 72}, {48, 36, 48, 36}}) {
         Device device(box(boxWidth, boxHeight));
         EXPECT_EQ(sendPicture(picture, testPalette()), 0);
         EXPECT_EQ(readFile(device.path), plainGif(scaled(picture, width, height), testPalette(), {}));
@@ -92,7 +94,8 @@ TEST(Pictures, AreFittedIntoTheBoxOfTheSettings) {
         const Bytes file = readFile(device.path);
         Picture expected = {482, 480, {}};
         for (int y = 0; y < 480; ++y) {
-            for (int x = 0; x < 482; ++x) expected.pixels.push_back(wide.pixels[static_cast<size_t>(y * 481 + std::min(x, 480))]);
+            for (int x = 0; x < 482; ++x)
+                expected.pixels.push_back(wide.pixels[static_cast<size_t>(y * 481 + std::min(x, 480))]);
         }
         EXPECT_EQ(file, plainGif(expected, testPalette(), {})) << extra;
     }
@@ -140,8 +143,11 @@ TEST(Pictures, ThatCannotBeAreRefusedAndNothingIsWritten) {
         int width, height, bits;
         const uint8_t* data;
     };
-    for (const Case& c : {Case{7, 7, 8, 8, 8, nullptr}, {1e9, 7, INT32_MAX, INT32_MAX, 8, rows.data()}, {7, 7, 8, 0, 8, rows.data()},
-                          {7, 7, 0, 8, 8, rows.data()}, {1e300, -1e300, 8, 8, 8, rows.data()}}) {
+    for (const Case& c : {Case{7, 7, 8, 8, 8, nullptr},
+                          {1e9, 7, INT32_MAX, INT32_MAX, 8, rows.data()},
+                          {7, 7, 8, 0, 8, rows.data()},
+                          {7, 7, 0, 8, 8, rows.data()},
+                          {1e300, -1e300, 8, 8, 8, rows.data()}}) {
         Device device([](SetupBlock& setup) { setup.interlaceChoice = kInterlaced; });
         openBody(c.x2, c.y2);
         lpEMData->resolution = 1;
@@ -167,7 +173,8 @@ TEST(Pictures, StopWhereTheHostStopsThem) {
         int at = 0;
         std::vector<intptr_t> progress;
     };
-    const StatusFunction function = [](intptr_t context, intptr_t a, intptr_t, intptr_t, intptr_t d, intptr_t, intptr_t) -> intptr_t {
+    const StatusFunction function = [](intptr_t context, intptr_t a, intptr_t, intptr_t, intptr_t d, intptr_t,
+                                       intptr_t) -> intptr_t {
         Stop& stop = *reinterpret_cast<Stop*>(context);
         if (a == 0) stop.progress.push_back(d);
         return a == 2 || stop.calls++ >= stop.at;

@@ -71,7 +71,8 @@ struct Plain {
 }  // namespace
 
 TEST(Bitmaps, RowsArePaddedAndSizesSaturate) {
-    for (const auto& [width, bits, bytes] : {std::tuple{1, 1, 4}, {33, 1, 8}, {5, 24, 16}, {0, 8, 0}, {3, 8, 4}, {1, 32, 4}}) {
+    for (const auto& [width, bits, bytes] :
+         {std::tuple{1, 1, 4}, {33, 1, 8}, {5, 24, 16}, {0, 8, 0}, {3, 8, 4}, {1, 32, 4}}) {
         EXPECT_EQ(rlBytesPerLine(width, static_cast<int16_t>(bits)), bytes);
     }
     EXPECT_EQ(rlBytesPerLine(INT32_MAX, 32), INT32_MAX - 3);
@@ -114,7 +115,8 @@ TEST(Colours, GreysMatchGreysAndTheFirstOfEqualsWins) {
     EXPECT_EQ(rlNearestRGBIndex(10, 12, 15, table, 7), 5);
     EXPECT_EQ(rlNearestRGBIndex(10, 20, 30, table + 3, 1), 0);
     const Bytes palette = testPalette();
-    EXPECT_EQ(get_nearest_rgb_index(9, 240, 80, palette.data(), 2), get_nearest_rgb_index(9, 240, 80, palette.data(), 16));
+    EXPECT_EQ(get_nearest_rgb_index(9, 240, 80, palette.data(), 2),
+              get_nearest_rgb_index(9, 240, 80, palette.data(), 16));
 }
 
 TEST(Colours, ConversionModesTouchWhatTheyName) {
@@ -147,8 +149,9 @@ TEST(Depths, NarrowPicturesWidenThroughTheNearestEntriesOfTheirOwnTable) {
         for (int i = 0; i < width * height; ++i) {
             const uint32_t v = rlGetPixel(from, rlBytesPerLine(width, bits), i % width, i / width, bits);
             const uint8_t* const c = colours + 3 * v;
-            ASSERT_EQ(rlGetPixel(to, rlBytesPerLine(width, 8), i % width, i / width, 8),
-                      static_cast<uint32_t>(rlNearestRGBIndex(c[0], c[1], c[2], colours, static_cast<uint16_t>(1 << bits))));
+            ASSERT_EQ(
+                rlGetPixel(to, rlBytesPerLine(width, 8), i % width, i / width, 8),
+                static_cast<uint32_t>(rlNearestRGBIndex(c[0], c[1], c[2], colours, static_cast<uint16_t>(1 << bits))));
         }
         for (const Handle h : {source, given, result}) GlobalFree(h);
     }
@@ -192,8 +195,12 @@ TEST(Scaling, AbsurdSizesDrawNothing) {
     std::mt19937 random = seeded(6);
     const Handle small = randomBitmap(random, 4, 4, 8);
     EXPECT_EQ(rlShrinkBitmap(small, 8, 4, 4, 70000, 70000), 0u);
-    for (const auto& [sw, sh, dw, dh] : {std::tuple{4u, 4u, 0u, 4u}, {4u, 4u, 4u, 0u}, {0u, 4u, 4u, 4u},
-                                         {400u, 400u, 2u, 2u}, {40000u, 1u, 50000u, 1u}, {UINT32_MAX, UINT32_MAX, 1u, 1u}}) {
+    for (const auto& [sw, sh, dw, dh] : {std::tuple{4u, 4u, 0u, 4u},
+                                         {4u, 4u, 4u, 0u},
+                                         {0u, 4u, 4u, 4u},
+                                         {400u, 400u, 2u, 2u},
+                                         {40000u, 1u, 50000u, 1u},
+                                         {UINT32_MAX, UINT32_MAX, 1u, 1u}}) {
         const Handle h = rlStretchBitmap(small, 8, sw, sh, dw, dh);
         for (const uint8_t b : contents(h)) ASSERT_EQ(b, 0);
         GlobalFree(h);
@@ -216,7 +223,8 @@ TEST(Flipping, PairsPixelsAsHostsKnowIt) {
         GlobalFree(h);
         return result;
     };
-    EXPECT_EQ(flipped({1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12}, 4, 8, 0, 1), (Bytes{9, 10, 11, 12, 5, 6, 7, 8, 1, 2, 3, 4}));
+    EXPECT_EQ(flipped({1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12}, 4, 8, 0, 1),
+              (Bytes{9, 10, 11, 12, 5, 6, 7, 8, 1, 2, 3, 4}));
     EXPECT_EQ(flipped({1, 2, 3, 99}, 3, 8, 1, 0), (Bytes{99, 2, 3, 1}));
     EXPECT_EQ(flipped({1, 2, 3, 4}, 4, 8, 1, 0), (Bytes{0, 4, 3, 2}));  // past the end reads as 0
     EXPECT_EQ(flipped({0x80, 0x00, 0, 0}, 8, 1, 1, 0), (Bytes{0x00, 0x80, 0, 0}));

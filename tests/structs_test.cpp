@@ -66,8 +66,10 @@ TEST(Typed, FloatsAndDoublesKeepTheirLopsidedWriters) {
     const auto write = [&](Handle s) { return zunWriteDouble(s, &word, 1); };
     EXPECT_EQ(written(kBigEndian, 0, write, 1), (Bytes{0, 0, 0, 1, 0, 0, 0xF0, 0x3F}));
     EXPECT_EQ(written(kLittleEndian, 0, write, 1), (Bytes{1, 0, 0, 0, 0, 0, 0xF0, 0x3F}));
-    for (const auto& [value, bytes] : {std::pair{1.5f, Bytes{0x80, 0, 0, 1}}, {-1.5f, Bytes{0x80, 0, 0xFF, 0xFF}},
-                                       {NAN, Bytes{0, 0, 0xFF, 0xFF}}, {-NAN, Bytes{0, 0, 0, 0}}}) {
+    for (const auto& [value, bytes] : {std::pair{1.5f, Bytes{0x80, 0, 0, 1}},
+                                       {-1.5f, Bytes{0x80, 0, 0xFF, 0xFF}},
+                                       {NAN, Bytes{0, 0, 0xFF, 0xFF}},
+                                       {-NAN, Bytes{0, 0, 0, 0}}}) {
         const auto writeFixed = [f = value](Handle s) { return zunWriteFloat(s, &f, 1); };
         EXPECT_EQ(written(kBigEndian, kFixed16_16, writeFixed, 1), bytes) << value;
     }
@@ -92,9 +94,10 @@ TEST(Structs, LayOutMemoryNaturallyAndFilesPacked) {
     };
     Record records[2] = {{1, 2, 3, 0.0, {5, 6}, 7}, {11, 12, 13, 1.0, {15, 16}, 17}};
     const char* const format = "1CSc1D{C1L}C";
-    const Bytes file = written(kLittleEndian, 0, [&](Handle s) { return zunWriteStruct(s, format, records, 2); }, 2);
-    EXPECT_EQ(file, (Bytes{1,  2,  0, 3,  0, 0, 0, 0, 0, 0, 0, 0,    5,    6, 0,  0, 0, 7,
-                           11, 12, 0, 13, 0, 0, 0, 0, 0, 0, 0xF0, 0x3F, 15,   16,     0,  0, 0, 17}));
+    const Bytes file = written(
+        kLittleEndian, 0, [&](Handle s) { return zunWriteStruct(s, format, records, 2); }, 2);
+    EXPECT_EQ(file, (Bytes{1,  2,  0, 3,  0, 0, 0, 0, 0, 0, 0,    0,    5,  6,  0, 0, 0, 7,
+                           11, 12, 0, 13, 0, 0, 0, 0, 0, 0, 0xF0, 0x3F, 15, 16, 0, 0, 0, 17}));
     Source source = reading(file);
     Record back[2];
     std::memset(back, 0xEE, sizeof back);
@@ -124,7 +127,10 @@ TEST(Structs, SkipsUnionsErrorsAndAbsurdCounts) {
     EXPECT_EQ(zunReadStruct(source.stream, "[?", memory, INT32_MAX), 0);
     close(source);
     const uint8_t out[8] = {1, 0, 0, 0, 7, 0, 0, 7};
-    EXPECT_EQ(written(kLittleEndian, 0, [&](Handle s) { return zunWriteStruct(s, "1C(1L|)", out, 1); }, 0).size(), 5u);
+    EXPECT_EQ(written(
+                  kLittleEndian, 0, [&](Handle s) { return zunWriteStruct(s, "1C(1L|)", out, 1); }, 0)
+                  .size(),
+              5u);
     EXPECT_EQ(GetPadWidth("6C2S3C"), 2);
     EXPECT_EQ(GetPadWidth("1C{1D}"), 8);
     EXPECT_EQ(GetPadWidth("{1S}1D"), 2);
@@ -138,7 +144,8 @@ TEST(Lines, AnyLineEndIsReadAndTheUnfinishedLastLineIsToldApart) {
     const std::string text = "ab\r\ncd\ref\n\nabcdef\rxyz";
     Source source = reading(Bytes(text.begin(), text.end()));
     char line[8];
-    for (const auto& [result, expected] : {std::pair{2, "ab"}, {2, "cd"}, {2, "ef"}, {0, ""}, {6, "abcdef"}, {-1, "xyz"}}) {
+    for (const auto& [result, expected] :
+         {std::pair{2, "ab"}, {2, "cd"}, {2, "ef"}, {0, ""}, {6, "abcdef"}, {-1, "xyz"}}) {
         EXPECT_EQ(zunReadLine(source.stream, line, sizeof line), result);
         EXPECT_STREQ(line, expected);
     }
@@ -146,7 +153,8 @@ TEST(Lines, AnyLineEndIsReadAndTheUnfinishedLastLineIsToldApart) {
     EXPECT_EQ(zunGetLineFormat(source.stream), kLineCrLf);
     EXPECT_EQ(zunSeek(source.stream, 0, kFromCurrent), 0);
     close(source);
-    for (const auto& [format, bytes] : {std::pair{kLineCr, Bytes{'a', 13}}, {kLineLf, {'a', 10}}, {kLineCrLf, {'a', 13, 10}}}) {
+    for (const auto& [format, bytes] :
+         {std::pair{kLineCr, Bytes{'a', 13}}, {kLineLf, {'a', 10}}, {kLineCrLf, {'a', 13, 10}}}) {
         const auto write = [f = format](Handle s) {
             zunSetLineFormat(s, f);
             return zunWriteLine(s, "a", 1);

@@ -23,7 +23,9 @@ using Bytes = std::vector<uint8_t>;
 using SetupBlock = ::Setup;  // the test framework has a Setup of its own
 
 inline std::mt19937 seeded(uint32_t seed) { return std::mt19937(seed); }
-inline int upTo(std::mt19937& random, int most) { return static_cast<int>(random() % (static_cast<uint32_t>(most) + 1)); }
+inline int upTo(std::mt19937& random, int most) {
+    return static_cast<int>(random() % (static_cast<uint32_t>(most) + 1));
+}
 
 // A memory stream and what was written to it.
 struct MemoryFile {
