@@ -1,5 +1,6 @@
 // library.cpp: finds and loads the library and collects its entries: from the table it hands out, and by name what the
-// table does not list. Called by main, once; the library stays loaded to the end of the process.
+// table does not list. Loaded by main, once, to the end of the process; the raster calls are looked up by those who
+// need them, so that the start of a plain export does not pay for them.
 
 #include "cli/library.h"
 
@@ -63,7 +64,8 @@ bool takeRow(Function& function, const NameTableRecord& table, const char* name)
     return row != nullptr && take(function, row->target);
 }
 
-ExitStatus collectEntries(Library& library, void* module) {
+ExitStatus collectEntries(Library& library) {
+    void* const module = library.module;
     decltype(&fltLoadPointers) loadPointers = nullptr;
     decltype(&RASTER_dd_entry) entry = nullptr;
     NameTableRecord table = {};
@@ -90,9 +92,24 @@ ExitStatus collectEntries(Library& library, void* module) {
 ExitStatus loadLibrary(Library& library, const char* wanted, const char* programWord) {
     library = Library{};
     library.path = wanted != nullptr ? asPath(wanted) : findLibrary(programWord);
-    void* const module = dlopen(library.path.c_str(), RTLD_NOW | RTLD_LOCAL);
-    if (module == nullptr) return fail(kExitExportFailed, "the library cannot be loaded: %s", dlerror());
-    return collectEntries(library, module);
+    library.module = dlopen(library.path.c_str(), RTLD_NOW | RTLD_LOCAL);
+    if (library.module == nullptr) return fail(kExitExportFailed, "the library cannot be loaded: %s", dlerror());
+    return collectEntries(library);
+}
+
+ExitStatus loadRasterCalls(const Library& library, RasterCalls& calls) {
+    const auto takeNamed = [&library](auto& function, const char* name) {
+        if (take(function, dlsym(library.module, name))) return true;
+        return fail(kExitExportFailed, "%s: lacks %s, which this picture needs", library.path.c_str(), name) ==
+               kExitDone;
+    };
+    const bool whole = takeNamed(calls.pointerToHandle, "GlobalPointerToHandle") &&
+                       takeNamed(calls.globalFree, "GlobalFree") && takeNamed(calls.shrinkBitmap, "rlShrinkBitmap") &&
+                       takeNamed(calls.reduceColorTable, "rlReduceColorTable") &&
+                       takeNamed(calls.convertBitmapDepth, "rlConvertBitmapDepth") &&
+                       takeNamed(calls.ditherBitmap, "rlDitherBitmap") && takeNamed(calls.cmykToRgb, "rlCMYKtoRGB") &&
+                       takeNamed(calls.convertTone, "rev_rgb");
+    return whole ? kExitDone : kExitExportFailed;
 }
 
 }  // namespace cli

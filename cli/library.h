@@ -8,12 +8,14 @@
 #include "cli/messages.h"
 #include "driver/driver.h"
 #include "host/host.h"
+#include "raster/raster.h"
 #include "settings/settings.h"
 
 namespace cli {
 
 struct Library {
     std::string path;
+    void* module;
     uint32_t version;
     decltype(&CreateSetup) createSetup;
     decltype(&DestroySetup) destroySetup;
@@ -22,8 +24,21 @@ struct Library {
     decltype(&RASTER_dd_entry32) callDriver;
 };
 
+// What only some exports need.
+struct RasterCalls {
+    decltype(&GlobalPointerToHandle) pointerToHandle;
+    decltype(&GlobalFree) globalFree;
+    decltype(&rlShrinkBitmap) shrinkBitmap;
+    decltype(&rlReduceColorTable) reduceColorTable;
+    decltype(&rlConvertBitmapDepth) convertBitmapDepth;
+    decltype(&rlDitherBitmap) ditherBitmap;
+    decltype(&rlCMYKtoRGB) cmykToRgb;
+    decltype(&rev_rgb) convertTone;
+};
+
 // Loads the library at `wanted`; where that is null, the one beside this program, in ../lib, or the system's.
 ExitStatus loadLibrary(Library& library, const char* wanted, const char* programWord);
+ExitStatus loadRasterCalls(const Library& library, RasterCalls& calls);
 
 }  // namespace cli
 

@@ -1,5 +1,5 @@
-// main.cpp: the command-line host. One export is: where does the GIF go, read the picture, plan its size, load the
-// library, drive the device, keep the file. Everything else here is about starting and ending well.
+// main.cpp: the command-line host. One export is: where does the GIF go, load the library, read the picture, plan
+// its size, prepare it, drive the device, keep the file. Everything else here is about starting and ending well.
 
 #include <cerrno>
 #include <cstdio>
@@ -13,9 +13,11 @@
 #include "cli/output_file.h"
 #include "cli/output_size.h"
 #include "cli/picture.h"
+#include "cli/prepare.h"
 #include "cli/progress.h"
 #include "cli/read_picture.h"
 #include "cli/session.h"
+#include "cli/transparency.h"
 
 namespace {
 
@@ -33,28 +35,40 @@ void occupyStandardFiles() {
     if (file >= 0) close(file);
 }
 
-// What the user asks for wins over what the picture brings.
-std::optional<Colour> transparentColour(const Options& options, const Picture& picture) {
-    if (options.transparent || picture.transparentIndex == kNoTransparency) return options.transparent;
-    return picture.palette[picture.transparentIndex];
+void notePicture(const char* name, const Picture& picture) {
+    if (picture.bitsPerPixel == kColourBits) {
+        note("%s: %u x %u pixels, true colour", name, picture.width, picture.height);
+    } else {
+        note("%s: %u x %u pixels, %u colours", name, picture.width, picture.height, picture.colours);
+    }
 }
 
-ExitStatus drawAndKeep(const Options& options, const char* programWord, const Picture& picture, OutputFile& output) {
-    note("%s: %u x %u pixels, %u colours", options.picture, picture.width, picture.height, picture.colours);
+// What the user asks for wins over what the picture brings.
+ExitStatus chooseTransparency(const Options& options, const Library& library, ConversionMode tone, Picture& picture,
+                              std::optional<Colour>& transparent) {
+    transparent = options.transparent;
+    if (transparent || picture.transparentIndex == kNoTransparency) return kExitDone;
+    return settleKey(library, tone, picture, transparent.emplace());
+}
+
+ExitStatus drawAndKeep(const Options& options, const Library& library, Picture& picture, OutputFile& output) {
+    notePicture(options.picture, picture);
     OutputSize size = {};
     ExitStatus status = planOutputSize(options, picture, size);
     if (status != kExitDone) return status;
-    Library library = {};
-    status = loadLibrary(library, options.library, programWord);
+    PrepareOrder prepare = {options.dither, options.tone, options.background.value_or(kWhite)};
+    status = preparePicture(library, prepare, size, picture);
     if (status != kExitDone) return status;
-    note("library: %s, version 0x%08x", library.path.c_str(), library.version);
-    status = createTemporary(output);
+    std::optional<Colour> transparent;
+    status = chooseTransparency(options, library, prepare.tone, picture, transparent);
+    if (status == kExitDone) status = createTemporary(output);
     if (status != kExitDone) return status;
     startBar(options.verbosity != kQuiet);
     status = runSession(library, ExportOrder{.picture = &picture,
                                              .size = size,
                                              .interlace = options.interlace,
-                                             .transparent = transparentColour(options, picture),
+                                             .tone = prepare.tone,
+                                             .transparent = transparent,
                                              .background = options.background,
                                              .fileName = output.libraryName.c_str()});
     return status == kExitDone ? keepOutput(output) : status;
@@ -64,11 +78,15 @@ ExitStatus exportPicture(const Options& options, const char* programWord) {
     OutputFile output;
     ExitStatus status = locateOutput(output, options.output, options.overwrite);
     Picture picture = {};
+    Library library = {};
+    if (status == kExitDone) status = loadLibrary(library, options.library, programWord);
     if (status == kExitDone) {
-        const ReadWishes wishes = {options.background.value_or(kWhite), !options.transparent};
+        note("library: %s, version 0x%08x", library.path.c_str(), library.version);
+        const ReadWishes wishes = {options.background.value_or(kWhite), !options.transparent, options.mostPixels,
+                                   &library};
         status = readPicture(options.picture, wishes, picture);
     }
-    if (status == kExitDone) status = drawAndKeep(options, programWord, picture, output);
+    if (status == kExitDone) status = drawAndKeep(options, library, picture, output);
     freePicture(picture);
     closeOutput(output);
     return status == kExitStopped ? fail(status, "stopped") : status;
@@ -93,12 +111,9 @@ int main(int count, char** words) {
     setVerbosity(options.verbosity);
     const char* const programWord = count > 0 ? words[0] : "";
     switch (options.command) {
-        case Command::kShowHelp:
-            return printHelp();
-        case Command::kShowVersion:
-            return showVersion(options, programWord);
-        case Command::kExport:
-            break;
+        case Command::kShowHelp: return printHelp();
+        case Command::kShowVersion: return showVersion(options, programWord);
+        case Command::kExport: break;
     }
     catchStopSignals();
     return exportPicture(options, programWord);

@@ -21,6 +21,9 @@ enum LongOption {  // beyond every character
     kOptInterlace = 256,
     kOptTransparent,
     kOptBackground,
+    kOptTone,
+    kOptDither,
+    kOptMaxPixels,
     kOptFit,
     kOptSize,
     kOptResolution,
@@ -35,6 +38,9 @@ constexpr option kLongOptions[] = {
     {"interlace",   no_argument,       nullptr, kOptInterlace},
     {"transparent", required_argument, nullptr, kOptTransparent},
     {"background",  required_argument, nullptr, kOptBackground},
+    {"tone",        required_argument, nullptr, kOptTone},
+    {"dither",      required_argument, nullptr, kOptDither},
+    {"max-pixels",  required_argument, nullptr, kOptMaxPixels},
     {"fit",         required_argument, nullptr, kOptFit},
     {"size",        required_argument, nullptr, kOptSize},
     {"resolution",  required_argument, nullptr, kOptResolution},
@@ -45,20 +51,36 @@ constexpr option kLongOptions[] = {
 };
 // clang-format on
 
+struct ToneWord {
+    const char* word;
+    ConversionMode tone;
+};
+
+constexpr ToneWord kToneWords[] = {{"normal", kConvertNothing},
+                                   {"invert", kConvertInvert},
+                                   {"invert-greys", kConvertInvertGreys},
+                                   {"grey", kConvertGrey},
+                                   {"invert-grey", kConvertInvertGrey}};
+
 constexpr char kHelp[] =
     "Usage: tolva [OPTION]... PICTURE -o FILE\n"
-    "Writes PICTURE as a GIF. PICTURE is a PNM or PNG file, told by its content; - is standard input.\n"
+    "Writes PICTURE as a GIF. PICTURE is a PNM, PNG or JPEG file, told by its content; - is standard\n"
+    "input. More than 256 colours are reduced to 256.\n"
     "\n"
     "  -o FILE                 the GIF; - is standard output\n"
     "  -f                      overwrite FILE\n"
     "      --interlace         write the rows in four passes, coarse to fine\n"
     "      --transparent RRGGBB\n"
-    "                          the colour nearest to this becomes this and transparent\n"
+    "                          the colour nearest to this, after --tone, becomes this and\n"
+    "                          transparent\n"
     "      --background RRGGBB the GIF's background colour, and what half-transparent\n"
     "                          colours are laid over (FFFFFF)\n"
+    "      --tone TONE         normal, invert, invert-greys, grey or invert-grey\n"
+    "      --dither 2|16       black and white, or 16 colours, by error diffusion\n"
     "      --fit WxH           fit into a box of pixels; the aspect is kept\n"
     "      --size WxH          fit into a box of inches, 0.03125 to 22\n"
     "      --resolution DPI    dots per inch for --size, 32 to 400 (96)\n"
+    "      --max-pixels N      refuse larger pictures (200000000)\n"
     "      --library PATH      the library to load; otherwise the one beside this program,\n"
     "                          in ../lib, or where the system finds it\n"
     "  -q                      print errors only\n"
@@ -105,6 +127,26 @@ ExitStatus takeColour(const char* option, const char* value, std::optional<Colou
                                       : refuse(option, value, "a colour of six hexadecimal digits, RRGGBB,");
 }
 
+ExitStatus takeTone(const char* value, ConversionMode& tone) {
+    for (const ToneWord& row : kToneWords) {
+        if (std::strcmp(value, row.word) != 0) continue;
+        tone = row.tone;
+        return kExitDone;
+    }
+    return refuse("--tone", value, "normal, invert, invert-greys, grey or invert-grey");
+}
+
+ExitStatus takeDither(const char* value, DitherWish& dither) {
+    if (std::strcmp(value, "2") != 0 && std::strcmp(value, "16") != 0) return refuse("--dither", value, "2 or 16");
+    dither = value[0] == '2' ? DitherWish::kBlackAndWhite : DitherWish::kSixteenColours;
+    return kExitDone;
+}
+
+ExitStatus takeMaxPixels(const char* value, uint64_t& mostPixels) {
+    const bool good = parseNumber<uint64_t>(value, value + std::strlen(value), 1, UINT32_MAX, mostPixels);
+    return good ? kExitDone : refuse("--max-pixels", value, "a whole number from 1 to 4294967295");
+}
+
 ExitStatus takeSize(Options& options, SizeWish wish, const char* value) {
     if (options.sizeWish != SizeWish::kAsPicture) return fail(kExitWrongUsage, "--fit and --size exclude each other");
     options.sizeWish = wish;
@@ -134,6 +176,9 @@ ExitStatus takeOption(int option, const char* value, Options& options) {
         case kOptInterlace: options.interlace = true; return kExitDone;
         case kOptTransparent: return takeColour("--transparent", value, options.transparent);
         case kOptBackground: return takeColour("--background", value, options.background);
+        case kOptTone: return takeTone(value, options.tone);
+        case kOptDither: return takeDither(value, options.dither);
+        case kOptMaxPixels: return takeMaxPixels(value, options.mostPixels);
         case kOptFit: return takeSize(options, SizeWish::kFitPixels, value);
         case kOptSize: return takeSize(options, SizeWish::kFitInches, value);
         case kOptResolution: return takeResolution(options, value);
@@ -165,6 +210,7 @@ ExitStatus takeOperand(int count, char** words, Options& options) {
 ExitStatus parseOptions(int count, char** words, Options& options) {
     options = Options{};
     options.verbosity = kNormal;
+    options.mostPixels = kDefaultMostPixels;
     opterr = 0;
     for (;;) {
         const int option = getopt_long(count, words, kShortOptions, kLongOptions, nullptr);

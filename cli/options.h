@@ -7,11 +7,15 @@
 
 #include "cli/messages.h"
 #include "cli/picture.h"
+#include "cli/prepare.h"
+#include "raster/raster.h"
 
 namespace cli {
 
 enum class Command { kExport, kShowHelp, kShowVersion };
 enum class SizeWish { kAsPicture, kFitPixels, kFitInches };
+
+inline constexpr uint64_t kDefaultMostPixels = 200'000'000;
 
 struct Box {
     double width;
@@ -28,6 +32,9 @@ struct Options {
     bool interlace;
     std::optional<Colour> transparent;
     std::optional<Colour> background;
+    ConversionMode tone;
+    DitherWish dither;
+    uint64_t mostPixels;
     SizeWish sizeWish;
     Box box;         // pixels or inches
     int resolution;  // dots per inch, for a box in inches

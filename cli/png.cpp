@@ -1,11 +1,13 @@
 // png.cpp: PNG through libpng's rows. Called by readPicture; compiled only with the picture libraries. Indexed and grey
-// pictures of up to 8 bits keep their indices and levels exactly. libpng leaves errors by longjmp: the frames it
-// crosses hold nothing that would need destroying, and what must outlive a jump stands in PngJob.
+// pictures of up to 8 bits keep their indices and levels exactly; samples of 16 bits are scaled to 8; alpha is laid
+// over the background row by row. libpng leaves errors by longjmp: the frames it crosses hold nothing that would need
+// destroying, and what must outlive a jump stands in PngJob.
 
 #include <png.h>
 
 #include <cerrno>
 #include <csetjmp>
+#include <cstring>
 
 #include "cli/progress.h"
 #include "cli/read_picture.h"
@@ -22,6 +24,8 @@ constexpr size_t kHeadBytes = 24;         // signature, length and name of the f
 constexpr size_t kWidthAt = 16;
 constexpr size_t kHeightAt = 20;
 constexpr int kWideSamples = 16;
+constexpr uint32_t kColourChannels = 3;
+constexpr uint32_t kMostChannels = 4;  // red, green, blue, alpha; or grey, alpha
 
 struct PngJob {
     Input* input;
@@ -29,6 +33,7 @@ struct PngJob {
     Picture* picture;
     png_structp png;
     png_infop info;
+    png_bytep scratch;  // a row with alpha
     ExitStatus status;  // what an error ends with, once somebody has said why
 };
 
@@ -55,10 +60,10 @@ void passWarning(png_structp png, png_const_charp text) {
 // ---- Steps ----
 
 // libpng's own refusal would not name the limit, and comes too late to spare the memory of one row.
-ExitStatus checkHead(Input& input) {
+ExitStatus checkHead(Input& input, uint64_t mostPixels) {
     if (lookAhead(input, kHeadBytes) < kHeadBytes) return reportShortRead(input);
-    return checkExtents(input.name, png_get_uint_32(input.buffer + kWidthAt),
-                        png_get_uint_32(input.buffer + kHeightAt));
+    return checkExtents(input.name, png_get_uint_32(input.buffer + kWidthAt), png_get_uint_32(input.buffer + kHeightAt),
+                        mostPixels);
 }
 
 void setLimits(png_structp png) {
@@ -69,31 +74,52 @@ void setLimits(png_structp png) {
     png_set_keep_unknown_chunks(png, PNG_HANDLE_CHUNK_NEVER, nullptr, -1);
 }
 
-ExitStatus checkKind(const PngJob& job) {
-    const int type = png_get_color_type(job.png, job.info);
-    if (type != PNG_COLOR_TYPE_PALETTE && type != PNG_COLOR_TYPE_GRAY) {
-        return fail(kExitInputRefused, "%s: true-colour pictures and greys with alpha are not taken yet",
-                    job.input->name);
-    }
-    if (png_get_bit_depth(job.png, job.info) == kWideSamples) {
-        return fail(kExitInputRefused, "%s: greys of 16 bits are not taken yet", job.input->name);
-    }
+// What the header promises must fit the file, at deflate's best.
+ExitStatus checkLength(const PngJob& job) {
     const uint64_t packed = uint64_t{png_get_rowbytes(job.png, job.info)} * png_get_image_height(job.png, job.info);
     return canHold(*job.input, packed / kDeflateRatio) ? kExitDone : reportShortRead(*job.input);
+}
+
+bool isGrey(Colour c) { return c.red == c.green && c.green == c.blue; }
+bool hasPalette(const PngJob& job) { return png_get_color_type(job.png, job.info) == PNG_COLOR_TYPE_PALETTE; }
+
+// Every pixel with an opacity of its own, or a transparent colour that more than a palette index stands for.
+bool hasAlpha(const PngJob& job) {
+    if ((png_get_color_type(job.png, job.info) & PNG_COLOR_MASK_ALPHA) != 0) return true;
+    if (png_get_valid(job.png, job.info, PNG_INFO_tRNS) == 0) return false;
+    const bool narrowGrey = png_get_color_type(job.png, job.info) == PNG_COLOR_TYPE_GRAY &&
+                            png_get_bit_depth(job.png, job.info) < kWideSamples;
+    return !hasPalette(job) && !narrowGrey;
+}
+
+// Greys stay greys when what shines through is one.
+bool isIndexed(const PngJob& job) {
+    if (hasPalette(job)) return true;
+    if ((png_get_color_type(job.png, job.info) & PNG_COLOR_MASK_COLOR) != 0) return false;
+    return !hasAlpha(job) || isGrey(job.wishes->background);
+}
+
+// libpng compares the transparent colour before it scales: only the exact 16 bits are transparent.
+void askForBytes(const PngJob& job) {
+    png_set_packing(job.png);
+    png_set_scale_16(job.png);
+    if (!hasAlpha(job)) return;
+    png_set_tRNS_to_alpha(job.png);
+    if (!isIndexed(job)) png_set_gray_to_rgb(job.png);
 }
 
 void setPalette(const PngJob& job) {
     Picture& picture = *job.picture;
     png_colorp entries = nullptr;
     int count = 0;
-    if (png_get_PLTE(job.png, job.info, &entries, &count) != 0 &&
-        png_get_color_type(job.png, job.info) == PNG_COLOR_TYPE_PALETTE) {
+    if (hasPalette(job) && png_get_PLTE(job.png, job.info, &entries, &count) != 0) {
         picture.colours = static_cast<uint32_t>(count);
         for (uint32_t i = 0; i < picture.colours; ++i) {
             picture.palette[i] = Colour{entries[i].red, entries[i].green, entries[i].blue};
         }
         return;
     }
+    if (png_get_bit_depth(job.png, job.info) >= kIndexBits) return setGreyRamp(picture);
     picture.colours = 1U << png_get_bit_depth(job.png, job.info);
     for (uint32_t level = 0; level < picture.colours; ++level) {
         const auto grey = static_cast<uint8_t>(level * (kPaletteEntries - 1) / (picture.colours - 1));
@@ -101,24 +127,55 @@ void setPalette(const PngJob& job) {
     }
 }
 
-void readRows(const PngJob& job) {
-    const int passes = png_set_interlace_handling(job.png);
-    png_set_packing(job.png);
-    png_read_update_info(job.png, job.info);
+// From every `step`th column on, those that a pass of an interlaced picture brings.
+bool layRow(const PngJob& job, uint32_t y, uint32_t first, uint32_t step) {
+    Picture& picture = *job.picture;
+    const Colour background = job.wishes->background;
+    const uint8_t below[] = {background.red, background.green, background.blue};
+    const uint32_t channels = picture.bitsPerPixel == kColourBits ? kColourChannels : 1;
+    uint8_t* const row = rowFromTop(picture, y);
+    for (uint32_t x = first; x < picture.width; x += step) {
+        const uint8_t* const from = job.scratch + size_t{x} * (channels + 1);
+        uint8_t* const to = row + size_t{x} * channels;
+        const uint32_t alpha = from[channels];
+        if (alpha == kOpaque) {
+            std::memcpy(to, from, channels);
+        } else if (alpha < kHalfOpaque && job.wishes->keepTransparency) {
+            if (!makeMask(picture)) return false;
+            maskRow(picture, picture.height - 1 - y)[x / 8] |= maskBit(x);
+        } else {
+            for (uint32_t i = 0; i < channels; ++i) to[i] = laidOver(from[i], below[i], alpha);
+        }
+    }
+    return true;
+}
+
+void readRows(const PngJob& job, int passes) {
     for (int pass = 0; pass < passes; ++pass) {
         for (uint32_t y = 0; y < job.picture->height; ++y) {
             png_read_row(job.png, rowFromTop(*job.picture, y), nullptr);
         }
     }
-    png_read_end(job.png, nullptr);
 }
 
-void applyAlpha(const PngJob& job) {
+void readAlphaRows(PngJob& job, int passes) {
+    for (int pass = 0; pass < passes; ++pass) {
+        const auto first = static_cast<uint32_t>(passes > 1 ? PNG_PASS_START_COL(pass) : 0);
+        const uint32_t step = passes > 1 ? 1U << PNG_PASS_COL_SHIFT(pass) : 1;
+        for (uint32_t y = 0; y < job.picture->height; ++y) {
+            png_read_row(job.png, job.scratch, nullptr);
+            if (passes > 1 && !PNG_ROW_IN_INTERLACE_PASS(y, pass)) continue;
+            if (!layRow(job, y, first, step)) png_error(job.png, "no memory for the transparent pixels");
+        }
+    }
+}
+
+void applyTransparentEntries(const PngJob& job) {
     png_bytep alpha = nullptr;
     int count = 0;
     png_color_16p key = nullptr;
-    if (png_get_tRNS(job.png, job.info, &alpha, &count, &key) == 0) return;
-    if (png_get_color_type(job.png, job.info) == PNG_COLOR_TYPE_PALETTE) {
+    if (hasAlpha(job) || png_get_tRNS(job.png, job.info, &alpha, &count, &key) == 0) return;
+    if (hasPalette(job)) {
         settleTransparency(*job.picture, alpha, static_cast<uint32_t>(count), *job.wishes);
         return;
     }
@@ -134,21 +191,32 @@ ExitStatus readSteps(PngJob& job) {
     setLimits(job.png);
     png_set_read_fn(job.png, &job, takeBytes);
     png_read_info(job.png, job.info);
-    job.status = checkKind(job);
+    job.status = checkLength(job);
     if (job.status != kExitDone) return job.status;
+    const bool withAlpha = hasAlpha(job);
     job.status = makePicture(*job.picture, job.input->name, png_get_image_width(job.png, job.info),
-                             png_get_image_height(job.png, job.info));
+                             png_get_image_height(job.png, job.info), isIndexed(job) ? kIndexBits : kColourBits);
     if (job.status != kExitDone) return job.status;
-    setPalette(job);
-    readRows(job);
-    applyAlpha(job);
+    if (isIndexed(job)) setPalette(job);
+    const int passes = png_set_interlace_handling(job.png);
+    askForBytes(job);
+    // Not png_read_update_info: what is asked about the file stays what stands in it.
+    png_start_read_image(job.png);
+    if (withAlpha) {
+        job.scratch = static_cast<png_bytep>(png_malloc(job.png, size_t{job.picture->width} * kMostChannels));
+        readAlphaRows(job, passes);
+    } else {
+        readRows(job, passes);
+    }
+    png_read_end(job.png, nullptr);
+    applyTransparentEntries(job);
     return stopWished() ? kExitStopped : kExitDone;
 }
 
 }  // namespace
 
 ExitStatus readPng(Input& input, const ReadWishes& wishes, Picture& picture) {
-    PngJob job = {&input, &wishes, &picture, nullptr, nullptr, checkHead(input)};
+    PngJob job = {&input, &wishes, &picture, nullptr, nullptr, nullptr, checkHead(input, wishes.mostPixels)};
     if (job.status != kExitDone) return job.status;
     job.png = png_create_read_struct(PNG_LIBPNG_VER_STRING, &job, endWithError, passWarning);
     job.info = job.png == nullptr ? nullptr : png_create_info_struct(job.png);
@@ -157,6 +225,7 @@ ExitStatus readPng(Input& input, const ReadWishes& wishes, Picture& picture) {
         return fail(kExitInputRefused, "%s: libpng could not be started", input.name);
     }
     const ExitStatus status = readSteps(job);
+    png_free(job.png, job.scratch);
     png_destroy_read_struct(&job.png, &job.info, nullptr);
     return status;
 }

@@ -1,6 +1,8 @@
 // pnm.cpp: the portable any-map formats P1 to P6, strictly. Called by readPicture. Bit maps become two colours, grey
-// maps a ramp of as many greys as their maximum says; both go through to the GIF without loss.
+// maps a ramp of as many greys as their maximum says; both go through to the GIF without loss. Samples of more than 8
+// bits are scaled to bytes.
 
+#include <algorithm>
 #include <cctype>
 
 #include "cli/progress.h"
@@ -25,11 +27,14 @@ enum Kind : uint8_t {  // the format's digit
     kRawColours = '6'
 };
 
+constexpr uint32_t kColourSamples = 3;
+constexpr uint32_t kWideSamplesAtOnce = 1024;
+
 struct Header {
     Kind kind;
     uint64_t width;
     uint64_t height;
-    uint32_t maximum;  // of a grey; 1 for bit maps
+    uint32_t maximum;  // of a sample; 1 for bit maps
 };
 
 // A comment reads as the line's end that closes it, wherever it starts.
@@ -64,8 +69,16 @@ ExitStatus reportBadText(const Input& input, const char* what) {
 }
 
 bool isBits(Kind kind) { return kind == kPlainBits || kind == kRawBits; }
+bool isColours(Kind kind) { return kind == kPlainColours || kind == kRawColours; }
 
-ExitStatus readHeader(Input& input, Header& header) {
+// Greys of up to 8 bits stay as they are and get a palette that scales them.
+bool areScaled(const Header& header) { return isColours(header.kind) || header.maximum > kByteMaximum; }
+
+uint8_t scaled(uint32_t value, uint32_t maximum) {
+    return static_cast<uint8_t>((value * 2 * kByteMaximum + maximum) / (2 * maximum));
+}
+
+ExitStatus readHeader(Input& input, uint64_t mostPixels, Header& header) {
     nextByte(input);
     header.kind = static_cast<Kind>(nextByte(input));
     header.width = nextNumber(input);
@@ -73,27 +86,25 @@ ExitStatus readHeader(Input& input, Header& header) {
     const uint64_t maximum = header.height == kNoNumber ? kNoNumber : isBits(header.kind) ? 1 : nextNumber(input);
     if (maximum == kNoNumber || maximum == 0 || maximum > kLargestMaximum) return reportBadText(input, "header");
     header.maximum = static_cast<uint32_t>(maximum);
-    if (header.kind == kPlainColours || header.kind == kRawColours) {
-        return fail(kExitInputRefused, "%s: true-colour pictures are not taken yet", input.name);
-    }
-    if (maximum > kByteMaximum) return fail(kExitInputRefused, "%s: greys of 16 bits are not taken yet", input.name);
-    return checkExtents(input.name, header.width, header.height);
+    return checkExtents(input.name, header.width, header.height, mostPixels);
 }
 
 // The fewest bytes that can hold the pixels: plain numbers need one each, and one between them.
 uint64_t fewestBytes(const Header& header) {
     const uint64_t pixels = header.width * header.height;
+    const uint64_t samples = isColours(header.kind) ? kColourSamples * pixels : pixels;
     switch (header.kind) {
-        case kRawBits:
-            return (header.width + 7) / 8 * header.height;
+        case kPlainBits: return pixels;
+        case kRawBits: return (header.width + 7) / 8 * header.height;
         case kPlainGreys:
-            return 2 * pixels - 1;
-        default:
-            return pixels;
+        case kPlainColours: return 2 * samples - 1;
+        default: return header.maximum > kByteMaximum ? 2 * samples : samples;
     }
 }
 
 void setPalette(Picture& picture, const Header& header) {
+    if (isColours(header.kind)) return;
+    if (areScaled(header)) return setGreyRamp(picture);
     picture.colours = header.maximum + 1;
     if (isBits(header.kind)) {
         picture.palette[0] = kWhite;
@@ -101,7 +112,7 @@ void setPalette(Picture& picture, const Header& header) {
         return;
     }
     for (uint32_t level = 0; level <= header.maximum; ++level) {
-        const auto grey = static_cast<uint8_t>((level * 2 * kByteMaximum + header.maximum) / (2 * header.maximum));
+        const uint8_t grey = scaled(level, header.maximum);
         picture.palette[level] = Colour{grey, grey, grey};
     }
 }
@@ -117,11 +128,13 @@ bool readPlainBits(Input& input, uint8_t* row, uint32_t width) {
     return true;
 }
 
-bool readPlainGreys(Input& input, uint8_t* row, uint32_t width, uint32_t maximum) {
-    for (uint32_t x = 0; x < width; ++x) {
+bool readPlainSamples(Input& input, const Header& header, uint8_t* row, uint32_t count) {
+    const bool scales = areScaled(header);
+    for (uint32_t i = 0; i < count; ++i) {
         const uint64_t level = nextNumber(input);
-        if (level > maximum) return false;
-        row[x] = static_cast<uint8_t>(level);
+        if (level > header.maximum) return false;
+        const auto value = static_cast<uint32_t>(level);
+        row[i] = scales ? scaled(value, header.maximum) : static_cast<uint8_t>(value);
     }
     return true;
 }
@@ -139,36 +152,53 @@ bool readRawBits(Input& input, uint8_t* row, uint32_t width) {
     return true;
 }
 
-bool readRawGreys(Input& input, uint8_t* row, uint32_t width, uint32_t maximum) {
-    if (!readBytes(input, row, width)) return false;
-    if (maximum == kByteMaximum) return true;
-    for (uint32_t x = 0; x < width; ++x) {
-        if (row[x] > maximum) return false;
+bool readWideSamples(Input& input, const Header& header, uint8_t* row, uint32_t count) {
+    uint8_t bytes[2 * kWideSamplesAtOnce];
+    for (uint32_t done = 0; done < count;) {
+        const uint32_t some = std::min(count - done, kWideSamplesAtOnce);
+        if (!readBytes(input, bytes, size_t{2} * some)) return false;
+        for (uint32_t i = 0; i < some; ++i) {
+            const uint32_t value = uint32_t{bytes[2 * i]} << 8 | bytes[2 * i + 1];
+            if (value > header.maximum) return false;
+            row[done + i] = scaled(value, header.maximum);
+        }
+        done += some;
+    }
+    return true;
+}
+
+bool readRawSamples(Input& input, const Header& header, uint8_t* row, uint32_t count) {
+    if (header.maximum > kByteMaximum) return readWideSamples(input, header, row, count);
+    if (!readBytes(input, row, count)) return false;
+    if (header.maximum == kByteMaximum) return true;
+    const bool scales = areScaled(header);
+    for (uint32_t i = 0; i < count; ++i) {
+        if (row[i] > header.maximum) return false;
+        if (scales) row[i] = scaled(row[i], header.maximum);
     }
     return true;
 }
 
 bool readRow(Input& input, const Header& header, uint8_t* row, uint32_t width) {
     switch (header.kind) {
-        case kPlainBits:
-            return readPlainBits(input, row, width);
-        case kPlainGreys:
-            return readPlainGreys(input, row, width, header.maximum);
-        case kRawBits:
-            return readRawBits(input, row, width);
-        default:
-            return readRawGreys(input, row, width, header.maximum);
+        case kPlainBits: return readPlainBits(input, row, width);
+        case kRawBits: return readRawBits(input, row, width);
+        case kPlainGreys: return readPlainSamples(input, header, row, width);
+        case kPlainColours: return readPlainSamples(input, header, row, width * kColourSamples);
+        case kRawGreys: return readRawSamples(input, header, row, width);
+        default: return readRawSamples(input, header, row, width * kColourSamples);
     }
 }
 
 }  // namespace
 
-ExitStatus readPnm(Input& input, Picture& picture) {
+ExitStatus readPnm(Input& input, const ReadWishes& wishes, Picture& picture) {
     Header header = {};
-    ExitStatus status = readHeader(input, header);
+    ExitStatus status = readHeader(input, wishes.mostPixels, header);
     if (status != kExitDone) return status;
     if (!canHold(input, fewestBytes(header))) return reportShortRead(input);
-    status = makePicture(picture, input.name, header.width, header.height);
+    const int32_t bits = isColours(header.kind) ? kColourBits : kIndexBits;
+    status = makePicture(picture, input.name, header.width, header.height, bits);
     if (status != kExitDone) return status;
     setPalette(picture, header);
     for (uint32_t y = 0; y < picture.height; ++y) {

@@ -8,9 +8,11 @@ namespace cli {
 namespace {
 
 constexpr uint8_t kPngSignature[] = {0x89, 'P', 'N', 'G', '\r', '\n', 0x1A, '\n'};
+constexpr uint8_t kJpegSignature[] = {0xFF, 0xD8, 0xFF};
 
-bool isPng(const Input& input) {
-    return input.end >= sizeof kPngSignature && std::memcmp(input.buffer, kPngSignature, sizeof kPngSignature) == 0;
+template <size_t Count>
+bool beginsWith(const Input& input, const uint8_t (&signature)[Count]) {
+    return input.end >= Count && std::memcmp(input.buffer, signature, Count) == 0;
 }
 
 bool isPnm(const Input& input) {
@@ -19,14 +21,14 @@ bool isPnm(const Input& input) {
 
 ExitStatus readByContent(Input& input, const ReadWishes& wishes, Picture& picture) {
     if (lookAhead(input, sizeof kPngSignature) == 0) return reportShortRead(input);
-    if (isPnm(input)) return readPnm(input, picture);
-    if (!isPng(input))
-        return fail(kExitInputRefused, "%s: not a picture that is read here: PNM (P1 to P6) or PNG", input.name);
-#ifdef TOLVA_HAS_PNG
-    return readPng(input, wishes, picture);
+    if (isPnm(input)) return readPnm(input, wishes, picture);
+    const bool isPng = beginsWith(input, kPngSignature);
+    if (!isPng && !beginsWith(input, kJpegSignature))
+        return fail(kExitInputRefused, "%s: not a picture that is read here: PNM (P1 to P6), PNG or JPEG", input.name);
+#ifdef TOLVA_HAS_PICTURE_LIBRARIES
+    return isPng ? readPng(input, wishes, picture) : readJpeg(input, wishes, picture);
 #else
-    static_cast<void>(wishes);
-    return fail(kExitInputRefused, "%s: this tolva was built without PNG", input.name);
+    return fail(kExitInputRefused, "%s: this tolva was built without PNG and JPEG", input.name);
 #endif
 }
 
@@ -34,7 +36,7 @@ ExitStatus readByContent(Input& input, const ReadWishes& wishes, Picture& pictur
 
 ExitStatus readPicture(const char* path, const ReadWishes& wishes, Picture& picture) {
     static Input input;  // too large for a stack, and one picture is read at a time
-    picture.pixels = nullptr;
+    picture.pixels = picture.mask = nullptr;
     ExitStatus status = openInput(input, path);
     if (status == kExitDone) status = readByContent(input, wishes, picture);
     closeInput(input);

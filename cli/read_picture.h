@@ -4,6 +4,7 @@
 #define TOLVA_CLI_READ_PICTURE_H
 
 #include "cli/input.h"
+#include "cli/library.h"
 #include "cli/messages.h"
 #include "cli/picture.h"
 
@@ -12,14 +13,17 @@ namespace cli {
 struct ReadWishes {
     Colour background;      // what half-transparent colours are laid over
     bool keepTransparency;  // not when another colour is to become the transparent one
+    uint64_t mostPixels;
+    const Library* library;  // converts the colours of print
 };
 
 // On kExitDone the picture is the caller's to free.
 ExitStatus readPicture(const char* path, const ReadWishes& wishes, Picture& picture);
 
 // The readers; the input stands at the file's first byte. On failure the picture may be made and is still to be freed.
-ExitStatus readPnm(Input& input, Picture& picture);
+ExitStatus readPnm(Input& input, const ReadWishes& wishes, Picture& picture);
 ExitStatus readPng(Input& input, const ReadWishes& wishes, Picture& picture);
+ExitStatus readJpeg(Input& input, const ReadWishes& wishes, Picture& picture);
 
 }  // namespace cli
 

@@ -122,7 +122,7 @@ ExitStatus drawPicture(const Session& session) {
     if (status == kExitDone) status = setWindow(session);
     if (status == kExitDone) status = setScaling(session);
     if (status == kExitDone) status = callBare(session, "picture body", kOpBeginBody);
-    if (status == kExitDone) status = setColourTable(session);
+    if (status == kExitDone && session.order->picture->bitsPerPixel == kIndexBits) status = setColourTable(session);
     if (status == kExitDone) status = sendPixels(session);
     if (status == kExitDone) status = callBare(session, "end of picture", kOpEndPicture);
     return status;
@@ -158,7 +158,7 @@ void putColour(uint8_t* bytes, Colour colour) { std::memcpy(bytes, &colour, size
 
 // Everything the result depends on is said here, whatever a profile may have put into the block.
 void fillSetup(Setup& setup, const ExportOrder& order) {
-    setup.colourMode = kColourNormal;
+    setup.colourMode = static_cast<int32_t>(kColourNormal) + static_cast<int32_t>(order.tone);
     setup.outputDevice = 0;
     setup.sizeMode = order.size.boxed ? kSizeSaved : kSizeOfPicture;
     setup.resolutionMode = order.size.boxed ? kResolutionSaved : kResolutionOfPicture;

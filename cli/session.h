@@ -15,6 +15,7 @@ struct ExportOrder {
     const Picture* picture;
     OutputSize size;
     bool interlace;
+    ConversionMode tone;
     std::optional<Colour> transparent;
     std::optional<Colour> background;
     const char* fileName;  // shorter than the driver's 144 bytes

@@ -1,10 +1,11 @@
-// transparency.cpp: the key colour of a picture that brings its own transparency. Called by the PNG reader once the
-// pixels stand. The library is told a colour, not an index, and searches the palette for it; what is done here makes
-// sure that its answer is the entry that is meant.
+// transparency.cpp: the palette of a picture that brings its own transparency. Called by the PNG reader once the pixels
+// stand, and before the session for the key colour: the library is told a colour, not an index, and searches the
+// palette for it; what is done here makes sure that its answer is the entry that is meant.
 
 #include "cli/transparency.h"
 
 #include <cstdlib>
+#include <cstring>
 #include <initializer_list>
 
 #include "raster/raster.h"
@@ -12,14 +13,9 @@
 namespace cli {
 namespace {
 
-constexpr uint32_t kOpaque = 255;
 constexpr int kGreyLevels = 256;
 
-uint8_t laidOver(uint32_t value, uint32_t below, uint32_t alpha) {
-    return static_cast<uint8_t>((value * alpha + below * (kOpaque - alpha) + kOpaque / 2) / kOpaque);
-}
-
-Colour laidOver(Colour colour, Colour below, uint32_t alpha) {
+Colour laidOverColour(Colour colour, Colour below, uint32_t alpha) {
     return {laidOver(colour.red, below.red, alpha), laidOver(colour.green, below.green, alpha),
             laidOver(colour.blue, below.blue, alpha)};
 }
@@ -32,32 +28,51 @@ bool isNearGrey(Colour c) {
            std::abs(c.red - c.blue) <= kGreyTolerance;
 }
 
-bool standsIn(const Picture& picture, Colour colour, uint32_t entries, uint32_t except) {
+// The palette as the library will have it.
+struct ShownColours {
+    Colour palette[kPaletteEntries];
+    Colour greys[kGreyLevels];  // what becomes of the exact greys: each another exact grey
+};
+
+bool standsIn(const ShownColours& shown, Colour colour, uint32_t entries, uint32_t except) {
     for (uint32_t i = 0; i < entries; ++i) {
-        if (i != except && picture.palette[i] == colour) return true;
+        if (i != except && shown.palette[i] == colour) return true;
     }
     return false;
 }
 
 // The search takes the first of equal entries.
-bool isFound(const Picture& picture, uint32_t index) {
-    const Colour colour = picture.palette[index];
-    return (isGrey(colour) || !isNearGrey(colour)) && !standsIn(picture, colour, index, index);
+bool isFound(const ShownColours& shown, uint32_t index) {
+    const Colour colour = shown.palette[index];
+    return (isGrey(colour) || !isNearGrey(colour)) && !standsIn(shown, colour, index, index);
 }
 
-// The free grey nearest to the colour's own. There always is one: the other entries are 255, the greys 256.
-Colour freeGrey(const Picture& picture, uint32_t index) {
-    const Colour colour = picture.palette[index];
+// The grey nearest to the colour's own that is shown as a free one. There always is one: the other entries are 255, the
+// greys 256.
+int freeGrey(const ShownColours& shown, Colour colour, uint32_t index) {
     const int wanted = (colour.red + colour.green + colour.blue) / 3;
     for (int distance = 0; distance < kGreyLevels; ++distance) {
         for (const int level : {wanted - distance, wanted + distance}) {
             if (level < 0 || level >= kGreyLevels) continue;
-            const auto grey = static_cast<uint8_t>(level);
-            const Colour candidate = {grey, grey, grey};
-            if (!standsIn(picture, candidate, kPaletteEntries, index)) return candidate;
+            if (!standsIn(shown, shown.greys[level], kPaletteEntries, index)) return level;
         }
     }
-    return colour;
+    return wanted;
+}
+
+ExitStatus showColours(const Library& library, ConversionMode tone, const Picture& picture, ShownColours& shown) {
+    std::memcpy(shown.palette, picture.palette, sizeof shown.palette);
+    for (int level = 0; level < kGreyLevels; ++level) {
+        const auto grey = static_cast<uint8_t>(level);
+        shown.greys[level] = Colour{grey, grey, grey};
+    }
+    if (tone == kConvertNothing) return kExitDone;
+    RasterCalls calls = {};
+    const ExitStatus status = loadRasterCalls(library, calls);
+    if (status != kExitDone) return status;
+    calls.convertTone(kPaletteEntries, &shown.palette[0].red, tone);
+    calls.convertTone(kGreyLevels, &shown.greys[0].red, tone);
+    return kExitDone;
 }
 
 void remapPixels(Picture& picture, const uint8_t* map) {
@@ -75,7 +90,7 @@ void settleTransparency(Picture& picture, const uint8_t* alpha, uint32_t count, 
     bool mapped = false;
     for (uint32_t i = 0; i < count; ++i) {
         if (alpha[i] != 0 || !wishes.keepTransparency) {
-            picture.palette[i] = laidOver(picture.palette[i], wishes.background, alpha[i]);
+            picture.palette[i] = laidOverColour(picture.palette[i], wishes.background, alpha[i]);
         } else if (picture.transparentIndex == kNoTransparency) {
             picture.transparentIndex = static_cast<int>(i);
         } else {
@@ -84,9 +99,20 @@ void settleTransparency(Picture& picture, const uint8_t* alpha, uint32_t count, 
         }
     }
     if (mapped) remapPixels(picture, map);
-    if (picture.transparentIndex == kNoTransparency) return;
+}
+
+ExitStatus settleKey(const Library& library, ConversionMode tone, Picture& picture, Colour& named) {
+    ShownColours shown = {};
+    const ExitStatus status = showColours(library, tone, picture, shown);
+    if (status != kExitDone) return status;
     const auto key = static_cast<uint32_t>(picture.transparentIndex);
-    if (!isFound(picture, key)) picture.palette[key] = freeGrey(picture, key);
+    named = shown.palette[key];
+    if (isFound(shown, key)) return kExitDone;
+    const int level = freeGrey(shown, picture.palette[key], key);
+    const auto grey = static_cast<uint8_t>(level);
+    picture.palette[key] = Colour{grey, grey, grey};
+    named = shown.greys[level];
+    return kExitDone;
 }
 
 }  // namespace cli

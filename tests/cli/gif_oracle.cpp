@@ -4,9 +4,11 @@
 
 #include <gif_lib.h>
 
-SeenGif decodeGif(const std::string& path) {
+SeenGif Decoded::convert(const std::string& words, const std::string& before) {
+    const RunResult result = run("-f -o a.gif " + words, before);
+    EXPECT_EQ(result.status, 0) << words << ": " << result.said;
     SeenGif seen;
-    GifFileType* const gif = DGifOpenFileName(path.c_str(), nullptr);
+    GifFileType* const gif = DGifOpenFileName(path("a.gif").c_str(), nullptr);
     if (gif == nullptr) return seen;
     if (DGifSlurp(gif) == GIF_OK && gif->ImageCount == 1 && gif->SColorMap != nullptr) {
         const SavedImage& image = gif->SavedImages[0];

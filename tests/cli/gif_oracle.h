@@ -2,11 +2,11 @@
 #ifndef TOLVA_TESTS_CLI_GIF_ORACLE_H
 #define TOLVA_TESTS_CLI_GIF_ORACLE_H
 
-#include <array>
 #include <string>
 #include <vector>
 
 #include "cli/picture.h"
+#include "support.h"
 
 struct SeenGif {
     int width = 0;
@@ -21,7 +21,10 @@ struct SeenGif {
     int pixelAt(int x, int y) const { return pixels[static_cast<size_t>(y * width + x)]; }
 };
 
-// Width 0 when the decoder refuses the file.
-SeenGif decodeGif(const std::string& path);
+// Exports with the shell's words to a GIF and decodes it. Width 0 when the decoder refuses the file.
+class Decoded : public Program {
+  protected:
+    SeenGif convert(const std::string& words, const std::string& before = "");
+};
 
 #endif

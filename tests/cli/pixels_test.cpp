@@ -2,17 +2,11 @@
 // sees them.
 
 #include "gif_oracle.h"
-#include "support.h"
 
 using namespace std::string_literals;
 
-class Pixels : public Program {
+class Pixels : public Decoded {
   protected:
-    SeenGif convert(const std::string& words, const std::string& before = "") {
-        const RunResult result = run("-f -o a.gif " + words, before);
-        EXPECT_EQ(result.status, 0) << words << ": " << result.said;
-        return decodeGif(path("a.gif"));
-    }
     // The grey of pixel (x, y) of a grey map with one byte a pixel.
     static int greyAt(const std::string& map, int width, int height, int x, int y) {
         return static_cast<uint8_t>(map[map.size() - static_cast<size_t>((height - y) * width - x)]);
@@ -30,17 +24,9 @@ class Pixels : public Program {
 };
 
 TEST_F(Pixels, OfAnyExtentStayAsTheyAre) {
-    for (const auto& [width, height] : std::initializer_list<std::pair<int, int>>{{2, 1},
-                                                                                  {1, 2},
-                                                                                  {1, 5},
-                                                                                  {3, 3},
-                                                                                  {4, 5},
-                                                                                  {100, 1},
-                                                                                  {99, 101},
-                                                                                  {300, 200},
-                                                                                  {481, 480},
-                                                                                  {65535, 2},
-                                                                                  {2, 65535}}) {
+    const std::pair<int, int> extents[] = {{2, 1},    {1, 2},     {1, 5},     {3, 3},     {4, 5},    {100, 1},
+                                           {99, 101}, {300, 200}, {481, 480}, {65535, 2}, {2, 65535}};
+    for (const auto& [width, height] : extents) {
         const std::string map = greyMap(width, height);
         write("a.pgm", map);
         expectSame(convert("a.pgm"), map, width, height);
@@ -57,6 +43,11 @@ TEST_F(Pixels, OfEveryPnmKindAreRead) {
         {"P4 2 2\n\x40\x80"s, "P5 2 2 255\n\xFF\0\0\xFF"s},
         {"P4 9 2\n\xAA\x80\x55\0"s, "P5 9 2 255\n\0\xFF\0\xFF\0\xFF\0\xFF\0\xFF\0\xFF\0\xFF\0\xFF\0\xFF"s},
         {"P5\n2 2#c\n3\n\0\x01\x02\x03"s, "P5 2 2 255\n\0\x55\xAA\xFF"s},
+        {"P5 2 2 65535 \0\0\x7F\x80\xFF\xFF\0\x81"s, "P5 2 2 255\n\0\x7F\xFF\x01"s},
+        {"P2 3 1 510 0 2 300"s, "P5 3 1 255\n\0\x01\x96"s},
+        {"P6 1 2 10\n\x0A\x0A\x0A\0\0\0"s, "P5 1 2 255\n\xFF\0"s},
+        {"P6 1 2 512\n\x02\0\x02\0\x02\0\0\0\0\0\0\0"s, "P5 1 2 255\n\xFF\0"s},
+        {"P3 2 1 3\n3 3 3 # white\n0 0 0"s, "P5 2 1 255\n\xFF\0"s},
     };
     for (const auto& [file, map] : same) {
         write("a.pnm", file);

@@ -1,0 +1,47 @@
+// pictures.h: PNG and JPEG files for the tests, made through the libraries' writers.
+#ifndef TOLVA_TESTS_CLI_PICTURES_H
+#define TOLVA_TESTS_CLI_PICTURES_H
+
+#include <string>
+#include <vector>
+
+#include "gif_oracle.h"
+
+struct PictureOrder {
+    int width = 0;
+    int height = 0;
+    int bits = 8;
+    int kind = 3;  // a PNG colour type
+    int channels = 3;
+    int stored = 0;           // a JPEG colour space, or as the channels say
+    bool interlaced = false;  // of a JPEG, progressive
+    std::vector<cli::Colour> palette = {};
+    std::vector<uint8_t> alpha = {};  // of palette entries
+    std::vector<int> key = {};        // the transparent grey, or red, green and blue
+    std::string exif = {};
+    std::vector<uint8_t> samples = {};  // one byte each, or two; top row first
+};
+
+void makePng(const std::string& path, const PictureOrder& order);
+void makeJpeg(const std::string& path, const PictureOrder& order);
+
+class Pictures : public Decoded {
+  protected:
+    SeenGif convertPng(const PictureOrder& png, const std::string& words = "") {
+        makePng(path("a.png"), png);
+        return convert("a.png " + words);
+    }
+    // Cut anywhere, from a file and from a pipe: status 3 and one line.
+    void expectCutsRefused(const std::string& good) {
+        for (size_t length = 3; length < good.size(); length += 1 + length / 9) {
+            write("cut", good.substr(0, length));
+            for (const RunResult& result : {run("cut -o cut.gif"), run("- -o cut.gif", "cat cut |")}) {
+                EXPECT_EQ(result.status, 3) << length;
+                EXPECT_EQ(result.said.find('\n') + 1, result.said.size()) << result.said;
+            }
+        }
+        EXPECT_FALSE(exists("cut.gif"));
+    }
+};
+
+#endif

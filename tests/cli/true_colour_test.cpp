@@ -1,0 +1,141 @@
+// true_colour_test.cpp: pictures of more than a palette: alpha, tones, dithering. The colours of exact comparisons are
+// those that the reduction's 5 bits leave as they are.
+
+#include <algorithm>
+#include <set>
+#include <tuple>
+
+#include "pictures.h"
+
+using cli::Colour;
+
+class TrueColour : public Pictures {
+  protected:
+    static constexpr int kWidth = 13;
+    static constexpr int kHeight = 11;
+
+    static uint8_t levelAt(int i) { return static_cast<uint8_t>(i % 32 == 0 ? 0 : i % 32 * 8 + 7); }
+    // A few dozen colours, greys among them.
+    static Colour colourAt(int x, int y) {
+        if (x % 5 == 0) return {levelAt(y), levelAt(y), levelAt(y)};
+        return {levelAt(x + 1), levelAt(31 - y), levelAt(x * y % 3)};
+    }
+    static bool isHole(int x, int y) { return (x + 2 * y) % 4 == 0; }
+    // Holes, where wanted, have alpha 127 and a colour of their own.
+    static PictureOrder picture(bool holes, int bits = 8, bool adam7 = false) {
+        PictureOrder png{.width = kWidth, .height = kHeight, .bits = bits, .kind = holes ? 6 : 2, .interlaced = adam7};
+        for (int i = 0; i < kWidth * kHeight; ++i) {
+            const bool hole = holes && isHole(i % kWidth, i / kWidth);
+            const Colour c = hole ? Colour{1, 2, 3} : colourAt(i % kWidth, i / kWidth);
+            std::vector<uint8_t> pixel = {c.red, c.green, c.blue};
+            if (holes) pixel.push_back(hole ? 127 : 255);
+            for (const uint8_t s : pixel) png.samples.insert(png.samples.end(), static_cast<size_t>(bits / 8), s);
+        }
+        return png;
+    }
+    static void expectPicture(const SeenGif& seen, bool holes, bool colours = true) {
+        for (int i = 0; i < kWidth * kHeight; ++i) {
+            const int x = i % kWidth;
+            const int y = i / kWidth;
+            const bool hole = holes && isHole(x, y);
+            ASSERT_EQ(seen.pixelAt(x, y) == seen.transparent, hole) << x << ", " << y;
+            ASSERT_TRUE(hole || !colours || seen.colourAt(x, y) == colourAt(x, y)) << x << ", " << y;
+        }
+    }
+    static double meanOf(const SeenGif& seen) {
+        double sum = 0;
+        for (const int index : seen.pixels) {
+            const Colour c = seen.palette[static_cast<size_t>(index)];
+            sum += 0.3 * c.red + 0.6 * c.green + 0.1 * c.blue;
+        }
+        return sum / static_cast<double>(seen.pixels.size());
+    }
+};
+
+TEST_F(TrueColour, PngOfEveryKindIsRead) {
+    for (const int bits : {8, 16}) {
+        for (const bool adam7 : {false, true}) {
+            expectPicture(convertPng(picture(false, bits, adam7)), false);
+            expectPicture(convertPng(picture(true, bits, adam7)), true);
+        }
+    }
+    PictureOrder opaque = picture(true);
+    for (size_t i = 3; i < opaque.samples.size(); i += 4) opaque.samples[i] = 255;
+    EXPECT_EQ(convertPng(opaque).transparent, -1);
+    // Only the exact 16 bits of a transparent colour count.
+    PictureOrder keyed = picture(false, 16);
+    keyed.key = {0, 0, 0};
+    keyed.samples[kWidth * 6 + 1] = 1;
+    keyed.samples[1] = keyed.samples[3] = keyed.samples[5] = 0;
+    const SeenGif seen = convertPng(keyed);
+    EXPECT_EQ(seen.pixelAt(0, 0), seen.transparent);
+    EXPECT_NE(seen.pixelAt(0, 1), seen.transparent);
+}
+
+TEST_F(TrueColour, GreysWithAlphaKeepAllLevelsTheyCan) {
+    PictureOrder png{.width = 257, .height = 2, .kind = 4, .samples = std::vector<uint8_t>(2 * 514, 255)};
+    for (size_t i = 0; i < 514; ++i) png.samples[2 * i] = static_cast<uint8_t>(i);
+    png.samples[2 * 300 + 1] = 0;
+    const SeenGif seen = convertPng(png);
+    int moved = 0;
+    for (int i = 0; i < 514; ++i) moved += seen.colourAt(i % 257, i / 257).red != i % 256 ? 1 : 0;
+    EXPECT_EQ(moved, 2) << "the transparent one; and for its index the rarest level gives way";
+    EXPECT_EQ(std::count(seen.pixels.begin(), seen.pixels.end(), seen.transparent), 1);
+}
+
+TEST_F(TrueColour, HalfTransparentPixelsAreLaidOverTheBackground) {
+    PictureOrder png{.width = 3, .height = 1, .kind = 6, .samples = {0, 0, 0, 255, 0, 255, 0, 128, 9, 9, 9, 127}};
+    SeenGif seen = convertPng(png, "--background FF0000");
+    EXPECT_EQ(seen.colourAt(1, 0), (Colour{127, 135, 0})) << "in the reduction's steps of 8";
+    EXPECT_EQ(seen.pixelAt(2, 0), seen.transparent);
+    seen = convertPng(png, "--transparent 000000");
+    EXPECT_EQ(seen.pixelAt(0, 0), seen.transparent);
+    EXPECT_EQ(seen.colourAt(2, 0), (Colour{135, 135, 135})) << "nothing shines through but the chosen colour";
+    for (size_t i = 3; i < png.samples.size(); i += 4) png.samples[i] = 0;
+    seen = convertPng(png, "--dither 16");
+    EXPECT_EQ(seen.pixels, std::vector<int>(3, seen.transparent)) << "no opaque pixel";
+}
+
+TEST_F(TrueColour, TonesConvertColoursAndLeaveTransparencyAlone) {
+    PictureOrder indexed{.width = 4, .height = 1, .samples = {0, 1, 2, 3}};
+    indexed.palette = {{215, 40, 7}, {100, 100, 100}, {7, 215, 40}, {255, 255, 255}};
+    indexed.alpha = {255, 255, 255, 0};
+    const std::tuple<const char*, Colour, Colour> tones[] = {{"normal", {215, 40, 7}, {100, 100, 100}},
+                                                             {"invert", {40, 215, 248}, {155, 155, 155}},
+                                                             {"invert-greys", {215, 40, 7}, {155, 155, 155}},
+                                                             {"grey", {89, 89, 89}, {100, 100, 100}},
+                                                             {"invert-grey", {166, 166, 166}, {155, 155, 155}}};
+    write("two.ppm", "P6 2 1 255\n\xD7\x27\x07\x67\x67\x67");
+    for (const auto& [word, colour, grey] : tones) {
+        const std::string words = std::string("--tone ") + word;
+        const SeenGif few = convertPng(indexed, words);
+        EXPECT_EQ(few.pixels, (std::vector<int>{0, 1, 2, 3})) << word;
+        EXPECT_EQ(few.transparent, 3) << word;
+        EXPECT_EQ(few.palette[0], colour) << word;
+        EXPECT_EQ(few.palette[1], grey) << word;
+        EXPECT_NEAR(convert("two.ppm " + words).colourAt(0, 0).red, colour.red, 8) << word;
+        EXPECT_NEAR(convert("two.ppm " + words).colourAt(1, 0).red, grey.red, 8) << word;
+        expectPicture(convertPng(picture(true), words), true, false);
+    }
+}
+
+TEST_F(TrueColour, DitheringKeepsTheMeanWithFewColours) {
+    std::string scene = "P6 200 150 255\n";
+    for (int i = 0; i < 200 * 150; ++i) {
+        for (const int c : {i % 200 + 20, i / 200 + 60, 200 - i % 200 * (i / 200) / 170}) scene += static_cast<char>(c);
+    }
+    write("scene", scene);
+    write("grey", greyMap(120, 90));
+    for (const char* const words :
+         {"scene", "grey", "scene --tone invert", "scene --fit 100x100", "scene --fit 400x400"}) {
+        const double wanted = meanOf(convert(words));
+        for (const auto& [option, colours, most] : {std::tuple(" --dither 2", 2u, 2), {" --dither 16", 16u, 6}}) {
+            const SeenGif seen = convert(std::string(words) + option);
+            EXPECT_LE(std::set<int>(seen.pixels.begin(), seen.pixels.end()).size(), colours) << words << option;
+            EXPECT_NEAR(meanOf(seen), wanted, most) << words << option;
+        }
+    }
+    for (const char* const words : {"--dither 2", "--dither 16", "--dither 16 --tone grey"}) {
+        expectPicture(convertPng(picture(true), words), true, false);
+    }
+}
