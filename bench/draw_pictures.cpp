@@ -90,6 +90,31 @@ void save(const Picture& picture, const std::string& path) {
     std::fclose(file);
 }
 
+// The same in colour: a channel each from one picture, out of step with each other.
+void saveColour(const Picture& picture, const std::string& path) {
+    FILE* const file = std::fopen(path.c_str(), "wb");
+    std::fprintf(file, "P6 %d %d 255\n", picture.width, picture.height);
+    const size_t pixels = picture.pixels.size();
+    const size_t row = static_cast<size_t>(picture.width);
+    std::vector<uint8_t> line(3 * row);
+    for (size_t start = 0; start < pixels; start += row) {
+        for (size_t x = 0; x < row; ++x) {
+            for (size_t c = 0; c < 3; ++c) line[3 * x + c] = picture.pixels[(start + x + c * row * 7) % pixels];
+        }
+        std::fwrite(line.data(), 1, line.size(), file);
+    }
+    std::fclose(file);
+}
+
+Picture gradient(int width, int height) {
+    Picture picture = blank(width, height, 0);
+    for (int i = 0; i < width * height; ++i) {
+        picture.pixels[static_cast<size_t>(i)] =
+            static_cast<uint8_t>((i % width) * 200 / width + (i / width) * 55 / height);
+    }
+    return picture;
+}
+
 }  // namespace
 
 int main(int count, char** arguments) {
@@ -101,5 +126,9 @@ int main(int count, char** arguments) {
     save(landscape(1920, 1080), folder + "/landscape-2mp.pgm");
     save(landscape(4000, 3000), folder + "/landscape-12mp.pgm");
     save(noise(16, 16), folder + "/tiny.pgm");
+    saveColour(landscape(1920, 1080), folder + "/landscape-2mp.ppm");
+    saveColour(landscape(4000, 3000), folder + "/landscape-12mp.ppm");
+    saveColour(screenshot(3840, 2160), folder + "/screenshot-8mp.ppm");
+    saveColour(gradient(1920, 1080), folder + "/gradient-2mp.ppm");
     return 0;
 }
