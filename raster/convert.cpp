@@ -16,6 +16,10 @@ constexpr int16_t kShallowestReduced = 4;
 
 bool printsRows() { return _debug_color_res == 1 || _debug_color_res == 2; }
 
+void printComplete() {
+    if (_debug_color_res != 0) std::fprintf(stderr, "\nColor resolution conversion complete\n");
+}
+
 struct Conversion {
     const uint8_t* src;
     uint8_t* dst;
@@ -27,6 +31,7 @@ struct Conversion {
     const uint32_t* map;
     const uint8_t* table;
     uint16_t count;
+    uint32_t entries;  // that the table really has
     Matcher* matcher;
 };
 
@@ -49,7 +54,7 @@ void convertThroughTable(const Conversion& c, int32_t y) {
     constexpr uint8_t black[kTripleBytes] = {};
     for (int32_t x = 0; x < c.width; ++x) {
         const uint32_t index = c.map[rlGetPixel(c.src, c.srcRow, x, y, c.srcBits)];
-        const uint8_t* const colour = index < c.count ? c.table + size_t{index} * kTripleBytes : black;
+        const uint8_t* const colour = index < c.entries ? c.table + size_t{index} * kTripleBytes : black;
         rlSetPixel(c.dst, c.dstRow, x, y, c.dstBits, load24(colour), nullptr, nullptr, 0);
     }
 }
@@ -103,8 +108,8 @@ void matchColours(const Conversion& c, int32_t y) {
 }
 
 ConvertRow rowsFor(const Conversion& c) {
-    if (_debug_color_res > kDebugEveryPixel) return convertPlainly;
     if (c.dstBits >= 24 && c.map != nullptr && c.table != nullptr) return convertThroughTable;
+    if (_debug_color_res > kDebugEveryPixel) return convertPlainly;
     if (isIndexedDepth(c.srcBits) && c.map != nullptr && c.dstBits == 8) return widenIndices;
     if (c.srcBits == 8 && c.map != nullptr && c.dstBits == 24) return colourIndices;
     if (c.srcBits == 24 && c.dstBits == 24 && c.table == nullptr) return copyColours;
@@ -114,6 +119,9 @@ ConvertRow rowsFor(const Conversion& c) {
 }
 
 void convertRows(const Conversion& c, int32_t height) {
+    // Where nothing is read, written or printed, no height makes it take long.
+    const bool silent = !printsRows() && _debug_color_res <= kDebugEveryPixel;
+    if (silent && (c.width <= 0 || !hasPixels(c.dstBits))) return;
     const ConvertRow convertRow = rowsFor(c);
     for (int32_t y = 0; y < height; ++y) {
         convertRow(c, y);
@@ -163,7 +171,10 @@ Handle rlConvertBitmapDepth(Handle bits, int32_t width, int32_t height, int16_t 
                             Handle srcTable, Handle dstTable, uint16_t dstCount) {
     const Handle result = allocPicture(paddedRowBytes(width, dstBits), height);
     uint8_t* const dst = static_cast<uint8_t*>(rlLockMemory(result));
-    if (dst == nullptr || !holdsBitmap(bits, width, height, srcBits)) return result;
+    if (dst == nullptr || !holdsBitmap(bits, width, height, srcBits)) {
+        printComplete();
+        return result;
+    }
     if (_debug_color_res != 0) {
         std::fprintf(stderr, "Allocated %d bytes of new memory for the destination bitmap\n",
                      static_cast<int>(GlobalSize(result)));
@@ -183,11 +194,12 @@ Handle rlConvertBitmapDepth(Handle bits, int32_t width, int32_t height, int16_t 
         .map = static_cast<const uint32_t*>(rlLockMemory(map)),
         .table = destination.triples,
         .count = static_cast<uint16_t>(dstCount < destination.entries ? dstCount : destination.entries),
+        .entries = destination.entries,
         .matcher = nullptr,
     };
     convertMatched(conversion, height);
     rlFreeColormap(map);
-    if (_debug_color_res != 0) std::fprintf(stderr, "\nColor resolution conversion complete\n");
+    printComplete();
     return result;
 }
 

@@ -89,6 +89,7 @@ struct Dithering {
 
 void ditherRows(const Dithering& d, Matcher* matcher) {
     const int64_t rowBytes = paddedRowBytes(d.width, 24);
+    if (d.width <= 0 && !printsRows()) return;
     if (printsRows()) std::printf("Dithering...each(.) represents one scan line\n");
     for (int32_t y = 0; y < d.height; ++y) {
         uint8_t* const current = d.work + y * rowBytes;

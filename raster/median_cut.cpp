@@ -44,7 +44,7 @@ void countPixels(const uint8_t* pixels, int32_t width, int32_t height, uint16_t*
     const Handle hOdd = rlGetMemory(sizeof(uint16_t), kColourKeys);
     uint16_t* const odd = static_cast<uint16_t*>(rlLockMemory(hOdd));
     const int64_t stride = paddedRowBytes(width, 24);
-    for (int32_t y = 0; y < height; ++y) {
+    for (int32_t y = 0; y < height && width > 0; ++y) {
         const uint8_t* p = pixels + y * stride;
         int32_t x = 0;
         for (; x + 1 < width; x += 2, p += 2 * kTripleBytes) {
@@ -132,11 +132,13 @@ Handle rlReduceColorTable(Handle bits, int32_t width, int32_t height, uint16_t* 
     const uint16_t wanted = *count;
     const Handle hTable = rlGetMemory(kTripleBytes, wanted);
     uint8_t* const table = static_cast<uint8_t*>(rlLockMemory(hTable));
-    if (table == nullptr || wanted == 0 || !holdsBitmap(bits, width, height, 24)) return hTable;
-    const Handle context = InitColorLib();
-    direct_indexed(static_cast<const uint8_t*>(rlLockMemory(bits)), width, height, count, kBuildTable | kKeepHistogram,
-                   table, context);
-    TermColorLib(context);
+    if (table == nullptr) return hTable;
+    if (wanted != 0 && holdsBitmap(bits, width, height, 24)) {
+        const Handle context = InitColorLib();
+        direct_indexed(static_cast<const uint8_t*>(rlLockMemory(bits)), width, height, count,
+                       kBuildTable | kKeepHistogram, table, context);
+        TermColorLib(context);
+    }
     if (_debug_color_res != 0) printTable(wanted, *count, table);
     return hTable;
 }

@@ -19,10 +19,14 @@ inline int64_t paddedRowBytes(int64_t width, int64_t bitsPerPixel) {
 inline bool isIndexedDepth(int16_t bits) { return bits == 1 || bits == 4 || bits == 8; }
 inline bool hasPixels(int16_t bits) { return isIndexedDepth(bits) || bits == 24 || bits == 32; }
 
-// Whether the block behind the handle really holds a bitmap of this size.
+// Whether the block behind the handle really holds a bitmap's pixels. The last row's padding may be missing: a colour
+// table is read as a bitmap of one row.
 inline bool holdsBitmap(Handle bits, int64_t width, int64_t height, int16_t bitsPerPixel) {
-    uint32_t bytes = 0;
-    return pictureBytes(paddedRowBytes(width, bitsPerPixel), height, &bytes) && GlobalSize(bits) >= bytes;
+    uint32_t above = 0;
+    if (width < 0 || bitsPerPixel < 0) return false;
+    if (height <= 0) return height == 0;
+    if (!pictureBytes(paddedRowBytes(width, bitsPerPixel), height - 1, &above)) return false;
+    return above + uint64_t{static_cast<uint64_t>(width * bitsPerPixel + 7) / 8} <= GlobalSize(bits);
 }
 
 // A triple as a packed colour.

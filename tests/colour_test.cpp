@@ -174,6 +174,16 @@ TEST(TrueColour, TablesAreThoseOfMedianCut) {
     EXPECT_EQ(contents(rlReduceColorTable(flat, 400, 400, &count)), Bytes(3, 207));
     count = 0;
     EXPECT_EQ(contents(rlReduceColorTable(flat, 400, 400, &count)).size(), 0u);
+    const Handle bare = handleOf({0, 0, 0, 80, 90, 99, 0, 0, 0, 8, 0, 0, 255, 1, 1});  // a table, without row padding
+    count = 9;
+    Bytes four = contents(rlReduceColorTable(bare, 5, 1, &count));
+    EXPECT_EQ(count, 4);
+    EXPECT_EQ(four[3], 15);
+    GlobalFree(bare);
+    for (const int width : {-1, -2, 0}) {
+        const Handle none = rlConvertBitmapDepth(flat, width, width == 0 ? INT32_MAX : 1, 24, 24, 0, 0, 0);
+        EXPECT_EQ(contents(none).size(), 0u);
+    }
     GlobalFree(flat);
     count = 9;
     EXPECT_EQ(contents(rlReduceColorTable(0, 4, 4, &count)), Bytes(27));
