@@ -54,14 +54,16 @@ void print(const char* picture, const Cost& ours, const Cost& first, const Cost&
                 static_cast<double>(ours.kilobytes) * 1024.0 / pixels);
 }
 
-// gif2rgb takes bare pixels: everything behind a PPM's header.
+// gif2rgb takes bare pixels: everything behind a PPM's header. In small pieces, because a child's peak counts from what
+// this process holds when it starts it.
 void writeBarePixels(FILE* picture, long bytes) {
-    std::vector<char> pixels(static_cast<size_t>(bytes));
+    char piece[65536];
     std::fseek(picture, -bytes, SEEK_END);
     FILE* const bare = std::fopen("bare.rgb", "wb");
-    if (bare == nullptr || std::fread(pixels.data(), 1, pixels.size(), picture) != pixels.size()) return;
-    std::fwrite(pixels.data(), 1, pixels.size(), bare);
-    std::fclose(bare);
+    for (size_t got; bare != nullptr && (got = std::fread(piece, 1, sizeof piece, picture)) > 0;) {
+        std::fwrite(piece, 1, got, bare);
+    }
+    if (bare != nullptr) std::fclose(bare);
 }
 
 }  // namespace
