@@ -2,6 +2,7 @@
 // rlChangeColorResolution, which chooses the way: a reduced table, dithering, or the pixels as they are.
 // rlConvertBitmapDepth walks the pixels, by rows where there is a fast way that gives the same.
 
+#include <algorithm>
 #include <cstdio>
 
 #include "raster/match.h"
@@ -13,6 +14,7 @@ using namespace tolva;
 constexpr int16_t kDebugEveryPixel = 3;  // levels above print each pixel: the definition's way alone does
 constexpr int16_t kDeepestDither = 8;    // below this, depths are reached by error diffusion
 constexpr int16_t kShallowestReduced = 4;
+constexpr int32_t kPackedAtOnce = 256;  // pixels matched before they are packed; a whole number of bytes
 
 bool printsRows() { return _debug_color_res == 1 || _debug_color_res == 2; }
 
@@ -93,7 +95,7 @@ void dropFourthBytes(const Conversion& c, int32_t y) {
     for (int32_t x = 0; x < c.width; ++x, from += 4, to += kTripleBytes) std::memcpy(to, from, kTripleBytes);
 }
 
-// Direct colour to the nearest entries.
+// Direct colour to the nearest entries. The rows are fresh, so bits are only ever set.
 void matchColours(const Conversion& c, int32_t y) {
     const int bytesPerPixel = c.srcBits / 8;
     const uint8_t* from = sourceRow(c, y);
@@ -102,8 +104,17 @@ void matchColours(const Conversion& c, int32_t y) {
         matchRow(*c.matcher, from, bytesPerPixel, to, c.width);
         return;
     }
-    for (int32_t x = 0; x < c.width; ++x, from += bytesPerPixel) {
-        rlSetPixel(to, 0, x, 0, c.dstBits, nearestIndex(*c.matcher, from), nullptr, nullptr, 0);
+    const int perByte = 8 / c.dstBits;
+    const uint32_t mask = (1u << c.dstBits) - 1;
+    uint8_t indices[kPackedAtOnce];
+    for (int32_t x = 0; x < c.width; x += kPackedAtOnce, from += kPackedAtOnce * bytesPerPixel) {
+        const int32_t count = std::min(kPackedAtOnce, c.width - x);
+        matchRow(*c.matcher, from, bytesPerPixel, indices, count);
+        for (int32_t i = 0; i < count; ++i) {
+            const int shift = 8 - c.dstBits * (i % perByte + 1);
+            uint8_t& byte = to[(x + i) / perByte];
+            byte = static_cast<uint8_t>(byte | (indices[i] & mask) << shift);
+        }
     }
 }
 

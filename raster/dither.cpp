@@ -78,6 +78,51 @@ void ditherLine(uint8_t* current, uint8_t* next, const uint8_t* table, int32_t w
     }
 }
 
+// Rows that were turned to grey and meet a table of exact greys alone stay grey: their three channels go the same way,
+// so one of them is followed. What happens to a value is worked out once for each.
+struct GreyStep {
+    uint8_t entry;
+    int16_t right, below, belowLeft, belowRight;
+};
+
+bool isGreyTable(const uint8_t* table, uint32_t count) {
+    for (const uint8_t* c = table; c != table + count * kTripleBytes; c += kTripleBytes) {
+        if (c[0] != c[1] || c[1] != c[2]) return false;
+    }
+    return true;
+}
+
+void makeGreySteps(GreyStep* steps, const uint8_t* table, uint16_t count) {
+    for (int32_t value = 0; value < 256; ++value) {
+        const int16_t grey = static_cast<int16_t>(value);
+        const uint8_t entry = table[rlNearestRGBIndex(grey, grey, grey, table, count) * kTripleBytes];
+        const int32_t error = value - entry;
+        const int32_t eighth = error / 8;
+        const int32_t right = 7 * error / 16;
+        steps[value] = {entry, low16(right), low16(right - eighth), low16(right - 2 * eighth),
+                        low16(right - 3 * eighth)};
+    }
+}
+
+void ditherGreyLine(uint8_t* current, uint8_t* next, int32_t width, const GreyStep* steps, uint8_t firstEntry) {
+    uint8_t entry = firstEntry;
+    int32_t value = width > 0 ? current[0] : 0;
+    for (int32_t x = 0; x + 1 < width; ++x) {
+        const GreyStep& step = steps[value];
+        uint8_t* const pixel = current + int64_t{x} * kTripleBytes;
+        entry = step.entry;
+        pixel[0] = pixel[1] = pixel[2] = entry;
+        value = clamped(pixel[kTripleBytes] + step.right);
+        if (next == nullptr) continue;
+        uint8_t* const below = next + int64_t{x} * kTripleBytes;
+        below[0] = clamped(below[0] + step.below);
+        if (x > 0) below[-kTripleBytes] = clamped(below[-kTripleBytes] + step.belowLeft);
+        below[kTripleBytes] = clamped(below[kTripleBytes] + step.belowRight);
+    }
+    uint8_t* const last = current + int64_t{width - 1} * kTripleBytes;
+    if (width > 0) last[0] = last[1] = last[2] = entry;
+}
+
 struct Dithering {
     uint8_t* work;  // the 24-bit copy
     int32_t width;
@@ -90,6 +135,9 @@ struct Dithering {
 void ditherRows(const Dithering& d, Matcher* matcher) {
     const int64_t rowBytes = paddedRowBytes(d.width, 24);
     if (d.width <= 0 && !printsRows()) return;
+    const bool grey = d.dstBits == 1 && isGreyTable(d.table, d.count);
+    GreyStep steps[256];
+    if (grey) makeGreySteps(steps, d.table, d.count);
     if (printsRows()) std::printf("Dithering...each(.) represents one scan line\n");
     for (int32_t y = 0; y < d.height; ++y) {
         uint8_t* const current = d.work + y * rowBytes;
@@ -97,7 +145,9 @@ void ditherRows(const Dithering& d, Matcher* matcher) {
         // Two colours are chosen by lightness: each row is turned to grey once, before error reaches it.
         if (d.dstBits == 1 && y == 0) rev_rgb(d.width, current, kConvertGrey);
         if (d.dstBits == 1 && next != nullptr) rev_rgb(d.width, next, kConvertGrey);
-        if (matcher == nullptr) {
+        if (grey) {
+            ditherGreyLine(current, next, d.width, steps, d.table[0]);
+        } else if (matcher == nullptr) {
             _rlDitherOneLine(current, next, d.table, d.width, d.count);
         } else {
             ditherLine(current, next, d.table, d.width, [&](const uint8_t* p) { return nearestIndex(*matcher, p); });
