@@ -107,8 +107,8 @@ ExitStatus settleKey(const Library& library, ConversionMode tone, Picture& pictu
     if (status != kExitDone) return status;
     const auto key = static_cast<uint32_t>(picture.transparentIndex);
     named = shown.palette[key];
-    // A palette that came with the picture passes as it is where it can. An index that was given here gets a colour that
-    // nothing else has, so that a background of that colour finds its own entry.
+    // A palette that came with the picture passes as it is where it can. An index that was given here gets a colour
+    // that nothing else has, so that a background of that colour finds its own entry.
     const uint32_t rivals = picture.mask != nullptr ? uint32_t{kPaletteEntries} : key;
     if (isFound(shown, key, rivals)) return kExitDone;
     const int level = freeGrey(shown, picture.palette[key], key);
