@@ -73,19 +73,6 @@ TEST(Text, ComparisonsAreReversedAndBlindToCase) {
     EXPECT_EQ(strnicmp("a", "b", 0), 0);
 }
 
-TEST(Text, PathsSplitAtTheLastSeparatorOfTheFirstKindFound) {
-    char out[64];
-    const auto path = [&](const char* p) { return std::string(s_getpath(out, p)); };
-    const auto name = [&](const char* p) { return std::string(s_getname(out, p)); };
-    EXPECT_EQ(path("/a/b/c.gif"), "/a/b/");
-    EXPECT_EQ(path("x\\y/z"), "x\\");
-    EXPECT_EQ(path("C:name"), "");
-    EXPECT_EQ(name("/a/b/c.gif"), "c");
-    EXPECT_EQ(name("C:name.ext"), "name");
-    EXPECT_EQ(name("a.b.c"), "a.b");
-    EXPECT_EQ(name("x\\y/z.w"), "y/z");
-}
-
 TEST(Numbers, ToleranceIsInclusiveAndRoundingSaturates) {
     EXPECT_EQ(feqi(10, 13, 3), 1);
     EXPECT_EQ(feqi(14, 10, 3), 0);

@@ -70,16 +70,6 @@ struct Plain {
 
 }  // namespace
 
-TEST(Bitmaps, RowsArePaddedAndSizesSaturate) {
-    for (const auto& [width, bits, bytes] :
-         {std::tuple{1, 1, 4}, {33, 1, 8}, {5, 24, 16}, {0, 8, 0}, {3, 8, 4}, {1, 32, 4}}) {
-        EXPECT_EQ(rlBytesPerLine(width, static_cast<int16_t>(bits)), bytes);
-    }
-    EXPECT_EQ(rlBytesPerLine(INT32_MAX, 32), INT32_MAX - 3);
-    EXPECT_EQ(rlCalcNewSize(INT32_MAX, INT32_MAX, 32), UINT32_MAX);
-    EXPECT_EQ(rlGetMemory(65535, UINT32_MAX), 0u);
-}
-
 TEST(Bitmaps, PixelsComeBackAtEveryDepthAndLeaveTheirNeighbours) {
     std::mt19937 random = seeded(3);
     for (const int16_t bits : kDepths) {

@@ -68,17 +68,6 @@ TEST(Setup, LimitsAreRepairedAndTheLastRepairIsTold) {
     DestroySetup(h);
 }
 
-TEST(Setup, StringsAreCutWithoutATerminator) {
-    char text[32] = "################";
-    EXPECT_EQ(LoadString(0, kStringFont, text, 3), 4);
-    EXPECT_EQ(std::memcmp(text, "Fon#", 4), 0);
-    EXPECT_EQ(LoadString(9, 0x10000 + kStringResolutionMode, text, 32), 15);
-    EXPECT_STREQ(text, "Resolution Mode");
-    EXPECT_EQ(LoadString(0, 12, text, 32), 0);
-    EXPECT_STREQ(text, "Not Defined");
-    EXPECT_EQ(LoadString(0, 0xFFFF, text, 0), 11);
-}
-
 TEST(Setup, AProfileIsLookedForInItsFolderFirst) {
     const std::string folder = temporaryPath("ini");
     ASSERT_EQ(runProgram("mkdir -p " + folder + " && : >" + folder + "/tolva_found.ini").status, 0);

@@ -1,4 +1,4 @@
-// Typed and structured transfers, in either byte order, and lines.
+// Typed and structured transfers, in either byte order.
 #include <cmath>
 #include <cstring>
 
@@ -138,27 +138,4 @@ TEST(Structs, SkipsUnionsErrorsAndAbsurdCounts) {
     EXPECT_EQ(unionSize("(1S|1D)"), 2);
     EXPECT_EQ(unionSize("(1S|C(1C|1D|)|)"), 16);
     EXPECT_EQ(unionSize(std::string(100000, '(').c_str()), 0);
-}
-
-TEST(Lines, AnyLineEndIsReadAndTheUnfinishedLastLineIsToldApart) {
-    const std::string text = "ab\r\ncd\ref\n\nabcdef\rxyz";
-    Source source = reading(Bytes(text.begin(), text.end()));
-    char line[8];
-    for (const auto& [result, expected] :
-         {std::pair{2, "ab"}, {2, "cd"}, {2, "ef"}, {0, ""}, {6, "abcdef"}, {-1, "xyz"}}) {
-        EXPECT_EQ(zunReadLine(source.stream, line, sizeof line), result);
-        EXPECT_STREQ(line, expected);
-    }
-    EXPECT_EQ(zunGetLineFormat(source.stream), -1);
-    EXPECT_EQ(zunGetLineFormat(source.stream), kLineCrLf);
-    EXPECT_EQ(zunSeek(source.stream, 0, kFromCurrent), 0);
-    close(source);
-    for (const auto& [format, bytes] :
-         {std::pair{kLineCr, Bytes{'a', 13}}, {kLineLf, {'a', 10}}, {kLineCrLf, {'a', 13, 10}}}) {
-        const auto write = [f = format](Handle s) {
-            zunSetLineFormat(s, f);
-            return zunWriteLine(s, "a", 1);
-        };
-        EXPECT_EQ(written(0, 0, write, 1), bytes);
-    }
 }
