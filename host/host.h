@@ -77,13 +77,52 @@ int32_t roundd(double x);
 
 /* ---- Profile files --------------------------------------------------------------------------------------------- */
 
+/* Sections of key=value lines: "[Section]", "Key=value", ";" comments. Names match without regard to case. Lines are
+ * read in pieces of kProfileLineBytes; a last line without a line end is not seen, and a rewrite drops it. */
+
 enum {
-    kProfilePathBytes = 144 /* room for a profile's path, terminator included */
+    kProfilePathBytes = 144,  /* room for a profile's path, terminator included */
+    kProfileLineBytes = 256,  /* a longer line counts as several */
+    kProfileNumberBytes = 32  /* of a value that is read as a number */
 };
 
+enum ProfileKeep { /* what CleanProfileLine leaves in the text */
+    kKeepBrackets = 1,
+    kKeepQuotes = 4
+};
+
+/* The value of a key, over the default, without a terminator of its own: a value shorter than the default leaves the
+ * default's tail. Without a key: the names of the section's keys, each with a zero behind it. Returns the value's or the
+ * default's length; for names, the default's length and theirs, separators not counted. A section of null or "", or a
+ * default of null, gives 0 and leaves the buffer alone. Never writes beyond `size` bytes. */
+int32_t GetPrivateProfileString(const char* section, const char* key, const char* fallback, char* buffer, int32_t size,
+                                const char* file);
+int32_t GetProfileString(const char* section, const char* key, const char* fallback, char* buffer, int32_t size);
+/* The default where the key is missing or empty; 0 where the value is no number. */
+int32_t GetPrivateProfileInt(const char* section, const char* key, int32_t fallback, const char* file);
+int32_t GetProfileInt(const char* section, const char* key, int32_t fallback);
+/* Sets a key; without a value deletes it; without a key deletes the section. The file changes whole or not at all.
+ * 1 = the new file stands, 0 = it does not, and the old one is as it was. */
+int32_t WritePrivateProfileString(const char* section, const char* key, const char* value, const char* file);
+int32_t WriteProfileString(const char* section, const char* key, const char* value);
+
+/* A stream on the profile, as named or in the folder that "INIDIR" names, or 0. The path used replaces the name when
+ * it is not the name and `size` is not 0: at most `size` bytes of it. */
+Handle INIopen(char* name, int32_t size, int32_t mode);
+/* 0, or what closing gives. */
+int32_t INIclose(Handle stream);
 /* Completes a profile's name (kProfilePathBytes of room) to the path it was found at: in the folder that "INIDIR"
  * names, then as given. An empty name becomes the module's base name with ".ini". Returns 0 when found, 1 when not. */
 int32_t GetProfileDirectory(char* name, const char* module);
+
+/* In place, each returning its text. Takes line ends, quotes and brackets out (but for `keep`), the comment and the
+ * spaces at both ends. */
+char* CleanProfileLine(char* text, uint32_t keep);
+char* CutProfileComment(char* text);
+/* All leading and trailing copies of the character; of double quotes at most one at each end. */
+char* TrimProfileChar(char* text, char character);
+/* Decimal, or hexadecimal behind "0x"; what follows the digits is passed over, 0 where there are none. Wraps. */
+int32_t ParseProfileNumber(const char* text);
 
 #pragma GCC visibility pop
 #ifdef __cplusplus

@@ -1,8 +1,158 @@
-// escape.cpp: the setup escape, through which a host's dialog reads and changes single settings, and the helpers that
-// go with it. None of them is handled yet: the name table lists the escape, and it answers 0.
+// escape.cpp: the setup escape, through which a host's dialog reads and changes single settings, and the geometry
+// question that the same dialog asks.
 
-#include "settings/settings.h"
+#include <charconv>
+#include <cmath>
+#include <cstring>
 
-int32_t xEscapeSetup(Handle, int32_t, int32_t, void*, void*, int32_t) { return 0; }
-void GetRasterInfo(Handle, const int32_t*, int32_t*) {}
-int32_t ScaleImageSize(double*, double*) { return 0; }
+#include "host/numbers.h"
+#include "settings/limits.h"
+#include "settings/strings.h"
+
+namespace {
+
+using namespace tolva;
+
+constexpr int32_t kDone = 1;
+constexpr int32_t kRefused = -1;
+constexpr int32_t kNotHandled = 0;
+
+constexpr int32_t kWordBytes = 4;
+constexpr int32_t kDoubleBytes = 8;
+constexpr int32_t kColourClassDistance = int32_t{kColourNormal} - int32_t{kColourClassNormal};
+constexpr int kExtentDigits = 3;
+constexpr size_t kValueBytes = 32;
+
+struct Request {
+    Setup* setup;
+    int32_t size;  // of the input, or a selector
+    void* in;
+    void* out;
+    bool save;
+};
+
+void save(const Request& r, StringId key, const char* text) {
+    if (r.save) WritePrivateProfileString(r.setup->sectionName, profileKey(key), text, r.setup->profilePath);
+}
+
+void saveNumber(const Request& r, StringId key, int32_t number) {
+    char text[kValueBytes] = {};
+    std::to_chars(text, text + sizeof text - 1, number);
+    save(r, key, text);
+}
+
+// With a point, whatever the host's locale writes.
+void saveExtent(const Request& r, StringId key, const char* prefix, double extent) {
+    char text[kValueBytes] = {};
+    const size_t length = std::strlen(prefix);
+    std::memcpy(text, prefix, length);
+    std::to_chars(text + length, text + sizeof text - 1, extent, std::chars_format::general, kExtentDigits);
+    save(r, key, text);
+}
+
+int32_t setColourClass(const Request& r) {
+    if (r.size != kWordBytes || r.in == nullptr) return kRefused;
+    const int32_t colourClass = load<int32_t>(r.in);
+    if (colourClass < kColourClassNormal || colourClass > kColourClassInvertGrey) return kRefused;
+    r.setup->colourMode = colourClass + kColourClassDistance;
+    saveNumber(r, kStringColourMode, r.setup->colourMode);
+    return kDone;
+}
+
+int32_t queryColourClass(const Request& r) {
+    if (r.size != kWordBytes) return kDone;
+    const int32_t mode = r.setup->colourMode;
+    if (r.out == nullptr || mode < kColourNormal || mode > kColourInvertGrey) return kRefused;
+    store(r.out, mode - kColourClassDistance);
+    return kDone;
+}
+
+int32_t setResolution(const Request& r, int16_t Setup::*resolution, StringId key) {
+    if (r.size != kWordBytes || r.in == nullptr) return kRefused;
+    const int32_t dpi = load<int32_t>(r.in);
+    if (dpi < kLowestResolution || dpi > kHighestResolution) return kRefused;
+    r.setup->*resolution = static_cast<int16_t>(dpi);
+    saveNumber(r, key, dpi);
+    return kDone;
+}
+
+int32_t setExtent(const Request& r, double Setup::*extent, StringId key, const char* prefix) {
+    if (r.size != kDoubleBytes || r.in == nullptr) return kRefused;
+    const double inches = load<double>(r.in);
+    if (isOutside(inches, kSmallestExtent, kLargestExtentInches)) return kRefused;
+    r.setup->*extent = inches;
+    saveExtent(r, key, prefix, inches);
+    return kDone;
+}
+
+template <class Number>
+int32_t answerPair(const Request& r, bool known, Number first, Number second) {
+    if (r.out == nullptr) return kRefused;
+    const Number pair[] = {known ? first : Number{}, known ? second : Number{}};
+    std::memcpy(r.out, pair, sizeof pair);
+    return kDone;
+}
+
+int32_t queryResolution(const Request& r) {
+    const Setup& setup = *r.setup;
+    return answerPair<int32_t>(r, setup.resolutionMode != kResolutionOfPicture, setup.xResolution, setup.yResolution);
+}
+
+int32_t querySize(const Request& r) {
+    return answerPair(r, r.setup->sizeMode != kSizeOfPicture, r.setup->width, r.setup->height);
+}
+
+// Kept: another selector changes nothing, and that is no refusal.
+int32_t select(const Request& r, int32_t Setup::*mode, int32_t first) {
+    if (r.size >= 0 && r.size < kModesEach) r.setup->*mode = first + r.size;
+    return kDone;
+}
+
+// The pointer itself is the value; null takes the device away.
+int32_t setOutputDevice(const Request& r) {
+    if (r.size != kWordBytes) return kRefused;
+    r.setup->outputDevice = reinterpret_cast<uintptr_t>(r.in);
+    return kDone;
+}
+
+int32_t answerGeometry(Handle h, const Request& r) {
+    if (r.in == nullptr || r.out == nullptr) return kRefused;
+    GetRasterInfo(h, static_cast<const int32_t*>(r.in), static_cast<int32_t*>(r.out));
+    return kDone;
+}
+
+}  // namespace
+
+int32_t xEscapeSetup(Handle h, int32_t code, int32_t size, void* in, void* out, int32_t save) {
+    Setup* const setup = static_cast<Setup*>(GlobalLock(h));
+    if (setup == nullptr) return kRefused;
+    const Request r = {setup, size, in, out, save != 0};
+    switch (code) {
+        case kEscSetColourClass: return setColourClass(r);
+        case kEscSetXResolution: return setResolution(r, &Setup::xResolution, kStringXResolution);
+        case kEscSetYResolution: return setResolution(r, &Setup::yResolution, kStringYResolution);
+        // Kept: the width is saved with ".3" in front of it and the height without; profiles of hosts have them so.
+        case kEscSetWidth: return setExtent(r, &Setup::width, kStringWidth, ".3");
+        case kEscSetHeight: return setExtent(r, &Setup::height, kStringHeight, "");
+        case kEscQueryResolution: return queryResolution(r);
+        case kEscQuerySize: return querySize(r);
+        case kEscSelectResolutionMode: return select(r, &Setup::resolutionMode, kResolutionOfScreen);
+        case kEscSelectSizeMode: return select(r, &Setup::sizeMode, kSizeOfScreen);
+        case kEscRasterInfo: return answerGeometry(h, r);
+        case kEscQueryColourClass: return queryColourClass(r);
+        case kEscSetOutputDevice: return setOutputDevice(r);
+        default: return kNotHandled;
+    }
+}
+
+int32_t ScaleImageSize(double* width, double* height) {
+    if (width == nullptr || height == nullptr) return 0;
+    if (*width >= *height && *width > kLargestExtentInches) {
+        *height = *height * kLargestExtentInches / *width;
+        *width = kLargestExtentInches;
+    } else if (*height > *width && *height > kLargestExtentInches) {
+        *width = *width * kLargestExtentInches / *height;
+        *height = kLargestExtentInches;
+    }
+    return 0;
+}

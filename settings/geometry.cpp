@@ -1,10 +1,38 @@
 // geometry.cpp: how large will it be? The one place that turns a picture's extents, the settings and the screen into an
-// output size; asked by the pipeline for every picture.
+// output size; asked by the pipeline for every picture and by hosts before an export.
+
+#include <cmath>
 
 #include "host/numbers.h"
 #include "settings/current.h"
 
 using namespace tolva;
+
+namespace {
+
+void answerRasterInfo(Setup& setup, const int32_t* in, int32_t* out) {
+    const double dpi = in[kInfoDpi];
+    const double displayDpi = in[kInfoDisplayDpi];
+    if (setup.sizeMode == kSizeOfPicture && dpi != 0) {
+        setup.width = in[kInfoDots] / dpi;
+        setup.height = in[kInfoRows] / dpi;
+    } else if (setup.sizeMode == kSizeOfScreen && displayDpi != 0) {
+        setup.width = in[kInfoDisplayDots] / displayDpi;
+        setup.height = in[kInfoDisplayRows] / displayDpi;
+    }
+    if (setup.resolutionMode == kResolutionOfPicture && dpi != 0) {
+        setup.xResolution = setup.yResolution = low16(in[kInfoDpi]);
+    } else if (setup.resolutionMode == kResolutionOfScreen && displayDpi != 0) {
+        setup.xResolution = setup.yResolution = low16(in[kInfoDisplayDpi]);
+    }
+    double size[2] = {setup.width, setup.height};
+    if (setup.sizeMode != kSizeOfPicture || dpi == 0) RasterAdjustAspect(size, in[kInfoDots], in[kInfoRows]);
+    out[kInfoPixelWidth] = truncated<int32_t>(std::ceil(setup.xResolution * size[0]));
+    out[kInfoPixelHeight] = truncated<int32_t>(std::ceil(setup.yResolution * size[1]));
+    out[kInfoBitsPerPixel] = kOutputDepth;
+}
+
+}  // namespace
 
 void QueryCellFormat(double* width, double* height, int16_t* bitsPerPixel, int32_t* resolution, void*, void*) {
     Setup* const setup = currentSetup();
@@ -57,4 +85,13 @@ int32_t RasterAdjustAspect(double* size, double width, double height) {
     size[0] = across / setup->xResolution;
     size[1] = down / setup->yResolution;
     return 0;
+}
+
+void GetRasterInfo(Handle, const int32_t* from, int32_t* to) {
+    if (from == nullptr || to == nullptr) return;
+    int32_t in[kInfoInWords];
+    int32_t out[kInfoOutWords] = {};
+    std::memcpy(in, from, sizeof in);
+    if (lpRaster != nullptr) answerRasterInfo(*lpRaster, in, out);
+    std::memcpy(to, out, sizeof out);
 }

@@ -22,6 +22,10 @@ enum ColourMode { /* how colours are converted on their way in; the values behin
     kColourGrey = 106,
     kColourInvertGrey = 107
 };
+enum ColourClass { /* the same for a host's dialog */
+    kColourClassNormal = 101,
+    kColourClassInvertGrey = 105
+};
 enum SizeMode {
     kSizeOfScreen = 600,
     kSizeSaved = 601, /* the saved width and height are a box that the picture is fitted into */
@@ -38,6 +42,7 @@ enum InterlaceChoice { kInterlaced = 715 };
 enum TransparencyChoice { kTransparentColour = 719 };
 enum BackgroundChoice { kBackgroundColour = 728 };
 
+enum { kModesEach = 4 };       /* selectors 0 to 3 choose a size or resolution mode */
 enum {
     kSettingsNameBytes = 144,
     kDriverNameBytes = 13,
@@ -46,6 +51,7 @@ enum {
     kLowestResolution = 32,
     kHighestResolution = 400,
     kDefaultResolution = 96,
+    kDefaultLineMode = 119,
     kResolutionRepaired = -62,
     kExtentRepaired = -63,
     kStringRows = 23
@@ -153,9 +159,38 @@ int32_t BackupProfile(Setup* setup);
 /* Always 0; does nothing. */
 int32_t LoadProfileList(uint32_t first, uint32_t second, uint16_t third);
 
-/* The setup escape: reads and changes single settings by code. 1 = done, -1 = refused, 0 = not handled. */
+enum SetupEscapeCode {
+    kEscSetColourClass = 1,        /* in: 32-bit ColourClass; saved */
+    kEscSetXResolution = 11,       /* in: 32-bit, kLowestResolution to kHighestResolution; saved */
+    kEscSetYResolution = 12,
+    kEscSetWidth = 13,             /* in: double, 0.03125 to 22 inches; saved */
+    kEscSetHeight = 14,
+    kEscQueryResolution = 16,      /* out: two 32-bit, 0 when the picture's own counts */
+    kEscQuerySize = 17,            /* out: two doubles, 0 when the picture's own counts */
+    kEscSelectResolutionMode = 18, /* size: 0 to 3, from kResolutionOfScreen */
+    kEscSelectSizeMode = 19,       /* size: 0 to 3, from kSizeOfScreen */
+    kEscRasterInfo = 56,           /* as GetRasterInfo */
+    kEscQueryColourClass = 57,     /* out: 32-bit ColourClass */
+    kEscSetOutputDevice = 81       /* in: the value itself */
+};
+
+enum RasterInfoIn {
+    kInfoDisplayDpi,   /* 0 = unknown */
+    kInfoUnused,
+    kInfoDpi,          /* the picture's, 0 = none */
+    kInfoDots,         /* the picture's width and height at that resolution */
+    kInfoRows,
+    kInfoDisplayDots,  /* pixels */
+    kInfoDisplayRows,
+    kInfoInWords
+};
+enum RasterInfoOut { kInfoPixelWidth, kInfoPixelHeight, kInfoBitsPerPixel, kInfoOutWords };
+
+/* The setup escape: reads and changes single settings by code; `size` must be the input's for the codes that have one.
+ * 1 = done, -1 = refused and nothing changed, 0 = not handled. A profile that cannot be written is not told. */
 int32_t xEscapeSetup(Handle setup, int32_t code, int32_t size, void* in, void* out, int32_t save);
-/* How many pixels a picture will have: seven 32-bit words in, three out. */
+/* How many pixels a picture will have: kInfoInWords words in, kInfoOutWords out. Rounds up where the export truncates,
+ * and keeps size and resolution in lpRaster as the export does. Without lpRaster all answers are 0. */
 void GetRasterInfo(Handle setup, const int32_t* in, int32_t* out);
 /* Caps a size in inches at the largest extent; always 0. */
 int32_t ScaleImageSize(double* width, double* height);

@@ -4,15 +4,17 @@
 #include <algorithm>
 #include <cstring>
 
-#include "settings/settings.h"
+#include "settings/limits.h"
+#include "settings/strings.h"
 #include "stream/stream.h"
 
 namespace {
 
-constexpr double kSmallestExtent = 0.03125;  // inches
-constexpr double kLargestExtentInches = 22.0;
+using namespace tolva;
+
 constexpr double kDefaultWidth = 6.67;
 constexpr double kDefaultHeight = 5.0;
+constexpr char kMainSection[] = "TOLVA";
 constexpr char kProfileSuffix[] = ".ini";
 constexpr char kDriverSuffix[] = ".1";
 constexpr size_t kLongestModule = kDriverNameBytes - sizeof kDriverSuffix;
@@ -21,7 +23,6 @@ constexpr size_t kLongestModule = kDriverNameBytes - sizeof kDriverSuffix;
 // found either.
 bool nameAfterModule(char* path) {
     char name[kModuleNameBytes];
-    export_szDLLName[kModuleNameBytes - 1] = '\0';
     s_getname(name, export_szDLLName);
     const size_t length = std::strcspn(name, ".");
     if (length + sizeof kProfileSuffix > kSettingsNameBytes) return false;
@@ -38,7 +39,15 @@ bool nameProfile(char* path, const char* given) {
     return true;
 }
 
-bool outside(double value, double lowest, double highest) { return !(value >= lowest && value <= highest); }
+// A name that does not fit is cut; its terminator stays.
+void nameSection(Setup& setup, const char* given) {
+    constexpr size_t kMost = kSettingsNameBytes - 1;
+    if (given != nullptr && given[0] != '\0') {
+        std::memcpy(setup.sectionName, given, strnlen(given, kMost));
+        return;
+    }
+    GetPrivateProfileString(kMainSection, profileKey(kStringMode), "", setup.sectionName, kMost, setup.profilePath);
+}
 
 bool repairResolution(int16_t* resolution) {
     if (*resolution >= kLowestResolution && *resolution <= kHighestResolution) return false;
@@ -47,22 +56,27 @@ bool repairResolution(int16_t* resolution) {
 }
 
 bool repairExtent(double* extent, double fallback) {
-    if (!outside(*extent, kSmallestExtent, kLargestExtentInches)) return false;
+    if (!isOutside(*extent, kSmallestExtent, kLargestExtentInches)) return false;
     *extent = fallback;
     return true;
 }
 
 }  // namespace
 
-Handle CreateSetup(uintptr_t, const char* profile, const char*, uintptr_t) {
+Handle CreateSetup(uintptr_t, const char* profile, const char* section, uintptr_t) {
     const Handle h = GlobalAlloc(kMoveableZeroed, kSetupBytes);
     Setup* const setup = static_cast<Setup*>(GlobalLock(h));
     hRaster = h;
     lpRaster = setup;
     if (szFilter != nullptr) strupr(szFilter);
-    if (nameProfile(setup->profilePath, profile)) GetProfileDirectory(setup->profilePath, export_szDLLName);
-    // Profiles are not read yet: one that exists counts as absent, and the defaults stand.
-    UseDefaultSettings(setup);
+    export_szDLLName[kModuleNameBytes - 1] = '\0';
+    if (!nameProfile(setup->profilePath, profile) || GetProfileDirectory(setup->profilePath, export_szDLLName) != 0) {
+        UseDefaultSettings(setup);
+        return h;
+    }
+    nameSection(*setup, section);
+    // Kept: a section that does not load leaves the zero fill, not the defaults; hosts tell it by colour mode 0.
+    LoadProfile(0);
     return h;
 }
 
@@ -104,8 +118,6 @@ int32_t UseDefaultSettings(Setup* setup) {
     setup->height = kDefaultHeight;
     return 0;
 }
-
-int32_t LoadProfile(uintptr_t) { return 0; }
 
 int32_t LimitCheck() {
     if (lpRaster == nullptr) return 0;

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
-#include "settings/settings.h"
+#include "settings/strings.h"
 
 // In the order that hosts walk it in; the fallback stands last.
 const StringRow gStringTable[kStringRows] = {
@@ -43,10 +43,18 @@ int32_t copyText(const char* text, char* buffer, int32_t size) {
 
 }  // namespace
 
+namespace tolva {
+
+const StringRow& stringRow(uint32_t id) {
+    const StringRow* const last = gStringTable + kStringRows - 1;
+    return *std::find_if(gStringTable, last,
+                         [id](const StringRow& row) { return row.id == static_cast<uint16_t>(id); });
+}
+
+}  // namespace tolva
+
 int32_t LoadString(uintptr_t, uint32_t id, char* buffer, int32_t size) {
-    for (const StringRow& row : gStringTable) {
-        if (row.id == static_cast<uint16_t>(id)) return copyText(row.text, buffer, size);
-    }
-    copyText(gStringTable[kStringRows - 1].text, buffer, size);
-    return 0;
+    const StringRow& row = tolva::stringRow(id);
+    const int32_t length = copyText(row.text, buffer, size);
+    return row.id == static_cast<uint16_t>(id) ? length : 0;
 }

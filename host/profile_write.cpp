@@ -1,0 +1,245 @@
+// profile_write.cpp: setting and deleting keys and sections. The new text is written to a temporary file first; the
+// profile then changes whole or not at all, so that nothing is lost on a full disk or in a closed folder.
+
+#include <cstdlib>
+#include <cstring>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "host/profile.h"
+#include "stream/stream.h"
+
+namespace {
+
+using namespace tolva;
+
+constexpr char kSiblingSuffix[] = ".XXXXXX";
+constexpr mode_t kPermissions = 07777;
+constexpr mode_t kFreshMode = 0666;
+constexpr int32_t kPieceBytes = 4096;
+
+struct Rewrite {
+    Handle old;    // 0: there is no old file
+    Handle fresh;  // the temporary file
+    const char* section;
+    const char* key;    // null: the section goes
+    const char* value;  // null: the key goes
+    bool found;         // the section was met
+    bool changed;       // the new text differs
+};
+
+bool failed(Handle stream) { return stream != 0 && static_cast<StreamRecord*>(GlobalLock(stream))->error != 0; }
+
+// ---- The new text ----
+
+void writeText(const Rewrite& r, const char* text) { zunWrite(r.fresh, text, static_cast<int32_t>(std::strlen(text))); }
+
+void endLine(const Rewrite& r) { zunWriteLine(r.fresh, "", 0); }
+
+void copyLine(const Rewrite& r, const ProfileLine& line) { zunWriteLine(r.fresh, line.text, line.length); }
+
+void writeKey(const Rewrite& r) {
+    writeText(r, r.key);
+    writeText(r, "=");
+    writeText(r, r.value);
+    endLine(r);
+}
+
+// Blank lines and comments are no keys, not even the empty one.
+bool isKey(const Rewrite& r, const ProfileLine& line) {
+    ProfileLine cut = line;
+    char* const equals = std::strchr(cut.text, '=');
+    if (equals == nullptr || cut.text[std::strspn(cut.text, " ")] == ';') return false;
+    *equals = '\0';
+    return stricmp(TrimProfileChar(CutProfileComment(cut.text), ' '), r.key) == 0;
+}
+
+// The three requests, from the section's header on. `line` comes back with the header that ended the section, or with
+// the end of the file.
+
+void copyWithKey(Rewrite& r, ProfileLine& line) {
+    copyLine(r, line);
+    bool set = false;
+    while (readLine(r.old, line) && !isHeader(line)) {
+        if (isKey(r, line)) {
+            writeKey(r);
+            set = true;
+        } else {
+            copyLine(r, line);
+        }
+    }
+    if (!set) writeKey(r);
+    r.changed = true;
+}
+
+// The header waits for the first line that stays: a section left empty goes with its last key.
+void copyWithoutKey(Rewrite& r, ProfileLine& line) {
+    const ProfileLine header = line;
+    bool headerWritten = false;
+    while (readLine(r.old, line) && !isHeader(line)) {
+        if (isKey(r, line)) {
+            r.changed = true;
+            continue;
+        }
+        if (!headerWritten) copyLine(r, header);
+        headerWritten = true;
+        copyLine(r, line);
+    }
+}
+
+void skipSection(Rewrite& r, ProfileLine& line) {
+    while (readLine(r.old, line) && !isHeader(line)) continue;
+    r.changed = true;
+}
+
+void rewriteSection(Rewrite& r, ProfileLine& line) {
+    r.found = true;
+    if (r.key == nullptr) return skipSection(r, line);
+    return r.value == nullptr ? copyWithoutKey(r, line) : copyWithKey(r, line);
+}
+
+void rewriteLines(Rewrite& r) {
+    for (ProfileLine line; readLine(r.old, line);) {
+        if (isHeaderOf(line, r.section)) rewriteSection(r, line);
+        if (line.length < 0) break;
+        // Kept: the header that ended the section is copied unseen, a repeat of the section included.
+        copyLine(r, line);
+    }
+    if (r.found || r.key == nullptr || r.value == nullptr) return;
+    endLine(r);
+    writeText(r, "[");
+    writeText(r, r.section);
+    writeText(r, "]");
+    endLine(r);
+    writeKey(r);
+    r.changed = true;
+}
+
+// The new file keeps the old one's line end. Kept: an old file without any gets CR LF.
+void takeLineEnd(const Rewrite& r) {
+    if (r.old != 0) zunSetLineFormat(r.fresh, static_cast<uint16_t>(zunGetLineFormat(r.old)));
+}
+
+// True when the temporary file holds the whole new text. Closes both streams.
+bool rewriteWhole(Rewrite& r) {
+    if (r.fresh != 0) {
+        takeLineEnd(r);
+        rewriteLines(r);
+    }
+    const bool whole = !failed(r.old) && !failed(r.fresh);
+    INIclose(r.old);
+    return r.fresh != 0 && zunClose(r.fresh) == 0 && whole;
+}
+
+// ---- The change of files ----
+
+mode_t freshMode() {
+    const mode_t mask = umask(0);
+    umask(mask);
+    return kFreshMode & ~mask;
+}
+
+bool copyWhole(const char* from, const char* to) {
+    const Handle source = zunOpen(from, nullptr, kReadFile);
+    const Handle target = zunOpen(to, nullptr, kCreateAndWrite);
+    bool whole = source != 0 && target != 0;
+    uint8_t piece[kPieceBytes];
+    for (int32_t got; whole && (got = zunRead(source, piece, kPieceBytes)) != 0;) {
+        whole = got > 0 && zunWrite(target, piece, got) == got;
+    }
+    zunClose(source);
+    return zunClose(target) == 0 && whole;
+}
+
+// Takes the place of the file in one step, with its owner and permissions; a fresh file gets the usual ones.
+bool renameSiblingOver(const char* text, const char* path, const struct stat* old) {
+    char* const sibling =
+        static_cast<char*>(zunPtrGlobalAlloc(static_cast<uint32_t>(std::strlen(path) + sizeof kSiblingSuffix)));
+    std::strcat(std::strcpy(sibling, path), kSiblingSuffix);
+    const int file = mkstemp(sibling);
+    bool done = file != -1;
+    if (done) {
+        done = copyWhole(text, sibling);
+        // An owner that cannot be given on is no reason to refuse: the folder lets this user replace the file.
+        [[maybe_unused]] const int given = old == nullptr ? 0 : fchown(file, old->st_uid, old->st_gid);
+        done = done && fchmod(file, old != nullptr ? old->st_mode & kPermissions : freshMode()) == 0;
+        close(file);
+        done = done && rename(sibling, path) == 0;
+        if (!done) unlink(sibling);
+    }
+    zunPtrGlobalFree(sibling);
+    return done;
+}
+
+bool takeRoom(int file, off_t held, off_t wanted) {
+    if (wanted <= held || posix_fallocate(file, 0, wanted) == 0) return true;
+    [[maybe_unused]] const int givenBack = ftruncate(file, held);
+    return false;
+}
+
+bool overwrite(int target, int source, off_t size) {
+    char piece[kPieceBytes];
+    for (off_t at = 0; at < size;) {
+        const ssize_t got = pread(source, piece, sizeof piece, at);
+        if (got <= 0 || pwrite(target, piece, static_cast<size_t>(got), at) != got) return false;
+        at += got;
+    }
+    return ftruncate(target, size) == 0;
+}
+
+// For a folder that takes no sibling. The room is taken before the first byte changes, so that a full disk changes
+// none.
+bool rewriteInPlace(const char* text, const char* path, off_t oldSize) {
+    const int source = open(text, O_RDONLY | O_CLOEXEC);
+    const int target = open(path, O_WRONLY | O_CLOEXEC);
+    struct stat about;
+    const bool opened = source != -1 && target != -1 && fstat(source, &about) == 0;
+    const bool done = opened && takeRoom(target, oldSize, about.st_size) && overwrite(target, source, about.st_size);
+    if (source != -1) close(source);
+    if (target != -1) close(target);
+    return done;
+}
+
+// Links are followed: the file changes, not the link. A file that may not be written stays.
+bool replaceProfile(const char* text, const char* path) {
+    char* const resolved = realpath(path, nullptr);
+    const char* const target = resolved != nullptr ? resolved : path;
+    struct stat about;
+    const bool exists = stat(target, &about) == 0;
+    const bool allowed = !exists || (S_ISREG(about.st_mode) && access(target, W_OK) == 0);
+    const bool done = allowed && (renameSiblingOver(text, target, exists ? &about : nullptr) ||
+                                  (exists && rewriteInPlace(text, target, about.st_size)));
+    std::free(resolved);
+    return done;
+}
+
+}  // namespace
+
+int32_t WritePrivateProfileString(const char* section, const char* key, const char* value, const char* file) {
+    char text[kProfilePathBytes];
+    if (section == nullptr || file == nullptr || file[0] == '\0') return 0;
+    if (ZUNGetTempFileName(0, "", 0, text) == 0) return 0;
+    char* path = nullptr;
+    char* const name = copySectionName(section);
+    Rewrite r = {.old = openProfile(file, kReadFile, &path),
+                 .fresh = zunOpen(text, nullptr, kCreateAndWrite),
+                 .section = name,
+                 .key = key,
+                 .value = value,
+                 .found = false,
+                 .changed = false};
+    const bool existed = r.old != 0;
+    const bool whole = rewriteWhole(r);
+    // What is not there to be deleted leaves the file as it is.
+    const bool done = whole && (r.changed ? replaceProfile(text, existed ? path : file) : existed);
+    unlink(text);
+    zunPtrGlobalFree(name);
+    zunPtrGlobalFree(path);
+    return done ? 1 : 0;
+}
+
+int32_t WriteProfileString(const char* section, const char* key, const char* value) {
+    return WritePrivateProfileString(section, key, value, kDefaultProfile);
+}
