@@ -2,7 +2,7 @@
 // closing closes it, or deletes the file when the host wants to stop. Brackets only move the state.
 
 #include "driver/driver.h"
-#include "host/numbers.h"
+#include "output/output_stream.h"
 #include "settings/settings.h"
 #include "stream/stream.h"
 
@@ -13,30 +13,6 @@ using namespace tolva;
 // The block of a memory stream: its stream keeps this variable up to date, so it must outlive the call that opens it.
 void* memoryBlock = nullptr;
 
-uintptr_t outputDevice() { return lpSetup == nullptr ? 0 : lpSetup->outputDevice; }
-
-// Through the host's own I/O. Kept: a failed open is not reported.
-Handle openOutputDevice(const EMData& em) {
-    StreamDescriptor descriptor = {};
-    descriptor.blockRef =
-        em.status == nullptr ? 0 : loadField<intptr_t>(em.status, offsetof(StatusRecord, streamContext));
-    descriptor.ioProc = static_cast<intptr_t>(outputDevice());
-    return zunOpen(em.fileName, &descriptor, kCreateAndWrite);
-}
-
-Handle openMemoryStream() {
-    memoryBlock = GlobalLock(GlobalAlloc(kMoveableZeroed, 1));
-    StreamDescriptor descriptor = {};
-    descriptor.blockRef = reinterpret_cast<intptr_t>(&memoryBlock);
-    descriptor.growBy = kUsualGrowth;
-    return zunOpen(nullptr, &descriptor, kCreateAndWrite);
-}
-
-void freeMemoryBlock() {
-    if (memoryBlock != nullptr) GlobalFree(GlobalHandle(memoryBlock));
-    memoryBlock = nullptr;
-}
-
 }  // namespace
 
 void* d_opdv(void* block) {
@@ -44,12 +20,10 @@ void* d_opdv(void* block) {
     EMData& em = *lpEMData;
     d_empes(block);
     em.state = kDeviceOpen;
-    if (outputDevice() != 0) {
-        em.outputStream = openOutputDevice(em);
-        return block;
-    }
-    em.outputStream = em.fileName[0] != '\0' ? zunOpen(em.fileName, nullptr, kCreateAndWrite) : openMemoryStream();
-    if (em.outputStream == 0) push_er(kStreamFailed);
+    em.outputStream = openOutputStream(lpSetup, em.status, em.fileName, &memoryBlock);
+    // Kept: an output device that does not open is not reported.
+    const bool hasDevice = lpSetup != nullptr && lpSetup->outputDevice != 0;
+    if (em.outputStream == 0 && !hasDevice) push_er(kStreamFailed);
     return block;
 }
 
@@ -63,7 +37,7 @@ void* d_cldv(void* block) {
         push_er(kStreamFailed);
     }
     em.outputStream = 0;
-    freeMemoryBlock();
+    freeOutputMemory(&memoryBlock);
     return block;
 }
 

@@ -48,6 +48,8 @@ enum Opcode {
     kOpClearErrors = 0xf03
 };
 
+enum PrimitiveId { kOpenPicture = -5, kClosePicture = -6 };
+
 enum ErrorCode {
     kNoError = 0,
     kNoWorkBuffer = 21,   /* a work buffer could not be had */
@@ -87,7 +89,16 @@ enum OpcodeBlock {
     kCellsPerRow = 88,       /* 32-bit */
     kCellRows = 92,          /* 32-bit */
     kCellBits = 96,          /* 32-bit: negative = data by address */
-    kCellData = 102          /* the data, or its native-wide address */
+    kCellData = 102,         /* the data, or its native-wide address */
+    kPrimitiveId = 16,       /* 32-bit: a PrimitiveId */
+    kPrimitivePoints = 20,   /* 32-bit: points of kPointBytes each, from byte 24; behind them a 32-bit length, the data */
+    kPrimitiveFirstPoint = 24,
+    kPointBytes = 24,
+    kOpenWidth = 0,          /* in the opening primitive's data: 32-bit, most pixels a row */
+    kOpenRows = 4,           /* 32-bit */
+    kOpenBits = 8,           /* 32-bit: bits a pixel by magnitude, or kOneBitCells */
+    kOpenCellFlag = 14,      /* 16-bit */
+    kOpenBytes = 28
 };
 
 /* ---- Records --------------------------------------------------------------------------------------------------- */

@@ -1,14 +1,176 @@
-// export_variant.cpp: the export-filter variant, for hosts that load that entry. Its lifecycle is still to come: calls
-// answer 0 and touch nothing; the version is answered.
+// export_variant.cpp: the export-filter variant, for hosts that load that entry: its state stands in the settings block
+// and in the host's Common block. There are no metafiles on this platform, so its term ends with an error, as hosts
+// know it; everything up to that point is done.
+
+#include <cstring>
 
 #include "driver/driver.h"
-#include "host/numbers.h"
+#include "driver/status.h"
+#include "output/output.h"
+#include "output/output_stream.h"
+#include "raster/raster.h"
+#include "stream/stream.h"
 
-int32_t initdvr(void*) { return 0; }
-int32_t termdvr(uintptr_t) { return 0; }
+namespace {
+
+using namespace tolva;
+
+// Words of the init block.
+enum InitWord { kWordHost = 1, kWordFileName = 3, kWordSecond = 5, kWordSetup = 13, kWordStatus = 14 };
+constexpr size_t kStatusWord4 = offsetof(StatusRecord, word4);
+
+// The properties that a host with metafiles is told: (init block word 13, code, 4, address of the value, 0, 0).
+using PropertyCallback = intptr_t (*)(intptr_t, intptr_t, intptr_t, intptr_t, intptr_t, intptr_t);
+enum PropertyCode {
+    kPropertyColourClass = 1,
+    kPropertyFonts = 2,
+    kPropertyThird = 3,
+    kPropertyWord = 5,
+    kPropertySixth = 6
+};
+constexpr int32_t kNoAlternativeFonts = 110;
+constexpr int32_t kAlternativeFonts = 111;
+constexpr int32_t kSixthValue = 130;
+constexpr int32_t kThirdValue = 1;
+constexpr intptr_t kPropertyBytes = 4;
+
+template <class T>
+T wordOf(const void* block, size_t index) {
+    return loadField<T>(block, index * sizeof(uintptr_t));
+}
+
+int32_t colourClassOf(int32_t colourMode) {
+    const bool known = colourMode > kColourNormal && colourMode <= kColourInvertGrey;
+    return kColourClassNormal + (known ? colourMode - kColourNormal : 0);
+}
+
+void tellProperties(PropertyCallback callback, uintptr_t target, Setup& setup) {
+    int32_t colourClass = colourClassOf(setup.colourMode);
+    int32_t fonts = AltFontsAvailable() != 0 ? kAlternativeFonts : kNoAlternativeFonts;
+    int32_t sixth = kSixthValue;
+    int32_t third = kThirdValue;
+    if (callback == nullptr) return;
+    const auto tell = [&](PropertyCode code, int32_t* value) {
+        callback(static_cast<intptr_t>(target), code, kPropertyBytes, reinterpret_cast<intptr_t>(value), 0, 0);
+    };
+    tell(kPropertyColourClass, &colourClass);
+    tell(kPropertyFonts, &fonts);
+    tell(kPropertySixth, &sixth);
+    tell(kPropertyWord, &setup.exporting.propertyWord);
+    tell(kPropertyThird, &third);
+}
+
+// The file's name, which becomes the settings' own; false where it does not fit.
+bool takeFileName(ExportState& state, const char* name) {
+    state.fileName[0] = '\0';
+    const size_t bytes = name == nullptr ? 1 : strnlen(name, sizeof state.fileName) + 1;
+    if (bytes > sizeof state.fileName) return false;
+    if (name != nullptr) std::memcpy(state.fileName, name, bytes);
+    return true;
+}
+
+bool openStream(Setup& setup, const char* name) {
+    ExportState& state = setup.exporting;
+    if (state.outputStream != 0) zunClose(state.outputStream);  // of an init that was never terminated
+    state.outputStream = 0;
+    if (!takeFileName(state, name)) return false;
+    state.outputStream = openOutputStream(&setup, state.status, state.fileName, &state.streamMemory);
+    // Kept: an output device that does not open is not reported; everything written then goes nowhere.
+    return state.outputStream != 0 || setup.outputDevice != 0;
+}
+
+MetafilePicture pictureOf(uintptr_t metafile) {
+    MetafilePicture picture = {};
+    picture.metafile = metafile;
+    if (lpRaster == nullptr) return picture;
+    const ExportState& state = lpRaster->exporting;
+    picture.left = state.page[0];
+    picture.top = state.page[1];
+    picture.right = state.page[2];
+    picture.bottom = state.page[3];
+    picture.resolution = roundd(state.resolution);
+    picture.metafileWord = state.metafileWord;
+    if (state.status != nullptr) {
+        const auto* const record = reinterpret_cast<const uint8_t*>(state.status);
+        std::memcpy(picture.host, record + offsetof(StatusRecord, picture), sizeof picture.host);
+    }
+    return picture;
+}
+
+int32_t drawMetafile(uintptr_t metafile) {
+    MetafilePicture picture = pictureOf(metafile);
+    if (metafile == 0 || lpRaster == nullptr || escape() != kNoError) return kExportFailed;
+    const int32_t result = OutputPicture(lpRaster->exporting.outputStream, &picture, DrawPlatformMetafile);
+    if (escape() != kNoError) zunOpen(lpRaster->exporting.fileName, nullptr, kDeleteFile);
+    return result;
+}
+
+// False when the stream's last bytes could not be written.
+bool closeStream(ExportState& state) {
+    const bool closed = state.outputStream == 0 || zunClose(state.outputStream) == 0;
+    state.outputStream = 0;
+    freeOutputMemory(&state.streamMemory);
+    // The host's record may be gone after term.
+    state.status = nullptr;
+    return closed;
+}
+
+int32_t callOpcode(void* block) {
+    if (lpCommon == nullptr) return 0;
+    lpCommon->result = kNoError;
+    if (lpCommon->state <= 0 || block == nullptr) return 0;
+    const OpcodeHandler handler = getfunc(load<int32_t>(block));
+    esc_mode(1);
+    handler(block);
+    esc_mode(0);
+    return lpCommon == nullptr ? 0 : lpCommon->result;
+}
+
+// Kept: state 1 here, where the raster variant asks for -1; hosts init either way.
+bool isBusy() { return hCommon != 0 && lpCommon != nullptr && lpCommon->state != kInitialised; }
+
+}  // namespace
+
+int32_t initdvr(void* block) {
+    if (block == nullptr) return kNoSettings;
+    hRaster = wordOf<Handle>(block, kWordSetup);
+    lpRaster = static_cast<Setup*>(GlobalLock(hRaster));
+    if (lpRaster == nullptr) return kNoSettings;
+    ExportState& state = lpRaster->exporting;
+    StatusRecord* const status = wordOf<StatusRecord*>(block, kWordStatus);
+    state.status = status;
+    uintptr_t callback = 0;
+    state.hookResult = InitPlatformMetafileFilter(
+        wordOf<intptr_t>(block, kWordHost), wordOf<intptr_t>(block, kWordSecond), reinterpret_cast<intptr_t>(status),
+        &state.metafileWord, &hSetup, &state.secondWord, &callback);
+    char* const name = wordOf<char*>(block, kWordFileName);
+    if (!openStream(*lpRaster, name)) return kStreamFailed;
+    if (name != nullptr) name[0] = '\0';
+    state.statusWord = status == nullptr ? 0 : loadField<intptr_t>(status, kStatusWord4);
+    storeField(block, kWordSetup * sizeof(uintptr_t), hSetup);
+    tellProperties(reinterpret_cast<PropertyCallback>(callback), hSetup, *lpRaster);
+    return kNoError;
+}
+
+int32_t termdvr(uintptr_t) {
+    const uintptr_t metafile = GetMetaFileHandle(0, 0);
+    int32_t result = drawMetafile(metafile);
+    DeleteMetaFileHandle(metafile);
+    const int32_t hookResult = TermPlatformMetafileFilter(lpRaster == nullptr ? 0 : lpRaster->exporting.hookResult);
+    if (lpRaster != nullptr && !closeStream(lpRaster->exporting)) result = kStreamFailed;
+    return result == kNoError ? hookResult : result;
+}
 
 int32_t dd_entry32(uintptr_t, int16_t func, void* block) {
-    if (func != kFuncVersion) return 0;
-    if (block != nullptr) tolva::store(block, ZUNGetFilterVersion());
-    return sizeof(uint32_t);
+    switch (func) {
+        case kFuncInit: return isBusy() ? 0 : initdvr(block);
+        case kFuncCall: return callOpcode(block);
+        case kFuncTerm:
+            if (lpCommon != nullptr) lpCommon->result = kNoError;
+            return termdvr(0);
+        case kFuncVersion:
+            if (block != nullptr) store(block, ZUNGetFilterVersion());
+            return sizeof(uint32_t);
+        default: return 0;
+    }
 }

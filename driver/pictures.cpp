@@ -1,5 +1,5 @@
 // pictures.cpp: the picture itself, as the host sends it: cell arrays of pixel rows. One that stands alone is written
-// at once; a primitive that brackets several is still to come.
+// at once; between the opening and the closing primitive they are collected in one bitmap, and that is written.
 
 #include <algorithm>
 #include <cstring>
@@ -14,6 +14,9 @@ namespace {
 using namespace tolva;
 
 constexpr int64_t kTrueColour = 24;
+constexpr int64_t kFourByteDepth = 32;
+constexpr int64_t kMostBits = 1 << 20;
+constexpr int32_t kMostPoints = 1024;
 
 struct CellArray {
     const uint8_t* data;
@@ -29,7 +32,10 @@ struct CellArray {
 
 const uint8_t* field(const void* block, int at) { return static_cast<const uint8_t*>(block) + at; }
 
-int64_t paddedBytes(int64_t width, int64_t bits) { return ((width * bits + 7) / 8 + 3) / 4 * 4; }
+int64_t magnitudeOf(int64_t bits) { return bits == kOneBitCells ? 1 : bits < 0 ? -bits : bits; }
+
+// Depths beyond kMostBits do not exist; what they are cut to still fits no block.
+int64_t paddedBytes(int64_t width, int64_t bits) { return ((width * std::min(bits, kMostBits) + 7) / 8 + 3) / 4 * 4; }
 
 // Rows run upward when the corners and the window run opposite ways.
 bool runsUpward(const EMData& em, const void* block) {
@@ -49,7 +55,7 @@ CellArray readCellArray(const EMData& em, const void* block) {
     CellArray cells = {};
     const int64_t bits = load<int32_t>(field(block, kCellBits));
     cells.data = bits < 0 ? load<const uint8_t*>(field(block, kCellData)) : field(block, kCellData);
-    cells.bits = bits == kOneBitCells ? 1 : bits < 0 ? -bits : bits;
+    cells.bits = magnitudeOf(bits);
     cells.cellsPerRow = load<uint32_t>(field(block, kCellsPerRow));
     cells.rows = load<uint32_t>(field(block, kCellRows));
     cells.upward = runsUpward(em, block);
@@ -63,27 +69,38 @@ CellArray readCellArray(const EMData& em, const void* block) {
     return cells;
 }
 
-void copyRow(const EMData& em, const CellArray& cells, int64_t i, uint8_t* bitmap, int64_t held, int64_t row) {
-    const int64_t at = row * cells.rowBytes;
-    // A picture height left over from elsewhere may point past the bitmap; such rows are dropped.
-    if (row < 0 || at + cells.rowBytes > held) return;
-    std::memcpy(bitmap + at, cells.data + i * cells.stride, static_cast<size_t>(cells.rowBytes));
-    if (cells.bits == kTrueColour) rev_rgb(static_cast<int32_t>(cells.width), bitmap + at, em.conversionMode);
+// Copies `count` rows of the data, row i to bitmap row start + step x i, as far as the bitmap has
+// those rows: a height left over from elsewhere may reach past it.
+void copyRows(const EMData& em, const CellArray& cells, Handle h, int64_t start, int64_t step, int64_t count) {
+    uint8_t* const bitmap = static_cast<uint8_t*>(GlobalLock(h));
+    const int64_t held = cells.rowBytes == 0 ? 0 : GlobalSize(h) / cells.rowBytes;
+    const int64_t first = step > 0 ? -start : start - held + 1;
+    const int64_t behind = step > 0 ? held - start : start + 1;
+    count = std::min(count, behind);
+    for (int64_t i = std::max<int64_t>(first, 0); i < count; ++i) {
+        uint8_t* const row = bitmap + (start + step * i) * cells.rowBytes;
+        std::memcpy(row, cells.data + i * cells.stride, static_cast<size_t>(cells.rowBytes));
+        if (cells.bits == kTrueColour) rev_rgb(static_cast<int32_t>(cells.width), row, em.conversionMode);
+    }
 }
 
 // Kept: the first upward row lands two rows above the bottom, so the last row of the bitmap is never filled.
-void copyUpward(EMData& em, const CellArray& cells, uint8_t* bitmap, int64_t held) {
+void copyUpward(EMData& em, const CellArray& cells, Handle bitmap) {
     if (em.currentRow == 0) em.currentRow = static_cast<int32_t>(em.pictureHeight - 1);
-    const int64_t rows = std::min(static_cast<int32_t>(cells.rows), em.currentRow);
-    for (int64_t i = 0; i < rows; ++i, --em.currentRow) copyRow(em, cells, i, bitmap, held, em.currentRow - 1);
+    const int32_t rows = std::max(std::min(static_cast<int32_t>(cells.rows), em.currentRow), 0);
+    copyRows(em, cells, bitmap, int64_t{em.currentRow} - 1, -1, rows);
+    em.currentRow -= rows;
 }
 
-void copyDownward(EMData& em, const CellArray& cells, uint8_t* bitmap, int64_t held) {
-    const uint32_t rows = std::min(cells.rows, em.pictureHeight - static_cast<uint32_t>(em.currentRow));
-    for (uint32_t i = 0; i < rows; ++i) {
-        copyRow(em, cells, i, bitmap, held, em.currentRow);
-        em.currentRow = static_cast<int32_t>(static_cast<uint32_t>(em.currentRow) + 1);
-    }
+void copyDownward(EMData& em, const CellArray& cells, Handle bitmap) {
+    const uint32_t row = static_cast<uint32_t>(em.currentRow);
+    const uint32_t rows = std::min(cells.rows, em.pictureHeight - row);
+    copyRows(em, cells, bitmap, em.currentRow, 1, rows);
+    em.currentRow = static_cast<int32_t>(row + rows);
+}
+
+void collectCells(EMData& em, const CellArray& cells, Handle bitmap) {
+    (cells.upward ? copyUpward : copyDownward)(em, cells, bitmap);
 }
 
 // Whether the host's rows are the bitmap, byte for byte. Then they need not be copied: nothing on that road writes to
@@ -98,8 +115,7 @@ Handle makeBitmap(EMData& em, const CellArray& cells, bool ofItsOwn) {
     if (cells.data == nullptr || !pictureBytes(cells.rowBytes, cells.rows, &bytes)) return 0;
     if (ofItsOwn && canBorrow(em, cells)) return GlobalPointerToHandle(const_cast<uint8_t*>(cells.data), bytes);
     const Handle h = GlobalAlloc(kMoveableZeroed, bytes);
-    uint8_t* const bitmap = static_cast<uint8_t*>(GlobalLock(h));
-    (cells.upward ? copyUpward : copyDownward)(em, cells, bitmap, bytes);
+    collectCells(em, cells, h);
     return h;
 }
 
@@ -123,12 +139,99 @@ void writeLoneCells(EMData& em, const CellArray& cells) {
     if (result != kNoError) push_er(result);
 }
 
+// ---- The bracket ----
+
+bool isWritable(int64_t depth) { return (depth >= 1 && depth <= 8) || depth == kTrueColour || depth == kFourByteDepth; }
+
+// The opening primitive's data, behind its points; what a block does not have is 0.
+struct OpenData {
+    uint8_t bytes[kOpenBytes];
+};
+
+// False where the points cannot be stepped over: no host sends so many, and no block's end is known.
+bool readOpenData(const void* block, OpenData& data) {
+    const int32_t points = load<int32_t>(field(block, kPrimitivePoints));
+    if (points < 0 || points > kMostPoints) return false;
+    const uint8_t* const length = field(block, kPrimitiveFirstPoint + points * kPointBytes);
+    const int32_t there = std::clamp(load<int32_t>(length), 0, int32_t{kOpenBytes});
+    std::memcpy(data.bytes, length + sizeof(int32_t), static_cast<size_t>(there));
+    return true;
+}
+
+// Kept: the bitmap of a picture that was never closed is not freed here, because hosts may still hold it. One that
+// could not be made is noticed by the next cell array.
+void openPicture(EMData& em, const void* block) {
+    OpenData data = {};
+    if (!readOpenData(block, data)) {
+        push_er(kExportFailed);
+        return;
+    }
+    em.cellFlag = load<int16_t>(data.bytes + kOpenCellFlag);
+    em.accumulating = 1;
+    const int64_t bits = magnitudeOf(load<int32_t>(data.bytes + kOpenBits));
+    const int64_t width = std::min<int64_t>(windowColumns(em), load<uint32_t>(data.bytes + kOpenWidth));
+    em.pictureWidth = static_cast<uint32_t>(width);
+    em.pictureHeight = load<uint32_t>(data.bytes + kOpenRows);
+    em.pictureDepth = static_cast<uint32_t>(bits);
+    em.currentRow = 0;
+    em.pictureBitmap = allocPicture(paddedBytes(width, bits), em.pictureHeight);
+}
+
+Handle copyPalette(const EMData& em) {
+    const uint32_t bytes = (1u << em.pictureDepth) * kTripleBytes;
+    const Handle palette = GlobalAlloc(kMoveableZeroed, bytes);
+    std::memcpy(GlobalLock(palette), em.colourTable, bytes);
+    return palette;
+}
+
+// Kept: what becomes of the picture is not pushed; a failed write is told when the device is closed.
+void writeCollected(EMData& em) {
+    PictureDescriptor picture = {};
+    picture.depth = static_cast<int16_t>(em.pictureDepth);
+    picture.width = static_cast<uint16_t>(em.pictureWidth);
+    picture.height = static_cast<uint16_t>(em.pictureHeight);
+    picture.resolution = low16(em.resolution);
+    picture.fullWidth = em.pictureWidth;
+    picture.fullHeight = em.pictureHeight;
+    picture.palette = em.pictureDepth < kTrueColour ? copyPalette(em) : 0;
+    picture.bitmap = em.pictureBitmap;
+    OutputPicture(em.outputStream, &picture, DrawExportCellData);
+    GlobalFree(picture.palette);
+}
+
+void closePicture(EMData& em) {
+    em.accumulating = 0;
+    if (em.pictureBitmap != 0 && isWritable(em.pictureDepth)) {
+        writeCollected(em);
+    } else {
+        push_er(kExportFailed);
+    }
+    GlobalFree(em.pictureBitmap);
+    em.pictureBitmap = 0;
+}
+
 }  // namespace
 
 void* d_ca(void* block) {
-    if (lpEMData == nullptr || lpEMData->accumulating != 0) return block;
-    writeLoneCells(*lpEMData, readCellArray(*lpEMData, block));
+    if (lpEMData == nullptr) return block;
+    EMData& em = *lpEMData;
+    const CellArray cells = readCellArray(em, block);
+    if (em.accumulating == 0) {
+        writeLoneCells(em, cells);
+    } else if (em.pictureBitmap == 0 || cells.data == nullptr) {
+        push_er(kExportFailed);
+    } else {
+        collectCells(em, cells, em.pictureBitmap);
+    }
     return block;
 }
 
-void* d_gdp(void* block) { return block; }
+void* d_gdp(void* block) {
+    if (lpEMData == nullptr) return block;
+    switch (load<int32_t>(field(block, kPrimitiveId))) {
+        case kOpenPicture: openPicture(*lpEMData, block); break;
+        case kClosePicture: closePicture(*lpEMData); break;
+        default: break;
+    }
+    return block;
+}

@@ -114,6 +114,7 @@ int32_t RASTER_initdvr(RasterInitBlock* block) {
 int32_t RASTER_termdvr() {
     if (lpEMData == nullptr) return 0;
     if (lpEMData->state != kInitialised) d_cldv(nullptr);
+    GlobalFree(lpEMData->pictureBitmap);  // of a picture that was never closed
     freeReplyBuffer(*lpEMData);
     FreeGlobal();
     return 0;

@@ -1,7 +1,7 @@
 // status.cpp: the host's status function: progress out, a wish to stop in. Every call of it goes through one wrapper.
 
 #include "driver/status.h"
-#include "driver/driver.h"
+#include "settings/settings.h"
 
 using namespace tolva;
 
@@ -42,8 +42,11 @@ int32_t escape() {
     return stopAnswer(query(lpCommon->status, lpCommon->statusValue));
 }
 
-// The export variant keeps no status record yet.
-int32_t UpdateStatus(int32_t) { return kNoError; }
+int32_t UpdateStatus(int32_t value) {
+    const StatusRecord* const record = lpRaster == nullptr ? nullptr : lpRaster->exporting.status;
+    if (record == nullptr || query(record, value) == 0) return kNoError;
+    return kStoppedByHost;
+}
 
 namespace tolva {
 

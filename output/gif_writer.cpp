@@ -118,6 +118,7 @@ struct Band {
     int64_t rowBytes;
     uint8_t* scratch;  // one row, for those the block does not hold whole, or that are made
     const RowMaker* maker;
+    bool kept;  // the caller's: not to be written to
 };
 
 const uint8_t* rowOf(const Band& band, int64_t sourceRow) {
@@ -169,7 +170,7 @@ bool ownsItsMemory(Handle h) {
 int32_t compressBand(Handle stream, Handle h, const Band& band, RowOrder& order, bool first, bool last,
                      uint32_t* carry) {
     uint8_t work[kWorkBytes] = {};
-    const bool worksInBand = h != 0 && band.held >= kWorkBytes && ownsItsMemory(h);
+    const bool worksInBand = h != 0 && !band.kept && band.held >= kWorkBytes && ownsItsMemory(h);
     if (worksInBand) std::memcpy(work, band.data, sizeof work);
     const int32_t result = compressRows(stream, {nextRow, &order, order.rows, band.rowBytes}, work, first, last, carry);
     if (worksInBand) std::memcpy(GlobalLock(h), work, sizeof work);
@@ -216,9 +217,22 @@ int32_t writeBandOf(Handle stream, Handle h, Band band, int32_t width, int32_t r
     return result;
 }
 
+Band bandIn(Handle h) {
+    Band band = {};
+    band.data = static_cast<const uint8_t*>(GlobalLock(h));
+    band.held = GlobalSize(h);
+    return band;
+}
+
 }  // namespace
 
 namespace tolva {
+
+int32_t writeKeptBand(Handle stream, Handle h, int32_t width, int32_t rows, Handle state) {
+    Band band = bandIn(h);
+    band.kept = true;
+    return writeBandOf(stream, h, band, width, rows, kOutputDepth, state);
+}
 
 int32_t writeMadeRows(Handle stream, const RowMaker& maker, int32_t width, int32_t rows, Handle state) {
     Band band = {};
@@ -260,10 +274,7 @@ int32_t BeginCellBitmap(Handle stream, int32_t width, int32_t height, int16_t bi
 
 int32_t WriteCellBits(Handle stream, Handle h, int32_t width, int32_t rows, int16_t bitsPerPixel, int16_t,
                       Handle state) {
-    Band band = {};
-    band.data = static_cast<const uint8_t*>(GlobalLock(h));
-    band.held = GlobalSize(h);
-    return writeBandOf(stream, h, band, width, rows, bitsPerPixel, state);
+    return writeBandOf(stream, h, bandIn(h), width, rows, bitsPerPixel, state);
 }
 
 int32_t EndCellBitmap(Handle stream, Handle hState) {

@@ -23,10 +23,97 @@ enum {
 void RasterWriteCellData(Handle bitmap, int32_t width, int32_t height, int32_t resolution, int16_t bitsPerPixel,
                          int16_t colourModel);
 
-/* The host's picture, drawn band by band: (operation, record, argument 1, argument 2). */
+/* ---- Pictures drawn band by band -------------------------------------------------------------------------------- */
+
+/* A picture handed over whole, as the closing primitive and ExportCellData give it to DrawExportCellData. */
+typedef struct PictureDescriptor {
+    int16_t depth;      /* bits a pixel */
+    uint16_t width;     /* pixels */
+    uint16_t height;    /* rows */
+    int16_t resolution; /* dots per inch, 0 = not given */
+    double fullWidth;   /* the same as floats: what the output's size is asked for with */
+    double fullHeight;
+    Handle palette;     /* triples, 0 for true colour */
+    Handle bitmap;      /* bottom row first */
+} PictureDescriptor;
+
+/* The picture as a platform's metafile: bounds in dots. */
+typedef struct MetafilePicture {
+    uintptr_t metafile;
+    int32_t left, top, right, bottom;
+    int32_t resolution;
+    int32_t unused;
+    intptr_t host[5]; /* words 7 to 11 of the status record */
+    uintptr_t metafileWord;
+    uint8_t reserve[sizeof(void*) == 8 ? 8 : 28];
+} MetafilePicture;
+
+enum OffscreenOperation {
+    kOffscreenQuery = 0, /* host context, OffscreenQuery*: fills it */
+    kOffscreenInit = 1,  /* record, OffscreenInit*: fills the colour table; the rows of a band, 0 = no picture */
+    kOffscreenTerm = 2,  /* record */
+    kOffscreenDraw = 3   /* record, lower row, upper row (from the bottom): the band's bitmap, 0 = none */
+};
+
+/* The host's picture, drawn on demand: (operation, record, argument 1, argument 2). */
 typedef intptr_t (*OffscreenCallback)(intptr_t operation, intptr_t record, intptr_t a, intptr_t b);
+
+typedef struct OffscreenQuery {
+    double width;       /* with a resolution in inches, without one in pixels */
+    double height;
+    int32_t resolution; /* dots per inch, 0 = not given */
+    int16_t value;      /* handed on to the writer, which does not use it */
+} OffscreenQuery;
+
+typedef struct OffscreenInit {
+    int32_t width;      /* pixels */
+    int32_t bandRows;   /* as many as are wanted at once */
+    int32_t depth;      /* bits a pixel that bands must have */
+    int32_t colours;    /* room in the table */
+    uint8_t* palette;   /* triples, to be filled */
+} OffscreenInit;
+
+typedef struct OffscreenRecord {
+    void* hostContext;
+    OffscreenCallback callback;
+    int16_t colours;
+    uint8_t* palette;   /* what the file's colour table is written from */
+    int32_t width;
+    int32_t bandRows;   /* as asked for */
+    int16_t depth;
+    Handle privateBlock; /* the callback's own */
+    uint8_t flag;       /* 0 */
+    uint8_t reserve[sizeof(void*) == 8 ? 7 : 11];
+} OffscreenRecord;
+
+/* Asks the host for the picture's size, for colours and a band height, then for band after band, top band first, and
+ * writes each as it comes; heights are made even. 0; kNoPicture when the host has none or no GIF has its size, and
+ * nothing is written; else the failing band's kExportFailed or kStreamFailed, or kStoppedByHost. The bands' memory is
+ * left alone. */
 int32_t OutputPicture(Handle stream, void* hostContext, OffscreenCallback callback);
-int32_t ExportCellData(const char* fileName, void* pictureInformation, void* cellBitmap, void* hostArguments);
+/* Writes a picture handed over whole, as one band, with the settings in word 2 of the host's arguments and the status
+ * record in word 6: through the settings' output device, to the file, or (empty name) to memory. 0, whatever became of
+ * the picture; kStreamFailed without a stream. `picture` receives its size and resolution. */
+int32_t ExportCellData(const char* fileName, PictureDescriptor* picture, const PictureDescriptor* cells,
+                       const uintptr_t* hostArguments);
+/* OutputPicture's callbacks for a PictureDescriptor and for a metafile; there is none on this platform, so that the
+ * second offers no band. */
+intptr_t DrawExportCellData(intptr_t operation, intptr_t record, intptr_t a, intptr_t b);
+intptr_t DrawPlatformMetafile(intptr_t operation, intptr_t record, intptr_t a, intptr_t b);
+
+void QueryPlatformOffscreen(OffscreenQuery* query, void* hostContext, OffscreenCallback callback);
+/* A new record; *bandRows comes in as wanted and goes out as the host answered. */
+OffscreenRecord* InitPlatformOffscreen(int32_t width, int32_t* bandRows, int16_t depth, int16_t colours,
+                                       uint8_t* palette, void* hostContext, OffscreenCallback callback, uint8_t flag);
+Handle DrawPlatformOffscreen(OffscreenRecord* record, int32_t lower, int32_t upper);
+void TermPlatformOffscreen(OffscreenRecord* record);
+
+/* Metafiles: nothing on this platform. The words pointed at become 0; the answers are `a`, 0, 0 and 0. */
+intptr_t InitPlatformMetafileFilter(intptr_t a, intptr_t b, intptr_t c, uintptr_t* d, uintptr_t* e, uintptr_t* f,
+                                    uintptr_t* g);
+int32_t TermPlatformMetafileFilter(intptr_t a);
+uintptr_t GetMetaFileHandle(intptr_t a, intptr_t b);
+int32_t DeleteMetaFileHandle(uintptr_t a);
 
 /* ---- The GIF writer -------------------------------------------------------------------------------------------- */
 

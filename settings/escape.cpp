@@ -20,7 +20,6 @@ constexpr int32_t kNotHandled = 0;
 constexpr int32_t kWordBytes = 4;
 constexpr int32_t kDoubleBytes = 8;
 constexpr int32_t kColourClassDistance = int32_t{kColourNormal} - int32_t{kColourClassNormal};
-constexpr int kExtentDigits = 3;
 constexpr size_t kValueBytes = 32;
 
 struct Request {
@@ -41,13 +40,24 @@ void saveNumber(const Request& r, StringId key, int32_t number) {
     save(r, key, text);
 }
 
+// How an extent is saved: what stands in front of the number, and its significant digits.
+struct ExtentFormat {
+    StringId key;
+    const char* prefix;
+    int digits;
+};
+
+// Kept: the width gets ".3" in front of it where the height gets three digits; profiles of hosts have them so.
+constexpr ExtentFormat kWidthFormat = {kStringWidth, ".3", 6};
+constexpr ExtentFormat kHeightFormat = {kStringHeight, "", 3};
+
 // With a point, whatever the host's locale writes.
-void saveExtent(const Request& r, StringId key, const char* prefix, double extent) {
+void saveExtent(const Request& r, const ExtentFormat& format, double extent) {
     char text[kValueBytes] = {};
-    const size_t length = std::strlen(prefix);
-    std::memcpy(text, prefix, length);
-    std::to_chars(text + length, text + sizeof text - 1, extent, std::chars_format::general, kExtentDigits);
-    save(r, key, text);
+    const size_t length = std::strlen(format.prefix);
+    std::memcpy(text, format.prefix, length);
+    std::to_chars(text + length, text + sizeof text - 1, extent, std::chars_format::general, format.digits);
+    save(r, format.key, text);
 }
 
 int32_t setColourClass(const Request& r) {
@@ -76,12 +86,12 @@ int32_t setResolution(const Request& r, int16_t Setup::*resolution, StringId key
     return kDone;
 }
 
-int32_t setExtent(const Request& r, double Setup::*extent, StringId key, const char* prefix) {
+int32_t setExtent(const Request& r, double Setup::*extent, const ExtentFormat& format) {
     if (r.size != kDoubleBytes || r.in == nullptr) return kRefused;
     const double inches = load<double>(r.in);
     if (isOutside(inches, kSmallestExtent, kLargestExtentInches)) return kRefused;
     r.setup->*extent = inches;
-    saveExtent(r, key, prefix, inches);
+    saveExtent(r, format, inches);
     return kDone;
 }
 
@@ -131,9 +141,8 @@ int32_t xEscapeSetup(Handle h, int32_t code, int32_t size, void* in, void* out, 
         case kEscSetColourClass: return setColourClass(r);
         case kEscSetXResolution: return setResolution(r, &Setup::xResolution, kStringXResolution);
         case kEscSetYResolution: return setResolution(r, &Setup::yResolution, kStringYResolution);
-        // Kept: the width is saved with ".3" in front of it and the height without; profiles of hosts have them so.
-        case kEscSetWidth: return setExtent(r, &Setup::width, kStringWidth, ".3");
-        case kEscSetHeight: return setExtent(r, &Setup::height, kStringHeight, "");
+        case kEscSetWidth: return setExtent(r, &Setup::width, kWidthFormat);
+        case kEscSetHeight: return setExtent(r, &Setup::height, kHeightFormat);
         case kEscQueryResolution: return queryResolution(r);
         case kEscQuerySize: return querySize(r);
         case kEscSelectResolutionMode: return select(r, &Setup::resolutionMode, kResolutionOfScreen);

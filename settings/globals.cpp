@@ -6,7 +6,7 @@
 #include "settings/current.h"
 
 static_assert(sizeof(Setup) == kSetupBytes);
-static_assert(offsetof(Setup, reserve) == kSetupNamedBytes);
+static_assert(offsetof(Setup, reserve) == kSetupNamedBytes && sizeof(ExportState) <= kSetupReserve);
 static_assert(offsetof(Setup, driverName) == 4 * kSettingsNameBytes);
 static_assert(sizeof(void*) != 8 || offsetof(Setup, width) == 656);
 static_assert(sizeof(void*) != 4 || offsetof(Setup, yResolution) == 634);

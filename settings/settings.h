@@ -69,6 +69,25 @@ enum {
     kSetupReserve = kSetupBytes - kSetupNamedBytes
 };
 
+struct StatusRecord; /* driver.h */
+
+/* What an export outside a device keeps: the export variant from init to term, ExportCellData while it runs. */
+typedef struct ExportState {
+    struct StatusRecord* status; /* the host's; progress goes there */
+    intptr_t statusWord;         /* its word 4 */
+    Handle outputStream;         /* of the export variant; 0 = none */
+    void* streamMemory;          /* its block, when it goes to memory */
+    void* memory;                /* ExportCellData to memory: its block, the host's to read until the next export or
+                                    DestroySetup; behind the GIF one byte 0xFF, then zeros */
+    uintptr_t metafileWord;      /* written by the metafile hooks */
+    uintptr_t secondWord;
+    intptr_t hookResult;
+    double resolution;           /* of the page, dots per inch */
+    int32_t page[4];             /* left, top, right, bottom */
+    int32_t propertyWord;
+    char fileName[kSettingsNameBytes];
+} ExportState;
+
 typedef struct Setup {
     uint8_t hostArea[kSettingsNameBytes];     /* the host's; not touched here */
     char sectionName[kSettingsNameBytes];     /* profile section that holds the settings */
@@ -91,7 +110,10 @@ typedef struct Setup {
     int32_t transparencyChoice;               /* kTransparentColour, anything else = none */
     uint8_t transparentColour[3];             /* red, green, blue */
     int32_t backgroundChoice;                 /* kBackgroundColour, anything else = none */
-    uint8_t reserve[kSetupReserve];
+    union {
+        ExportState exporting;
+        uint8_t reserve[kSetupReserve];
+    };
 } Setup;
 
 /* ---- Exported data --------------------------------------------------------------------------------------------- */

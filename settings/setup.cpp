@@ -88,8 +88,11 @@ int32_t EditSetup(Handle h, uintptr_t value) {
 }
 
 int32_t DestroySetup(Handle h) {
-    const Setup* const setup = static_cast<Setup*>(GlobalLock(h));
+    Setup* const setup = static_cast<Setup*>(GlobalLock(h));
     if (setup == nullptr) return 1;
+    if (setup->exporting.outputStream != 0) zunClose(setup->exporting.outputStream);
+    zunPtrGlobalFree(setup->exporting.streamMemory);
+    zunPtrGlobalFree(setup->exporting.memory);
     // A block that init locked must not be looked at once it is gone.
     if (lpSetup == setup) lpSetup = nullptr;
     GlobalFree(h);

@@ -1,0 +1,229 @@
+// export_cells.cpp: pictures that are handed over whole: ExportCellData, which opens and closes a stream of its own,
+// and the callback through which OutputPicture gets them, brought to the depth and size of the output as one band.
+// Also the closing primitive of a bracketed picture draws through that callback.
+
+#include <algorithm>
+#include <cstring>
+
+#include "driver/driver.h"
+#include "host/numbers.h"
+#include "output/output.h"
+#include "output/output_stream.h"
+#include "raster/raster.h"
+#include "stream/stream.h"
+
+static_assert(offsetof(PictureDescriptor, fullWidth) == 8 && offsetof(PictureDescriptor, palette) == 24);
+static_assert(sizeof(PictureDescriptor) == 24 + 2 * sizeof(Handle));
+
+namespace {
+
+using namespace tolva;
+
+constexpr int16_t kTrueColour = 24;
+constexpr int16_t kDeepestTable = 8;
+constexpr int16_t kCellValue = 1;
+constexpr int32_t kTermDone = 1;
+
+enum HostArgument { kArgumentSetup = 2, kArgumentStatus = 6 };
+
+// Behind the record, from init to terminate.
+struct PrivateBlock {
+    Handle band;     // the last one made here
+    Handle palette;  // a copy of the record's colour table
+};
+
+struct Bitmap {
+    Handle pixels;
+    bool owned;
+    int32_t width;
+    int32_t height;
+    int16_t depth;
+};
+
+PictureDescriptor pictureOf(const OffscreenRecord& record) {
+    return record.hostContext == nullptr ? PictureDescriptor{} : load<PictureDescriptor>(record.hostContext);
+}
+
+PrivateBlock* privateBlockOf(const OffscreenRecord& record) {
+    return static_cast<PrivateBlock*>(GlobalLock(record.privateBlock));
+}
+
+intptr_t answerQuery(const void* hostContext, OffscreenQuery* query) {
+    if (hostContext == nullptr || query == nullptr) return 0;
+    const PictureDescriptor picture = load<PictureDescriptor>(hostContext);
+    query->width = picture.fullWidth;
+    query->height = picture.fullHeight;
+    query->resolution = picture.resolution;
+    if (picture.resolution != 0) {
+        query->width /= picture.resolution;
+        query->height /= picture.resolution;
+    }
+    query->value = kCellValue;
+    return 0;
+}
+
+// ---- The colour table ----
+
+// `count` entries become the record's colour table and the private copy of it. What the source does not have is black.
+void takeColours(OffscreenRecord& record, PrivateBlock& block, Handle source, int32_t count) {
+    const uint32_t bytes = static_cast<uint32_t>(count) * kTripleBytes;
+    if (count > record.colours) {
+        record.palette = static_cast<uint8_t*>(zunPtrGlobalReAlloc(record.palette, bytes, kMoveableZeroed));
+    }
+    record.colours = static_cast<int16_t>(count);
+    block.palette = GlobalAlloc(kMoveableZeroed, bytes);
+    uint8_t* const copy = static_cast<uint8_t*>(GlobalLock(block.palette));
+    std::memcpy(copy, GlobalLock(source), std::min(bytes, GlobalSize(source)));
+    if (record.palette != nullptr) std::memcpy(record.palette, copy, bytes);
+}
+
+// Kept: the reduced table counts as full, its empty entries included, where the cell arrays' road has the count that
+// was found.
+void reduceColours(OffscreenRecord& record, PrivateBlock& block, const PictureDescriptor& picture) {
+    const int32_t count = 1 << record.depth;
+    uint16_t found = static_cast<uint16_t>(count);
+    Handle table = 0;
+    if (picture.depth == kTrueColour && record.depth >= kDeepestTable) {
+        table = rlReduceColorTable(picture.bitmap, picture.width, picture.height, &found);
+    } else {
+        rlDitherGetCT(picture.bitmap, picture.width, picture.height, picture.depth, record.depth, picture.palette,
+                      &table, &found);
+    }
+    if (table == 0) return;
+    takeColours(record, block, table, count);
+    rlFreeNewData(table);
+}
+
+intptr_t initCells(OffscreenRecord* record, const OffscreenInit* init) {
+    if (record == nullptr || init == nullptr) return 0;
+    record->privateBlock = GlobalAlloc(kMoveableZeroed, sizeof(PrivateBlock));
+    PrivateBlock* const block = privateBlockOf(*record);
+    if (block == nullptr) {
+        push_er(kStreamFailed);
+        return 0;
+    }
+    const PictureDescriptor picture = pictureOf(*record);
+    const bool hasTable = picture.palette != 0 && picture.depth >= 1 && picture.depth <= kDeepestTable;
+    if (record->depth < picture.depth) {
+        // Tables are for what can be an index; a deeper target is left without one.
+        if (record->depth >= 1 && record->depth <= kDeepestTable) reduceColours(*record, *block, picture);
+    } else if (hasTable && record->palette != nullptr && record->colours >= 1) {
+        takeColours(*record, *block, picture.palette, 1 << picture.depth);
+    }
+    return init->bandRows;
+}
+
+// ---- The band ----
+
+void replace(Bitmap& bitmap, Handle pixels) {
+    if (bitmap.owned) GlobalFree(bitmap.pixels);
+    bitmap.pixels = pixels;
+    bitmap.owned = true;
+}
+
+using Scale = Handle (*)(Handle, int16_t, uint32_t, uint32_t, uint32_t, uint32_t);
+
+void rescale(Bitmap& bitmap, Scale scale, int32_t width, int32_t height) {
+    replace(bitmap,
+            scale(bitmap.pixels, bitmap.depth, static_cast<uint32_t>(bitmap.width),
+                  static_cast<uint32_t>(bitmap.height), static_cast<uint32_t>(width), static_cast<uint32_t>(height)));
+    bitmap.width = width;
+    bitmap.height = height;
+}
+
+void changeDepth(Bitmap& bitmap, int16_t depth, Handle from, Handle to, uint16_t colours) {
+    const bool dithers = depth < kDeepestTable && depth < bitmap.depth;
+    replace(bitmap, (dithers ? rlDitherGivenCT : rlConvertBitmapDepth)(bitmap.pixels, bitmap.width, bitmap.height,
+                                                                       bitmap.depth, depth, from, to, colours));
+    bitmap.depth = depth;
+}
+
+// The steps in their order, each from what the one before has made; one that fails leaves no band.
+Bitmap makeBand(const OffscreenRecord& record, const PrivateBlock& block, const PictureDescriptor& picture) {
+    const int32_t width = record.width;
+    const int32_t height = record.bandRows;
+    Bitmap bitmap = {picture.bitmap, false, picture.width, picture.height, picture.depth};
+    if (bitmap.pixels != 0 && (width < bitmap.width || height < bitmap.height)) {
+        rescale(bitmap, rlShrinkBitmap, width, height);
+    }
+    if (bitmap.pixels != 0 && record.depth != bitmap.depth) {
+        changeDepth(bitmap, record.depth, picture.palette, block.palette, static_cast<uint16_t>(record.colours));
+    }
+    if (bitmap.pixels != 0 && (width > bitmap.width || height > bitmap.height)) {
+        rescale(bitmap, rlStretchBitmap, width, height);
+    }
+    return bitmap;
+}
+
+// What was made for the band before goes; the picture's own bits are not kept here.
+intptr_t drawCells(const OffscreenRecord* record) {
+    PrivateBlock* const block = record == nullptr ? nullptr : privateBlockOf(*record);
+    if (block == nullptr) return 0;
+    const Bitmap band = makeBand(*record, *block, pictureOf(*record));
+    GlobalFree(block->band);
+    block->band = band.owned ? band.pixels : 0;
+    return static_cast<intptr_t>(band.pixels);
+}
+
+intptr_t termCells(OffscreenRecord* record) {
+    PrivateBlock* const block = record == nullptr ? nullptr : privateBlockOf(*record);
+    if (block == nullptr) return kTermDone;
+    GlobalFree(block->band);
+    GlobalFree(block->palette);
+    GlobalFree(record->privateBlock);
+    record->privateBlock = 0;
+    return kTermDone;
+}
+
+// ---- ExportCellData ----
+
+// What the picture's size is asked for with comes from the cells, in the host's own record too.
+void describeSize(PictureDescriptor& picture, const PictureDescriptor& cells) {
+    picture.fullWidth = cells.width;
+    picture.fullHeight = cells.height;
+    picture.resolution = cells.resolution;
+}
+
+Setup* takeSettings(const uintptr_t* hostArguments) {
+    hRaster = load<Handle>(hostArguments + kArgumentSetup);
+    lpRaster = static_cast<Setup*>(GlobalLock(hRaster));
+    if (lpRaster != nullptr) lpRaster->exporting.status = load<StatusRecord*>(hostArguments + kArgumentStatus);
+    return lpRaster;
+}
+
+}  // namespace
+
+intptr_t DrawExportCellData(intptr_t operation, intptr_t record, intptr_t a, intptr_t) {
+    OffscreenRecord* const offscreen = reinterpret_cast<OffscreenRecord*>(record);
+    switch (operation) {
+        case kOffscreenQuery: return answerQuery(reinterpret_cast<void*>(record), reinterpret_cast<OffscreenQuery*>(a));
+        case kOffscreenInit: return initCells(offscreen, reinterpret_cast<OffscreenInit*>(a));
+        case kOffscreenTerm: return termCells(offscreen);
+        case kOffscreenDraw: return drawCells(offscreen);
+        default: return 0;
+    }
+}
+
+int32_t ExportCellData(const char* fileName, PictureDescriptor* picture, const PictureDescriptor* cells,
+                       const uintptr_t* hostArguments) {
+    if (picture == nullptr || cells == nullptr || hostArguments == nullptr) return kStreamFailed;
+    Setup* const setup = takeSettings(hostArguments);
+    if (setup == nullptr) return kStreamFailed;
+    ExportState& state = setup->exporting;
+    const Handle stream = openOutputStream(setup, state.status, fileName, &state.memory);
+    if (stream == 0) return kStreamFailed;
+
+    const PictureDescriptor given = load<PictureDescriptor>(cells);
+    SetDisplayInfo(given.width, given.height, given.resolution, given.resolution);
+    PictureDescriptor information = load<PictureDescriptor>(picture);
+    describeSize(information, given);
+    store(picture, information);
+    // The cells' record has the pixels; hosts that put them into the other one are served as well.
+    PictureDescriptor drawn = given.bitmap != 0 ? given : information;
+    describeSize(drawn, given);
+    OutputPicture(stream, &drawn, DrawExportCellData);
+    zunClose(stream);
+    // The host's record may be gone after this call.
+    if (lpRaster != nullptr) lpRaster->exporting.status = nullptr;
+    return kNoError;
+}

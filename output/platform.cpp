@@ -1,0 +1,87 @@
+// platform.cpp: the host's offscreen callback behind plain functions, and the metafile hooks, which have nothing to do
+// on this platform. OutputPicture draws through the former; the export variant's init and term call the latter.
+
+#include <initializer_list>
+
+#include "host/numbers.h"
+#include "output/output.h"
+#include "stream/stream.h"
+
+static_assert(sizeof(OffscreenQuery) == 24);
+static_assert(sizeof(void*) != 4 || sizeof(OffscreenRecord) == 40);
+static_assert(sizeof(void*) != 4 || sizeof(MetafilePicture) == 80);
+
+namespace {
+
+using namespace tolva;
+
+constexpr int16_t kMetafileValue = 4;
+
+intptr_t wordOf(const void* pointer) { return reinterpret_cast<intptr_t>(pointer); }
+
+// Into inches where a resolution is given.
+intptr_t queryMetafile(const MetafilePicture* host, OffscreenQuery* answer) {
+    if (host == nullptr || answer == nullptr) return 0;
+    const MetafilePicture picture = load<MetafilePicture>(host);
+    answer->width = static_cast<double>(int64_t{picture.right} - picture.left);
+    answer->height = static_cast<double>(int64_t{picture.top} - picture.bottom);
+    answer->resolution = picture.resolution;
+    if (picture.resolution != 0) {
+        answer->width /= picture.resolution;
+        answer->height /= picture.resolution;
+    }
+    answer->value = kMetafileValue;
+    return 0;
+}
+
+}  // namespace
+
+void QueryPlatformOffscreen(OffscreenQuery* query, void* hostContext, OffscreenCallback callback) {
+    callback(kOffscreenQuery, wordOf(hostContext), wordOf(query), 0);
+}
+
+OffscreenRecord* InitPlatformOffscreen(int32_t width, int32_t* bandRows, int16_t depth, int16_t colours,
+                                       uint8_t* palette, void* hostContext, OffscreenCallback callback, uint8_t flag) {
+    OffscreenRecord* const record = static_cast<OffscreenRecord*>(zunPtrGlobalAlloc(sizeof(OffscreenRecord)));
+    record->hostContext = hostContext;
+    record->callback = callback;
+    record->colours = colours;
+    record->palette = palette;
+    record->width = width;
+    record->bandRows = *bandRows;
+    record->depth = depth;
+    record->flag = flag;
+    OffscreenInit init = {width, *bandRows, depth, colours, palette};
+    *bandRows = saturated(callback(kOffscreenInit, wordOf(record), wordOf(&init), 0));
+    return record;
+}
+
+Handle DrawPlatformOffscreen(OffscreenRecord* record, int32_t lower, int32_t upper) {
+    return static_cast<Handle>(record->callback(kOffscreenDraw, wordOf(record), lower, upper));
+}
+
+void TermPlatformOffscreen(OffscreenRecord* record) {
+    record->callback(kOffscreenTerm, wordOf(record), 0, 0);
+    zunPtrGlobalFree(record);
+}
+
+intptr_t DrawPlatformMetafile(intptr_t operation, intptr_t record, intptr_t a, intptr_t) {
+    switch (operation) {
+        case kOffscreenQuery:
+            return queryMetafile(reinterpret_cast<MetafilePicture*>(record), reinterpret_cast<OffscreenQuery*>(a));
+        case kOffscreenTerm: return record == 0 ? 1 : 0;
+        default: return 0;  // no band is offered, and none drawn
+    }
+}
+
+intptr_t InitPlatformMetafileFilter(intptr_t a, intptr_t, intptr_t, uintptr_t* d, uintptr_t* e, uintptr_t* f,
+                                    uintptr_t* g) {
+    for (uintptr_t* const word : {d, e, f, g}) {
+        if (word != nullptr) *word = 0;
+    }
+    return a;
+}
+
+int32_t TermPlatformMetafileFilter(intptr_t) { return 0; }
+uintptr_t GetMetaFileHandle(intptr_t, intptr_t) { return 0; }
+int32_t DeleteMetaFileHandle(uintptr_t) { return 0; }
