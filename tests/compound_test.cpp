@@ -1,0 +1,201 @@
+// Sub-streams of compound documents: of a file made by an independent tool, and of constructed ones, damaged too.
+#include <unistd.h>
+
+#include <algorithm>
+#include <fstream>
+#include <numeric>
+
+#include "support.h"
+
+namespace {
+
+constexpr uint32_t kSector = 512;
+constexpr uint32_t kMini = 64;
+constexpr uint32_t kEndOfChain = 0xFFFFFFFE;
+using Links = std::vector<uint32_t>;
+
+// A sub-stream as its opener leaves it in the stream's record.
+struct SubStream {
+    Links sectors, minis;
+    uint32_t miniStart, start, size;
+};
+
+Handle tableOf(const Links& links) {
+    const Handle h = GlobalAlloc(0, static_cast<uint32_t>(links.size() * 4));
+    std::copy(links.begin(), links.end(), static_cast<uint32_t*>(GlobalLock(h)));
+    return h;
+}
+
+Handle openSub(const std::string& path, const SubStream& sub) {
+    const Handle stream = zunOpen(path.c_str(), nullptr, kReadFile);
+    StreamRecord& record = *static_cast<StreamRecord*>(GlobalLock(stream));
+    record.docMode = 1;
+    record.docSectorTable = tableOf(sub.sectors);
+    record.docMiniSectorTable = tableOf(sub.minis);
+    record.docMiniStreamStart = sub.miniStart;
+    record.docStartSector = sub.start;
+    record.docSize = sub.size;
+    return stream;
+}
+
+void closeSub(Handle stream) {
+    StreamRecord& record = *static_cast<StreamRecord*>(GlobalLock(stream));
+    GlobalFree(record.docSectorTable);
+    GlobalFree(record.docMiniSectorTable);
+    zunClose(stream);
+}
+
+void readsBack(const std::string& path, const SubStream& sub, const Bytes& expected, uint32_t seed) {
+    const Handle stream = openSub(path, sub);
+    std::mt19937 random = seeded(seed);
+    const int32_t size = static_cast<int32_t>(expected.size());
+    Bytes whole(expected.size() + 10);
+    ASSERT_EQ(zunRead(stream, whole.data(), size + 10), size);
+    whole.resize(expected.size());
+    ASSERT_TRUE(whole == expected);
+    for (int i = 0; i < 60; ++i) {
+        const int32_t at = upTo(random, size + 20) - 10;
+        const int32_t place = std::clamp(at, 0, size);
+        const int32_t count = upTo(random, 1500);
+        ASSERT_EQ(i % 2 == 0 ? zunSeek(stream, at, kFromStart) : zunSeek(stream, size - at, kFromEnd), place);
+        Bytes part(1500);
+        const int32_t got = zunRead(stream, part.data(), count);
+        ASSERT_EQ(got, std::min(count, size - place));
+        ASSERT_TRUE(std::equal(part.begin(), part.begin() + got, expected.begin() + place));
+        EXPECT_EQ(zunSeek(stream, 0, kFromCurrent), place + got);
+    }
+    EXPECT_EQ(zunSeek(stream, 3, 7), -1);
+    closeSub(stream);
+}
+
+// A file of sectors in any order, and a large sub-stream, or one in the minis of a container, spread over them.
+SubStream construct(const std::string& path, const Bytes& contents, uint32_t seed) {
+    std::mt19937 random = seeded(seed);
+    const bool large = contents.size() >= 4096;
+    const auto spread = [&random](Links& links, uint32_t unit, const Bytes& from, Bytes& to) {
+        Links order((from.size() + unit - 1) / unit + 5);
+        std::iota(order.begin(), order.end(), 0u);
+        std::shuffle(order.begin(), order.end(), random);
+        links.assign(order.size(), kEndOfChain);
+        to.resize(order.size() * unit);
+        for (size_t i = 0; i * unit < from.size(); ++i) {
+            std::copy_n(from.begin() + static_cast<long>(i * unit), std::min<size_t>(unit, from.size() - i * unit),
+                        to.begin() + order[i] * unit);
+            if ((i + 1) * unit < from.size()) links[order[i]] = order[i + 1];
+        }
+        return order[0];
+    };
+    SubStream sub = {};
+    sub.size = static_cast<uint32_t>(contents.size());
+    Bytes container, file;
+    if (!large) sub.start = spread(sub.minis, kMini, contents, container);
+    const uint32_t first = spread(sub.sectors, kSector, large ? contents : container, file);
+    (large ? sub.start : sub.miniStart) = first;
+    file.insert(file.begin(), kSector, 0);
+    std::ofstream(path, std::ios::binary)
+        .write(reinterpret_cast<const char*>(file.data()), static_cast<long>(file.size()));
+    return sub;
+}
+
+// A real document's tables and the entry of that name: just enough of the format, little-endian.
+bool findEntry(const Bytes& file, const std::string& name, SubStream& sub) {
+    const auto word = [&file](size_t at) {
+        return file[at] | file[at + 1] << 8 | file[at + 2] << 16 | uint32_t{file[at + 3]} << 24;
+    };
+    const auto chain = [&](uint32_t sector, Links& into) {
+        for (; sector < sub.sectors.size(); sector = sub.sectors[sector]) {
+            for (uint32_t i = 0; i < kSector; i += 4) into.push_back(word((sector + 1) * kSector + i));
+        }
+    };
+    sub = {};
+    Links directory;
+    for (size_t i = 0; i < word(44); ++i) {
+        for (uint32_t k = 0; k < kSector; k += 4) sub.sectors.push_back(word((word(76 + 4 * i) + 1) * kSector + k));
+    }
+    chain(word(60), sub.minis);
+    chain(word(48), directory);
+    sub.miniStart = directory[29];  // of the root, the first entry of 32 words
+    for (size_t e = 32; e < directory.size(); e += 32) {
+        std::string entry;
+        for (size_t c = 0; c < 32 && (directory[e + c / 2] >> c % 2 * 16 & 0xFF) != 0; ++c)
+            entry += static_cast<char>(directory[e + c / 2] >> c % 2 * 16);
+        sub.start = directory[e + 29];
+        sub.size = directory[e + 30];
+        if (entry == name) return true;
+    }
+    return false;
+}
+
+}  // namespace
+
+TEST(Compound, SubStreamsReadBackFromEverySize) {
+    const std::string path = temporaryPath("constructed.doc");
+    for (const int size : {1, 63, 64, 65, 512, 4095, 4096, 4097, 5120, 40000}) {
+        const Bytes contents = noise(size, 1, 256, 5).pixels;
+        readsBack(path, construct(path, contents, static_cast<uint32_t>(size)), contents, 7);
+    }
+    unlink(path.c_str());
+}
+
+TEST(Compound, ARealDocumentReadsBack) {
+    if (runProgram("gsf help 2>&1 | grep -c createole").out != "1\n") GTEST_SKIP() << "gsf makes the document";
+    const std::string folder = temporaryPath("compound");
+    ASSERT_EQ(runProgram("mkdir " + folder).status, 0);
+    const std::pair<const char*, int> parts[] = {{"large", 100000}, {"small", 1000}, {"other", 4096}, {"tiny", 7}};
+    std::string names;
+    for (const auto& [name, size] : parts) {
+        const Bytes contents = noise(size, 1, 256, 9).pixels;
+        std::ofstream(folder + "/" + name, std::ios::binary)
+            .write(reinterpret_cast<const char*>(contents.data()), size);
+        names += std::string(" ") + name;
+    }
+    ASSERT_EQ(runProgram("cd " + folder + " && gsf createole document" + names + " 2>&1").status, 0);
+    const Bytes file = readFile(folder + "/document");
+    for (const auto& [name, size] : parts) {
+        SubStream sub;
+        ASSERT_TRUE(findEntry(file, name, sub)) << name;
+        ASSERT_EQ(sub.size, static_cast<uint32_t>(size));
+        readsBack(folder + "/document", sub, noise(size, 1, 256, 9).pixels, 3);
+    }
+    runProgram("rm -r " + folder);
+}
+
+TEST(Compound, DamagedChainsEndTheReadShort) {
+    const std::string path = temporaryPath("damaged.doc");
+    std::mt19937 random = seeded(31);
+    for (int i = 0; i < 400; ++i) {
+        const int size = i % 2 == 0 ? 3000 : 9000;
+        SubStream sub = construct(path, noise(size, 1, 256, 5).pixels, 3);
+        for (int n = upTo(random, 3); n >= 0; --n) {
+            Links& links = upTo(random, 1) == 0 || sub.minis.empty() ? sub.sectors : sub.minis;
+            const uint32_t wild =
+                upTo(random, 1) == 0 ? static_cast<uint32_t>(random()) : static_cast<uint32_t>(upTo(random, 20));
+            switch (upTo(random, 4)) {
+                case 0: links.resize(links.size() / 2); break;
+                case 1: sub.start = wild; break;
+                case 2: sub.miniStart = wild; break;
+                case 3: sub.size = wild; break;
+                default:
+                    if (!links.empty()) links[random() % links.size()] = wild;
+            }
+        }
+        const Handle stream = openSub(path, sub);
+        Bytes buffer(20000);
+        const int32_t got = zunRead(stream, buffer.data(), 20000);
+        EXPECT_GE(got, 0);
+        EXPECT_LE(static_cast<uint32_t>(got), sub.size);
+        zunSeek(stream, upTo(random, 9000), kFromStart);
+        zunRead(stream, buffer.data(), 20000);
+        closeSub(stream);
+    }
+    // A circle: what is read before it shows is what lies there; all of it is not.
+    SubStream circle = construct(path, noise(9000, 1, 256, 5).pixels, 3);
+    circle.sectors.assign(circle.sectors.size(), circle.start);
+    circle.size = INT32_MAX;
+    Bytes buffer(100000);
+    const Handle stream = openSub(path, circle);
+    EXPECT_EQ(zunSeek(stream, 1000000000, kFromStart), 1000000000);
+    EXPECT_EQ(zunRead(stream, buffer.data(), 100000), 0);
+    closeSub(stream);
+    unlink(path.c_str());
+}
