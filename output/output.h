@@ -83,7 +83,7 @@ typedef struct OffscreenRecord {
     int16_t depth;
     Handle privateBlock; /* the callback's own */
     uint8_t flag;       /* 0 */
-    uint8_t reserve[sizeof(void*) == 8 ? 7 : 11];
+    uint8_t reserve[7];
 } OffscreenRecord;
 
 /* Asks the host for the picture's size, for colours and a band height, then for band after band, top band first, and
