@@ -4,6 +4,7 @@
 
 #include "cli/library.h"
 
+#include <algorithm>
 #include <cstring>
 #include <initializer_list>
 
@@ -64,16 +65,35 @@ bool takeRow(Function& function, const NameTableRecord& table, const char* name)
     return row != nullptr && take(function, row->target);
 }
 
+// A path that does not fit counts by its file's name, which is all that names the profile.
+void storeModulePath(const std::string& path, char* place) {
+    const std::string name = path.size() < kModuleNameBytes ? path : path.substr(path.rfind('/') + 1);
+    const size_t length = std::min<size_t>(name.size(), kModuleNameBytes - 1);
+    std::memcpy(place, name.data(), length);
+    place[length] = '\0';
+}
+
+// False, and said, where the library has none of that name.
+template <class Function>
+bool takeNamed(const Library& library, Function& function, const char* name) {
+    if (take(function, dlsym(library.module, name))) return true;
+    return fail(kExitExportFailed, "%s: lacks %s, which is needed here", library.path.c_str(), name) == kExitDone;
+}
+
 ExitStatus collectEntries(Library& library) {
     void* const module = library.module;
     decltype(&fltLoadPointers) loadPointers = nullptr;
     decltype(&RASTER_dd_entry) entry = nullptr;
+    char* modulePath = nullptr;
     NameTableRecord table = {};
     bool whole = take(loadPointers, dlsym(module, "fltLoadPointers"));
     if (whole) {
         loadPointers(&table);
         whole = takeRow(library.createSetup, table, "CreateSetup") &&
                 takeRow(library.destroySetup, table, "DestroySetup") && takeRow(entry, table, "RASTER_dd_entry") &&
+                takeRow(modulePath, table, "szDLLName") &&
+                take(library.useDefaultSettings, dlsym(module, "UseDefaultSettings")) &&
+                take(library.queryCellFormat, dlsym(module, "QueryCellFormat")) &&
                 take(library.globalLock, dlsym(module, "GlobalLock")) &&
                 take(library.globalUnlock, dlsym(module, "GlobalUnlock"));
     }
@@ -83,6 +103,7 @@ ExitStatus collectEntries(Library& library) {
         return fail(kExitExportFailed, "%s: is of version 0x%08x, which this tolva does not know", library.path.c_str(),
                     library.version);
     }
+    storeModulePath(library.path, modulePath);
     entry(kFuncEntry32, &library.callDriver, nullptr);
     return kExitDone;
 }
@@ -97,18 +118,27 @@ ExitStatus loadLibrary(Library& library, const char* wanted, const char* program
     return collectEntries(library);
 }
 
+ExitStatus loadProfileCalls(const Library& library, ProfileCalls& calls) {
+    const bool whole = takeNamed(library, calls.readString, "GetPrivateProfileString") &&
+                       takeNamed(library, calls.writeString, "WritePrivateProfileString");
+    return whole ? kExitDone : kExitExportFailed;
+}
+
+ExitStatus loadGeometryCalls(const Library& library, GeometryCalls& calls) {
+    const bool whole = takeNamed(library, calls.getRasterInfo, "GetRasterInfo") &&
+                       takeNamed(library, calls.getDisplayInfo, "GetDisplayInfo");
+    return whole ? kExitDone : kExitExportFailed;
+}
+
 ExitStatus loadRasterCalls(const Library& library, RasterCalls& calls) {
-    const auto takeNamed = [&library](auto& function, const char* name) {
-        if (take(function, dlsym(library.module, name))) return true;
-        return fail(kExitExportFailed, "%s: lacks %s, which this picture needs", library.path.c_str(), name) ==
-               kExitDone;
-    };
-    const bool whole = takeNamed(calls.pointerToHandle, "GlobalPointerToHandle") &&
-                       takeNamed(calls.globalFree, "GlobalFree") && takeNamed(calls.shrinkBitmap, "rlShrinkBitmap") &&
-                       takeNamed(calls.reduceColorTable, "rlReduceColorTable") &&
-                       takeNamed(calls.convertBitmapDepth, "rlConvertBitmapDepth") &&
-                       takeNamed(calls.ditherBitmap, "rlDitherBitmap") && takeNamed(calls.cmykToRgb, "rlCMYKtoRGB") &&
-                       takeNamed(calls.convertTone, "rev_rgb");
+    const bool whole = takeNamed(library, calls.pointerToHandle, "GlobalPointerToHandle") &&
+                       takeNamed(library, calls.globalFree, "GlobalFree") &&
+                       takeNamed(library, calls.shrinkBitmap, "rlShrinkBitmap") &&
+                       takeNamed(library, calls.reduceColorTable, "rlReduceColorTable") &&
+                       takeNamed(library, calls.convertBitmapDepth, "rlConvertBitmapDepth") &&
+                       takeNamed(library, calls.ditherBitmap, "rlDitherBitmap") &&
+                       takeNamed(library, calls.cmykToRgb, "rlCMYKtoRGB") &&
+                       takeNamed(library, calls.convertTone, "rev_rgb");
     return whole ? kExitDone : kExitExportFailed;
 }
 

@@ -19,9 +19,21 @@ struct Library {
     uint32_t version;
     decltype(&CreateSetup) createSetup;
     decltype(&DestroySetup) destroySetup;
+    decltype(&UseDefaultSettings) useDefaultSettings;
+    decltype(&QueryCellFormat) queryCellFormat;
     decltype(&GlobalLock) globalLock;
     decltype(&GlobalUnlock) globalUnlock;
     decltype(&RASTER_dd_entry32) callDriver;
+};
+
+// What only the setup and info commands need.
+struct ProfileCalls {
+    decltype(&GetPrivateProfileString) readString;
+    decltype(&WritePrivateProfileString) writeString;
+};
+struct GeometryCalls {
+    decltype(&GetRasterInfo) getRasterInfo;
+    decltype(&GetDisplayInfo) getDisplayInfo;
 };
 
 // What only some exports need.
@@ -36,8 +48,11 @@ struct RasterCalls {
     decltype(&rev_rgb) convertTone;
 };
 
-// Loads the library at `wanted`; where that is null, the one beside this program, in ../lib, or the system's.
+// Loads the library at `wanted`; where that is null, the one beside this program, in ../lib, or the system's. Tells it
+// its own path, after which the default profile is named.
 ExitStatus loadLibrary(Library& library, const char* wanted, const char* programWord);
+ExitStatus loadProfileCalls(const Library& library, ProfileCalls& calls);
+ExitStatus loadGeometryCalls(const Library& library, GeometryCalls& calls);
 ExitStatus loadRasterCalls(const Library& library, RasterCalls& calls);
 
 }  // namespace cli

@@ -1,22 +1,24 @@
-// main.cpp: the command-line host. One export is: where does the GIF go, load the library, read the picture, plan
-// its size, prepare it, drive the device, keep the file. Everything else here is about starting and ending well.
+// main.cpp: the command-line host. One export is: where does the GIF go, load the library and the settings, read the
+// picture, plan its size, prepare it, drive the device, keep the file. Everything else here is about starting and
+// ending well.
 
-#include <cerrno>
 #include <cstdio>
-#include <cstring>
 
 #include <fcntl.h>
 #include <unistd.h>
 
+#include "cli/info_command.h"
 #include "cli/library.h"
 #include "cli/options.h"
 #include "cli/output_file.h"
 #include "cli/output_size.h"
 #include "cli/picture.h"
 #include "cli/prepare.h"
+#include "cli/profile.h"
 #include "cli/progress.h"
 #include "cli/read_picture.h"
 #include "cli/session.h"
+#include "cli/setup_command.h"
 #include "cli/transparency.h"
 
 namespace {
@@ -51,12 +53,13 @@ ExitStatus chooseTransparency(const Options& options, const Library& library, Co
     return settleKey(library, tone, picture, transparent.emplace());
 }
 
-ExitStatus drawAndKeep(const Options& options, const Library& library, Picture& picture, OutputFile& output) {
+ExitStatus drawAndKeep(const Options& options, const Library& library, const Settings& settings, Picture& picture,
+                       OutputFile& output) {
     notePicture(options.picture, picture);
     OutputSize size = {};
-    ExitStatus status = planOutputSize(options, picture, size);
+    ExitStatus status = planOutputSize(library, picture, size);
     if (status != kExitDone) return status;
-    PrepareOrder prepare = {options.dither, options.tone, options.background.value_or(kWhite)};
+    PrepareOrder prepare = {options.dither, toneOf(*settings.setup), options.background.value_or(kWhite)};
     status = preparePicture(library, prepare, size, picture);
     if (status != kExitDone) return status;
     std::optional<Colour> transparent;
@@ -64,8 +67,9 @@ ExitStatus drawAndKeep(const Options& options, const Library& library, Picture& 
     if (status == kExitDone) status = createTemporary(output);
     if (status != kExitDone) return status;
     startBar(options.verbosity != kQuiet);
-    status = runSession(library, ExportOrder{.picture = &picture,
-                                             .size = size,
+    status = runSession(library, ExportOrder{.setup = settings.handle,
+                                             .picture = &picture,
+                                             .sizeReached = size.reached,
                                              .interlace = options.interlace,
                                              .tone = prepare.tone,
                                              .transparent = transparent,
@@ -79,15 +83,21 @@ ExitStatus exportPicture(const Options& options, const char* programWord) {
     ExitStatus status = locateOutput(output, options.output, options.overwrite);
     Picture picture = {};
     Library library = {};
+    Settings settings = {};
     if (status == kExitDone) status = loadLibrary(library, options.library, programWord);
     if (status == kExitDone) {
         note("library: %s, version 0x%08x", library.path.c_str(), library.version);
+        status = loadSettings(library, options.profile, settings);
+    }
+    if (status == kExitDone) status = applyOptions(options, *settings.setup);
+    if (status == kExitDone) {
         const ReadWishes wishes = {options.background.value_or(kWhite), !options.transparent, options.mostPixels,
                                    &library};
         status = readPicture(options.picture, wishes, picture);
     }
-    if (status == kExitDone) status = drawAndKeep(options, library, picture, output);
+    if (status == kExitDone) status = drawAndKeep(options, library, settings, picture, output);
     freePicture(picture);
+    dropSettings(library, settings);
     closeOutput(output);
     return status == kExitStopped ? fail(status, "stopped") : status;
 }
@@ -97,8 +107,8 @@ ExitStatus showVersion(const Options& options, const char* programWord) {
     Library library = {};
     const ExitStatus status = loadLibrary(library, options.library, programWord);
     if (status == kExitDone) std::printf("library 0x%08x, %s\n", library.version, library.path.c_str());
-    if (std::fflush(stdout) != 0) return fail(kExitOutputFailed, "standard output: %s", std::strerror(errno));
-    return status;
+    const ExitStatus flushed = flushOutput();
+    return status == kExitDone ? flushed : status;
 }
 
 }  // namespace
@@ -110,11 +120,9 @@ int main(int count, char** words) {
     if (status != kExitDone) return status;
     setVerbosity(options.verbosity);
     const char* const programWord = count > 0 ? words[0] : "";
-    switch (options.command) {
-        case Command::kShowHelp: return printHelp();
-        case Command::kShowVersion: return showVersion(options, programWord);
-        case Command::kExport: break;
-    }
+    if (options.command == Command::kShowHelp) return printHelp();
+    if (options.command == Command::kShowVersion) return showVersion(options, programWord);
     catchStopSignals();
-    return exportPicture(options, programWord);
+    if (options.command == Command::kExport) return exportPicture(options, programWord);
+    return options.command == Command::kShowInfo ? showInfo(options, programWord) : runSetup(options, programWord);
 }

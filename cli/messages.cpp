@@ -2,8 +2,10 @@
 
 #include "cli/messages.h"
 
+#include <cerrno>
 #include <cstdarg>
 #include <cstdio>
+#include <cstring>
 
 namespace cli {
 namespace {
@@ -45,6 +47,12 @@ void note(const char* format, ...) {
     va_start(arguments, format);
     printLine(format, arguments);
     va_end(arguments);
+}
+
+ExitStatus flushOutput() {
+    const bool failedBefore = std::ferror(stdout) != 0;
+    if (std::fflush(stdout) == 0 && !failedBefore) return kExitDone;
+    return fail(kExitOutputFailed, "standard output: %s", std::strerror(errno));
 }
 
 }  // namespace cli

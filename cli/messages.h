@@ -1,5 +1,5 @@
 // messages.h: what the user is told, and how the process ends. Everything the command-line host says goes to standard
-// error as one line that starts with the program's name; standard output belongs to the GIF.
+// error as one line that starts with the program's name; standard output belongs to the GIF, or to what was asked for.
 #ifndef TOLVA_CLI_MESSAGES_H
 #define TOLVA_CLI_MESSAGES_H
 
@@ -9,8 +9,8 @@ enum ExitStatus {
     kExitDone = 0,
     kExitExportFailed = 1,  // the library or its driver: the driver's code and its meaning are printed
     kExitWrongUsage = 2,
-    kExitInputRefused = 3,  // the picture could not be read, or is one that is not taken
-    kExitOutputFailed = 4,  // the GIF could not be written
+    kExitInputRefused = 3,  // the picture or the profile could not be read, or is one that is not taken
+    kExitOutputFailed = 4,  // the GIF or the profile could not be written
     kExitStopped = 5
 };
 
@@ -24,6 +24,9 @@ void setVerbosity(Verbosity verbosity);
 [[gnu::format(printf, 1, 2)]] void warn(const char* format, ...);
 // Only when verbose.
 [[gnu::format(printf, 1, 2)]] void note(const char* format, ...);
+
+// For commands whose result is text on standard output: says where it did not arrive.
+[[nodiscard]] ExitStatus flushOutput();
 
 }  // namespace cli
 

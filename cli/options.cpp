@@ -3,19 +3,15 @@
 #include "cli/options.h"
 
 #include <charconv>
-#include <cstdio>
 #include <cstring>
 
 #include <getopt.h>
 
+#include "cli/numbers.h"
 #include "settings/settings.h"
 
 namespace cli {
 namespace {
-
-// What a settings block may hold, in inches.
-constexpr double kSmallestInches = 0.03125;
-constexpr double kLargestInches = 22.0;
 
 enum LongOption {  // beyond every character
     kOptInterlace = 256,
@@ -27,6 +23,10 @@ enum LongOption {  // beyond every character
     kOptFit,
     kOptSize,
     kOptResolution,
+    kOptProfile,
+    kOptSection,
+    kOptNoProfile,
+    kOptJson,
     kOptLibrary,
     kOptHelp,
     kOptVersion
@@ -44,58 +44,16 @@ constexpr option kLongOptions[] = {
     {"fit",         required_argument, nullptr, kOptFit},
     {"size",        required_argument, nullptr, kOptSize},
     {"resolution",  required_argument, nullptr, kOptResolution},
+    {"profile",     required_argument, nullptr, kOptProfile},
+    {"section",     required_argument, nullptr, kOptSection},
+    {"no-profile",  no_argument,       nullptr, kOptNoProfile},
+    {"json",        no_argument,       nullptr, kOptJson},
     {"library",     required_argument, nullptr, kOptLibrary},
     {"help",        no_argument,       nullptr, kOptHelp},
     {"version",     no_argument,       nullptr, kOptVersion},
     {nullptr,       0,                 nullptr, 0},
 };
 // clang-format on
-
-struct ToneWord {
-    const char* word;
-    ConversionMode tone;
-};
-
-constexpr ToneWord kToneWords[] = {{"normal", kConvertNothing},
-                                   {"invert", kConvertInvert},
-                                   {"invert-greys", kConvertInvertGreys},
-                                   {"grey", kConvertGrey},
-                                   {"invert-grey", kConvertInvertGrey}};
-
-constexpr char kHelp[] =
-    "Usage: tolva [OPTION]... PICTURE -o FILE\n"
-    "Writes PICTURE as a GIF. PICTURE is a PNM, PNG or JPEG file, told by its content; - is standard\n"
-    "input. More than 256 colours are reduced to 256.\n"
-    "\n"
-    "  -o FILE                 the GIF; - is standard output\n"
-    "  -f                      overwrite FILE\n"
-    "      --interlace         write the rows in four passes, coarse to fine\n"
-    "      --transparent RRGGBB\n"
-    "                          the colour nearest to this, after --tone, becomes this and\n"
-    "                          transparent\n"
-    "      --background RRGGBB the GIF's background colour, and what half-transparent\n"
-    "                          colours are laid over (FFFFFF)\n"
-    "      --tone TONE         normal, invert, invert-greys, grey or invert-grey\n"
-    "      --dither 2|16       black and white, or 16 colours, by error diffusion\n"
-    "      --fit WxH           fit into a box of pixels; the aspect is kept\n"
-    "      --size WxH          fit into a box of inches, 0.03125 to 22\n"
-    "      --resolution DPI    dots per inch for --size, 32 to 400 (96)\n"
-    "      --max-pixels N      refuse larger pictures (200000000)\n"
-    "      --library PATH      the library to load; otherwise the one beside this program,\n"
-    "                          in ../lib, or where the system finds it\n"
-    "  -q                      print errors only\n"
-    "  -v                      tell what is done\n"
-    "      --help              print this\n"
-    "      --version           print the versions of program and library\n"
-    "\n"
-    "Exit status: 0 done, 1 export failed, 2 wrong usage, 3 picture refused, 4 GIF not written,\n"
-    "5 stopped by the user.\n";
-
-template <class Number>
-bool parseNumber(const char* begin, const char* end, Number lowest, Number highest, Number& number) {
-    const std::from_chars_result result = std::from_chars(begin, end, number);
-    return result.ec == std::errc() && result.ptr == end && number >= lowest && number <= highest;
-}
 
 template <class Number>
 bool parseBox(const char* text, Number lowest, Number highest, Box& box) {
@@ -127,13 +85,11 @@ ExitStatus takeColour(const char* option, const char* value, std::optional<Colou
                                       : refuse(option, value, "a colour of six hexadecimal digits, RRGGBB,");
 }
 
-ExitStatus takeTone(const char* value, ConversionMode& tone) {
-    for (const ToneWord& row : kToneWords) {
-        if (std::strcmp(value, row.word) != 0) continue;
-        tone = row.tone;
-        return kExitDone;
-    }
-    return refuse("--tone", value, "normal, invert, invert-greys, grey or invert-grey");
+ExitStatus takeTone(const char* value, std::optional<int32_t>& colourMode) {
+    double mode = 0;
+    const ExitStatus status = parseSetting(kColourModeKey, "--tone", value, mode);
+    if (status == kExitDone) colourMode = static_cast<int32_t>(mode);
+    return status;
 }
 
 ExitStatus takeDither(const char* value, DitherWish& dither) {
@@ -143,7 +99,7 @@ ExitStatus takeDither(const char* value, DitherWish& dither) {
 }
 
 ExitStatus takeMaxPixels(const char* value, uint64_t& mostPixels) {
-    const bool good = parseNumber<uint64_t>(value, value + std::strlen(value), 1, UINT32_MAX, mostPixels);
+    const bool good = parseNumber<uint64_t>(value, 1, UINT32_MAX, mostPixels);
     return good ? kExitDone : refuse("--max-pixels", value, "a whole number from 1 to 4294967295");
 }
 
@@ -161,9 +117,24 @@ ExitStatus takeSize(Options& options, SizeWish wish, const char* value) {
 }
 
 ExitStatus takeResolution(Options& options, const char* value) {
-    const bool good =
-        parseNumber<int>(value, value + std::strlen(value), kLowestResolution, kHighestResolution, options.resolution);
+    const bool good = parseNumber<int>(value, kLowestResolution, kHighestResolution, options.resolution);
     return good ? kExitDone : refuse("--resolution", value, "a whole number from 32 to 400");
+}
+
+// A name that came back changed from a profile would not be found again.
+ExitStatus takeSection(const char* value, const char*& section) {
+    const size_t length = std::strlen(value);
+    bool good = length > 0 && length < kSettingsNameBytes && value[0] != ' ' && value[length - 1] != ' ';
+    for (size_t i = 0; i < length; ++i) {
+        good = good && static_cast<uint8_t>(value[i]) >= ' ' && std::strchr("\"[];", value[i]) == nullptr;
+    }
+    section = value;
+    return good ? kExitDone : refuse("--section", value, "a name of 1 to 143 bytes without \" [ ] ; or line ends");
+}
+
+ExitStatus takeProfile(const char* value, const char*& file) {
+    file = value;
+    return value[0] != '\0' ? kExitDone : refuse("--profile", "\"\"", "a file");
 }
 
 // clang-format off
@@ -176,12 +147,16 @@ ExitStatus takeOption(int option, const char* value, Options& options) {
         case kOptInterlace: options.interlace = true; return kExitDone;
         case kOptTransparent: return takeColour("--transparent", value, options.transparent);
         case kOptBackground: return takeColour("--background", value, options.background);
-        case kOptTone: return takeTone(value, options.tone);
+        case kOptTone: return takeTone(value, options.colourMode);
         case kOptDither: return takeDither(value, options.dither);
         case kOptMaxPixels: return takeMaxPixels(value, options.mostPixels);
         case kOptFit: return takeSize(options, SizeWish::kFitPixels, value);
         case kOptSize: return takeSize(options, SizeWish::kFitInches, value);
         case kOptResolution: return takeResolution(options, value);
+        case kOptProfile: return takeProfile(value, options.profile.file);
+        case kOptSection: return takeSection(value, options.profile.section);
+        case kOptNoProfile: options.profile.none = true; return kExitDone;
+        case kOptJson: options.json = true; return kExitDone;
         case kOptLibrary: options.library = value; return kExitDone;
         case kOptHelp: options.command = Command::kShowHelp; return kExitDone;
         case kOptVersion: options.command = Command::kShowVersion; return kExitDone;
@@ -190,19 +165,64 @@ ExitStatus takeOption(int option, const char* value, Options& options) {
 }
 // clang-format on
 
-ExitStatus takeOperand(int count, char** words, Options& options) {
-    if (options.command != Command::kExport) return kExitDone;
+ExitStatus takePicture(int count, char** words, Options& options) {
     if (count == 0) return fail(kExitWrongUsage, "no picture is named (see --help)");
     if (count > 1) return fail(kExitWrongUsage, "one picture at a time: %s is one too many", words[1]);
+    options.picture = words[0];
+    return kExitDone;
+}
+
+ExitStatus takeExport(int count, char** words, Options& options) {
+    const ExitStatus status = takePicture(count, words, options);
+    if (status != kExitDone) return status;
+    if (options.json) return fail(kExitWrongUsage, "--json goes with info");
     if (options.output == nullptr || options.output[0] == '\0') {
         return fail(kExitWrongUsage, "the output is not named: -o FILE (see --help)");
     }
-    if (options.resolution != 0 && options.sizeWish != SizeWish::kFitInches) {
-        return fail(kExitWrongUsage, "--resolution goes with --size");
-    }
-    if (options.resolution == 0) options.resolution = kDefaultResolution;
-    options.picture = words[0];
     return kExitDone;
+}
+
+ExitStatus takeInfo(int count, char** words, Options& options) {
+    options.command = Command::kShowInfo;
+    if (options.output != nullptr) return fail(kExitWrongUsage, "info writes no GIF: -o does not go with it");
+    return takePicture(count, words, options);
+}
+
+ExitStatus takeSet(int count, char** words, Options& options) {
+    options.command = Command::kSetSetting;
+    if (count != 2) return fail(kExitWrongUsage, "setup set wants a key and a value (see --help)");
+    if (options.profile.none) return fail(kExitWrongUsage, "setup set changes a profile: --no-profile excludes it");
+    options.key = findSettingKey(words[0]);
+    if (options.key == nullptr) return fail(kExitWrongUsage, "%s is no setting (see --help)", words[0]);
+    return parseSetting(*options.key, options.key->word, words[1], options.value);
+}
+
+ExitStatus takeSetup(int count, char** words, Options& options) {
+    if (options.json || options.output != nullptr) {
+        return fail(kExitWrongUsage, "%s does not go with setup", options.json ? "--json" : "-o");
+    }
+    const char* const verb = count == 0 ? "" : words[0];
+    if (std::strcmp(verb, "set") == 0) return takeSet(count - 1, words + 1, options);
+    const bool shows = std::strcmp(verb, "show") == 0;
+    if (count != 1 || (!shows && std::strcmp(verb, "path") != 0)) {
+        return fail(kExitWrongUsage, "setup is followed by show, by set KEY VALUE or by path");
+    }
+    if (!shows && options.profile.none) return fail(kExitWrongUsage, "setup path and --no-profile exclude each other");
+    options.command = shows ? Command::kShowSettings : Command::kShowProfilePath;
+    return kExitDone;
+}
+
+ExitStatus takeOperands(int count, char** words, Options& options) {
+    if (options.command != Command::kExport) return kExitDone;
+    if (options.profile.none && (options.profile.file != nullptr || options.profile.section != nullptr)) {
+        return fail(kExitWrongUsage, "--no-profile excludes --profile and --section");
+    }
+    if (options.resolution != 0 && options.sizeWish == SizeWish::kFitPixels) {
+        return fail(kExitWrongUsage, "--resolution does not go with --fit");
+    }
+    if (count > 0 && std::strcmp(words[0], "setup") == 0) return takeSetup(count - 1, words + 1, options);
+    if (count > 0 && std::strcmp(words[0], "info") == 0) return takeInfo(count - 1, words + 1, options);
+    return takeExport(count, words, options);
 }
 
 }  // namespace
@@ -223,11 +243,7 @@ ExitStatus parseOptions(int count, char** words, Options& options) {
         const ExitStatus status = takeOption(option, optarg, options);
         if (status != kExitDone) return status;
     }
-    return takeOperand(count - optind, words + optind, options);
-}
-
-ExitStatus printHelp() {
-    return std::fputs(kHelp, stdout) >= 0 && std::fflush(stdout) == 0 ? kExitDone : kExitOutputFailed;
+    return takeOperands(count - optind, words + optind, options);
 }
 
 }  // namespace cli

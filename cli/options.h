@@ -8,11 +8,11 @@
 #include "cli/messages.h"
 #include "cli/picture.h"
 #include "cli/prepare.h"
-#include "raster/raster.h"
+#include "cli/setting_keys.h"
 
 namespace cli {
 
-enum class Command { kExport, kShowHelp, kShowVersion };
+enum class Command { kExport, kShowHelp, kShowVersion, kShowSettings, kSetSetting, kShowProfilePath, kShowInfo };
 enum class SizeWish { kAsPicture, kFitPixels, kFitInches };
 
 inline constexpr uint64_t kDefaultMostPixels = 200'000'000;
@@ -22,8 +22,18 @@ struct Box {
     double height;
 };
 
+struct ProfileChoice {
+    const char* file;     // null: the one named after the library
+    const char* section;  // null: the one that the profile names
+    bool none;
+};
+
 struct Options {
     Command command;
+    ProfileChoice profile;
+    const SettingKey* key;  // to set
+    double value;
+    bool json;
     const char* picture;
     const char* output;
     const char* library;  // null: looked for
@@ -32,12 +42,12 @@ struct Options {
     bool interlace;
     std::optional<Colour> transparent;
     std::optional<Colour> background;
-    ConversionMode tone;
+    std::optional<int32_t> colourMode;
     DitherWish dither;
     uint64_t mostPixels;
     SizeWish sizeWish;
     Box box;         // pixels or inches
-    int resolution;  // dots per inch, for a box in inches
+    int resolution;  // dots per inch; 0: as the settings say
 };
 
 ExitStatus parseOptions(int count, char** words, Options& options);

@@ -1,5 +1,5 @@
-// output_size.cpp: the size of the GIF, computed beforehand with the library's own arithmetic, step for step. The
-// library would draw nothing, or a file without pixels, for what is refused here, and report neither.
+// output_size.cpp: the size of the GIF, asked beforehand as the driver itself will ask. The library would draw nothing,
+// or a file without pixels, for what is refused here, and report neither.
 
 #include "cli/output_size.h"
 
@@ -9,29 +9,11 @@ namespace cli {
 namespace {
 
 constexpr uint32_t kWidestEnlarged = 32768;  // the library counts source columns in 16 signed bits
-constexpr double kMostCopies = 32767;        // and the copies of one
-
-Box inchesOf(const Options& options) {
-    if (options.sizeWish == SizeWish::kFitInches) return options.box;
-    return {options.box.width / kPictureResolution, options.box.height / kPictureResolution};
-}
-
-// Comes in with the picture's size.
-void fitIntoBox(OutputSize& size) {
-    const double resolution = size.resolution;
-    const double pictureRatio = (size.width / kPictureResolution) / (size.height / kPictureResolution);
-    double width = std::trunc(resolution * size.box.width);
-    double height = std::trunc(resolution * size.box.height);
-    const double boxRatio = width / height;
-    if (pictureRatio < boxRatio) width -= std::trunc(width - height * pictureRatio);
-    if (pictureRatio > boxRatio) height -= std::trunc(height - width / pictureRatio);
-    // Through inches and back: a resolution that is no power of two may lose a pixel here.
-    size.width = std::trunc(width / resolution * resolution);
-    size.height = std::trunc(height / resolution * resolution);
-}
+constexpr double kLargest = kLargestExtent;
+constexpr double kMostCopies = 32767;  // and the copies of one
 
 ExitStatus checkEnlarging(const Picture& picture, const OutputSize& size) {
-    if (size.height <= picture.height) return kExitDone;
+    if (size.height == picture.height || size.width <= picture.width) return kExitDone;
     if (picture.width > kWidestEnlarged) {
         return fail(kExitInputRefused, "a picture of %u columns cannot be enlarged; the limit is %u", picture.width,
                     kWidestEnlarged);
@@ -43,26 +25,37 @@ ExitStatus checkEnlarging(const Picture& picture, const OutputSize& size) {
     return kExitDone;
 }
 
+// Heights decide whether the library scales at all. One column more or less is what fitting a box leaves.
+void warnOfUnscaledRows(const Picture& picture, const OutputSize& size) {
+    if (size.height != picture.height || std::abs(size.width - picture.width) <= 1) return;
+    warn("only the width changes, from %u to %.0f pixels: the library %s the rows instead of scaling them",
+         picture.width, size.width, size.width < picture.width ? "cuts" : "pads");
+}
+
 }  // namespace
 
-ExitStatus planOutputSize(const Options& options, const Picture& picture, OutputSize& size) {
-    size = OutputSize{.boxed = options.sizeWish != SizeWish::kAsPicture,
-                      .box = {},
-                      .resolution = kPictureResolution,
-                      .width = static_cast<double>(picture.width),
-                      .height = static_cast<double>(picture.height)};
-    if (size.boxed) {
-        size.box = inchesOf(options);
-        if (options.sizeWish == SizeWish::kFitInches) size.resolution = options.resolution;
-        fitIntoBox(size);
-    }
+ExitStatus planOutputSize(const Library& library, const Picture& picture, OutputSize& size) {
+    // The answer stays in the settings; the driver's own question, with the same words, then changes nothing more.
+    size = OutputSize{static_cast<double>(picture.width) / kPictureResolution,
+                      static_cast<double>(picture.height) / kPictureResolution, false};
+    int16_t bits = 0;
+    int32_t resolution = kPictureResolution;
+    library.queryCellFormat(&size.width, &size.height, &bits, &resolution, nullptr, nullptr);
+    size.width = std::trunc(size.width);
+    size.height = std::trunc(size.height);
     if (size.width < 1 || size.height < 1) {
-        return fail(kExitInputRefused, "nothing would be left of the picture in this box");
+        return fail(kExitInputRefused, "nothing would be left of the picture in this size");
+    }
+    // Not a number is neither smaller nor larger.
+    if (!(size.width <= kLargest && size.height <= kLargest)) {
+        return fail(kExitInputRefused, "a GIF of %.0f x %.0f pixels; the limit is %d in either direction", size.width,
+                    size.height, kLargestExtent);
     }
     if (size.width * size.height == 1) {
         return fail(kExitInputRefused,
                     "a GIF of 1 x 1: the encoder emits no pixel for a single one, so none could show it");
     }
+    warnOfUnscaledRows(picture, size);
     return checkEnlarging(picture, size);
 }
 

@@ -1,9 +1,9 @@
-// output_size.h: how large the GIF will be, and what the driver has to be told so that it becomes that large.
+// output_size.h: how large the GIF will be under the settings.
 #ifndef TOLVA_CLI_OUTPUT_SIZE_H
 #define TOLVA_CLI_OUTPUT_SIZE_H
 
+#include "cli/library.h"
 #include "cli/messages.h"
-#include "cli/options.h"
 #include "cli/picture.h"
 
 namespace cli {
@@ -13,15 +13,14 @@ namespace cli {
 inline constexpr int kPictureResolution = 128;
 
 struct OutputSize {
-    bool boxed;      // the box and the resolution count
-    Box box;         // inches
-    int resolution;  // dots per inch, both directions
-    double width;    // pixels of the GIF
+    double width;  // pixels of the GIF, whole
     double height;
+    bool reached;  // the picture has them already, whatever the settings say
 };
 
-// Refuses what the driver cannot draw or no decoder reads.
-ExitStatus planOutputSize(const Options& options, const Picture& picture, OutputSize& size);
+// Asks the library, which answers by the settings made last, and refuses what the driver cannot draw or no decoder
+// reads.
+ExitStatus planOutputSize(const Library& library, const Picture& picture, OutputSize& size);
 
 }  // namespace cli
 

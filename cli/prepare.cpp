@@ -141,7 +141,7 @@ ExitStatus shrinkFirst(const Work& work, OutputSize& size) {
     picture.width = width;
     picture.height = height;
     picture.stride = rowBytes(width, picture.bitsPerPixel);
-    size.boxed = false;
+    size.reached = true;
     return kExitDone;
 }
 

@@ -1,5 +1,5 @@
-// session.cpp: drives the device as a host does: settings block, init, opcodes, term. Called by main between reading
-// the picture and keeping the file. Blocks are byte-packed and unaligned, so fields go in by memcpy.
+// session.cpp: drives the device as a host does: init, opcodes, term. Called by main between reading the picture and
+// keeping the file. Blocks are byte-packed and unaligned, so fields go in by memcpy.
 
 #include "cli/session.h"
 
@@ -7,6 +7,7 @@
 #include <cstring>
 #include <iterator>
 
+#include "cli/output_size.h"
 #include "cli/progress.h"
 
 namespace cli {
@@ -156,16 +157,13 @@ ExitStatus withDevice(const Session& session, Handle setup) {
 
 void putColour(uint8_t* bytes, Colour colour) { std::memcpy(bytes, &colour, sizeof colour); }
 
-// Everything the result depends on is said here, whatever a profile may have put into the block.
+// Size and resolution stand as the settings have them; the rest is the order's.
 void fillSetup(Setup& setup, const ExportOrder& order) {
     setup.colourMode = static_cast<int32_t>(kColourNormal) + static_cast<int32_t>(order.tone);
     setup.outputDevice = 0;
-    setup.sizeMode = order.size.boxed ? kSizeSaved : kSizeOfPicture;
-    setup.resolutionMode = order.size.boxed ? kResolutionSaved : kResolutionOfPicture;
-    if (order.size.boxed) {
-        setup.width = order.size.box.width;
-        setup.height = order.size.box.height;
-        setup.xResolution = setup.yResolution = static_cast<int16_t>(order.size.resolution);
+    if (order.sizeReached) {
+        setup.sizeMode = kSizeOfPicture;
+        setup.resolutionMode = kResolutionOfPicture;
     }
     setup.interlaceChoice = order.interlace ? kInterlaced : 0;
     setup.transparencyChoice = order.transparent ? kTransparentColour : 0;
@@ -177,13 +175,9 @@ void fillSetup(Setup& setup, const ExportOrder& order) {
 }  // namespace
 
 ExitStatus runSession(const Library& library, const ExportOrder& order) {
-    const Handle handle = library.createSetup(0, nullptr, nullptr, 0);
-    Setup* const setup = static_cast<Setup*>(library.globalLock(handle));
-    if (setup == nullptr) return fail(kExitExportFailed, "the library gives no settings block");
-    fillSetup(*setup, order);
-    library.globalUnlock(handle);
-    const ExitStatus status = withDevice(Session{&library, &order}, handle);
-    library.destroySetup(handle);
+    fillSetup(*static_cast<Setup*>(library.globalLock(order.setup)), order);
+    library.globalUnlock(order.setup);
+    const ExitStatus status = withDevice(Session{&library, &order}, order.setup);
     clearBar();
     return status;
 }

@@ -1,4 +1,4 @@
-// session.h: one picture through the driver, from the settings block to the terminated device.
+// session.h: one picture through the driver, from init to the terminated device.
 #ifndef TOLVA_CLI_SESSION_H
 #define TOLVA_CLI_SESSION_H
 
@@ -6,14 +6,14 @@
 
 #include "cli/library.h"
 #include "cli/messages.h"
-#include "cli/output_size.h"
 #include "cli/picture.h"
 
 namespace cli {
 
 struct ExportOrder {
+    Handle setup;  // size and resolution in it count, unless the picture has its size already
     const Picture* picture;
-    OutputSize size;
+    bool sizeReached;
     bool interlace;
     ConversionMode tone;
     std::optional<Colour> transparent;

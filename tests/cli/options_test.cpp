@@ -16,9 +16,16 @@ TEST_F(CommandLine, WrongUsageEndsWith2AndWritesNothing) {
           "--background -12345", "--background 0xFFFF", "--tone blue", "--dither 4", "--max-pixels 0",
           "--max-pixels 1e6", "--fit 10", "--fit 0x10", "--fit 10x65536", "--fit 10x10x10", "--fit 1e1x10",
           "--fit 4294967297x1", "--fit 10x10 --size 1x1", "--size 0.03x1", "--size 1x22.1", "--size nanx1",
-          "--size 1,5x1", "--size 1x1 --resolution 31", "--size 1x1 --resolution 401", "--resolution 96"}) {
+          "--size 1,5x1", "--size 1x1 --resolution 31", "--size 1x1 --resolution 401", "--resolution 96",
+          "--fit 9x9 --resolution 96", "--json", "--no-profile --profile p", "--profile \"\"", "--section 'a;b'"}) {
         // clang-format on
         wrong.push_back(std::string("a.pgm -o a.gif ") + option);
+    }
+    for (const char* const words :
+         {"setup", "setup show me", "setup set width", "setup set depth 1", "setup set width 22.1",
+          "setup set width nan", "setup set x-resolution 9.5", "setup set size-mode 601",
+          "setup set width 3 --no-profile", "setup path -o a", "info", "info a.pgm b.pgm", "info a.pgm -o a.gif"}) {
+        wrong.push_back(words);
     }
     for (const std::string& words : wrong) {
         const RunResult result = run(words);

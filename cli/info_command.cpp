@@ -1,0 +1,110 @@
+// info_command.cpp: answers how large the GIF will be without writing it. Called by main. The library's answer to a
+// host's dialog is rounded up where an export truncates: both are told.
+
+#include "cli/info_command.h"
+
+#include <cmath>
+#include <cstdio>
+
+#include "cli/json.h"
+#include "cli/library.h"
+#include "cli/output_size.h"
+#include "cli/profile.h"
+#include "cli/read_picture.h"
+
+namespace cli {
+namespace {
+
+enum GeometryQuestion {  // words
+    kAskDisplayResolution = 0,
+    kAskResolution = 2,
+    kAskWidth = 3,
+    kAskHeight = 4,
+    kAskDisplayWidth = 5,
+    kAskDisplayHeight = 6,
+    kAskWords = 7
+};
+enum GeometryAnswer { kAnswerWidth = 0, kAnswerHeight = 1, kAnswerBits = 2, kAnswerWords = 3 };
+
+struct Info {
+    OutputSize size;
+    int32_t answer[kAnswerWords];
+};
+
+int32_t wholeDots(double inches, int16_t resolution) { return static_cast<int32_t>(std::lround(inches * resolution)); }
+
+ExitStatus askLibrary(const Library& library, const Settings& settings, const Picture& picture, int32_t* answer) {
+    GeometryCalls calls = {};
+    const ExitStatus status = loadGeometryCalls(library, calls);
+    if (status != kExitDone) return status;
+    int32_t question[kAskWords] = {};
+    question[kAskResolution] = kPictureResolution;
+    question[kAskWidth] = static_cast<int32_t>(picture.width);
+    question[kAskHeight] = static_cast<int32_t>(picture.height);
+    double width = 0;
+    double height = 0;
+    int16_t resolution = 0;
+    calls.getDisplayInfo(&width, &height, &resolution, nullptr);
+    if (resolution != 0) {
+        question[kAskDisplayResolution] = resolution;
+        question[kAskDisplayWidth] = wholeDots(width, resolution);
+        question[kAskDisplayHeight] = wholeDots(height, resolution);
+    }
+    calls.getRasterInfo(settings.handle, question, answer);
+    return kExitDone;
+}
+
+void printObject(const Settings& settings, const char* name, const Picture& picture, const Info& info) {
+    const bool loaded = settings.loaded;
+    std::printf("{\"picture\": %s, \"pictureWidth\": %u, \"pictureHeight\": %u, \"profile\": %s, \"section\": %s, ",
+                jsonText(name).c_str(), picture.width, picture.height,
+                loaded ? jsonText(settings.setup->profilePath).c_str() : "null",
+                loaded ? jsonText(settings.setup->sectionName).c_str() : "null");
+    std::printf(
+        "\"width\": %.0f, \"height\": %.0f, \"bitsPerPixel\": %d, \"roundedUpWidth\": %d, \"roundedUpHeight\": %d}\n",
+        info.size.width, info.size.height, info.answer[kAnswerBits], info.answer[kAnswerWidth],
+        info.answer[kAnswerHeight]);
+}
+
+void printText(const char* name, const Picture& picture, const Info& info) {
+    const int32_t* const answer = info.answer;
+    std::printf("%s: %u x %u pixels\n", name, picture.width, picture.height);
+    std::printf("GIF: %.0f x %.0f pixels of %d bits\n", info.size.width, info.size.height, answer[kAnswerBits]);
+    if (answer[kAnswerWidth] != info.size.width || answer[kAnswerHeight] != info.size.height) {
+        std::printf("rounded up, as hosts are told: %d x %d pixels\n", answer[kAnswerWidth], answer[kAnswerHeight]);
+    }
+}
+
+ExitStatus printInfo(const Library& library, const Settings& settings, const Options& options, const Picture& picture) {
+    Info info = {};
+    ExitStatus status = planOutputSize(library, picture, info.size);
+    if (status == kExitDone) status = askLibrary(library, settings, picture, info.answer);
+    if (status != kExitDone) return status;
+    if (options.json) {
+        printObject(settings, options.picture, picture, info);
+    } else {
+        printText(options.picture, picture, info);
+    }
+    return flushOutput();
+}
+
+}  // namespace
+
+ExitStatus showInfo(const Options& options, const char* programWord) {
+    Library library = {};
+    Settings settings = {};
+    Picture picture = {};
+    ExitStatus status = loadLibrary(library, options.library, programWord);
+    if (status == kExitDone) status = loadSettings(library, options.profile, settings);
+    if (status == kExitDone) status = applyOptions(options, *settings.setup);
+    if (status == kExitDone) {
+        const ReadWishes wishes = {Colour{}, true, options.mostPixels, &library};
+        status = readPicture(options.picture, wishes, picture);
+    }
+    if (status == kExitDone) status = printInfo(library, settings, options, picture);
+    freePicture(picture);
+    dropSettings(library, settings);
+    return status == kExitStopped ? fail(status, "stopped") : status;
+}
+
+}  // namespace cli

@@ -1,0 +1,143 @@
+// settings_test.cpp: settings that stay: what is set is loaded, wherever it comes from, and no profile is harmed.
+
+#include <tuple>
+
+#include "support.h"
+
+class StayingSettings : public Program {
+  protected:
+    static constexpr char kBig[] =
+        "Color Mode=104\nSize Mode=601\nWidth=1.500\nHeight=0.700\nResolution Mode=308\nX Resolution=200\n"
+        "Y Resolution=200\n";
+
+    StayingSettings() { write("a.pgm", greyMap(30, 21)); }
+    static std::string profileOf(const std::string& keys) { return "[TOLVA]\n~Mode=Mine\n[Mine]\nDriver=D\n" + keys; }
+    std::string gifBy(const std::string& words) {
+        const RunResult result = run("-q -f -o a.gif a.pgm " + words);
+        EXPECT_EQ(result.status, 0) << words;
+        EXPECT_EQ(result.said, "") << words;
+        return read("a.gif");
+    }
+    void expectSet(const std::string& words) { EXPECT_EQ(run("-q setup set " + words).said, "") << words; }
+    std::string shown(const std::string& words = "", const std::string& before = "") {
+        EXPECT_EQ(run("setup show " + words + "> .shown", before).status, 0) << words;
+        return read(".shown");
+    }
+    void expectShown(const std::string& line, const std::string& words = "") {
+        EXPECT_NE((shown(words) + "\n").find("\n" + line), std::string::npos) << line << "\n" << read(".shown");
+    }
+};
+
+TEST_F(StayingSettings, GiveTheSamePicturesFromProfileAndOptions) {
+    const std::string box = "Size Mode=601\nResolution Mode=308\n";
+    const std::tuple<std::string, const char*, const char*> pairs[] = {
+        {"", "", ""},
+        {"Color Mode=105\n", "--tone invert-greys", "--dither 16"},
+        {kBig, "--tone invert --size 1.5x0.7 --resolution 200", "--interlace"},
+        {box + "Width=0.500\nHeight=0.250\nX Resolution=128\nY Resolution=128\n", "--fit 64x32", "--dither 2"},
+        {box + "Width=2.000\nHeight=2.000\n", "--size 2x2", ""}};
+    for (const auto& [keys, options, both] : pairs) {
+        const std::string wanted = gifBy(std::string("--no-profile ") + options + " " + both);
+        write("p.ini", profileOf(keys));
+        EXPECT_EQ(gifBy(std::string("--profile p.ini ") + both), wanted) << options;
+        write("libtolva.ini", profileOf(keys));
+        EXPECT_EQ(gifBy(both), wanted) << options;
+        EXPECT_EQ(gifBy(std::string("--no-profile ") + both) == wanted, keys.empty()) << options;
+    }
+}
+
+TEST_F(StayingSettings, GiveWayToOptions) {
+    write("libtolva.ini", profileOf(kBig));
+    for (const auto& [options, alone] : {std::pair("--tone grey --fit 40x40", ""),
+                                         {"--tone normal --size 1x1", "--resolution 200"},
+                                         {"--resolution 100", "--tone invert --size 1.5x0.7"},
+                                         {"--fit 9x9", "--tone invert"}}) {
+        EXPECT_EQ(gifBy(options), gifBy(std::string("--no-profile ") + options + " " + alone)) << options;
+    }
+}
+
+TEST_F(StayingSettings, AreLoadedAsTheyWereSet) {
+    expectSet("size-mode saved");
+    for (const char* const number : {"8", "10", "0.03125", "21.999999", "0.1", "22", "6.12345678901234", "9.5"}) {
+        expectSet(std::string("width ") + number);
+        expectSet(std::string("height ") + number);
+        expectShown(std::string("width            ") + number + "\nheight           " + number + "\n");
+    }
+    for (const char* const line : {"colour-mode      invert-grey\n", "size-mode        screen\n",
+                                   "resolution-mode  saved\n", "x-resolution     32\n", "y-resolution     400\n"}) {
+        expectSet(line);
+        expectShown(line);
+    }
+}
+
+TEST_F(StayingSettings, AreWrittenWithoutLossWhateverEndsTheLines) {
+    for (const std::string end : {"\n", "\r\n", "\r"}) {
+        write("p.ini", "; mine" + end + "[X]" + end + "X Resolution=77" + end + "Width=3.000");
+        for (const char* const pair : {"height 4", "height 5", "y-resolution 78"}) {
+            EXPECT_EQ(run(std::string("-q --profile p.ini --section X setup set ") + pair).status, 0) << pair;
+        }
+        EXPECT_EQ(read("p.ini").rfind("; mine" + end, 0), 0u);
+        expectShown("section          X\ndriver           TOLVA.1\n", "--profile p.ini ");
+        expectShown("width            3 (not in use)\nheight           5 ", "--profile p.ini ");
+        expectShown("x-resolution     77 (not in use)\ny-resolution     78 ", "--profile p.ini ");
+    }
+}
+
+TEST_F(StayingSettings, ThatCannotBeLoadedEndWith3IfNamedAndAreToldIfNot) {
+    const std::string plain = gifBy("--no-profile");
+    write("none.ini", "");
+    for (const char* const text :
+         {"[Mine]\nDriver=D\n", "[TOLVA]\n~Mode=Mine\n[Mine]\nColor Mode=104\n", "\x01[\xFF"}) {
+        write("libtolva.ini", text);
+        EXPECT_EQ(gifBy(""), plain);
+        EXPECT_NE(run("-f -o a.gif a.pgm").said.find("defaults"), std::string::npos);
+        EXPECT_EQ(read("a.gif"), plain);
+        for (const char* const words : {"--profile libtolva.ini", "--section Other", "--profile none.ini",
+                                        "--profile missing.ini", "--profile .", "--profile /dev/null"}) {
+            EXPECT_EQ(run(std::string("-o b.gif a.pgm ") + words).status, 3) << words;
+        }
+    }
+    EXPECT_FALSE(exists("b.gif"));
+}
+
+TEST_F(StayingSettings, ThatCannotBeWrittenLeaveTheFileAsItIs) {
+    for (const auto& [bytes, before] : {std::pair(std::string("[X]\n\0\n", 6), ""),
+                                        {profileOf(";" + std::string(1000000, 'a')), ""},
+                                        {profileOf(""), "ulimit -f 0;"},
+                                        {profileOf(""), "chmod 444 p.ini;"}}) {
+        write("p.ini", bytes);
+        EXPECT_EQ(run("-q setup set width 3 --profile p.ini", before).status, 4) << before;
+        EXPECT_EQ(read("p.ini"), bytes) << before;
+        EXPECT_EQ(names(), (std::vector<std::string>{"a.pgm", "p.ini"})) << before;
+    }
+    for (const char* const place : {"missing/p.ini", "."}) {
+        EXPECT_EQ(run(std::string("setup set width 3 --profile ") + place).status, 4);
+    }
+}
+
+TEST_F(StayingSettings, StandInInidirFirst) {
+    const std::string before = "mkdir -p ini; export INIDIR=ini;";
+    expectSet("width 2");
+    EXPECT_EQ(run("setup path > .path", before).status, 0);
+    EXPECT_EQ(read(".path").rfind("libtolva.ini\nis read", 0), 0u) << read(".path");
+    EXPECT_EQ(run("-q setup set width 8", "rm libtolva.ini;" + before).status, 0);
+    EXPECT_TRUE(exists("ini/libtolva.ini") && !exists("libtolva.ini"));
+    EXPECT_NE(shown("", before).find("profile          ini/libtolva.ini\nsection          GIF Export\n"),
+              std::string::npos);
+}
+
+TEST_F(StayingSettings, InfoTellsWhatIsExportedAndWhatHostsAreTold) {
+    write("q\"\\.pgm", greyMap(300, 200));
+    write("p.ini", profileOf("Resolution Mode=308\nX Resolution=200\nY Resolution=100\n"));
+    EXPECT_EQ(run("info 'q\"\\.pgm' --json --profile p.ini > .info").status, 0);
+    EXPECT_EQ(read(".info"),
+              "{\"picture\": \"q\\\"\\\\.pgm\", \"pictureWidth\": 300, \"pictureHeight\": 200, \"profile\": \"p.ini\", "
+              "\"section\": \"Mine\", \"width\": 468, \"height\": 156, \"bitsPerPixel\": 8, \"roundedUpWidth\": 469, "
+              "\"roundedUpHeight\": 157}\n");
+    EXPECT_EQ(run("info 'q\"\\.pgm' --profile p.ini > .info").status, 0);
+    EXPECT_NE(read(".info").find("468 x 156 pixels of 8 bits\nrounded up, as hosts are told: 469 x 157"),
+              std::string::npos);
+    EXPECT_NE(run("-v 'q\"\\.pgm' --profile p.ini -o a.gif").said.find("a.gif: 468 x 156"), std::string::npos);
+    EXPECT_EQ(run("info --json a.pgm > .info").status, 0);
+    EXPECT_NE(read(".info").find("\"profile\": null, \"section\": null, \"width\": 30,"), std::string::npos);
+}
