@@ -25,9 +25,10 @@ const char* profileFolder() {
 }
 
 // A folder can be opened, but it is no profile; a pipe or a device may have no end. The names of the standard streams
-// stand for no file.
+// stand for no file, and closing those would take them from the host.
 bool mayBeProfile(const char* path) {
     struct stat about;
+    if (std::strcmp(path, "stdin") == 0 || std::strcmp(path, "stdout") == 0) return false;
     return stat(path, &about) != 0 || S_ISREG(about.st_mode);
 }
 

@@ -15,7 +15,7 @@ namespace {
 
 using namespace tolva;
 
-constexpr char kSiblingSuffix[] = ".XXXXXX";
+constexpr char kSiblingPattern[] = ".tolva-XXXXXX";
 constexpr mode_t kPermissions = 07777;
 constexpr mode_t kFreshMode = 0666;
 constexpr int32_t kPieceBytes = 4096;
@@ -153,18 +153,25 @@ bool copyWhole(const char* from, const char* to) {
     return zunClose(target) == 0 && whole;
 }
 
-// Takes the place of the file in one step, with its owner and permissions; a fresh file gets the usual ones.
+// Beside the file, under a short name of its own, so that the rename stays within one file system.
+char* siblingOf(const char* path) {
+    const char* const slash = std::strrchr(path, '/');
+    const size_t folder = slash == nullptr ? 0 : static_cast<size_t>(slash + 1 - path);
+    char* const sibling = static_cast<char*>(zunPtrGlobalAlloc(static_cast<uint32_t>(folder + sizeof kSiblingPattern)));
+    std::memcpy(sibling, path, folder);
+    std::memcpy(sibling + folder, kSiblingPattern, sizeof kSiblingPattern);
+    return sibling;
+}
+
+// Takes the place of the file in one step, with its owner and permissions; a fresh file gets the usual ones. Where the
+// owner cannot be given on, the file is not taken from him.
 bool renameSiblingOver(const char* text, const char* path, const struct stat* old) {
-    char* const sibling =
-        static_cast<char*>(zunPtrGlobalAlloc(static_cast<uint32_t>(std::strlen(path) + sizeof kSiblingSuffix)));
-    std::strcat(std::strcpy(sibling, path), kSiblingSuffix);
+    char* const sibling = siblingOf(path);
     const int file = mkstemp(sibling);
     bool done = file != -1;
     if (done) {
-        done = copyWhole(text, sibling);
-        // An owner that cannot be given on is no reason to refuse: the folder lets this user replace the file.
-        [[maybe_unused]] const int given = old == nullptr ? 0 : fchown(file, old->st_uid, old->st_gid);
-        done = done && fchmod(file, old != nullptr ? old->st_mode & kPermissions : freshMode()) == 0;
+        done = copyWhole(text, sibling) && (old == nullptr || fchown(file, old->st_uid, old->st_gid) == 0) &&
+               fchmod(file, old != nullptr ? old->st_mode & kPermissions : freshMode()) == 0;
         close(file);
         done = done && rename(sibling, path) == 0;
         if (!done) unlink(sibling);
@@ -173,8 +180,9 @@ bool renameSiblingOver(const char* text, const char* path, const struct stat* ol
     return done;
 }
 
+// The room for the whole text, holes of the old file's included.
 bool takeRoom(int file, off_t held, off_t wanted) {
-    if (wanted <= held || posix_fallocate(file, 0, wanted) == 0) return true;
+    if (wanted == 0 || posix_fallocate(file, 0, wanted) == 0) return true;
     [[maybe_unused]] const int givenBack = ftruncate(file, held);
     return false;
 }
@@ -189,14 +197,14 @@ bool overwrite(int target, int source, off_t size) {
     return ftruncate(target, size) == 0;
 }
 
-// For a folder that takes no sibling. The room is taken before the first byte changes, so that a full disk changes
-// none.
-bool rewriteInPlace(const char* text, const char* path, off_t oldSize) {
+// For a folder that takes no sibling, for an owner who keeps his file, and through a link that leads nowhere yet. The
+// room is taken before the first byte changes, so that a full disk changes none.
+bool rewriteInPlace(const char* text, const char* path, off_t held) {
     const int source = open(text, O_RDONLY | O_CLOEXEC);
-    const int target = open(path, O_WRONLY | O_CLOEXEC);
+    const int target = open(path, O_WRONLY | O_CREAT | O_CLOEXEC, kFreshMode);
     struct stat about;
     const bool opened = source != -1 && target != -1 && fstat(source, &about) == 0;
-    const bool done = opened && takeRoom(target, oldSize, about.st_size) && overwrite(target, source, about.st_size);
+    const bool done = opened && takeRoom(target, held, about.st_size) && overwrite(target, source, about.st_size);
     if (source != -1) close(source);
     if (target != -1) close(target);
     return done;
@@ -204,13 +212,15 @@ bool rewriteInPlace(const char* text, const char* path, off_t oldSize) {
 
 // Links are followed: the file changes, not the link. A file that may not be written stays.
 bool replaceProfile(const char* text, const char* path) {
+    struct stat about;
+    const bool exists = stat(path, &about) == 0;
+    if (exists && (!S_ISREG(about.st_mode) || access(path, W_OK) != 0)) return false;
+    struct stat link;
+    if (!exists && lstat(path, &link) == 0) return rewriteInPlace(text, path, 0);
     char* const resolved = realpath(path, nullptr);
     const char* const target = resolved != nullptr ? resolved : path;
-    struct stat about;
-    const bool exists = stat(target, &about) == 0;
-    const bool allowed = !exists || (S_ISREG(about.st_mode) && access(target, W_OK) == 0);
-    const bool done = allowed && (renameSiblingOver(text, target, exists ? &about : nullptr) ||
-                                  (exists && rewriteInPlace(text, target, about.st_size)));
+    const bool done = renameSiblingOver(text, target, exists ? &about : nullptr) ||
+                      (exists && rewriteInPlace(text, target, about.st_size));
     std::free(resolved);
     return done;
 }

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include "host/numbers.h"
@@ -131,11 +132,23 @@ int32_t closeMemory(StreamRecord& s) {
     return seekBuffered(s, 0, kFromEnd) != -1 && writeBuffered(s, &kEndMarker, 1) == 1 ? 0 : -1;
 }
 
+// Whoever reads the other end of a standard stream is to see its end; the host's own FILE stays usable, so that it may
+// print on, or open the name again, and reach nothing instead of freed memory or a file that took the number.
+int closeRuntime(FILE* file) {
+    if (file != stdin && file != stdout) return systemCalls.close(file);
+    const int result = systemCalls.flush(file);
+    const int nothing = open("/dev/null", O_RDWR | O_CLOEXEC);
+    if (nothing == -1) return result;
+    const int replaced = dup2(nothing, fileno(file));
+    close(nothing);
+    return replaced == -1 ? -1 : result;
+}
+
 // Also the file of a procedure stream whose open the procedure did not handle.
 int32_t closeFile(StreamRecord& s) {
     flushBuffer(s);
     int32_t result = 0;
-    if (s.borrowedFile == 0) result = systemCalls.close(s.file);
+    if (s.borrowedFile == 0) result = closeRuntime(s.file);
     GlobalFree(s.bufferHandle);
     return s.flushFailed != 0 ? -1 : result;
 }
