@@ -144,7 +144,10 @@ int32_t initdvr(void* block) {
         wordOf<intptr_t>(block, kWordHost), wordOf<intptr_t>(block, kWordSecond), reinterpret_cast<intptr_t>(status),
         &state.metafileWord, &hSetup, &state.secondWord, &callback);
     char* const name = wordOf<char*>(block, kWordFileName);
-    if (!openStream(*lpRaster, name)) return kStreamFailed;
+    if (!openStream(*lpRaster, name)) {
+        state.status = nullptr;  // no term will follow
+        return kStreamFailed;
+    }
     if (name != nullptr) name[0] = '\0';
     state.statusWord = status == nullptr ? 0 : loadField<intptr_t>(status, kStatusWord4);
     storeField(block, kWordSetup * sizeof(uintptr_t), hSetup);

@@ -84,9 +84,13 @@ void copyRows(const EMData& em, const CellArray& cells, Handle h, int64_t start,
     }
 }
 
+void startUpward(EMData& em) {
+    if (em.currentRow == 0) em.currentRow = static_cast<int32_t>(em.pictureHeight - 1);
+}
+
 // Kept: the first upward row lands two rows above the bottom, so the last row of the bitmap is never filled.
 void copyUpward(EMData& em, const CellArray& cells, Handle bitmap) {
-    if (em.currentRow == 0) em.currentRow = static_cast<int32_t>(em.pictureHeight - 1);
+    startUpward(em);
     const int32_t rows = std::max(std::min(static_cast<int32_t>(cells.rows), em.currentRow), 0);
     copyRows(em, cells, bitmap, int64_t{em.currentRow} - 1, -1, rows);
     em.currentRow -= rows;
@@ -143,7 +147,8 @@ void writeLoneCells(EMData& em, const CellArray& cells) {
 
 bool isWritable(int64_t depth) { return (depth >= 1 && depth <= 8) || depth == kTrueColour || depth == kFourByteDepth; }
 
-// The opening primitive's data, behind its points; what a block does not have is 0.
+// The opening primitive's data, behind its points. Hosts send all of it; of a shorter block no more is read than its
+// length says, and the rest is 0.
 struct OpenData {
     uint8_t bytes[kOpenBytes];
 };
@@ -219,6 +224,7 @@ void* d_ca(void* block) {
     if (em.accumulating == 0) {
         writeLoneCells(em, cells);
     } else if (em.pictureBitmap == 0 || cells.data == nullptr) {
+        if (cells.upward) startUpward(em);
         push_er(kExportFailed);
     } else {
         collectCells(em, cells, em.pictureBitmap);

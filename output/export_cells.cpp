@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <utility>
 
 #include "driver/driver.h"
 #include "host/numbers.h"
@@ -184,11 +185,29 @@ void describeSize(PictureDescriptor& picture, const PictureDescriptor& cells) {
     picture.resolution = cells.resolution;
 }
 
-Setup* takeSettings(const uintptr_t* hostArguments) {
-    hRaster = load<Handle>(hostArguments + kArgumentSetup);
-    lpRaster = static_cast<Setup*>(GlobalLock(hRaster));
-    if (lpRaster != nullptr) lpRaster->exporting.status = load<StatusRecord*>(hostArguments + kArgumentStatus);
-    return lpRaster;
+// The picture that is drawn. The cells' record has the pixels; hosts that put them into the other one are served too.
+PictureDescriptor takeCells(PictureDescriptor* picture, const PictureDescriptor& cells) {
+    SetDisplayInfo(cells.width, cells.height, cells.resolution, cells.resolution);
+    PictureDescriptor information = load<PictureDescriptor>(picture);
+    describeSize(information, cells);
+    store(picture, information);
+    PictureDescriptor drawn = cells.bitmap != 0 ? cells : information;
+    describeSize(drawn, cells);
+    return drawn;
+}
+
+// Draws into a stream of its own. The block of a memory stream is kept here while the stream lives, because the host's
+// status function may do away with the settings.
+int32_t drawToStream(Setup* setup, const char* fileName, PictureDescriptor* picture, const PictureDescriptor& cells) {
+    void* memory = nullptr;
+    const Handle stream = openOutputStream(setup, setup->exporting.status, fileName, &memory);
+    if (stream == 0) return kStreamFailed;
+    PictureDescriptor drawn = takeCells(picture, cells);
+    OutputPicture(stream, &drawn, DrawExportCellData);
+    zunClose(stream);
+    if (lpRaster == setup && memory != nullptr) std::swap(setup->exporting.memory, memory);
+    freeOutputMemory(&memory);
+    return kNoError;
 }
 
 }  // namespace
@@ -207,23 +226,15 @@ intptr_t DrawExportCellData(intptr_t operation, intptr_t record, intptr_t a, int
 int32_t ExportCellData(const char* fileName, PictureDescriptor* picture, const PictureDescriptor* cells,
                        const uintptr_t* hostArguments) {
     if (picture == nullptr || cells == nullptr || hostArguments == nullptr) return kStreamFailed;
-    Setup* const setup = takeSettings(hostArguments);
-    if (setup == nullptr) return kStreamFailed;
-    ExportState& state = setup->exporting;
-    const Handle stream = openOutputStream(setup, state.status, fileName, &state.memory);
-    if (stream == 0) return kStreamFailed;
+    hRaster = load<Handle>(hostArguments + kArgumentSetup);
+    lpRaster = static_cast<Setup*>(GlobalLock(hRaster));
+    if (lpRaster == nullptr) return kStreamFailed;
 
-    const PictureDescriptor given = load<PictureDescriptor>(cells);
-    SetDisplayInfo(given.width, given.height, given.resolution, given.resolution);
-    PictureDescriptor information = load<PictureDescriptor>(picture);
-    describeSize(information, given);
-    store(picture, information);
-    // The cells' record has the pixels; hosts that put them into the other one are served as well.
-    PictureDescriptor drawn = given.bitmap != 0 ? given : information;
-    describeSize(drawn, given);
-    OutputPicture(stream, &drawn, DrawExportCellData);
-    zunClose(stream);
+    Setup* const setup = lpRaster;
+    StatusRecord* const before = setup->exporting.status;
+    setup->exporting.status = load<StatusRecord*>(hostArguments + kArgumentStatus);
+    const int32_t result = drawToStream(setup, fileName, picture, load<PictureDescriptor>(cells));
     // The host's record may be gone after this call.
-    if (lpRaster != nullptr) lpRaster->exporting.status = nullptr;
-    return kNoError;
+    if (lpRaster == setup) setup->exporting.status = before;
+    return result;
 }
