@@ -28,7 +28,9 @@ constexpr size_t kDescriptorBytes = 9;  // behind the separator
 constexpr size_t kImageFlagsAt = 8;
 
 struct Walk {
-    int file;
+    int file;              // or -1:
+    const uint8_t* bytes;  // in memory
+    int64_t count;
     int64_t bufferStart;
     size_t next;
     size_t end;
@@ -37,12 +39,24 @@ struct Walk {
 
 int64_t position(const Walk& walk) { return walk.bufferStart + static_cast<int64_t>(walk.next); }
 
-bool refill(Walk& walk) {
-    walk.bufferStart = position(walk);
+ssize_t readFile(Walk& walk) {
     ssize_t got = -1;
     do {
         got = pread(walk.file, walk.buffer, sizeof walk.buffer, walk.bufferStart);
     } while (got < 0 && errno == EINTR);
+    return got;
+}
+
+ssize_t readMemory(Walk& walk) {
+    const int64_t left = std::max<int64_t>(walk.count - walk.bufferStart, 0);
+    const auto got = static_cast<size_t>(std::min<int64_t>(left, sizeof walk.buffer));
+    if (got > 0) std::memcpy(walk.buffer, walk.bytes + walk.bufferStart, got);
+    return static_cast<ssize_t>(got);
+}
+
+bool refill(Walk& walk) {
+    walk.bufferStart = position(walk);
+    const ssize_t got = walk.file < 0 ? readMemory(walk) : readFile(walk);
     walk.next = 0;
     walk.end = got < 0 ? 0 : static_cast<size_t>(got);
     return walk.end > 0;
@@ -104,11 +118,7 @@ bool passBlocks(Walk& walk) {
 
 uint32_t wordAt(const uint8_t* bytes) { return bytes[0] | uint32_t{bytes[1]} << 8; }
 
-}  // namespace
-
-bool readWholeGif(int file, GifSummary& summary) {
-    Walk walk;
-    walk.file = file;
+bool walkThrough(Walk& walk, GifSummary& summary) {
     walk.bufferStart = 0;
     walk.next = walk.end = 0;
     uint8_t header[kHeaderBytes];
@@ -119,6 +129,22 @@ bool readWholeGif(int file, GifSummary& summary) {
     summary.bytes = position(walk);
     uint8_t more = 0;
     return !take(walk, &more, 1);
+}
+
+}  // namespace
+
+bool readWholeGif(int file, GifSummary& summary) {
+    Walk walk;
+    walk.file = file;
+    return file >= 0 && walkThrough(walk, summary);
+}
+
+bool readWholeGif(const uint8_t* bytes, int64_t count, GifSummary& summary) {
+    Walk walk;
+    walk.file = -1;
+    walk.bytes = bytes;
+    walk.count = count;
+    return walkThrough(walk, summary);
 }
 
 }  // namespace cli

@@ -12,9 +12,10 @@ struct GifSummary {
     int64_t bytes;
 };
 
-// Signature, screen, colour table, blocks with all their sub-blocks, one image at least, the trailer as last byte. The
-// file's position is neither used nor changed.
+// Of a file or, in the other form, of memory. Signature, screen, colour table, blocks with all their sub-blocks, one
+// image at least, the trailer as last byte. The file's position is neither used nor changed.
 bool readWholeGif(int file, GifSummary& summary);
+bool readWholeGif(const uint8_t* bytes, int64_t count, GifSummary& summary);
 
 }  // namespace cli
 

@@ -91,7 +91,7 @@ ExitStatus collectEntries(Library& library) {
         loadPointers(&table);
         whole = takeRow(library.createSetup, table, "CreateSetup") &&
                 takeRow(library.destroySetup, table, "DestroySetup") && takeRow(entry, table, "RASTER_dd_entry") &&
-                takeRow(modulePath, table, "szDLLName") &&
+                takeRow(library.exportCellData, table, "ExportCellData") && takeRow(modulePath, table, "szDLLName") &&
                 take(library.useDefaultSettings, dlsym(module, "UseDefaultSettings")) &&
                 take(library.queryCellFormat, dlsym(module, "QueryCellFormat")) &&
                 take(library.globalLock, dlsym(module, "GlobalLock")) &&
@@ -126,7 +126,8 @@ ExitStatus loadProfileCalls(const Library& library, ProfileCalls& calls) {
 
 ExitStatus loadGeometryCalls(const Library& library, GeometryCalls& calls) {
     const bool whole = takeNamed(library, calls.getRasterInfo, "GetRasterInfo") &&
-                       takeNamed(library, calls.getDisplayInfo, "GetDisplayInfo");
+                       takeNamed(library, calls.getDisplayInfo, "GetDisplayInfo") &&
+                       takeNamed(library, calls.setDisplayInfo, "SetDisplayInfo");
     return whole ? kExitDone : kExitExportFailed;
 }
 

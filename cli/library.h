@@ -8,6 +8,7 @@
 #include "cli/messages.h"
 #include "driver/driver.h"
 #include "host/host.h"
+#include "output/output.h"
 #include "raster/raster.h"
 #include "settings/settings.h"
 
@@ -23,10 +24,11 @@ struct Library {
     decltype(&QueryCellFormat) queryCellFormat;
     decltype(&GlobalLock) globalLock;
     decltype(&GlobalUnlock) globalUnlock;
+    decltype(&ExportCellData) exportCellData;
     decltype(&RASTER_dd_entry32) callDriver;
 };
 
-// What only the setup and info commands need.
+// What only the setup and info commands need, and the planning of one road.
 struct ProfileCalls {
     decltype(&GetPrivateProfileString) readString;
     decltype(&WritePrivateProfileString) writeString;
@@ -34,6 +36,7 @@ struct ProfileCalls {
 struct GeometryCalls {
     decltype(&GetRasterInfo) getRasterInfo;
     decltype(&GetDisplayInfo) getDisplayInfo;
+    decltype(&SetDisplayInfo) setDisplayInfo;
 };
 
 // What only some exports need.

@@ -57,24 +57,28 @@ ExitStatus drawAndKeep(const Options& options, const Library& library, const Set
                        OutputFile& output) {
     notePicture(options.picture, picture);
     OutputSize size = {};
-    ExitStatus status = planOutputSize(library, picture, size);
+    ExitStatus status = planOutputSize(library, options.road, picture, size);
     if (status != kExitDone) return status;
     PrepareOrder prepare = {options.dither, toneOf(*settings.setup), options.background.value_or(kWhite)};
     status = preparePicture(library, prepare, size, picture);
     if (status != kExitDone) return status;
     std::optional<Colour> transparent;
     status = chooseTransparency(options, library, prepare.tone, picture, transparent);
-    if (status == kExitDone) status = createTemporary(output);
+    // On the other roads the driver converts colours as they come.
+    if (status == kExitDone && options.road == Road::kExport) status = applyTone(library, prepare.tone, picture);
+    if (status == kExitDone) status = openOutput(output, options.road == Road::kExport);
     if (status != kExitDone) return status;
     startBar(options.verbosity != kQuiet);
-    status = runSession(library, ExportOrder{.setup = settings.handle,
+    status = runSession(library, ExportOrder{.road = options.road,
+                                             .setup = settings.handle,
                                              .picture = &picture,
                                              .sizeReached = size.reached,
                                              .interlace = options.interlace,
                                              .tone = prepare.tone,
                                              .transparent = transparent,
                                              .background = options.background,
-                                             .fileName = output.libraryName.c_str()});
+                                             .fileName = output.libraryName.c_str(),
+                                             .hostFile = output.throughHost ? &output.hostFile : nullptr});
     return status == kExitDone ? keepOutput(output) : status;
 }
 

@@ -19,6 +19,7 @@ enum LongOption {  // beyond every character
     kOptBackground,
     kOptTone,
     kOptDither,
+    kOptRoad,
     kOptMaxPixels,
     kOptFit,
     kOptSize,
@@ -40,6 +41,7 @@ constexpr option kLongOptions[] = {
     {"background",  required_argument, nullptr, kOptBackground},
     {"tone",        required_argument, nullptr, kOptTone},
     {"dither",      required_argument, nullptr, kOptDither},
+    {"road",        required_argument, nullptr, kOptRoad},
     {"max-pixels",  required_argument, nullptr, kOptMaxPixels},
     {"fit",         required_argument, nullptr, kOptFit},
     {"size",        required_argument, nullptr, kOptSize},
@@ -54,6 +56,12 @@ constexpr option kLongOptions[] = {
     {nullptr,       0,                 nullptr, 0},
 };
 // clang-format on
+
+struct RoadWord {
+    const char* word;
+    Road road;
+};
+constexpr RoadWord kRoadWords[] = {{"cells", Road::kCells}, {"bracket", Road::kBracket}, {"export", Road::kExport}};
 
 template <class Number>
 bool parseBox(const char* text, Number lowest, Number highest, Box& box) {
@@ -96,6 +104,15 @@ ExitStatus takeDither(const char* value, DitherWish& dither) {
     if (std::strcmp(value, "2") != 0 && std::strcmp(value, "16") != 0) return refuse("--dither", value, "2 or 16");
     dither = value[0] == '2' ? DitherWish::kBlackAndWhite : DitherWish::kSixteenColours;
     return kExitDone;
+}
+
+ExitStatus takeRoad(const char* value, Road& road) {
+    for (const RoadWord& known : kRoadWords) {
+        if (std::strcmp(value, known.word) != 0) continue;
+        road = known.road;
+        return kExitDone;
+    }
+    return refuse("--road", value, "cells, bracket or export");
 }
 
 ExitStatus takeMaxPixels(const char* value, uint64_t& mostPixels) {
@@ -149,6 +166,7 @@ ExitStatus takeOption(int option, const char* value, Options& options) {
         case kOptBackground: return takeColour("--background", value, options.background);
         case kOptTone: return takeTone(value, options.colourMode);
         case kOptDither: return takeDither(value, options.dither);
+        case kOptRoad: return takeRoad(value, options.road);
         case kOptMaxPixels: return takeMaxPixels(value, options.mostPixels);
         case kOptFit: return takeSize(options, SizeWish::kFitPixels, value);
         case kOptSize: return takeSize(options, SizeWish::kFitInches, value);

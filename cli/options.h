@@ -8,6 +8,7 @@
 #include "cli/messages.h"
 #include "cli/picture.h"
 #include "cli/prepare.h"
+#include "cli/road.h"
 #include "cli/setting_keys.h"
 
 namespace cli {
@@ -44,6 +45,7 @@ struct Options {
     std::optional<Colour> background;
     std::optional<int32_t> colourMode;
     DitherWish dither;
+    Road road;
     uint64_t mostPixels;
     SizeWish sizeWish;
     Box box;         // pixels or inches

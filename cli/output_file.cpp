@@ -135,14 +135,6 @@ int createBeside(OutputFile& output) {
     return -1;
 }
 
-int createNameless() {
-    const char* const folder = std::getenv("TMPDIR");
-    std::string pattern = std::string(folder == nullptr || folder[0] == '\0' ? "/tmp" : folder) + "/tolvaXXXXXX";
-    const int file = mkstemp(pattern.data());
-    if (file >= 0) unlink(pattern.c_str());
-    return file;
-}
-
 // ---- Taking its place ----
 
 ExitStatus renameOverTarget(OutputFile& output) {
@@ -171,25 +163,23 @@ bool writeAll(int target, const uint8_t* bytes, size_t count) {
     return true;
 }
 
-ExitStatus copyTo(const OutputFile& output, int target) {
-    uint8_t buffer[65536];
-    off_t position = 0;
-    for (;;) {
-        const ssize_t got = pread(output.temporary, buffer, sizeof buffer, position);
-        if (got < 0) return failWithErrno(output, "reading the temporary file back: ");
-        if (got == 0) return kExitDone;
-        if (!writeAll(target, buffer, static_cast<size_t>(got))) return failWithErrno(output, "");
-        position += got;
-    }
+ExitStatus sendTo(const OutputFile& output, int target) {
+    const HostFile& gif = output.hostFile;
+    return writeAll(target, gif.bytes, static_cast<size_t>(gif.size)) ? kExitDone : failWithErrno(output, "");
 }
 
 ExitStatus streamToTarget(OutputFile& output) {
-    if (output.standardOutput >= 0) return copyTo(output, output.standardOutput);
+    if (output.standardOutput >= 0) return sendTo(output, output.standardOutput);
     const int target = open(output.shown, O_WRONLY | O_CLOEXEC | O_NOCTTY);
     if (target < 0) return failWithErrno(output, "");
-    const ExitStatus status = copyTo(output, target);
+    const ExitStatus status = sendTo(output, target);
     if (close(target) != 0 && status == kExitDone) return failWithErrno(output, "");
     return status;
+}
+
+bool isWholeGif(const OutputFile& output, GifSummary& summary) {
+    if (!output.streamed) return readWholeGif(output.temporary, summary);
+    return readWholeGif(output.hostFile.bytes, output.hostFile.size, summary);
 }
 
 }  // namespace
@@ -205,25 +195,31 @@ ExitStatus locateOutput(OutputFile& output, const char* path, bool overwrite) {
     return output.streamed ? kExitDone : locateFile(output);
 }
 
-ExitStatus createTemporary(OutputFile& output) {
-    output.temporary = output.streamed ? createNameless() : createBeside(output);
+ExitStatus openOutput(OutputFile& output, bool throughHost) {
+    output.throughHost = throughHost || output.streamed;
+    if (output.streamed) return kExitDone;
+    output.temporary = createBeside(output);
     if (output.temporary < 0) {
         output.temporaryName.clear();
         return failWithErrno(output, "a temporary file cannot be made: ");
     }
     // A umask may have taken even the owner's rights; the library opens the file by name and needs them.
     fchmod(output.temporary, kTemporaryMode);
-    if (!output.streamed) removeTemporaryOnCrash(output);
+    removeTemporaryOnCrash(output);
     output.libraryName = "/proc/self/fd/" + std::to_string(output.temporary);
-    return kExitDone;
+    const bool opened = !throughHost || putOnDisk(output.hostFile, output.temporary);
+    return opened ? kExitDone : failWithErrno(output, "");
 }
 
 ExitStatus keepOutput(OutputFile& output) {
-    GifSummary summary = {};
-    if (!readWholeGif(output.temporary, summary)) {
-        return fail(kExitOutputFailed, "%s: what was written is no whole GIF; it is not kept", output.shown);
+    if (output.hostFile.error != 0) {
+        errno = output.hostFile.error;
+        return failWithErrno(output, "");
     }
+    GifSummary summary = {};
+    const bool whole = isWholeGif(output, summary);
     if (stopWished()) return kExitStopped;
+    if (!whole) return fail(kExitOutputFailed, "%s: what was written is no whole GIF; it is not kept", output.shown);
     const ExitStatus status = output.streamed ? streamToTarget(output) : renameOverTarget(output);
     if (status == kExitDone) {
         note("%s: %u x %u pixels, %lld bytes", output.shown, summary.width, summary.height,
@@ -233,6 +229,7 @@ ExitStatus keepOutput(OutputFile& output) {
 }
 
 void closeOutput(OutputFile& output) {
+    freeHostFile(output.hostFile);
     crashFolder = -1;
     if (!output.temporaryName.empty()) unlinkat(output.folder, output.temporaryName.c_str(), 0);
     for (const int file : {output.temporary, output.folder, output.standardOutput}) {

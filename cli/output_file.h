@@ -1,5 +1,6 @@
-// output_file.h: where the GIF goes. It is written to a temporary file and takes its place only when it is whole, so
-// that a failed or stopped export leaves no trace and an earlier file unharmed.
+// output_file.h: where the GIF goes. It is written to a temporary file, or to memory where nothing can be renamed, and
+// takes its place only when it is whole, so that a failed or stopped export leaves no trace and an earlier file
+// unharmed.
 #ifndef TOLVA_CLI_OUTPUT_FILE_H
 #define TOLVA_CLI_OUTPUT_FILE_H
 
@@ -7,6 +8,7 @@
 
 #include <sys/types.h>
 
+#include "cli/host_file.h"
 #include "cli/messages.h"
 
 namespace cli {
@@ -14,20 +16,24 @@ namespace cli {
 struct OutputFile {
     const char* shown;  // the name in messages
     bool overwrite;
-    bool streamed;       // copied to a pipe, a device or standard output, not renamed
-    mode_t mode;         // for the finished file
-    int folder;          // of the target, symbolic links followed
-    std::string name;    // in that folder
-    int standardOutput;  // for "-": standard output as it was, else -1
-    int temporary;
-    std::string temporaryName;  // in the folder; empty for a temporary file without a name
+    bool streamed;              // sent to a pipe, a device or standard output, not renamed
+    bool throughHost;           // the library writes to `hostFile`
+    mode_t mode;                // for the finished file
+    int folder;                 // of the target, symbolic links followed
+    std::string name;           // in that folder
+    int standardOutput;         // for "-": standard output as it was, else -1
+    int temporary;              // or -1
+    std::string temporaryName;  // in the folder
     std::string libraryName;    // what the driver is told to open
+    HostFile hostFile;
 };
 
 // Finds out where the path leads and refuses what could not be kept in the end. Writes nothing yet.
 ExitStatus locateOutput(OutputFile& output, const char* path, bool overwrite);
-ExitStatus createTemporary(OutputFile& output);
-// Reads the temporary file back and, when it is a whole GIF, puts it in its place.
+// Makes the temporary file, or where there is to be none, memory. `throughHost`: whether the file, too, is to be
+// written by the host and not by the library.
+ExitStatus openOutput(OutputFile& output, bool throughHost);
+// Reads back what was written and, when it is a whole GIF, puts it in its place.
 ExitStatus keepOutput(OutputFile& output);
 // Releases everything; removes the temporary file unless it was kept.
 void closeOutput(OutputFile& output);

@@ -12,8 +12,10 @@ constexpr uint32_t kWidestEnlarged = 32768;  // the library counts source column
 constexpr double kLargest = kLargestExtent;
 constexpr double kMostCopies = 32767;  // and the copies of one
 
-ExitStatus checkEnlarging(const Picture& picture, const OutputSize& size) {
-    if (size.height == picture.height || size.width <= picture.width) return kExitDone;
+// Where only the widths differ, a lone cell array is not scaled.
+ExitStatus checkEnlarging(Road road, const Picture& picture, const OutputSize& size) {
+    const bool scaled = road != Road::kCells || size.height != picture.height;
+    if (!scaled || size.width <= picture.width) return kExitDone;
     if (picture.width > kWidestEnlarged) {
         return fail(kExitInputRefused, "a picture of %u columns cannot be enlarged; the limit is %u", picture.width,
                     kWidestEnlarged);
@@ -25,16 +27,33 @@ ExitStatus checkEnlarging(const Picture& picture, const OutputSize& size) {
     return kExitDone;
 }
 
-// Heights decide whether the library scales at all. One column more or less is what fitting a box leaves.
-void warnOfUnscaledRows(const Picture& picture, const OutputSize& size) {
-    if (size.height != picture.height || std::abs(size.width - picture.width) <= 1) return;
+// On the road of cells heights decide whether the library scales at all. One column more or less is what fitting a box
+// leaves.
+void warnOfUnscaledRows(Road road, const Picture& picture, const OutputSize& size) {
+    if (road != Road::kCells || size.height != picture.height || std::abs(size.width - picture.width) <= 1) return;
     warn("only the width changes, from %u to %.0f pixels: the library %s the rows instead of scaling them",
          picture.width, size.width, size.width < picture.width ? "cuts" : "pads");
 }
 
+// The screen counts for some settings, and on this road the library is told that the picture is one.
+ExitStatus tellScreen(const Library& library, const Picture& picture) {
+    GeometryCalls calls = {};
+    const ExitStatus status = loadGeometryCalls(library, calls);
+    if (status == kExitDone) {
+        calls.setDisplayInfo(picture.width, picture.height, kPictureResolution, kPictureResolution);
+    }
+    return status;
+}
+
+void warnOfAddedRow(double asked, const OutputSize& size) {
+    if (size.height == asked) return;
+    warn("the height goes from %.0f to %.0f pixels: this road makes it even", asked, size.height);
+}
+
 }  // namespace
 
-ExitStatus planOutputSize(const Library& library, const Picture& picture, OutputSize& size) {
+ExitStatus planOutputSize(const Library& library, Road road, const Picture& picture, OutputSize& size) {
+    if (road == Road::kExport && tellScreen(library, picture) != kExitDone) return kExitExportFailed;
     // The answer stays in the settings; the driver's own question, with the same words, then changes nothing more.
     size = OutputSize{static_cast<double>(picture.width) / kPictureResolution,
                       static_cast<double>(picture.height) / kPictureResolution, false};
@@ -46,6 +65,8 @@ ExitStatus planOutputSize(const Library& library, const Picture& picture, Output
     if (size.width < 1 || size.height < 1) {
         return fail(kExitInputRefused, "nothing would be left of the picture in this size");
     }
+    const double asked = size.height;
+    if (makesHeightsEven(road)) size.height += std::fmod(asked, 2);
     // Not a number is neither smaller nor larger.
     if (!(size.width <= kLargest && size.height <= kLargest)) {
         return fail(kExitInputRefused, "a GIF of %.0f x %.0f pixels; the limit is %d in either direction", size.width,
@@ -55,8 +76,9 @@ ExitStatus planOutputSize(const Library& library, const Picture& picture, Output
         return fail(kExitInputRefused,
                     "a GIF of 1 x 1: the encoder emits no pixel for a single one, so none could show it");
     }
-    warnOfUnscaledRows(picture, size);
-    return checkEnlarging(picture, size);
+    warnOfAddedRow(asked, size);
+    warnOfUnscaledRows(road, picture, size);
+    return checkEnlarging(road, picture, size);
 }
 
 }  // namespace cli

@@ -5,6 +5,7 @@
 #include "cli/library.h"
 #include "cli/messages.h"
 #include "cli/picture.h"
+#include "cli/road.h"
 
 namespace cli {
 
@@ -19,8 +20,8 @@ struct OutputSize {
 };
 
 // Asks the library, which answers by the settings made last, and refuses what the driver cannot draw or no decoder
-// reads.
-ExitStatus planOutputSize(const Library& library, const Picture& picture, OutputSize& size);
+// reads. Tells the user of a row that the road adds.
+ExitStatus planOutputSize(const Library& library, Road road, const Picture& picture, OutputSize& size);
 
 }  // namespace cli
 

@@ -195,14 +195,12 @@ ExitStatus reducePicture(const Work& work) {
     return indices != 0 ? kExitDone : reportNoResult("the colour reduction");
 }
 
-// The errors that are diffused are those of the colours shown, so the tone comes first.
-void applyTone(const Work& work, ConversionMode& tone) {
-    Picture& picture = *work.picture;
+void convertColours(const RasterCalls& calls, ConversionMode& tone, Picture& picture) {
     if (picture.bitsPerPixel == kIndexBits) {
-        work.calls.convertTone(kPaletteEntries, &picture.palette[0].red, tone);
+        calls.convertTone(kPaletteEntries, &picture.palette[0].red, tone);
     } else {
         for (uint32_t y = 0; tone != kConvertNothing && y < picture.height; ++y) {
-            work.calls.convertTone(widthOf(work), picture.pixels + size_t{y} * picture.stride, tone);
+            calls.convertTone(static_cast<int32_t>(picture.width), picture.pixels + size_t{y} * picture.stride, tone);
         }
     }
     tone = kConvertNothing;
@@ -247,7 +245,8 @@ ExitStatus preparePicture(const Library& library, PrepareOrder& order, OutputSiz
     if (status != kExitDone) return status;
     uint32_t freeIndex = 0;
     if (dithers) {
-        applyTone(work, order.tone);
+        // The errors that are diffused are those of the colours shown, so the tone comes first.
+        convertColours(work.calls, order.tone, picture);
         status = ditherPicture(work, order.dither);
         freeIndex = picture.colours;
     } else if (picture.bitsPerPixel == kColourBits) {
@@ -259,6 +258,14 @@ ExitStatus preparePicture(const Library& library, PrepareOrder& order, OutputSiz
     if (status != kExitDone) return status;
     note("%s to %u colours", dithers ? "dithered" : "reduced", picture.colours);
     if (picture.mask != nullptr) putTransparentIndex(picture, freeIndex, order.background);
+    return status;
+}
+
+ExitStatus applyTone(const Library& library, ConversionMode& tone, Picture& picture) {
+    if (tone == kConvertNothing) return kExitDone;
+    RasterCalls calls = {};
+    const ExitStatus status = loadRasterCalls(library, calls);
+    if (status == kExitDone) convertColours(calls, tone, picture);
     return status;
 }
 

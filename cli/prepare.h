@@ -22,6 +22,9 @@ struct PrepareOrder {
 // Afterwards the picture has no mask, and its size may already be the GIF's: `size` then says so.
 ExitStatus preparePicture(const Library& library, PrepareOrder& order, OutputSize& size, Picture& picture);
 
+// What the driver does with its own colours on other roads; `tone` is kConvertNothing afterwards.
+ExitStatus applyTone(const Library& library, ConversionMode& tone, Picture& picture);
+
 }  // namespace cli
 
 #endif

@@ -13,7 +13,7 @@ TEST_F(CommandLine, WrongUsageEndsWith2AndWritesNothing) {
     // clang-format off
     for (const char* const option :
          {"a.pgm", "-x", "--nonsense", "--help=3", "--transparent FFFFF", "--transparent FFFFFFF",
-          "--background -12345", "--background 0xFFFF", "--tone blue", "--dither 4", "--max-pixels 0",
+          "--background -12345", "--background 0xFFFF", "--tone blue", "--dither 4", "--road cell", "--max-pixels 0",
           "--max-pixels 1e6", "--fit 10", "--fit 0x10", "--fit 10x65536", "--fit 10x10x10", "--fit 1e1x10",
           "--fit 4294967297x1", "--fit 10x10 --size 1x1", "--size 0.03x1", "--size 1x22.1", "--size nanx1",
           "--size 1,5x1", "--size 1x1 --resolution 31", "--size 1x1 --resolution 401", "--resolution 96",

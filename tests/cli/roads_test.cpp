@@ -1,0 +1,95 @@
+// roads_test.cpp: the library's three ways to a GIF, and the host's own file at the end of them.
+
+#include <cerrno>
+
+#include "cli/host_file.h"
+#include "stream/stream.h"
+#include "support.h"
+
+class Roads : public Program {
+  protected:
+    const std::string roads[3] = {"cells", "bracket", "export"};
+    std::string exported(const std::string& road, const std::string& words) {
+        EXPECT_EQ(run("-q -f --road " + road + " -o a.gif " + words).status, 0) << road << " " << words;
+        return read("a.gif");
+    }
+    static std::string samples(int width, int height) {
+        const std::string map = greyMap(width, height);
+        return map.substr(map.size() - static_cast<size_t>(width * height));
+    }
+};
+
+TEST_F(Roads, GiveTheSameFile) {
+    write("a.pgm", greyMap(64, 70));
+    write("a.ppm", "P6\n40 31\n255\n" + samples(120, 31));
+    for (const std::string words : {"", "--interlace", "--tone invert-greys --transparent 404040", "--fit 40x30",
+                                    "--tone grey --background 808080", "--dither 16 --tone invert"}) {
+        const std::string gif = exported("cells", "a.pgm " + words);
+        EXPECT_EQ(exported("bracket", "a.pgm " + words), gif) << words;
+        EXPECT_EQ(exported("export", "a.pgm " + words), gif) << words;
+        EXPECT_EQ((gif.at(798) & 0x40) != 0, words == "--interlace");
+        EXPECT_EQ(exported("bracket", "a.ppm " + words), exported("export", "a.ppm " + words)) << words;
+    }
+}
+
+TEST_F(Roads, RepeatTheLastRowOfAnOddHeightAndSaySo) {
+    write("a.pgm", greyMap(13, 15));
+    write("b.pgm", "P5\n13 16\n255\n" + samples(13, 15) + samples(13, 15).substr(13 * 14));
+    for (const std::string& road : roads) {
+        const bool evened = road != "cells";
+        EXPECT_EQ(exported(road, "a.pgm") == exported("cells", "b.pgm"), evened);
+        EXPECT_EQ(run("info a.pgm --road " + road + " > info").said.find("from 15 to 16") != std::string::npos, evened);
+        EXPECT_EQ(read("info").find("13 x 16 pixels") != std::string::npos, evened) << read("info");
+    }
+}
+
+TEST_F(Roads, EndInAPipeOrAFullDiskAlike) {
+    write("a.pgm", greyMap(64, 64));
+    for (const std::string& road : roads) {
+        const std::string gif = exported(road, "a.pgm");
+        EXPECT_EQ(run("--road " + road + " a.pgm -o - | cat > piped").status, 0);
+        EXPECT_EQ(read("piped"), gif);
+        EXPECT_EQ(run("--road " + road + " a.pgm -o - > /dev/full").status, 4);
+        write("a.gif", "earlier");
+        const RunResult full = run("--road " + road + " a.pgm -f -o a.gif", "ulimit -f 2;");
+        EXPECT_EQ(full.status, 4) << road << full.said;
+        EXPECT_EQ(full.said.find("303") == std::string::npos, road == "export") << full.said;
+        EXPECT_EQ(read("a.gif"), "earlier");
+        EXPECT_EQ(names(), (std::vector<std::string>{"a.gif", "a.pgm", "piped"}));
+    }
+}
+
+TEST_F(Roads, LeaveTheEarlierFileWhereverTheyAreStopped) {
+    write("a.ppm", "P6\n1500 1000\n255\n" + samples(4500, 1000));
+    for (const std::string& road : roads) {
+        exported(road, "a.ppm");
+        for (const std::string seconds : {"0.02", "0.04", "0.07", "0.1", "0.15"}) {
+            write("a.gif", "earlier");
+            const std::string before = "timeout --preserve-status -s INT " + seconds;
+            const int status = run("--road " + road + " a.ppm -f -o a.gif", before).status;
+            EXPECT_EQ(read("a.gif") == "earlier", status != 0) << road << " " << seconds;
+            EXPECT_EQ(names(), (std::vector<std::string>{"a.gif", "a.ppm"})) << status;
+        }
+    }
+}
+
+TEST(HostFile, InMemoryGrowsAndIsRewoundAndEndsAtTwoGigabytes) {
+    cli::HostFile file = {};
+    const auto call = [&](intptr_t operation, const void* a, intptr_t b) {
+        return cli::serveHostFile(reinterpret_cast<intptr_t>(&file), operation, reinterpret_cast<intptr_t>(a), b);
+    };
+    const std::string text(140000, 'x');
+    const int32_t back = -1;
+    char last[9] = {};
+    EXPECT_EQ(call(kProcWrite, text.data(), 140000), 140000);
+    EXPECT_EQ(call(kProcSeek, &back, kFromCurrent), 139999);
+    EXPECT_EQ(call(kProcRead, last, sizeof last), 1);
+    EXPECT_EQ(call(kProcSeek, &back, kFromEnd), 139999);
+    EXPECT_EQ(call(kProcWrite, "yz", 2), 2);
+    EXPECT_EQ(std::string(file.bytes, file.bytes + file.size), text.substr(1) + "yz");
+    file.position = file.size = INT32_MAX - 1;
+    EXPECT_EQ(call(kProcWrite, "yz", 2), -1);
+    EXPECT_EQ(file.error, EFBIG);
+    EXPECT_EQ(call(kProcClose, nullptr, 0), -1);
+    cli::freeHostFile(file);
+}
