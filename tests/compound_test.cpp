@@ -1,8 +1,5 @@
 // Sub-streams of compound documents: of a file made by an independent tool, and of constructed ones, damaged too.
-#include <unistd.h>
-
 #include <algorithm>
-#include <fstream>
 #include <numeric>
 
 #include "support.h"
@@ -47,7 +44,7 @@ void closeSub(Handle stream) {
 
 void readsBack(const std::string& path, const SubStream& sub, const Bytes& expected, uint32_t seed) {
     const Handle stream = openSub(path, sub);
-    std::mt19937 random = seeded(seed);
+    std::mt19937 random(seed);
     const int32_t size = static_cast<int32_t>(expected.size());
     Bytes whole(expected.size() + 10);
     ASSERT_EQ(zunRead(stream, whole.data(), size + 10), size);
@@ -70,7 +67,7 @@ void readsBack(const std::string& path, const SubStream& sub, const Bytes& expec
 
 // A file of sectors in any order, and a large sub-stream, or one in the minis of a container, spread over them.
 SubStream construct(const std::string& path, const Bytes& contents, uint32_t seed) {
-    std::mt19937 random = seeded(seed);
+    std::mt19937 random(seed);
     const bool large = contents.size() >= 4096;
     const auto spread = [&random](Links& links, uint32_t unit, const Bytes& from, Bytes& to) {
         Links order((from.size() + unit - 1) / unit + 5);
@@ -79,7 +76,7 @@ SubStream construct(const std::string& path, const Bytes& contents, uint32_t see
         links.assign(order.size(), kEndOfChain);
         to.resize(order.size() * unit);
         for (size_t i = 0; i * unit < from.size(); ++i) {
-            std::copy_n(from.begin() + static_cast<long>(i * unit), std::min<size_t>(unit, from.size() - i * unit),
+            std::copy_n(from.begin() + i * unit, std::min<size_t>(unit, from.size() - i * unit),
                         to.begin() + order[i] * unit);
             if ((i + 1) * unit < from.size()) links[order[i]] = order[i + 1];
         }
@@ -92,8 +89,7 @@ SubStream construct(const std::string& path, const Bytes& contents, uint32_t see
     const uint32_t first = spread(sub.sectors, kSector, large ? contents : container, file);
     (large ? sub.start : sub.miniStart) = first;
     file.insert(file.begin(), kSector, 0);
-    std::ofstream(path, std::ios::binary)
-        .write(reinterpret_cast<const char*>(file.data()), static_cast<long>(file.size()));
+    save(path, file);
     return sub;
 }
 
@@ -129,47 +125,42 @@ bool findEntry(const Bytes& file, const std::string& name, SubStream& sub) {
 }  // namespace
 
 TEST(Compound, SubStreamsReadBackFromEverySize) {
-    const std::string path = temporaryPath("constructed.doc");
+    const Temporary file("constructed.doc");
     for (const int size : {1, 63, 64, 65, 512, 4095, 4096, 4097, 5120, 40000}) {
         const Bytes contents = noise(size, 1, 256, 5).pixels;
-        readsBack(path, construct(path, contents, static_cast<uint32_t>(size)), contents, 7);
+        readsBack(file.path, construct(file.path, contents, size), contents, 7);
     }
-    unlink(path.c_str());
 }
 
 TEST(Compound, ARealDocumentReadsBack) {
     if (runProgram("gsf help 2>&1 | grep -c createole").out != "1\n") GTEST_SKIP() << "gsf makes the document";
-    const std::string folder = temporaryPath("compound");
-    ASSERT_EQ(runProgram("mkdir " + folder).status, 0);
-    const std::pair<const char*, int> parts[] = {{"large", 100000}, {"small", 1000}, {"other", 4096}, {"tiny", 7}};
-    std::string names;
+    const Temporary folder("compound");
+    std::filesystem::create_directory(folder.path);
+    const std::pair<std::string, int> parts[] = {{"large", 100000}, {"small", 1000}, {"other", 4096}, {"tiny", 7}};
+    std::string command = "cd " + folder.path + " && gsf createole document";
     for (const auto& [name, size] : parts) {
-        const Bytes contents = noise(size, 1, 256, 9).pixels;
-        std::ofstream(folder + "/" + name, std::ios::binary)
-            .write(reinterpret_cast<const char*>(contents.data()), size);
-        names += std::string(" ") + name;
+        save(folder.path + "/" + name, noise(size, 1, 256, 9).pixels);
+        command += " " + name;
     }
-    ASSERT_EQ(runProgram("cd " + folder + " && gsf createole document" + names + " 2>&1").status, 0);
-    const Bytes file = readFile(folder + "/document");
+    ASSERT_EQ(runProgram(command + " 2>&1").status, 0);
+    const std::string document = folder.path + "/document";
     for (const auto& [name, size] : parts) {
         SubStream sub;
-        ASSERT_TRUE(findEntry(file, name, sub)) << name;
+        ASSERT_TRUE(findEntry(readFile(document), name, sub)) << name;
         ASSERT_EQ(sub.size, static_cast<uint32_t>(size));
-        readsBack(folder + "/document", sub, noise(size, 1, 256, 9).pixels, 3);
+        readsBack(document, sub, noise(size, 1, 256, 9).pixels, 3);
     }
-    runProgram("rm -r " + folder);
 }
 
 TEST(Compound, DamagedChainsEndTheReadShort) {
-    const std::string path = temporaryPath("damaged.doc");
-    std::mt19937 random = seeded(31);
+    const Temporary file("damaged.doc");
+    std::mt19937 random(31);
     for (int i = 0; i < 400; ++i) {
         const int size = i % 2 == 0 ? 3000 : 9000;
-        SubStream sub = construct(path, noise(size, 1, 256, 5).pixels, 3);
+        SubStream sub = construct(file.path, noise(size, 1, 256, 5).pixels, 3);
         for (int n = upTo(random, 3); n >= 0; --n) {
             Links& links = upTo(random, 1) == 0 || sub.minis.empty() ? sub.sectors : sub.minis;
-            const uint32_t wild =
-                upTo(random, 1) == 0 ? static_cast<uint32_t>(random()) : static_cast<uint32_t>(upTo(random, 20));
+            const uint32_t wild = upTo(random, 1) == 0 ? random() : random() % 21;
             switch (upTo(random, 4)) {
                 case 0: links.resize(links.size() / 2); break;
                 case 1: sub.start = wild; break;
@@ -179,7 +170,7 @@ TEST(Compound, DamagedChainsEndTheReadShort) {
                     if (!links.empty()) links[random() % links.size()] = wild;
             }
         }
-        const Handle stream = openSub(path, sub);
+        const Handle stream = openSub(file.path, sub);
         Bytes buffer(20000);
         const int32_t got = zunRead(stream, buffer.data(), 20000);
         EXPECT_GE(got, 0);
@@ -189,13 +180,12 @@ TEST(Compound, DamagedChainsEndTheReadShort) {
         closeSub(stream);
     }
     // A circle: what is read before it shows is what lies there; all of it is not.
-    SubStream circle = construct(path, noise(9000, 1, 256, 5).pixels, 3);
+    SubStream circle = construct(file.path, noise(9000, 1, 256, 5).pixels, 3);
     circle.sectors.assign(circle.sectors.size(), circle.start);
     circle.size = INT32_MAX;
     Bytes buffer(100000);
-    const Handle stream = openSub(path, circle);
+    const Handle stream = openSub(file.path, circle);
     EXPECT_EQ(zunSeek(stream, 1000000000, kFromStart), 1000000000);
     EXPECT_EQ(zunRead(stream, buffer.data(), 100000), 0);
     closeSub(stream);
-    unlink(path.c_str());
 }

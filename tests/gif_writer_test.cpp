@@ -1,61 +1,29 @@
 // The writer's files byte for byte: bands, interlacing, spools, chosen colours.
 #include <algorithm>
-#include <cstring>
 
 #include "support.h"
 
 namespace {
 
 struct Writer {
-    Handle setup = CreateSetup(0, "/nowhere/at/all.ini", nullptr, 0);
+    Handle setup = defaultSetup();
     SetupBlock& settings = *lpRaster;
     ~Writer() { DestroySetup(setup); }
 };
 
-Handle bandOf(const Picture& picture, int firstRow, int rows) {
-    Picture part{picture.width, rows,
-                 Bytes(picture.pixels.begin() + picture.width * firstRow,
-                       picture.pixels.begin() + picture.width * (firstRow + rows))};
-    const Bytes bytes = bottomUp(part);
-    const Handle h = GlobalAlloc(kMoveableZeroed, static_cast<uint32_t>(bytes.size()));
-    std::memcpy(GlobalLock(h), bytes.data(), bytes.size());
-    return h;
-}
-
 Bytes write(const Picture& picture, Bytes palette, int bandRows) {
     MemoryFile file;
-    openMemory(file);
     Handle state = 0;
     EXPECT_EQ(BeginCellBitmap(file.stream, picture.width, picture.height, 8, palette.data(), &state), -1);
     for (int row = 0; row < picture.height; row += bandRows) {
         const int rows = std::min(bandRows, picture.height - row);
-        const Handle band = bandOf(picture, row, rows);
+        const auto top = picture.pixels.begin() + picture.width * row;
+        const Handle band = handleOf(bottomUp({picture.width, rows, Bytes(top, top + picture.width * rows)}));
         EXPECT_EQ(WriteCellBits(file.stream, band, picture.width, rows, 8, 0, state), 0);
         GlobalFree(band);
     }
     EXPECT_EQ(EndCellBitmap(file.stream, state), 0);
-    return closeMemory(file);
-}
-
-std::vector<int> bandSegments(const Picture& picture, int bandRows) {
-    std::vector<int> segments;
-    for (int row = 0; row < picture.height; row += bandRows) {
-        segments.push_back(std::min(bandRows, picture.height - row) * picture.width);
-    }
-    return segments;
-}
-
-// One segment a buffer-load of each pass.
-std::vector<int> spoolSegments(const Picture& picture) {
-    std::vector<int> segments;
-    const int most = 65536 / picture.width;
-    for (const auto& [start, step] : {std::pair{0, 8}, {4, 8}, {2, 4}, {1, 2}}) {
-        if (start >= picture.height) break;
-        for (int rows = (picture.height - start + step - 1) / step; rows > 0; rows -= most) {
-            segments.push_back(std::min(rows, most) * picture.width);
-        }
-    }
-    return segments;
+    return file.close();
 }
 
 }  // namespace
@@ -70,10 +38,7 @@ TEST(GifWriter, OneBandAndManyAreTheFilesTheyShouldBe) {
             writer.settings.interlaceChoice = interlaced ? int32_t{kInterlaced} : 0;
             const Bytes file = write(picture, palette, height);
             ASSERT_EQ(file, plainGif(picture, palette, {.interlaced = interlaced})) << width << 'x' << height;
-            if (width * height > 1) {
-                EXPECT_EQ(decoded(file, picture).pixels,
-                          picture.pixels.size() > 1 ? inFileOrder(picture, false) : Bytes());
-            }
+            EXPECT_TRUE(width * height == 1 || decoded(file, picture).pixels == picture.pixels);
         }
         writer.settings.interlaceChoice = 0;
         for (const int rows : {1, 2, 5, 60}) {
@@ -129,7 +94,6 @@ TEST(GifWriter, ChosenColoursFindTheirEntries) {
 TEST(GifWriter, WhatIsMissingIsAnsweredAndTouchesNothing) {
     Bytes palette = testPalette();
     MemoryFile file;
-    openMemory(file);
     Handle state = 7;
     EXPECT_EQ(BeginCellBitmap(file.stream, 4, 4, 8, palette.data(), &state), -1);  // no settings
     EXPECT_EQ(state, 0u);
@@ -137,18 +101,18 @@ TEST(GifWriter, WhatIsMissingIsAnsweredAndTouchesNothing) {
     EXPECT_EQ(BeginCellBitmap(file.stream, 4, 4, 16, palette.data(), &state), -1);
     EXPECT_EQ(WriteCellBits(file.stream, 0, 4, 4, 8, 0, state), kExportFailed);
     EXPECT_EQ(EndCellBitmap(file.stream, state), kStreamFailed);
-    EXPECT_EQ(closeMemory(file).size(), 0u);
+    EXPECT_EQ(file.close().size(), 0u);
 
-    openMemory(file);
-    BeginCellBitmap(file.stream, 300, 4, 8, palette.data(), &state);
-    EXPECT_EQ(WriteCellBits(file.stream, 0, 300, 1, 8, 0, state), kExportFailed);
-    EXPECT_EQ(WriteCellBits(file.stream, 0, INT32_MAX, INT32_MAX, 8, 0, state), kExportFailed);
+    MemoryFile second;
+    BeginCellBitmap(second.stream, 300, 4, 8, palette.data(), &state);
+    EXPECT_EQ(WriteCellBits(second.stream, 0, 300, 1, 8, 0, state), kExportFailed);
+    EXPECT_EQ(WriteCellBits(second.stream, 0, INT32_MAX, INT32_MAX, 8, 0, state), kExportFailed);
     Bytes foreign(900, 9);  // rows of a host's, and fewer than the call claims
     const Handle band = GlobalPointerToHandle(foreign.data(), 900);
-    EXPECT_EQ(WriteCellBits(file.stream, band, 300, 4, 8, 0, state), 0);
+    EXPECT_EQ(WriteCellBits(second.stream, band, 300, 4, 8, 0, state), 0);
     EXPECT_EQ(foreign, Bytes(900, 9));
     GlobalFree(band);
-    EXPECT_EQ(EndCellBitmap(file.stream, state), 0);
-    closeMemory(file);
+    EXPECT_EQ(EndCellBitmap(second.stream, state), 0);
+    second.close();
     EXPECT_EQ(EndCellBitmap(0, 0), kStreamFailed);
 }

@@ -9,8 +9,7 @@
 
 TEST(SharedLibrary, ShowsItsExportsAndNothingElse) {
     std::set<std::string> listed;
-    const Bytes map = readFile(TOLVA_EXPORTS);
-    std::istringstream words(std::string(map.begin(), map.end()));
+    std::istringstream words(textOf(TOLVA_EXPORTS));
     for (std::string word; words >> word;) {
         if (word.back() == ';' && word != "*;" && word != "};") listed.insert(word.substr(0, word.size() - 1));
     }

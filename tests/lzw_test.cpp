@@ -8,12 +8,9 @@ namespace {
 // Runs segments through the library and the definition alike, with the same work buffer contents.
 void compare(const std::vector<Bytes>& segments, bool endsWithLast = true, uint8_t workFill = 0) {
     MemoryFile file;
-    openMemory(file);
     Bytes expected;
-    Bytes work(70000, workFill);
-    Bytes plainWork = work;
-    uint32_t carry = 0;
-    uint32_t plainCarry = 0;
+    Bytes work(70000, workFill), plainWork = work;
+    uint32_t carry = 0, plainCarry = 0;
     for (size_t i = 0; i < segments.size(); ++i) {
         const bool last = endsWithLast && i + 1 == segments.size();
         const int count = static_cast<int>(segments[i].size());
@@ -23,23 +20,23 @@ void compare(const std::vector<Bytes>& segments, bool endsWithLast = true, uint8
         // What a short segment after this one would show.
         ASSERT_EQ(std::memcmp(work.data(), plainWork.data(), 8), 0) << "segment " << i;
     }
-    ASSERT_EQ(closeMemory(file), expected);
+    ASSERT_EQ(file.close(), expected);
 }
 
 Bytes pixels(std::mt19937& random, int count, int colours, int runs) {
     Bytes bytes;
     while (static_cast<int>(bytes.size()) < count) {
-        const uint8_t p = static_cast<uint8_t>(upTo(random, colours - 1));
-        bytes.insert(bytes.end(), static_cast<size_t>(1 + upTo(random, runs)), p);
+        const int p = upTo(random, colours - 1);
+        bytes.insert(bytes.end(), 1 + upTo(random, runs), p);
     }
-    bytes.resize(static_cast<size_t>(count));
+    bytes.resize(count);
     return bytes;
 }
 
 }  // namespace
 
 TEST(Lzw, EverySegmentLengthEndsAsTheDefinitionDoes) {
-    std::mt19937 random = seeded(1);
+    std::mt19937 random(1);
     // Lengths that end on every bit position; noise reaches 513, 1025, 2049 and the reset at 4090 one string a pixel.
     for (int count = 0; count < 70; ++count) compare({pixels(random, count, 256, 1)});
     for (const int around : {255, 256, 767, 768, 1791, 1792, 3832, 3833}) {
@@ -52,7 +49,7 @@ TEST(Lzw, EverySegmentLengthEndsAsTheDefinitionDoes) {
 }
 
 TEST(Lzw, SegmentsAreJoinedThroughTheParkedByte) {
-    std::mt19937 random = seeded(2);
+    std::mt19937 random(2);
     for (int round = 0; round < 150; ++round) {
         std::vector<Bytes> segments;
         for (int n = 1 + upTo(random, 5); n > 0; --n) {

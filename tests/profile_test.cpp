@@ -3,9 +3,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <clocale>
 #include <csignal>
-#include <fstream>
 
 #include "support.h"
 
@@ -55,52 +53,50 @@ struct Profile {
     std::string buffer;
 };
 
-// Behind a header; answers where the search for headers goes on, -1 when it is over.
-int scan(Profile& p, const Lines& lines, size_t at, const char* key, size_t& position) {
-    const int size = static_cast<int>(p.buffer.size());
+// Behind a header; answers where the search for headers goes on, the end when it is over.
+size_t scan(Profile& p, const Lines& lines, size_t at, const char* key, size_t& position) {
+    const size_t size = p.buffer.size();
     for (; at < lines.size() && !isHead(lines[at]); ++at) {
         const std::string line = cleaned(lines[at], false);
         const size_t equals = line.find('=');
         if (equals == std::string::npos) continue;
         const std::string name = line.substr(0, equals);
+        const int length = static_cast<int>(equals);
         if (key == nullptr) {
-            if (position + name.size() + 1 < p.buffer.size()) {
-                p.buffer.replace(position, name.size() + 2, name + std::string(2, '\0'));
-                position += name.size() + 1;
-                p.count += static_cast<int>(name.size());
-            } else if (position < p.buffer.size()) {
-                const std::string part = name.substr(0, p.buffer.size() - position);
-                p.buffer.replace(position, part.size(), part);
-                for (int i = std::max(size - 2, 0); i < size; ++i) p.buffer[static_cast<size_t>(i)] = '\0';
-                position = p.buffer.size();
-                p.count = size - 1;
-                return static_cast<int>(at) + 1;
+            if (position + length + 1 < size) {
+                p.buffer.replace(position, length + 2, name + std::string(2, '\0'));
+                position += length + 1;
+                p.count += length;
+            } else if (position < size) {
+                p.buffer = (p.buffer.substr(0, position) + name).substr(0, std::max<size_t>(size, 2) - 2);
+                p.buffer.resize(size);
+                position = size;
+                p.count = static_cast<int>(size) - 1;
+                return at + 1;
             } else {
-                p.count = (p.count == 0 ? 1 : p.count) + 1 + static_cast<int>(name.size());
+                p.count = std::max(p.count, 1) + 1 + length;
             }
         } else if (same(name, key)) {
             std::string value = line.substr(equals + 1);
             if (!value.empty() && value.front() == '"') value.erase(0, 1);
             if (!value.empty() && value.back() == '"') value.pop_back();
-            value.resize(std::min(value.size(), p.buffer.size()));
+            value.resize(std::min(value.size(), size));
             p.buffer.replace(0, value.size(), value);
             p.count = static_cast<int>(value.size());
-            return -1;
+            return lines.size();
         }
     }
-    return static_cast<int>(at) + 1;
+    return at + 1;
 }
 
 void look(Profile& p, const char* section, const char* key, const std::string& fallback, int size) {
-    p.buffer = fallback.substr(0, static_cast<size_t>(size));
-    p.buffer.resize(static_cast<size_t>(size));
+    p.buffer = fallback.substr(0, size);
+    p.buffer.resize(size);
     p.count = static_cast<int>(fallback.size());
     const Lines lines = linesOf(p.file);
-    size_t position = 0;
-    for (int at = 0; at >= 0 && at < static_cast<int>(lines.size());) {
-        const std::string name = cleaned(section, true);
-        const bool head = !name.empty() && isHead(lines[static_cast<size_t>(at)], name);
-        at = head ? scan(p, lines, static_cast<size_t>(at) + 1, key, position) : at + 1;
+    const std::string name = cleaned(section, true);
+    for (size_t at = 0, position = 0; at < lines.size() && !name.empty();) {
+        at = isHead(lines[at], name) ? scan(p, lines, at + 1, key, position) : at + 1;
     }
 }
 
@@ -135,98 +131,72 @@ void change(Profile& p, const char* section, const char* key, const char* value)
     if (!found && !pair.empty()) out.insert(out.end(), {"", "[" + name + "]", pair});
     if (!changed && (found || pair.empty())) return;
     const size_t first = p.file.find_first_of("\r\n");
-    const char* end = "\r\n";
-    if (first != std::string::npos && p.file[first] == '\n') end = "\n";
-    if (first != std::string::npos && p.file[first] == '\r' && p.file[first + 1] != '\n') end = "\r";
+    std::string end = first == std::string::npos ? "\r\n" : p.file.substr(first, 1);
+    if (p.file.compare(std::min(first, p.file.size()), 2, "\r\n") == 0) end = "\r\n";
     p.file.clear();
     for (const std::string& line : out) p.file += line + end;
-}
-
-void save(const std::string& path, const std::string& text) { std::ofstream(path, std::ios::binary) << text; }
-std::string textOf(const std::string& path) {
-    const Bytes bytes = readFile(path);
-    return std::string(bytes.begin(), bytes.end());
 }
 
 }  // namespace
 
 TEST(Profile, KeepsToItsDefinition) {
-    const std::string path = temporaryPath("random.ini");
-    const Lines pieces = {"[A]",
-                          "[ a ];x",
-                          "[B]",
-                          "[\"\"c\"\"]",
-                          "Key=1",
-                          " key = 2 ",
-                          "K=\"q;\"",
-                          "K=\"q\"\"r\"",
-                          ";c=3",
-                          "",
-                          "[",
-                          "bare",
-                          "=void",
-                          "LongName=" + std::string(300, 'v'),
-                          std::string(254, 'x') + "=y",
-                          std::string(255, 'z') + "=",
-                          "k]=[v]",
-                          std::string("n\0k=1", 5)};
+    const Temporary file("random.ini");
+    Lines pieces = {"[A]",          "[ a ];x", "[B]", "[\"\"c\"\"]", "Key=1", " key = 2 ", "K=\"q;\"",
+                    "K=\"q\"\"r\"", ";c=3",    "",    "[",           "bare",  "=void",     "k]=[v]"};
+    pieces.insert(pieces.end(), {"LongName=" + std::string(300, 'v'), std::string(254, 'x') + "=y",
+                                 std::string(255, 'z') + "=", std::string("n\0k=1", 5)});
     const char* const sections[] = {"A", "b", "\"\"C\"\"", " a ", "new", "[]"};
     const char* const keys[] = {"KEY", "k", "", "Longname", "bare", "key ", nullptr};
     const char* const values[] = {"7", "", "a longer value", nullptr};
     const char* const ends[] = {"\n", "\r", "\r\n"};
-    std::mt19937 random = seeded(11);
-    const auto any = [&random](const auto& list) {
-        return list[static_cast<size_t>(upTo(random, int(std::size(list)) - 1))];
-    };
+    std::mt19937 random(11);
+    const auto any = [&random](const auto& list) { return list[upTo(random, int(std::size(list)) - 1)]; };
     for (int i = 0; i < 1000; ++i) {
         Profile p;
         const char* const usual = any(ends);
         for (int n = upTo(random, 12); n > 0; --n) p.file += any(pieces) + (upTo(random, 9) == 0 ? any(ends) : usual);
         if (upTo(random, 2) == 0) p.file += any(pieces);
-        save(path, p.file);
+        save(file.path, p.file);
         for (int step = 0; step < 4; ++step) {
             const char* const section = any(sections);
             const char* const key = any(keys);
+            const std::string before = p.file + "\n--\n" + section + " " + (key ? key : "all");
             if (upTo(random, 1) == 0) {
                 const int size = upTo(random, 1) == 0 ? upTo(random, 9) : 300;
-                std::string buffer(static_cast<size_t>(size) + 1, '#');
-                look(p, section, key, step == 0 ? "default" : "", size);
-                const int count = GetPrivateProfileString(section, key, step == 0 ? "default" : "", buffer.data(), size,
-                                                          path.c_str());
-                ASSERT_EQ(count, p.count) << p.file << "\n--\n" << section << " " << (key ? key : "names");
-                ASSERT_EQ(buffer, p.buffer + "#");
+                const char* const fallback = step == 0 ? "default" : "";
+                std::string buffer(size + 1, '#');
+                look(p, section, key, fallback, size);
+                ASSERT_EQ(GetPrivateProfileString(section, key, fallback, buffer.data(), size, file), p.count)
+                    << before;
+                ASSERT_EQ(buffer, p.buffer + "#") << before;
             } else {
                 const char* const value = any(values);
                 change(p, section, key, value);
-                ASSERT_EQ(WritePrivateProfileString(section, key, value, path.c_str()), 1);
-                ASSERT_EQ(textOf(path), p.file)
-                    << section << " " << (key ? key : "all") << " " << (value ? value : "-");
+                ASSERT_EQ(WritePrivateProfileString(section, key, value, file), 1);
+                ASSERT_EQ(textOf(file.path), p.file) << before << " " << (value ? value : "-");
             }
         }
     }
     EXPECT_EQ(temporaryFiles(), 0);
-    unlink(path.c_str());
 }
 
 TEST(Profile, NumbersWrapAndStopAtWhatIsNone) {
-    EXPECT_EQ(ParseProfileNumber("0x1fz"), 31);
-    EXPECT_EQ(ParseProfileNumber("0X"), 0);
-    EXPECT_EQ(ParseProfileNumber("010"), 10);
-    EXPECT_EQ(ParseProfileNumber("-5"), 0);
-    EXPECT_EQ(ParseProfileNumber("4294967297"), 1);
-    EXPECT_EQ(ParseProfileNumber("0x1ffffffff"), -1);
-    const std::string path = temporaryPath("number.ini");
-    save(path, "[s]\nempty=\ntext=x\nlong=" + std::string(40, '1') + "\n");
-    EXPECT_EQ(GetPrivateProfileInt("S", "Empty", 9, path.c_str()), 9);
-    EXPECT_EQ(GetPrivateProfileInt("S", "Text", 9, path.c_str()), 0);
-    EXPECT_EQ(GetPrivateProfileInt("S", "Long", 9, path.c_str()), ParseProfileNumber(std::string(32, '1').c_str()));
-    unlink(path.c_str());
+    for (const auto& [text, number] :
+         {std::pair{"0x1fz", 31}, {"0X", 0}, {"010", 10}, {"-5", 0}, {"4294967297", 1}, {"0x1ffffffff", -1}}) {
+        EXPECT_EQ(ParseProfileNumber(text), number) << text;
+    }
+    const Temporary file("number.ini");
+    save(file.path, "[s]\nempty=\ntext=x\nlong=" + std::string(40, '1') + "\n");
+    EXPECT_EQ(GetPrivateProfileInt("S", "Empty", 9, file), 9);
+    EXPECT_EQ(GetPrivateProfileInt("S", "Text", 9, file), 0);
+    EXPECT_EQ(GetPrivateProfileInt("S", "Long", 9, file), ParseProfileNumber(std::string(32, '1').c_str()));
 }
 
 TEST(Profile, AFileThatCannotBeChangedStaysWhole) {
-    const std::string folder = temporaryPath("closed");
+    const Temporary closed("closed");
+    const std::string folder = closed.path;
     const std::string path = folder + "/p.ini";
-    ASSERT_EQ(runProgram("mkdir " + folder).status, 0);
+    std::filesystem::create_directory(folder);
     EXPECT_EQ(WritePrivateProfileString("s", "k", "v", folder.c_str()), 0);
     EXPECT_EQ(WritePrivateProfileString("s", "k", "v", (folder + "/no/p.ini").c_str()), 0);
     EXPECT_EQ(WritePrivateProfileString("s", "k", nullptr, path.c_str()), 0);
@@ -255,70 +225,66 @@ TEST(Profile, AFileThatCannotBeChangedStaysWhole) {
     EXPECT_EQ(about.st_mode, S_IFREG | 0640u);
     EXPECT_EQ(runProgram("ls " + folder).out, "link.ini\np.ini\n");
     EXPECT_EQ(temporaryFiles(), 0);
-    runProgram("rm -r " + folder);
 }
 
 TEST(Profile, SettingsComeFromItAndTheEscapeSavesThem) {
-    const std::string path = temporaryPath("settings.ini");
-    save(path,
+    const Temporary file("settings.ini");
+    save(file.path,
          "[TOLVA]\n~Mode=Web\n[Web]\nDriver=ALongDriverName\nWidth=8\nHeight=10\nX Resolution=31\n"
          "Y Resolution=400\nColor Mode=0x6a\n[none]\nWidth=3.000\n");
-    Handle h = CreateSetup(0, path.c_str(), nullptr, 0);
+    Handle h = CreateSetup(0, file, nullptr, 0);
     SetupBlock* setup = lpRaster;
     EXPECT_STREQ(setup->sectionName, "Web");
     EXPECT_STREQ(setup->driverName, "ALongDriverNa");
-    EXPECT_EQ(setup->width, 8.67);
-    EXPECT_EQ(setup->height, 5.0);
+    EXPECT_EQ(std::pair(setup->width, setup->height), std::pair(8.67, 5.0));
     EXPECT_EQ(setup->xResolution, 96);
     EXPECT_EQ(setup->yResolution, 400);
     EXPECT_EQ(setup->colourMode, kColourGrey);
     EXPECT_EQ(setup->lineMode, 119);
 
-    int32_t number = 102;
-    double inches = 6.67;
-    EXPECT_EQ(xEscapeSetup(h, kEscSetColourClass, 4, &number, nullptr, 1), 1);
+    int32_t colourClass = 102, tooFine = 401, dots[2] = {9, 9};
+    double wide = 6.67, high = 5.0, extents[2] = {};
+    const std::tuple<int32_t, int32_t, void*, void*, int32_t> requests[] = {
+        {kEscSetColourClass, 4, &colourClass, nullptr, 1},
+        {kEscSetWidth, 8, &wide, nullptr, 1},
+        {kEscSetHeight, 4, &wide, nullptr, -1},
+        {kEscSetHeight, 8, &high, nullptr, 1},
+        {kEscSetXResolution, 4, &tooFine, nullptr, -1},
+        {kEscSetXResolution, 4, nullptr, nullptr, -1},
+        {82, 0, nullptr, nullptr, 0},
+        {kEscSelectSizeMode, 1, nullptr, nullptr, 1},
+        {kEscSelectResolutionMode, 4, nullptr, nullptr, 1},
+        {kEscQueryResolution, 0, nullptr, dots, 1},
+        {kEscQuerySize, 0, nullptr, extents, 1},
+        {kEscSetOutputDevice, 4, extents, nullptr, 1}};
+    for (const auto& [code, size, in, out, answer] : requests) {
+        EXPECT_EQ(xEscapeSetup(h, code, size, in, out, 1), answer) << code;
+    }
     EXPECT_EQ(setup->colourMode, kColourInvert);
-    EXPECT_EQ(xEscapeSetup(h, kEscSetWidth, 8, &inches, nullptr, 1), 1);
-    EXPECT_EQ(xEscapeSetup(h, kEscSetHeight, 4, &inches, nullptr, 1), -1);
-    inches = 5.0;
-    EXPECT_EQ(xEscapeSetup(h, kEscSetHeight, 8, &inches, nullptr, 1), 1);
-    number = 401;
-    EXPECT_EQ(xEscapeSetup(h, kEscSetXResolution, 4, &number, nullptr, 1), -1);
-    EXPECT_EQ(xEscapeSetup(h, kEscSetXResolution, 4, nullptr, nullptr, 1), -1);
-    EXPECT_EQ(xEscapeSetup(h, 82, 0, nullptr, nullptr, 0), 0);
-    EXPECT_EQ(xEscapeSetup(h, kEscSelectSizeMode, 1, nullptr, nullptr, 0), 1);
-    EXPECT_EQ(xEscapeSetup(h, kEscSelectResolutionMode, 4, nullptr, nullptr, 0), 1);
     EXPECT_EQ(setup->sizeMode, kSizeSaved);
     EXPECT_EQ(setup->resolutionMode, kResolutionOfPicture);
-    int32_t dots[2] = {9, 9};
-    double extents[2] = {};
-    EXPECT_EQ(xEscapeSetup(h, kEscQueryResolution, 0, nullptr, dots, 0), 1);
     EXPECT_EQ(dots[0], 0);
-    EXPECT_EQ(xEscapeSetup(h, kEscQuerySize, 0, nullptr, extents, 0), 1);
     EXPECT_EQ(extents[0], 6.67);
-    EXPECT_EQ(xEscapeSetup(h, kEscSetOutputDevice, 4, extents, nullptr, 0), 1);
     EXPECT_EQ(setup->outputDevice, reinterpret_cast<uintptr_t>(extents));
     DestroySetup(h);
-    const std::string saved = textOf(path);
-    EXPECT_NE(saved.find("Color Mode=104\n"), std::string::npos) << saved;
-    EXPECT_NE(saved.find("Width=.36.67\n"), std::string::npos);
-    EXPECT_NE(saved.find("Height=5\n"), std::string::npos);
+    const std::string saved = textOf(file.path);
+    for (const char* const line : {"Color Mode=104\n", "Width=.36.67\n", "Height=5\n"}) {
+        EXPECT_NE(saved.find(line), std::string::npos) << saved;
+    }
 
-    h = CreateSetup(0, path.c_str(), "none", 0);
+    h = CreateSetup(0, file, "none", 0);
     EXPECT_EQ(lpRaster->colourMode, 0);
     EXPECT_EQ(lpRaster->width, 0.0);
     DestroySetup(h);
-    unlink(path.c_str());
 }
 
 TEST(Geometry, HostsAreToldTheSizeRoundedUp) {
-    const Handle h = CreateSetup(0, "/nowhere/at/all.ini", nullptr, 0);
+    const Handle h = defaultSetup();
     int32_t in[kInfoInWords] = {0, 0, 96, 960, 480, 0, 0};
     int32_t out[kInfoOutWords] = {};
     EXPECT_EQ(xEscapeSetup(h, kEscRasterInfo, 0, in, out, 0), 1);
     EXPECT_EQ(lpRaster->width, 10.0);
-    EXPECT_EQ(out[kInfoPixelWidth], 960);
-    EXPECT_EQ(out[kInfoPixelHeight], 480);
+    EXPECT_EQ(std::pair(out[kInfoPixelWidth], out[kInfoPixelHeight]), std::pair(960, 480));
     EXPECT_EQ(out[kInfoBitsPerPixel], 8);
     UseDefaultSettings(lpRaster);
     const int32_t screen[kInfoInWords] = {100, 0, 0, 3, 1, 1001, 500};
@@ -326,12 +292,10 @@ TEST(Geometry, HostsAreToldTheSizeRoundedUp) {
     lpRaster->resolutionMode = kResolutionOfScreen;
     GetRasterInfo(h, screen, out);
     EXPECT_EQ(lpRaster->xResolution, 100);
-    EXPECT_EQ(out[kInfoPixelWidth], 1001);
-    EXPECT_EQ(out[kInfoPixelHeight], 334);
+    EXPECT_EQ(std::pair(out[kInfoPixelWidth], out[kInfoPixelHeight]), std::pair(1001, 334));
     double width = 11.0, height = 44.0;
     EXPECT_EQ(ScaleImageSize(&width, &height), 0);
-    EXPECT_EQ(width, 5.5);
-    EXPECT_EQ(height, 22.0);
+    EXPECT_EQ(std::pair(width, height), std::pair(5.5, 22.0));
     DestroySetup(h);
     GetRasterInfo(0, in, out);
     EXPECT_EQ(out[kInfoPixelWidth], 0);

@@ -9,10 +9,7 @@
 
 namespace {
 
-struct Extent {
-    double width, height;
-    int32_t resolution;
-};
+using Extent = std::tuple<double, double, int32_t>;  // width, height, resolution
 
 Extent asked(double width, double height, int32_t resolution) {
     int16_t bits = 0;
@@ -50,14 +47,12 @@ TEST(Setup, LimitsAreRepairedAndTheLastRepairIsTold) {
     setup.xResolution = 31;
     setup.yResolution = 400;
     EXPECT_EQ(LimitCheck(), kResolutionRepaired);
-    EXPECT_EQ(setup.xResolution, 96);
-    EXPECT_EQ(setup.yResolution, 400);
+    EXPECT_EQ(std::pair(setup.xResolution, setup.yResolution), std::pair(int16_t{96}, int16_t{400}));
     setup.yResolution = 401;
     setup.width = 22.5;
     setup.height = std::numeric_limits<double>::quiet_NaN();
     EXPECT_EQ(LimitCheck(), kExtentRepaired);
-    EXPECT_EQ(setup.width, 6.67);
-    EXPECT_EQ(setup.height, 5.0);
+    EXPECT_EQ(std::pair(setup.width, setup.height), std::pair(6.67, 5.0));
     setup.width = 0.03125;
     setup.height = 22.0;
     EXPECT_EQ(LimitCheck(), 0);
@@ -69,84 +64,72 @@ TEST(Setup, LimitsAreRepairedAndTheLastRepairIsTold) {
 }
 
 TEST(Setup, AProfileIsLookedForInItsFolderFirst) {
-    const std::string folder = temporaryPath("ini");
-    ASSERT_EQ(runProgram("mkdir -p " + folder + " && : >" + folder + "/tolva_found.ini").status, 0);
+    const Temporary folder("ini");
+    std::filesystem::create_directory(folder.path);
+    const std::string found = folder.path + "/tolva_found.ini";
+    save(found, "");
     char name[kProfilePathBytes] = "tolva_found.ini";
     EXPECT_EQ(GetProfileDirectory(name, nullptr), 1);
-    setenv("INIDIR", folder.c_str(), 1);
+    setenv("INIDIR", folder, 1);
     EXPECT_EQ(GetProfileDirectory(name, nullptr), 0);
-    EXPECT_EQ(name, folder + "/tolva_found.ini");
+    EXPECT_EQ(name, found);
     name[0] = '\0';
     EXPECT_EQ(GetProfileDirectory(name, "/usr/lib/tolva_found.so"), 0);
-    EXPECT_EQ(name, folder + "/tolva_found.ini");
+    EXPECT_EQ(name, found);
     std::strcpy(name, "/tmp");
     EXPECT_EQ(GetProfileDirectory(name, nullptr), 1);
     unsetenv("INIDIR");
-    runProgram("rm -r " + folder);
 }
 
 TEST(Display, TheEnvironmentWinsOverTheHostAndTheHostOverTheDefaults) {
     double width = 0, height = 0;
     int16_t x = 0, y = 0;
-    GetDisplayInfo(&width, &height, &x, &y);
-    EXPECT_EQ(width, 1280.0 / 96);
-    EXPECT_EQ(height, 1078.0 / 96);
+    const auto expect = [&](double pixelsAcross, double xDpi, double pixelsDown, double yDpi) {
+        GetDisplayInfo(&width, &height, &x, &y);
+        EXPECT_EQ(std::pair(width, height), std::pair(pixelsAcross / xDpi, pixelsDown / yDpi));
+        EXPECT_EQ(std::pair(x, y), std::pair(int16_t(xDpi), int16_t(yDpi)));
+    };
+    expect(1280, 96, 1078, 96);
     SetDisplayInfo(0, 800, 0, 50);
-    GetDisplayInfo(&width, &height, &x, &y);
-    EXPECT_EQ(width, 1280.0 / 96);
-    EXPECT_EQ(height, 16.0);
-    EXPECT_EQ(y, 50);
+    expect(1280, 96, 800, 50);
     setenv("DISPLAYINFO", "1024,768x72 144", 1);
-    GetDisplayInfo(&width, &height, &x, &y);
-    EXPECT_EQ(width, 1024.0 / 72);
-    EXPECT_EQ(height, 768.0 / 144);
+    expect(1024, 72, 768, 144);
     setenv("DISPLAYINFO", "1024", 1);
     GetDisplayInfo(&width, &height, nullptr, nullptr);
-    EXPECT_TRUE(std::isinf(width));
-    EXPECT_TRUE(std::isnan(height));
+    EXPECT_TRUE(std::isinf(width) && std::isnan(height));
     unsetenv("DISPLAYINFO");
     SetDisplayInfo(0, 0, 0, 0);
     SetPrinterInfo(1, 2, 3, 4);
     EXPECT_EQ(GetPrinterInfo(&width, nullptr, &x, nullptr), 0);
-    EXPECT_EQ(width, 1.0);
-    EXPECT_EQ(x, 3);
+    EXPECT_EQ(std::pair(width, x), std::pair(1.0, int16_t{3}));
 }
 
 TEST(Geometry, FollowsTheModes) {
-    const Handle h = CreateSetup(0, "/nowhere/at/all.ini", nullptr, 0);
+    const Handle h = defaultSetup();
     SetupBlock& setup = *lpRaster;
-    Extent e = asked(10.0, 5.0, 64);
-    EXPECT_EQ(e.width, 640.0);
-    EXPECT_EQ(e.height, 320.0);
+    EXPECT_EQ(asked(10.0, 5.0, 64), Extent(640, 320, 64));
     EXPECT_EQ(setup.xResolution, 64);
     EXPECT_EQ(setup.width, 10.0);
 
-    UseDefaultSettings(&setup);
-    e = asked(40, 50, 0);  // no resolution: the picture's aspect in the box of 6.67 x 5 inches at 96
-    EXPECT_EQ(e.width, 384.0);
-    EXPECT_EQ(e.height, 480.0);
-    EXPECT_EQ(asked(481, 480, 0).width, 482.0);
-    EXPECT_EQ(asked(1000, 10, 0).height, 7.0);
+    UseDefaultSettings(&setup);  // no resolution: the picture's aspect in the box of 6.67 x 5 inches at 96
+    EXPECT_EQ(asked(40, 50, 0), Extent(384, 480, 96));
+    EXPECT_EQ(asked(481, 480, 0), Extent(482, 480, 96));
+    EXPECT_EQ(asked(1000, 10, 0), Extent(640, 7, 96));
 
     setup.sizeMode = kSizeSaved;
     setup.resolutionMode = kResolutionSaved;
     setup.xResolution = 128;
     setup.yResolution = 64;
-    setup.width = 2.0;
-    setup.height = 2.0;
-    e = asked(3.0, 2.0, 300);
-    EXPECT_EQ(e.width, 192.0);
-    EXPECT_EQ(e.height, 128.0);
-    EXPECT_EQ(e.resolution, 128);
+    setup.width = setup.height = 2.0;
+    EXPECT_EQ(asked(3.0, 2.0, 300), Extent(192, 128, 128));
 
     setup.sizeMode = kSizeOfScreen;
     setup.resolutionMode = kResolutionOfScreen;
     setenv("DISPLAYINFO", "1000x500x100x50", 1);
-    e = asked(1.0, 1.0, 300);
+    EXPECT_EQ(asked(1.0, 1.0, 300), Extent(1000, 1000, 100));
     EXPECT_EQ(setup.width, 10.0);
     EXPECT_EQ(setup.yResolution, 100);
-    EXPECT_EQ(e.width, 1000.0);
     unsetenv("DISPLAYINFO");
     DestroySetup(h);
-    EXPECT_EQ(asked(7.0, 8.0, 9).width, 7.0);
+    EXPECT_EQ(asked(7.0, 8.0, 9), Extent(7, 8, 9));
 }

@@ -6,32 +6,23 @@
 
 namespace {
 
+// What `write`, which answers `result`, makes of a stream of these formats.
 Bytes written(uint16_t dataFormat, uint16_t floatFormat, const std::function<int32_t(Handle)>& write, int32_t result) {
     MemoryFile file;
-    openMemory(file);
     zunSetDataFormat(file.stream, dataFormat, floatFormat);
     EXPECT_EQ(write(file.stream), result);
-    return closeMemory(file);
+    return file.close();
 }
 
-struct Source {
-    void* block;
-    Handle stream;
+// A stream to read from.
+struct Source : MemoryFile {
+    explicit Source(const Bytes& bytes, uint16_t dataFormat = 0, uint16_t floatFormat = 0) {
+        zunWrite(stream, bytes.data(), static_cast<int32_t>(bytes.size()));
+        zunSeek(stream, 0, kFromStart);
+        zunSetDataFormat(stream, dataFormat, floatFormat);
+    }
+    ~Source() { close(); }
 };
-
-Source reading(const Bytes& bytes, uint16_t dataFormat = 0, uint16_t floatFormat = 0) {
-    MemoryFile file;
-    openMemory(file);
-    zunWrite(file.stream, bytes.data(), static_cast<int32_t>(bytes.size()));
-    zunSeek(file.stream, 0, kFromStart);
-    zunSetDataFormat(file.stream, dataFormat, floatFormat);
-    return {file.block, file.stream};
-}
-
-void close(Source& source) {
-    zunClose(source.stream);
-    GlobalFree(GlobalHandle(source.block));
-}
 
 int32_t unionSize(const char* format) {
     int32_t size = -1;
@@ -47,7 +38,7 @@ TEST(Typed, IntegersFollowTheByteOrder) {
     EXPECT_EQ(written(kLittleEndian, 0, write, 2), (Bytes{0x34, 0x12, 0x78, 0x56}));
     EXPECT_EQ(written(kBigEndian, 0, write, 2), (Bytes{0x12, 0x34, 0x56, 0x78}));
     for (const uint16_t format : {kLittleEndian, kBigEndian}) {
-        Source source = reading({1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11}, format);
+        Source source({1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11}, format);
         uint32_t longs[3] = {};
         EXPECT_EQ(zunReadLong(source.stream, longs, 2), 2);
         EXPECT_EQ(longs[1], format == kBigEndian ? 0x05060708u : 0x08070605u);
@@ -55,7 +46,6 @@ TEST(Typed, IntegersFollowTheByteOrder) {
         EXPECT_EQ(zunReadLong(source.stream, longs, INT32_MAX), 0);
         EXPECT_EQ(zunReadDouble(source.stream, longs, -268435457), 0);
         EXPECT_EQ(zunWriteShort(source.stream, longs, -5), 0);
-        close(source);
     }
 }
 
@@ -73,11 +63,10 @@ TEST(Typed, FloatsAndDoublesKeepTheirLopsidedWriters) {
         const auto writeFixed = [f = value](Handle s) { return zunWriteFloat(s, &f, 1); };
         EXPECT_EQ(written(kBigEndian, kFixed16_16, writeFixed, 1), bytes) << value;
     }
-    Source source = reading({0, 0x80, 1, 0}, kLittleEndian, kFixed16_16);
+    Source source({0, 0x80, 1, 0}, kLittleEndian, kFixed16_16);
     float value = 0;
     EXPECT_EQ(zunReadFloat(source.stream, &value, 1), 1);
     EXPECT_EQ(value, 1.5f);
-    close(source);
 }
 
 TEST(Structs, LayOutMemoryNaturallyAndFilesPacked) {
@@ -94,11 +83,11 @@ TEST(Structs, LayOutMemoryNaturallyAndFilesPacked) {
     };
     Record records[2] = {{1, 2, 3, 0.0, {5, 6}, 7}, {11, 12, 13, 1.0, {15, 16}, 17}};
     const char* const format = "1CSc1D{C1L}C";
-    const Bytes file = written(
-        kLittleEndian, 0, [&](Handle s) { return zunWriteStruct(s, format, records, 2); }, 2);
+    const auto write = [&](Handle s) { return zunWriteStruct(s, format, records, 2); };
+    const Bytes file = written(kLittleEndian, 0, write, 2);
     EXPECT_EQ(file, (Bytes{1,  2,  0, 3,  0, 0, 0, 0, 0, 0, 0,    0,    5,  6,  0, 0, 0, 7,
                            11, 12, 0, 13, 0, 0, 0, 0, 0, 0, 0xF0, 0x3F, 15, 16, 0, 0, 0, 17}));
-    Source source = reading(file);
+    Source source(file);
     Record back[2];
     std::memset(back, 0xEE, sizeof back);
     EXPECT_EQ(zunReadStruct(source.stream, format, back, 2), 2);
@@ -108,12 +97,11 @@ TEST(Structs, LayOutMemoryNaturallyAndFilesPacked) {
     EXPECT_EQ(reinterpret_cast<uint8_t*>(&back[0])[1], 0xEE);  // kept: a 16-bit item's pad byte is not touched
     EXPECT_EQ(reinterpret_cast<uint8_t*>(&back[0])[5], 0);
     EXPECT_EQ(zunReadStruct(source.stream, format, back, 1), 0);
-    close(source);
 }
 
 TEST(Structs, SkipsUnionsErrorsAndAbsurdCounts) {
     uint8_t memory[64] = {9};
-    Source source = reading({1, 2, 0xAA, 0xBB, 0xCC, 0xDD});
+    Source source({1, 2, 0xAA, 0xBB, 0xCC, 0xDD});
     EXPECT_EQ(zunReadStruct(source.stream, "2C1L", memory, 1), 1);
     EXPECT_EQ(std::memcmp(memory, "\1\2\0\0", 4), 0);
     EXPECT_EQ(zunSeek(source.stream, 0, kFromStart), 0);
@@ -125,17 +113,14 @@ TEST(Structs, SkipsUnionsErrorsAndAbsurdCounts) {
     EXPECT_EQ(zunReadStruct(source.stream, "C12", memory, 1), 1);
     EXPECT_EQ(zunReadStruct(source.stream, "", memory, INT32_MAX), INT32_MAX);
     EXPECT_EQ(zunReadStruct(source.stream, "[?", memory, INT32_MAX), 0);
-    close(source);
     const uint8_t out[8] = {1, 0, 0, 0, 7, 0, 0, 7};
-    EXPECT_EQ(written(
-                  kLittleEndian, 0, [&](Handle s) { return zunWriteStruct(s, "1C(1L|)", out, 1); }, 0)
-                  .size(),
-              5u);
-    EXPECT_EQ(GetPadWidth("6C2S3C"), 2);
-    EXPECT_EQ(GetPadWidth("1C{1D}"), 8);
-    EXPECT_EQ(GetPadWidth("{1S}1D"), 2);
-    EXPECT_EQ(unionSize("(1L|2S)"), 4);
-    EXPECT_EQ(unionSize("(1S|1D)"), 2);
-    EXPECT_EQ(unionSize("(1S|C(1C|1D|)|)"), 16);
+    const auto writeUnion = [&](Handle s) { return zunWriteStruct(s, "1C(1L|)", out, 1); };
+    EXPECT_EQ(written(kLittleEndian, 0, writeUnion, 0).size(), 5u);
+    for (const auto& [format, width] : {std::pair{"6C2S3C", 2}, {"1C{1D}", 8}, {"{1S}1D", 2}}) {
+        EXPECT_EQ(GetPadWidth(format), width) << format;
+    }
+    for (const auto& [format, size] : {std::pair{"(1L|2S)", 4}, {"(1S|1D)", 2}, {"(1S|C(1C|1D|)|)", 16}}) {
+        EXPECT_EQ(unionSize(format), size) << format;
+    }
     EXPECT_EQ(unionSize(std::string(100000, '(').c_str()), 0);
 }

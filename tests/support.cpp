@@ -1,30 +1,44 @@
 #include "support.h"
 
-#include <dirent.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdio>
-#include <cstring>
+#include <fstream>
 
 #ifdef TOLVA_GIF_ORACLE
 #include <gif_lib.h>
 #endif
 
-void openMemory(MemoryFile& file) {
-    file.block = GlobalLock(GlobalAlloc(kMoveableZeroed, 1));
+MemoryFile::MemoryFile() {
     StreamDescriptor descriptor = {};
-    descriptor.blockRef = reinterpret_cast<intptr_t>(&file.block);
+    descriptor.blockRef = reinterpret_cast<intptr_t>(&block);
     descriptor.growBy = kUsualGrowth;
-    file.stream = zunOpen(nullptr, &descriptor, kCreateAndWrite);
+    stream = zunOpen(nullptr, &descriptor, kCreateAndWrite);
 }
 
-Bytes closeMemory(MemoryFile& file) {
-    const int32_t length = zunSeek(file.stream, 0, kFromEnd);
-    zunClose(file.stream);
-    const uint8_t* const data = static_cast<const uint8_t*>(file.block);
-    Bytes bytes(data, data + length);
-    GlobalFree(GlobalHandle(file.block));
+Bytes MemoryFile::close() {
+    const int32_t length = zunSeek(stream, 0, kFromEnd);
+    zunClose(stream);
+    Bytes bytes = taken(GlobalHandle(block));
+    bytes.resize(length);
+    return bytes;
+}
+
+Handle handleOf(const Bytes& bytes) {
+    const Handle h = GlobalAlloc(kMoveableZeroed, static_cast<uint32_t>(bytes.size()));
+    std::copy(bytes.begin(), bytes.end(), static_cast<uint8_t*>(GlobalLock(h)));
+    return h;
+}
+
+Bytes contents(Handle h) {
+    const uint8_t* const data = static_cast<const uint8_t*>(GlobalLock(h));
+    return Bytes(data, data + GlobalSize(h));
+}
+
+Bytes taken(Handle h) {
+    const Bytes bytes = contents(h);
+    GlobalFree(h);
     return bytes;
 }
 
@@ -33,21 +47,26 @@ std::string temporaryPath(const char* name) {
 }
 
 Bytes readFile(const std::string& path) {
-    Bytes bytes;
-    FILE* const file = std::fopen(path.c_str(), "rb");
-    if (file == nullptr) return bytes;
-    for (int c; (c = std::fgetc(file)) != EOF;) bytes.push_back(static_cast<uint8_t>(c));
-    std::fclose(file);
-    return bytes;
+    const std::string text = textOf(path);
+    return Bytes(text.begin(), text.end());
 }
 
+std::string textOf(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(file), {});
+}
+
+void save(const std::string& path, const std::string& text) { std::ofstream(path, std::ios::binary) << text; }
+void save(const std::string& path, const Bytes& bytes) { save(path, std::string(bytes.begin(), bytes.end())); }
+
+Temporary::~Temporary() { std::filesystem::remove_all(path); }
+
 int temporaryFiles() {
-    DIR* const folder = opendir("/tmp");
     int count = 0;
-    for (const dirent* entry; (entry = readdir(folder)) != nullptr;) {
-        if (std::strlen(entry->d_name) == 11 && std::strncmp(entry->d_name, "tolva", 5) == 0) ++count;
+    for (const auto& entry : std::filesystem::directory_iterator("/tmp")) {
+        const std::string name = entry.path().filename();
+        count += name.size() == 11 && name.starts_with("tolva");
     }
-    closedir(folder);
     return count;
 }
 
@@ -128,94 +147,105 @@ void plainSegment(Bytes& out, Bytes& workBytes, const uint8_t* pixels, int count
 }
 
 Picture noise(int width, int height, int colours, uint32_t seed) {
-    Picture picture{width, height, Bytes(static_cast<size_t>(width) * static_cast<size_t>(height))};
-    std::mt19937 random = seeded(seed);
-    for (uint8_t& p : picture.pixels) p = static_cast<uint8_t>(random() % static_cast<uint32_t>(colours));
+    Picture picture{width, height, Bytes(width * height)};
+    std::mt19937 random(seed);
+    for (uint8_t& p : picture.pixels) p = upTo(random, colours - 1);
     return picture;
 }
 
 Bytes bottomUp(const Picture& picture) {
-    const size_t width = static_cast<size_t>(picture.width);
-    const size_t stride = (width + 3) / 4 * 4;
-    Bytes rows(stride * static_cast<size_t>(picture.height));
+    const int stride = (picture.width + 3) / 4 * 4;
+    Bytes rows(stride * picture.height);
     for (int y = 0; y < picture.height; ++y) {
-        std::copy_n(picture.pixels.begin() + static_cast<long>(width) * y, width,
-                    rows.begin() + static_cast<long>(stride) * (picture.height - 1 - y));
+        std::copy_n(picture.pixels.begin() + picture.width * y, picture.width,
+                    rows.begin() + stride * (picture.height - 1 - y));
     }
     return rows;
+}
+
+Picture topDown(Handle h, int width, int height) {
+    Picture picture = {width, height, {}};
+    const Bytes rows = taken(h);
+    for (int y = height - 1; y >= 0; --y) {
+        const auto row = rows.begin() + (width + 3) / 4 * 4 * y;
+        picture.pixels.insert(picture.pixels.end(), row, row + width);
+    }
+    return picture;
 }
 
 Bytes testPalette() {
     Bytes palette;
     for (int i = 0; i < 256; ++i) {
-        for (const int c : {i, 255 - i, (i * 37 + 11) & 255}) palette.push_back(static_cast<uint8_t>(c));
+        for (const int c : {i, 255 - i, (i * 37 + 11) & 255}) palette.push_back(c);
     }
     return palette;
 }
 
+constexpr std::pair<int, int> kPasses[] = {{0, 8}, {4, 8}, {2, 4}, {1, 2}};  // of an interlaced file: start, step
+
 Bytes inFileOrder(const Picture& picture, bool interlaced) {
     if (!interlaced) return picture.pixels;
     Bytes ordered;
-    for (const auto& [start, step] : {std::pair{0, 8}, {4, 8}, {2, 4}, {1, 2}}) {
+    for (const auto& [start, step] : kPasses) {
         for (int y = start; y < picture.height; y += step) {
-            const auto row = picture.pixels.begin() + static_cast<long>(picture.width) * y;
+            const auto row = picture.pixels.begin() + picture.width * y;
             ordered.insert(ordered.end(), row, row + picture.width);
         }
     }
     return ordered;
 }
 
+std::vector<int> bandSegments(const Picture& picture, int rows) {
+    std::vector<int> segments;
+    for (int left = picture.height; left > 0; left -= rows) segments.push_back(std::min(rows, left) * picture.width);
+    return segments;
+}
+
+std::vector<int> spoolSegments(const Picture& picture) {
+    std::vector<int> segments;
+    const int most = 65536 / picture.width;
+    for (const auto& [start, step] : kPasses) {
+        if (start >= picture.height) break;
+        for (int rows = (picture.height - start + step - 1) / step; rows > 0; rows -= most) {
+            segments.push_back(std::min(rows, most) * picture.width);
+        }
+    }
+    return segments;
+}
+
 Bytes plainGif(const Picture& picture, const Bytes& palette, const GifOptions& options) {
-    const auto low = [](int v) { return static_cast<uint8_t>(v & 255); };
-    const auto high = [](int v) { return static_cast<uint8_t>(v >> 8 & 255); };
-    const uint8_t size[] = {low(picture.width), high(picture.width), low(picture.height), high(picture.height)};
-    Bytes out = {'G', 'I', 'F', '8', '9', 'a', size[0], size[1], size[2], size[3], 0xF7, low(options.background), 0};
+    const int width = picture.width, height = picture.height;
+    Bytes out = {'G', 'I', 'F', '8', '9', 'a'};
+    const auto add = [&out](std::initializer_list<int> bytes) { out.insert(out.end(), bytes.begin(), bytes.end()); };
+    add({width, width >> 8, height, height >> 8, 0xF7, options.background, 0});
     out.insert(out.end(), palette.begin(), palette.end());
-    const bool keyed = options.transparent >= 0;
-    out.insert(out.end(), {0x21, 0xF9, 4, keyed, 0, 0, keyed ? low(options.transparent) : uint8_t{0}, 0});
-    out.insert(out.end(), {0x2C, 0, 0, 0, 0, size[0], size[1], size[2], size[3]});
-    out.push_back(options.interlaced ? 0x40 : 0);
-    out.push_back(8);
+    add({0x21, 0xF9, 4, options.transparent >= 0, 0, 0, std::max(options.transparent, 0), 0});
+    add({0x2C, 0, 0, 0, 0, width, width >> 8, height, height >> 8, options.interlaced ? 0x40 : 0, 8});
     const Bytes pixels = inFileOrder(picture, options.interlaced);
     std::vector<int> segments = options.segments;
-    if (segments.empty()) segments = {static_cast<int>(pixels.size())};
+    if (segments.empty()) segments = {width * height};
     uint32_t carry = 0;
     Bytes work;
-    size_t done = 0;
-    for (size_t i = 0; i < segments.size(); ++i) {
+    const uint8_t* next = pixels.data();
+    for (size_t i = 0; i < segments.size(); next += segments[i++]) {
         if (!options.interlaced) work.assign(work.size(), 0);  // each band brings its own
-        plainSegment(out, work, pixels.data() + done, segments[i], i == 0, i + 1 == segments.size(), carry);
-        done += static_cast<size_t>(segments[i]);
+        plainSegment(out, work, next, segments[i], i == 0, i + 1 == segments.size(), carry);
     }
     out.push_back(0x3B);
     return out;
 }
 
 #ifdef TOLVA_GIF_ORACLE
-namespace {
-struct Reading {
-    const Bytes* bytes;
-    size_t at;
-};
-}  // namespace
-
 Picture decoded(const Bytes& gif, const Picture&) {
-    Reading reading = {&gif, 0};
-    const InputFunc read = [](GifFileType* file, GifByteType* to, int count) {
-        Reading& r = *static_cast<Reading*>(file->UserData);
-        const size_t n = std::min(static_cast<size_t>(count), r.bytes->size() - r.at);
-        std::copy_n(r.bytes->begin() + static_cast<long>(r.at), n, to);
-        r.at += n;
-        return static_cast<int>(n);
-    };
+    const Temporary path("decoded.gif");
+    save(path.path, gif);
     int error = 0;
-    GifFileType* const file = DGifOpen(&reading, read, &error);
+    GifFileType* const file = DGifOpenFileName(path, &error);
     Picture picture = {};
     if (file != nullptr && DGifSlurp(file) == GIF_OK && file->ImageCount == 1) {
-        const SavedImage& image = file->SavedImages[0];
-        const int width = image.ImageDesc.Width;
-        const int height = image.ImageDesc.Height;
-        picture = {width, height, Bytes(image.RasterBits, image.RasterBits + width * height)};
+        const GifImageDesc& size = file->SavedImages[0].ImageDesc;
+        const uint8_t* const pixels = file->SavedImages[0].RasterBits;
+        picture = {size.Width, size.Height, Bytes(pixels, pixels + size.Width * size.Height)};
     }
     if (file != nullptr) DGifCloseFile(file, &error);
     return picture;
@@ -224,8 +254,18 @@ Picture decoded(const Bytes& gif, const Picture&) {
 Picture decoded(const Bytes&, const Picture& otherwise) { return otherwise; }
 #endif
 
+intptr_t answerStatus(intptr_t context, intptr_t a, intptr_t b, intptr_t c, intptr_t d, intptr_t e, intptr_t f) {
+    Asked& asked = *reinterpret_cast<Asked*>(context);
+    const bool details = a == 2;
+    EXPECT_EQ(details, f != 0);
+    asked.calls.push_back({a, b, c, d, e, details ? 0 : f});
+    if (details) return asked.detail;
+    asked.progress.push_back(d);
+    return static_cast<int>(asked.progress.size()) > asked.stopAt ? 1 : asked.answer;
+}
+
 int32_t startHost(Host& host, const char* fileName, uintptr_t replySize) {
-    if (host.setup == 0) host.setup = CreateSetup(0, "/nowhere/at/all.ini", nullptr, 0);
+    if (host.setup == 0) host.setup = defaultSetup();
     host.init.fileName = fileName;
     host.init.replySize = replySize;
     host.init.setup = host.setup;
@@ -237,10 +277,25 @@ int32_t startHost(Host& host, const char* fileName, uintptr_t replySize) {
 int32_t call(Bytes block) { return RASTER_dd_entry32(0, kFuncCall, block.data()); }
 int32_t callOpcode(int32_t opcode) { return call(opcodeBlock(opcode)); }
 
+int32_t send(const std::vector<Bytes>& blocks) {
+    int32_t result = 0;
+    for (const Bytes& block : blocks) {
+        const int32_t answer = call(block);
+        if (result == 0) result = answer;
+    }
+    return result;
+}
+
 void endHost(Host& host) {
     RASTER_dd_entry32(0, kFuncTerm, nullptr);
     DestroySetup(host.setup);
     host.setup = 0;
+}
+
+Device::Device(const std::function<void(SetupBlock&)>& set) {
+    host.setup = defaultSetup();
+    if (set) set(*host.settings());
+    EXPECT_EQ(startHost(host, file), 0);
 }
 
 Bytes opcodeBlock(int32_t opcode) {
@@ -275,20 +330,22 @@ Bytes cellBlock(const uint8_t* rows, int width, int height, int bits) {
     return block;
 }
 
-int32_t sendPicture(const Picture& picture, const Bytes& palette, double dpi) {
-    const Bytes rows = bottomUp(picture);
+int32_t openBody(double x2, double y2, double dpi) {
     Bytes scaling = opcodeBlock(kOpSetScaling);
-    put(scaling, kScalingMode, int16_t{dpi == 0.0 ? int16_t{0} : int16_t{1}});
+    put(scaling, kScalingMode, int16_t{1});
     put(scaling, kScalingUnit, dpi == 0.0 ? 0.0 : 25.4 / dpi);
-    int32_t result = 0;
-    for (const Bytes& block : {opcodeBlock(kOpOpenDevice), opcodeBlock(kOpBeginPicture),
-                               windowBlock(picture.width - 1, picture.height - 1), scaling, opcodeBlock(kOpBeginBody),
-                               colourTableBlock(palette), cellBlock(rows.data(), picture.width, picture.height),
-                               opcodeBlock(kOpEndPicture), opcodeBlock(kOpCloseDevice)}) {
-        const int32_t answer = call(block);
-        if (result == 0) result = answer;
-    }
-    return result;
+    return send({opcodeBlock(kOpOpenDevice), opcodeBlock(kOpBeginPicture), windowBlock(x2, y2), scaling,
+                 opcodeBlock(kOpBeginBody), colourTableBlock(testPalette())});
+}
+
+int32_t closeBody() { return send({opcodeBlock(kOpEndPicture), opcodeBlock(kOpCloseDevice)}); }
+
+int32_t sendPicture(const Picture& picture, double dpi) {
+    const Bytes rows = bottomUp(picture);
+    const int32_t opened = openBody(picture.width - 1, picture.height - 1, dpi);
+    const int32_t drawn = call(cellBlock(rows.data(), picture.width, picture.height));
+    const int32_t closed = closeBody();
+    return opened != 0 ? opened : drawn != 0 ? drawn : closed;
 }
 
 Outcome runProgram(const std::string& commandLine) {

@@ -5,8 +5,10 @@
 
 #include <gtest/gtest.h>
 
+#include <climits>
 #include <cstdint>
 #include <cstring>
+#include <filesystem>
 #include <functional>
 #include <random>
 #include <string>
@@ -21,23 +23,37 @@
 using Bytes = std::vector<uint8_t>;
 
 using SetupBlock = ::Setup;  // the test framework has a Setup of its own
+inline Handle defaultSetup() { return CreateSetup(0, "/nowhere/at/all.ini", nullptr, 0); }
 
-inline std::mt19937 seeded(uint32_t seed) { return std::mt19937(seed); }
-inline int upTo(std::mt19937& random, int most) {
-    return static_cast<int>(random() % (static_cast<uint32_t>(most) + 1));
-}
+inline int upTo(std::mt19937& random, int most) { return static_cast<int>(random() % (most + 1u)); }
 
-// A memory stream and what was written to it.
+// A memory stream that is written.
 struct MemoryFile {
-    void* block = nullptr;
-    Handle stream = 0;
+    void* block = GlobalLock(GlobalAlloc(kMoveableZeroed, 1));
+    Handle stream;
+    MemoryFile();
+    MemoryFile(const MemoryFile&) = delete;  // the stream knows where the block's address stands
+    Bytes close();                           // what was written
 };
-void openMemory(MemoryFile& file);
-Bytes closeMemory(MemoryFile& file);
+
+Handle handleOf(const Bytes& bytes);  // a copy of them
+Bytes contents(Handle h);
+Bytes taken(Handle h);  // its contents; the handle is freed
 
 std::string temporaryPath(const char* name);
 Bytes readFile(const std::string& path);
+std::string textOf(const std::string& path);
+void save(const std::string& path, const std::string& text);
+void save(const std::string& path, const Bytes& bytes);
 int temporaryFiles();  // how many of the library's stand in /tmp
+
+// A path of which nothing is left in the end, be it a file's or a folder's.
+struct Temporary {
+    std::string path;
+    explicit Temporary(const char* name) : path(temporaryPath(name)) {}
+    ~Temporary();
+    operator const char*() const { return path.c_str(); }
+};
 
 // Segments by the definition: a linear search, a code at a time into a work buffer of 70000 bytes.
 void plainSegment(Bytes& out, Bytes& work, const uint8_t* pixels, int count, bool first, bool last, uint32_t& carry);
@@ -49,8 +65,9 @@ struct Picture {
     Bytes pixels;
 };
 Picture noise(int width, int height, int colours, uint32_t seed);
-Bytes bottomUp(const Picture& picture);  // rows padded to 4 bytes
-Bytes testPalette();                     // 256 triples, all different
+Bytes bottomUp(const Picture& picture);            // rows padded to 4 bytes
+Picture topDown(Handle h, int width, int height);  // of a bitmap's rows; the handle is freed
+Bytes testPalette();                               // 256 triples, all different
 
 // The whole file by the definition.
 struct GifOptions {
@@ -59,11 +76,24 @@ struct GifOptions {
     int background = 0;
     std::vector<int> segments = {};  // pixel counts of the segments; empty: all in one
 };
+std::vector<int> bandSegments(const Picture& picture, int rows);  // one a band
+std::vector<int> spoolSegments(const Picture& picture);           // one a buffer-load of each interlace pass
 Bytes plainGif(const Picture& picture, const Bytes& palette, const GifOptions& options);
 Bytes inFileOrder(const Picture& picture, bool interlaced);
 
 // Decodes with an independent library where the build has it; otherwise answers the picture given.
 Picture decoded(const Bytes& gif, const Picture& otherwise);
+
+// What a host's status function is called with, and what it answers: `answer`, or 1 from query `stopAt` on.
+intptr_t answerStatus(intptr_t context, intptr_t a, intptr_t b, intptr_t c, intptr_t d, intptr_t e, intptr_t f);
+struct Asked {
+    std::vector<std::vector<intptr_t>> calls;  // the address for details as 0
+    std::vector<intptr_t> progress;
+    int stopAt = INT_MAX;
+    intptr_t answer = 0;
+    intptr_t detail = 1;  // the answer to the question for details
+    StatusRecord record = {0, reinterpret_cast<intptr_t>(this), answerStatus, 0, 0, {}, {}, 0};
+};
 
 // A host. Handlers are reached through the entry, as any host reaches them.
 struct Host {
@@ -73,10 +103,20 @@ struct Host {
     int32_t capabilities[kCapabilitySlots] = {};
     SetupBlock* settings() { return static_cast<SetupBlock*>(GlobalLock(setup)); }
 };
-int32_t startHost(Host& host, const char* fileName, uintptr_t replySize = 64);
+int32_t startHost(Host& host, const char* fileName, uintptr_t replySize = 256);
 int32_t call(Bytes block);
 int32_t callOpcode(int32_t opcode);
+int32_t send(const std::vector<Bytes>& blocks);  // the first result that is not 0
 void endHost(Host& host);
+
+// A host after init; its file goes with it.
+struct Device {
+    Temporary file{"device.gif"};
+    Host host;
+    explicit Device(const std::function<void(SetupBlock&)>& set = {});
+    ~Device() { endHost(host); }
+    Bytes written() const { return readFile(file.path); }
+};
 
 template <class T>
 void put(Bytes& block, size_t at, T value) {
@@ -88,8 +128,10 @@ Bytes windowBlock(double x2, double y2);
 Bytes colourTableBlock(const Bytes& palette, uint32_t first = 0);
 Bytes cellBlock(const uint8_t* rows, int width, int height, int bits = 8);
 
-// Opens, sends one picture at `dpi` and closes; the first result that is not 0.
-int32_t sendPicture(const Picture& picture, const Bytes& palette, double dpi = 128.0);
+// From the device to a picture's body and back; without `dpi` the host tells no scaling.
+int32_t openBody(double x2, double y2, double dpi = 0.0);
+int32_t closeBody();
+int32_t sendPicture(const Picture& picture, double dpi = 128.0);
 
 struct Outcome {
     int status;
