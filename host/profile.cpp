@@ -24,14 +24,6 @@ const char* profileFolder() {
     return folder != nullptr && folder[0] != '\0' ? folder : nullptr;
 }
 
-// A folder can be opened, but it is no profile; a pipe or a device may have no end. The names of the standard streams
-// stand for no file, and closing those would take them from the host.
-bool mayBeProfile(const char* path) {
-    struct stat about;
-    if (std::strcmp(path, "stdin") == 0 || std::strcmp(path, "stdout") == 0) return false;
-    return stat(path, &about) != 0 || S_ISREG(about.st_mode);
-}
-
 Handle openRegular(const char* path, int32_t mode) { return mayBeProfile(path) ? zunOpen(path, nullptr, mode) : 0; }
 
 bool fits(const char* path) { return std::strlen(path) < kProfilePathBytes; }
@@ -63,6 +55,14 @@ bool nameAfter(char* name, const char* module) {
 }  // namespace
 
 namespace tolva {
+
+// A folder can be opened, but it is no profile; a pipe or a device may have no end. The names of the standard streams
+// stand for no file, and closing those would take them from the host.
+bool mayBeProfile(const char* path) {
+    struct stat about;
+    if (std::strcmp(path, "stdin") == 0 || std::strcmp(path, "stdout") == 0) return false;
+    return stat(path, &about) != 0 || S_ISREG(about.st_mode);
+}
 
 char* copyText(const char* text) {
     const size_t bytes = std::strlen(text) + 1;

@@ -16,6 +16,8 @@ char* copySectionName(const char* section);
 // A path in a block of its own: `folder` + "/" (unless it ends in one) + `name`.
 char* joinPath(const char* folder, const char* name);
 
+// False for what is there and no regular file, and for the names of the standard streams.
+bool mayBeProfile(const char* path);
 // A stream on the profile, as named or in the folder of the environment, and the path it was opened at (null without a
 // stream; freed with zunPtrGlobalFree).
 Handle openProfile(const char* name, int32_t mode, char** path);

@@ -214,7 +214,7 @@ bool rewriteInPlace(const char* text, const char* path, off_t held) {
 bool replaceProfile(const char* text, const char* path) {
     struct stat about;
     const bool exists = stat(path, &about) == 0;
-    if (exists && (!S_ISREG(about.st_mode) || access(path, W_OK) != 0)) return false;
+    if (!mayBeProfile(path) || (exists && access(path, W_OK) != 0)) return false;
     struct stat link;
     if (!exists && lstat(path, &link) == 0) return rewriteInPlace(text, path, 0);
     char* const resolved = realpath(path, nullptr);

@@ -234,6 +234,7 @@ TEST(HandedOver, WholePicturesTakeEachKindOfStream) {
             file.insert(file.end(), reinterpret_cast<uint8_t*>(a), reinterpret_cast<uint8_t*>(a) + b);
         return operation == kProcOpen ? instance : operation == kProcWrite ? b : 0;
     };
+    Asked unheard;
     for (const int bits : {1, 4, 8, 24, 32}) {
         const Cells cells = anyCells(40, 30, bits);
         Bytes theirs;
@@ -252,7 +253,8 @@ TEST(HandedOver, WholePicturesTakeEachKindOfStream) {
         EXPECT_EQ(theirs, expected);
         setup.outputDevice = 0;
     }
-    EXPECT_EQ(exportCells(anyCells(40, 30, 8), "/nowhere/at/all.gif", h, nullptr), kStreamFailed);
+    EXPECT_EQ(exportCells(anyCells(40, 30, 8), "/nowhere/at/all.gif", h, &unheard.record), kStreamFailed);
+    EXPECT_EQ(setup.exporting.status, nullptr);  // the host's record is gone by now
     EXPECT_EQ(exportCells(anyCells(40, 30, 8), path, 0, nullptr), kStreamFailed);
     DestroySetup(h);
 }

@@ -140,6 +140,7 @@ void change(Profile& p, const char* section, const char* key, const char* value)
 }  // namespace
 
 TEST(Profile, KeepsToItsDefinition) {
+    const int leftBefore = temporaryFiles();
     const Temporary file("random.ini");
     Lines pieces = {"[A]",          "[ a ];x", "[B]", "[\"\"c\"\"]", "Key=1", " key = 2 ", "K=\"q;\"",
                     "K=\"q\"\"r\"", ";c=3",    "",    "[",           "bare",  "=void",     "k]=[v]"};
@@ -177,7 +178,7 @@ TEST(Profile, KeepsToItsDefinition) {
             }
         }
     }
-    EXPECT_EQ(temporaryFiles(), 0);
+    EXPECT_EQ(temporaryFiles(), leftBefore);
 }
 
 TEST(Profile, NumbersWrapAndStopAtWhatIsNone) {
@@ -193,6 +194,7 @@ TEST(Profile, NumbersWrapAndStopAtWhatIsNone) {
 }
 
 TEST(Profile, AFileThatCannotBeChangedStaysWhole) {
+    const int leftBefore = temporaryFiles();
     const Temporary closed("closed");
     const std::string folder = closed.path;
     const std::string path = folder + "/p.ini";
@@ -200,6 +202,7 @@ TEST(Profile, AFileThatCannotBeChangedStaysWhole) {
     EXPECT_EQ(WritePrivateProfileString("s", "k", "v", folder.c_str()), 0);
     EXPECT_EQ(WritePrivateProfileString("s", "k", "v", (folder + "/no/p.ini").c_str()), 0);
     EXPECT_EQ(WritePrivateProfileString("s", "k", nullptr, path.c_str()), 0);
+    EXPECT_EQ(WritePrivateProfileString("s", "k", "v", "stdout"), 0);  // would close it
     std::string old = "[s]\nk=1\n";
     for (int i = 0; i < 25; ++i) old += std::string(99, 'x') + "\n";
     save(path, old);
@@ -224,7 +227,7 @@ TEST(Profile, AFileThatCannotBeChangedStaysWhole) {
     lstat(path.c_str(), &about);
     EXPECT_EQ(about.st_mode, S_IFREG | 0640u);
     EXPECT_EQ(runProgram("ls " + folder).out, "link.ini\np.ini\n");
-    EXPECT_EQ(temporaryFiles(), 0);
+    EXPECT_EQ(temporaryFiles(), leftBefore);
 }
 
 TEST(Profile, SettingsComeFromItAndTheEscapeSavesThem) {
@@ -243,7 +246,7 @@ TEST(Profile, SettingsComeFromItAndTheEscapeSavesThem) {
     EXPECT_EQ(setup->lineMode, 119);
 
     int32_t colourClass = 102, tooFine = 401, dots[2] = {9, 9};
-    double wide = 6.67, high = 5.0, extents[2] = {};
+    double wide = 10.125, high = 7.12345, extents[2] = {};
     const std::tuple<int32_t, int32_t, void*, void*, int32_t> requests[] = {
         {kEscSetColourClass, 4, &colourClass, nullptr, 1},
         {kEscSetWidth, 8, &wide, nullptr, 1},
@@ -264,11 +267,11 @@ TEST(Profile, SettingsComeFromItAndTheEscapeSavesThem) {
     EXPECT_EQ(setup->sizeMode, kSizeSaved);
     EXPECT_EQ(setup->resolutionMode, kResolutionOfPicture);
     EXPECT_EQ(dots[0], 0);
-    EXPECT_EQ(extents[0], 6.67);
+    EXPECT_EQ(extents[0], 10.125);
     EXPECT_EQ(setup->outputDevice, reinterpret_cast<uintptr_t>(extents));
     DestroySetup(h);
     const std::string saved = textOf(file.path);
-    for (const char* const line : {"Color Mode=104\n", "Width=.36.67\n", "Height=5\n"}) {
+    for (const char* const line : {"Color Mode=104\n", "Width=.310.125\n", "Height=7.12\n"}) {
         EXPECT_NE(saved.find(line), std::string::npos) << saved;
     }
 
@@ -293,6 +296,10 @@ TEST(Geometry, HostsAreToldTheSizeRoundedUp) {
     GetRasterInfo(h, screen, out);
     EXPECT_EQ(lpRaster->xResolution, 100);
     EXPECT_EQ(std::pair(out[kInfoPixelWidth], out[kInfoPixelHeight]), std::pair(1001, 334));
+    lpRaster->sizeMode = kSizeOfPicture;
+    in[kInfoRows] = 31;
+    GetRasterInfo(h, in, out);
+    EXPECT_EQ(std::pair(out[kInfoPixelWidth], out[kInfoPixelHeight]), std::pair(1000, 33));
     double width = 11.0, height = 44.0;
     EXPECT_EQ(ScaleImageSize(&width, &height), 0);
     EXPECT_EQ(std::pair(width, height), std::pair(5.5, 22.0));

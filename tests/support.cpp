@@ -1,5 +1,7 @@
 #include "support.h"
 
+#include "stream/system_calls.h"
+
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -61,13 +63,20 @@ void save(const std::string& path, const Bytes& bytes) { save(path, std::string(
 
 Temporary::~Temporary() { std::filesystem::remove_all(path); }
 
+namespace {
+std::vector<std::string> temporaryNames;
+int recordTemporary(char* pattern) {
+    const int file = mkstemp(pattern);
+    temporaryNames.push_back(pattern);
+    return file;
+}
+}  // namespace
+
+// Only this process's own: tests run side by side.
 int temporaryFiles() {
-    int count = 0;
-    for (const auto& entry : std::filesystem::directory_iterator("/tmp")) {
-        const std::string name = entry.path().filename();
-        count += name.size() == 11 && name.starts_with("tolva");
-    }
-    return count;
+    tolva::systemCalls.makeTemporary = recordTemporary;
+    return static_cast<int>(std::count_if(temporaryNames.begin(), temporaryNames.end(),
+                                          [](const std::string& name) { return access(name.c_str(), F_OK) == 0; }));
 }
 
 namespace {
