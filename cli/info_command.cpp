@@ -71,7 +71,8 @@ void printText(const char* name, const Picture& picture, const Info& info) {
     std::printf("%s: %u x %u pixels\n", name, picture.width, picture.height);
     std::printf("GIF: %.0f x %.0f pixels of %d bits\n", info.size.width, info.size.height, answer[kAnswerBits]);
     if (answer[kAnswerWidth] != info.size.width || answer[kAnswerHeight] != info.size.height) {
-        std::printf("rounded up, as hosts are told: %d x %d pixels\n", answer[kAnswerWidth], answer[kAnswerHeight]);
+        std::printf("hosts are told, with fractions rounded up: %d x %d pixels\n", answer[kAnswerWidth],
+                    answer[kAnswerHeight]);
     }
 }
 

@@ -13,7 +13,7 @@
 namespace cli {
 namespace {
 
-enum LongOption {  // beyond every character
+enum LongOption {  // beyond every character; in the table's order, those that only pictures have first
     kOptInterlace = 256,
     kOptTransparent,
     kOptBackground,
@@ -146,7 +146,7 @@ ExitStatus takeSection(const char* value, const char*& section) {
         good = good && static_cast<uint8_t>(value[i]) >= ' ' && std::strchr("\"[];", value[i]) == nullptr;
     }
     section = value;
-    return good ? kExitDone : refuse("--section", value, "a name of 1 to 143 bytes without \" [ ] ; or line ends");
+    return good ? kExitDone : refuse("--section", value, "a name of 1 to 143 bytes without \" [ ] ; tabs or line ends");
 }
 
 ExitStatus takeProfile(const char* value, const char*& file) {
@@ -216,8 +216,11 @@ ExitStatus takeSet(int count, char** words, Options& options) {
 }
 
 ExitStatus takeSetup(int count, char** words, Options& options) {
-    if (options.json || options.output != nullptr) {
-        return fail(kExitWrongUsage, "%s does not go with setup", options.json ? "--json" : "-o");
+    if (options.pictureOption != nullptr) {
+        return fail(kExitWrongUsage, "--%s does not go with setup", options.pictureOption);
+    }
+    if (options.json || options.output != nullptr || options.overwrite) {
+        return fail(kExitWrongUsage, "%s does not go with setup", options.json ? "--json" : "-o or -f");
     }
     const char* const verb = count == 0 ? "" : words[0];
     if (std::strcmp(verb, "set") == 0) return takeSet(count - 1, words + 1, options);
@@ -258,6 +261,9 @@ ExitStatus parseOptions(int count, char** words, Options& options) {
             return fail(kExitWrongUsage, "-%c is no option (see --help)", optopt);
         }
         if (option == '?') return fail(kExitWrongUsage, "%s is no option (see --help)", words[optind - 1]);
+        if (option >= kOptInterlace && option <= kOptResolution) {
+            options.pictureOption = kLongOptions[option - kOptInterlace].name;
+        }
         const ExitStatus status = takeOption(option, optarg, options);
         if (status != kExitDone) return status;
     }

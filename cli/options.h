@@ -48,8 +48,9 @@ struct Options {
     Road road;
     uint64_t mostPixels;
     SizeWish sizeWish;
-    Box box;         // pixels or inches
-    int resolution;  // dots per inch; 0: as the settings say
+    Box box;                    // pixels or inches
+    int resolution;             // dots per inch; 0: as the settings say
+    const char* pictureOption;  // the last option that only pictures have, or null
 };
 
 ExitStatus parseOptions(int count, char** words, Options& options);

@@ -6,6 +6,8 @@
 #include <cstdlib>
 #include <cstring>
 
+#include <unistd.h>
+
 #include "cli/output_size.h"
 #include "cli/profile_file.h"
 
@@ -55,24 +57,25 @@ ExitStatus makeBlock(const Library& library, const ProfileChoice& choice, Settin
     return kExitDone;
 }
 
+// Also where the one that would be looked for is there and cannot be read: the library passes over it.
 ExitStatus reportMissing(const Library& library, const ProfileChoice& choice) {
     if (choice.file != nullptr) return fail(kExitInputRefused, "%s: %s", choice.file, whyUnread(choice.file));
-    if (choice.section == nullptr) return kExitDone;
-    return fail(kExitInputRefused, "section [%s] cannot be loaded: there is no profile %s", choice.section,
-                defaultName(library).c_str());
+    const std::string path = defaultPath(library);
+    const bool isThere = access(path.c_str(), F_OK) == 0;
+    if (choice.section == nullptr) {
+        if (isThere) warn("%s: %s, so the defaults are used", path.c_str(), whyUnread(path.c_str()));
+        return kExitDone;
+    }
+    return fail(kExitInputRefused, "section [%s] cannot be loaded: %s: %s", choice.section, path.c_str(),
+                whyUnread(path.c_str()));
 }
 
 // A section that is not loaded leaves a block of zeros.
 ExitStatus reportUnloaded(const ProfileChoice& choice, const Setup& setup) {
-    const char* const path = setup.profilePath;
-    if (setup.sectionName[0] == '\0') {
-        if (isNamed(choice))
-            return fail(kExitInputRefused, "%s: [TOLVA] has no ~Mode and --section is not given", path);
-        warn("%s: [TOLVA] has no ~Mode, so the defaults are used", path);
-    } else {
-        if (isNamed(choice)) return fail(kExitInputRefused, "%s: there is no Driver in [%s]", path, setup.sectionName);
-        warn("%s: there is no Driver in [%s], so the defaults are used", path, setup.sectionName);
-    }
+    const std::string section = setup.sectionName;
+    const std::string why = section.empty() ? "[TOLVA] has no ~Mode" : "there is no Driver in [" + section + "]";
+    if (isNamed(choice)) return fail(kExitInputRefused, "%s: %s", setup.profilePath, why.c_str());
+    warn("%s: %s, so the defaults are used", setup.profilePath, why.c_str());
     return kExitDone;
 }
 
@@ -137,6 +140,7 @@ ExitStatus locateProfile(const Library& library, const ProfileChoice& choice, Pr
     if (status != kExitDone) return status;
     Setup& setup = *settings.setup;
     place.exists = setup.profilePath[0] != '\0';
+    place.loads = place.exists && setup.driverName[0] != '\0';
     place.path = place.exists ? setup.profilePath : choice.file != nullptr ? choice.file : defaultPath(library);
     place.section = choice.section != nullptr      ? choice.section
                     : setup.sectionName[0] != '\0' ? setup.sectionName

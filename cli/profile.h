@@ -28,7 +28,8 @@ ConversionMode toneOf(const Setup& setup);
 
 struct ProfilePlace {
     std::string path;
-    bool exists;
+    bool exists;             // and can be read
+    bool loads;              // its section has settings
     std::string section;     // that is read, or would be made
     std::string driverName;  // of a section that has none
 };

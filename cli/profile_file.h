@@ -15,9 +15,23 @@ bool isPlainOrMissing(const char* path);
 const char* whyUnread(const char* path);
 // The last line is not seen where nothing ends it.
 bool hasOpenEnd(const char* path);
-// Refuses a file that the library could not rewrite without loss, ends its last line, and answers the absolute path:
-// the library looks for a name that it does not find in further places. A file that is not there is fine.
-ExitStatus readyForWriting(const char* path, std::string& absolute);
+// Refuses a file that the library could not rewrite without loss, and answers the absolute path: the library looks for
+// a name that it does not find in further places. A file that is not there is fine.
+ExitStatus checkWritable(const char* path, std::string& absolute);
+// Ends a last line that nothing ends: a rewrite would drop it. Does nothing where there is no file.
+ExitStatus endLastLine(const std::string& path);
+
+// A profile while it is being changed: nobody else changes it, and it can be put back as it was.
+struct HeldProfile {
+    std::string path;
+    std::string before;
+    bool existed;
+    int folder;  // locked; -1 where it cannot be
+};
+
+ExitStatus holdProfile(const std::string& absolute, HeldProfile& held);
+// Puts the file back as it was where the change was not done, and lets go.
+void releaseProfile(HeldProfile& held, bool done);
 
 }  // namespace cli
 

@@ -3,7 +3,11 @@
 
 #include "cli/setup_command.h"
 
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
+
+#include <unistd.h>
 
 #include "cli/library.h"
 #include "cli/profile.h"
@@ -16,12 +20,6 @@ namespace {
 constexpr char kModuleSection[] = "TOLVA";
 constexpr char kSectionKey[] = "~Mode";
 constexpr char kDriverKey[] = "Driver";
-
-struct Target {
-    ProfileCalls calls;
-    std::string absolute;
-    const char* shown;
-};
 
 // ---- show ----
 
@@ -52,63 +50,104 @@ ExitStatus showSettings(const Library& library, const Options& options) {
 
 // ---- path ----
 
+const char* describe(const ProfilePlace& place) {
+    if (!place.exists) {
+        return access(place.path.c_str(), F_OK) == 0 ? "is there, but cannot be read"
+                                                     : "does not exist; setup set would make it";
+    }
+    if (!place.loads) return "is there, but has no settings that could be loaded; setup set would add them";
+    return access(place.path.c_str(), W_OK) == 0 ? "is read, and written by setup set" : "is read; it is read-only";
+}
+
 ExitStatus showPath(const Library& library, const Options& options) {
     ProfilePlace place = {};
     const ExitStatus status = locateProfile(library, options.profile, place);
     if (status != kExitDone) return status;
     std::printf("%s\n", place.path.c_str());
-    if (options.verbosity != kQuiet) {
-        std::printf("%s\n",
-                    place.exists ? "is read, and written by setup set" : "does not exist; setup set would write it");
-    }
+    if (options.verbosity != kQuiet) std::printf("%s\n", describe(place));
     return flushOutput();
 }
 
 // ---- set ----
 
-// Every time anew: where lines end with CR alone, the last one of each rewrite would be lost in the next.
-ExitStatus writeKey(Target& target, const std::string& section, const char* key, const std::string& value) {
-    const ExitStatus status = readyForWriting(target.shown, target.absolute);
+struct Change {
+    const Library* library;
+    const Options* options;
+    ProfileCalls calls;
+    HeldProfile held;
+    std::string shown;
+};
+
+// A file whose lines end with CR alone has an open end after every rewrite.
+ExitStatus writeKey(const Change& change, const std::string& section, const char* key, const std::string& value) {
+    const std::string& path = change.held.path;
+    const ExitStatus status = endLastLine(path);
     if (status != kExitDone) return status;
-    const int32_t written = target.calls.writeString(section.c_str(), key, value.c_str(), target.absolute.c_str());
-    if (written == 1) return kExitDone;
-    return fail(kExitOutputFailed, "%s: %s could not be written; nothing that the file had is lost", target.shown, key);
+    errno = 0;
+    if (change.calls.writeString(section.c_str(), key, value.c_str(), path.c_str()) == 1) return endLastLine(path);
+    return fail(kExitOutputFailed, "%s: could not be written%s%s; it is left as it was", change.shown.c_str(),
+                errno == 0 ? "" : ": ", errno == 0 ? "" : std::strerror(errno));
 }
 
-ExitStatus writeMissingKey(Target& target, const std::string& section, const char* key, const std::string& value) {
+bool hasKey(const Change& change, const std::string& section, const std::string& key) {
     char found[kSettingsNameBytes] = {};
-    const int32_t length =
-        target.calls.readString(section.c_str(), key, "", found, sizeof found, target.absolute.c_str());
-    return length > 0 ? kExitDone : writeKey(target, section, key, value);
+    return change.calls.readString(section.c_str(), key.c_str(), "", found, sizeof found, change.held.path.c_str()) > 0;
+}
+
+// A name written by hand with a space behind it is not read; a rewrite would take its value away.
+ExitStatus writeMissingKey(const Change& change, const std::string& section, const char* key,
+                           const std::string& value) {
+    if (hasKey(change, section, key)) return kExitDone;
+    if (!hasKey(change, section, std::string(key) + ' ')) return writeKey(change, section, key, value);
+    return fail(kExitOutputFailed, "%s: in [%s] a space before the \"=\" hides %s; it is left as it was",
+                change.shown.c_str(), section.c_str(), key);
 }
 
 // Another line of the same name, or a section's second header, may stand in the way.
-ExitStatus checkLoaded(const Library& library, const Options& options, const ProfilePlace& place) {
+ExitStatus checkLoaded(const Change& change) {
+    const SettingKey& key = *change.options->key;
     Settings settings = {};
-    const ExitStatus status = loadSettings(library, {options.profile.file, place.section.c_str(), false}, settings);
-    const bool stands = status == kExitDone && settingIn(*settings.setup, *options.key) == options.value;
-    dropSettings(library, settings);
+    const ExitStatus status = loadSettings(*change.library, change.options->profile, settings);
+    const bool stands =
+        status == kExitDone && settings.loaded && settingIn(*settings.setup, key) == change.options->value;
+    dropSettings(*change.library, settings);
     if (status != kExitDone || stands) return status;
-    return fail(kExitOutputFailed, "%s: %s was written, but something else in the file is loaded in its place",
-                place.path.c_str(), options.key->profileKey);
+    return fail(kExitOutputFailed,
+                "%s: something else in the file would be loaded in place of %s; it is left as it was",
+                change.shown.c_str(), key.profileKey);
+}
+
+// The section is chosen once the last line is read as well: it may be the one that names it.
+ExitStatus writeSetting(const Change& change) {
+    const SettingKey& key = *change.options->key;
+    const std::string text = profileText(key, change.options->value);
+    ProfilePlace place = {};
+    ExitStatus status = endLastLine(change.held.path);
+    if (status == kExitDone) status = locateProfile(*change.library, change.options->profile, place);
+    if (status == kExitDone) status = writeMissingKey(change, kModuleSection, kSectionKey, place.section);
+    if (status == kExitDone) status = writeMissingKey(change, place.section, kDriverKey, place.driverName);
+    if (status == kExitDone) status = writeKey(change, place.section, key.profileKey, text);
+    if (status == kExitDone) status = checkLoaded(change);
+    if (status != kExitDone || change.options->verbosity == kQuiet) return status;
+    std::printf("%s: [%s] %s=%s\n", change.shown.c_str(), place.section.c_str(), key.profileKey, text.c_str());
+    return kExitDone;
 }
 
 ExitStatus setSetting(const Library& library, const Options& options) {
+    Change change = {&library, &options, {}, {"", "", false, -1}, ""};
     ProfilePlace place = {};
-    Target target = {};
+    std::string absolute;
     ExitStatus status = locateProfile(library, options.profile, place);
-    if (status == kExitDone) status = loadProfileCalls(library, target.calls);
-    target.shown = place.path.c_str();
-    if (status == kExitDone) status = readyForWriting(target.shown, target.absolute);
-    const std::string text = profileText(*options.key, options.value);
-    if (status == kExitDone) status = writeMissingKey(target, kModuleSection, kSectionKey, place.section);
-    if (status == kExitDone) status = writeMissingKey(target, place.section, kDriverKey, place.driverName);
-    if (status == kExitDone) status = writeKey(target, place.section, options.key->profileKey, text);
-    if (status == kExitDone) status = readyForWriting(target.shown, target.absolute);
-    if (status == kExitDone) status = checkLoaded(library, options, place);
-    if (status != kExitDone || options.verbosity == kQuiet) return status;
-    std::printf("%s: [%s] %s=%s\n", place.path.c_str(), place.section.c_str(), options.key->profileKey, text.c_str());
-    return flushOutput();
+    if (status != kExitDone) return status;
+    change.shown = place.path;
+    status = loadProfileCalls(library, change.calls);
+    if (status == kExitDone) status = checkWritable(change.shown.c_str(), absolute);
+    if (status != kExitDone) return status;
+    status = holdProfile(absolute, change.held);
+    const bool held = status == kExitDone;
+    if (held) status = writeSetting(change);
+    releaseProfile(change.held, !held || status == kExitDone);
+    return status == kExitDone ? flushOutput() : status;
 }
 
 }  // namespace

@@ -77,6 +77,9 @@ TEST_F(StayingSettings, AreWrittenWithoutLossWhateverEndsTheLines) {
             EXPECT_EQ(run(std::string("-q --profile p.ini --section X setup set ") + pair).status, 0) << pair;
         }
         EXPECT_EQ(read("p.ini").rfind("; mine" + end, 0), 0u);
+        write("q.ini", "[T]" + end + "Driver=D" + end + "[TOLVA]" + end + "~Mode=T");
+        expectSet("width 3 --profile q.ini");
+        expectShown("section          T\n", "--profile q.ini ");
         expectShown("section          X\ndriver           TOLVA.1\n", "--profile p.ini ");
         expectShown("width            3 (not in use)\nheight           5 ", "--profile p.ini ");
         expectShown("x-resolution     77 (not in use)\ny-resolution     78 ", "--profile p.ini ");
@@ -104,6 +107,7 @@ TEST_F(StayingSettings, ThatCannotBeWrittenLeaveTheFileAsItIs) {
     for (const auto& [bytes, before] : {std::pair(std::string("[X]\n\0\n", 6), ""),
                                         {profileOf(";" + std::string(1000000, 'a')), ""},
                                         {profileOf(""), "ulimit -f 0;"},
+                                        {"[TOLVA]\n~Mode = Mine\n[Mine]\nDriver=D\n", ""},
                                         {profileOf(""), "chmod 444 p.ini;"}}) {
         write("p.ini", bytes);
         EXPECT_EQ(run("-q setup set width 3 --profile p.ini", before).status, 4) << before;
@@ -135,7 +139,7 @@ TEST_F(StayingSettings, InfoTellsWhatIsExportedAndWhatHostsAreTold) {
               "\"section\": \"Mine\", \"width\": 468, \"height\": 156, \"bitsPerPixel\": 8, \"roundedUpWidth\": 469, "
               "\"roundedUpHeight\": 157}\n");
     EXPECT_EQ(run("info 'q\"\\.pgm' --profile p.ini > .info").status, 0);
-    EXPECT_NE(read(".info").find("468 x 156 pixels of 8 bits\nrounded up, as hosts are told: 469 x 157"),
+    EXPECT_NE(read(".info").find("468 x 156 pixels of 8 bits\nhosts are told, with fractions rounded up: 469 x 157"),
               std::string::npos);
     EXPECT_NE(run("-v 'q\"\\.pgm' --profile p.ini -o a.gif").said.find("a.gif: 468 x 156"), std::string::npos);
     EXPECT_EQ(run("info --json a.pgm > .info").status, 0);
