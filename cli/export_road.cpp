@@ -12,8 +12,6 @@ namespace {
 
 constexpr char kStep[] = "ExportCellData";
 
-enum HostArgument { kArgumentSetup = 2, kArgumentStatus = 6, kArguments = 7 };
-
 // The bitmap and the palette are the picture's own bytes; freeing their handles leaves them.
 PictureDescriptor describe(const RasterCalls& calls, const Picture& picture, uint32_t bytes) {
     PictureDescriptor cells = {};
@@ -42,7 +40,7 @@ ExitStatus exportWhole(const Library& library, const ExportOrder& order, StatusR
 
     PictureDescriptor cells = describe(calls, *order.picture, static_cast<uint32_t>(bytes));
     PictureDescriptor information = cells;
-    uintptr_t arguments[kArguments] = {};
+    uintptr_t arguments[kExportArguments] = {};
     arguments[kArgumentSetup] = order.setup;
     arguments[kArgumentStatus] = reinterpret_cast<uintptr_t>(&status);
     const int32_t code = library.exportCellData(order.fileName, &information, &cells, arguments);

@@ -15,20 +15,9 @@
 namespace cli {
 namespace {
 
-enum GeometryQuestion {  // words
-    kAskDisplayResolution = 0,
-    kAskResolution = 2,
-    kAskWidth = 3,
-    kAskHeight = 4,
-    kAskDisplayWidth = 5,
-    kAskDisplayHeight = 6,
-    kAskWords = 7
-};
-enum GeometryAnswer { kAnswerWidth = 0, kAnswerHeight = 1, kAnswerBits = 2, kAnswerWords = 3 };
-
 struct Info {
     OutputSize size;
-    int32_t answer[kAnswerWords];
+    int32_t answer[kInfoOutWords];
 };
 
 int32_t wholeDots(double inches, int16_t resolution) { return static_cast<int32_t>(std::lround(inches * resolution)); }
@@ -37,20 +26,20 @@ ExitStatus askLibrary(const Library& library, const Settings& settings, const Pi
     GeometryCalls calls = {};
     const ExitStatus status = loadGeometryCalls(library, calls);
     if (status != kExitDone) return status;
-    int32_t question[kAskWords] = {};
-    question[kAskResolution] = kPictureResolution;
-    question[kAskWidth] = static_cast<int32_t>(picture.width);
-    question[kAskHeight] = static_cast<int32_t>(picture.height);
+    int32_t in[kInfoInWords] = {};
+    in[kInfoDpi] = kPictureResolution;
+    in[kInfoDots] = static_cast<int32_t>(picture.width);
+    in[kInfoRows] = static_cast<int32_t>(picture.height);
     double width = 0;
     double height = 0;
     int16_t resolution = 0;
     calls.getDisplayInfo(&width, &height, &resolution, nullptr);
     if (resolution != 0) {
-        question[kAskDisplayResolution] = resolution;
-        question[kAskDisplayWidth] = wholeDots(width, resolution);
-        question[kAskDisplayHeight] = wholeDots(height, resolution);
+        in[kInfoDisplayDpi] = resolution;
+        in[kInfoDisplayDots] = wholeDots(width, resolution);
+        in[kInfoDisplayRows] = wholeDots(height, resolution);
     }
-    calls.getRasterInfo(settings.handle, question, answer);
+    calls.getRasterInfo(settings.handle, in, answer);
     return kExitDone;
 }
 
@@ -62,17 +51,17 @@ void printObject(const Settings& settings, const char* name, const Picture& pict
                 loaded ? jsonText(settings.setup->sectionName).c_str() : "null");
     std::printf(
         "\"width\": %.0f, \"height\": %.0f, \"bitsPerPixel\": %d, \"roundedUpWidth\": %d, \"roundedUpHeight\": %d}\n",
-        info.size.width, info.size.height, info.answer[kAnswerBits], info.answer[kAnswerWidth],
-        info.answer[kAnswerHeight]);
+        info.size.width, info.size.height, info.answer[kInfoBitsPerPixel], info.answer[kInfoPixelWidth],
+        info.answer[kInfoPixelHeight]);
 }
 
 void printText(const char* name, const Picture& picture, const Info& info) {
     const int32_t* const answer = info.answer;
     std::printf("%s: %u x %u pixels\n", name, picture.width, picture.height);
-    std::printf("GIF: %.0f x %.0f pixels of %d bits\n", info.size.width, info.size.height, answer[kAnswerBits]);
-    if (answer[kAnswerWidth] != info.size.width || answer[kAnswerHeight] != info.size.height) {
-        std::printf("hosts are told, with fractions rounded up: %d x %d pixels\n", answer[kAnswerWidth],
-                    answer[kAnswerHeight]);
+    std::printf("GIF: %.0f x %.0f pixels of %d bits\n", info.size.width, info.size.height, answer[kInfoBitsPerPixel]);
+    if (answer[kInfoPixelWidth] != info.size.width || answer[kInfoPixelHeight] != info.size.height) {
+        std::printf("hosts are told, with fractions rounded up: %d x %d pixels\n", answer[kInfoPixelWidth],
+                    answer[kInfoPixelHeight]);
     }
 }
 

@@ -25,8 +25,6 @@ constexpr int16_t kDeepestTable = 8;
 constexpr int16_t kCellValue = 1;
 constexpr int32_t kTermDone = 1;
 
-enum HostArgument { kArgumentSetup = 2, kArgumentStatus = 6 };
-
 // Behind the record, from init to terminate.
 struct PrivateBlock {
     Handle band;     // the last one made here

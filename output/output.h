@@ -91,8 +91,9 @@ typedef struct OffscreenRecord {
  * nothing is written; else the failing band's kExportFailed or kStreamFailed, or kStoppedByHost. The bands' memory is
  * left alone. */
 int32_t OutputPicture(Handle stream, void* hostContext, OffscreenCallback callback);
-/* Writes a picture handed over whole, as one band, with the settings in word 2 of the host's arguments and the status
- * record in word 6: through the settings' output device, to the file, or (empty name) to memory. 0, whatever became of
+enum ExportArgument { kArgumentSetup = 2, kArgumentStatus = 6, kExportArguments = 7 }; /* native words */
+/* Writes a picture handed over whole, as one band, with the settings and the status record that the host's
+ * arguments name: through the settings' output device, to the file, or (empty name) to memory. 0, whatever became of
  * the picture; kStreamFailed without a stream. `picture` receives its size and resolution. */
 int32_t ExportCellData(const char* fileName, PictureDescriptor* picture, const PictureDescriptor* cells,
                        const uintptr_t* hostArguments);
