@@ -275,6 +275,9 @@ TEST(Profile, SettingsComeFromItAndTheEscapeSavesThem) {
         EXPECT_NE(saved.find(line), std::string::npos) << saved;
     }
 
+    h = CreateSetup(0, file, nullptr, 0);  // what comes back; the width is what ".310.125" begins with
+    EXPECT_EQ(std::tuple(lpRaster->colourMode, lpRaster->width, lpRaster->height), std::tuple(104, 0.31, 7.12));
+    DestroySetup(h);
     h = CreateSetup(0, file, "none", 0);
     EXPECT_EQ(lpRaster->colourMode, 0);
     EXPECT_EQ(lpRaster->width, 0.0);
