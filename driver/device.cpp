@@ -10,8 +10,19 @@ namespace {
 
 using namespace tolva;
 
-// The block of a memory stream: its stream keeps this variable up to date, so it must outlive the call that opens it.
-void* memoryBlock = nullptr;
+// A memory stream keeps a variable with its block's address up to date. That variable lives as long as the stream, in a
+// block of its own, because a host may go back to a device whose init was followed by another.
+Handle openStream(const EMData& em) {
+    void** const memory = static_cast<void**>(zunPtrGlobalAlloc(sizeof(void*)));
+    const Handle stream = openOutputStream(lpSetup, em.status, em.fileName, memory);
+    if (*memory == nullptr) zunPtrGlobalFree(memory);
+    return stream;
+}
+
+// Null for a stream that goes elsewhere.
+void** memoryOf(Handle stream) {
+    return stream == 0 ? nullptr : static_cast<StreamRecord*>(GlobalLock(stream))->blockPointerRef;
+}
 
 }  // namespace
 
@@ -20,7 +31,7 @@ void* d_opdv(void* block) {
     EMData& em = *lpEMData;
     d_empes(block);
     em.state = kDeviceOpen;
-    em.outputStream = openOutputStream(lpSetup, em.status, em.fileName, &memoryBlock);
+    em.outputStream = openStream(em);
     // Kept: an output device that does not open is not reported.
     const bool hasDevice = lpSetup != nullptr && lpSetup->outputDevice != 0;
     if (em.outputStream == 0 && !hasDevice) push_er(kStreamFailed);
@@ -31,13 +42,15 @@ void* d_cldv(void* block) {
     if (lpEMData == nullptr) return block;
     EMData& em = *lpEMData;
     em.state = kInitialised;
+    void** const memory = memoryOf(em.outputStream);
     if (RASTER_escape() != kNoError) {
         zunCloseandDelete(em.outputStream, em.fileName);
     } else if (zunClose(em.outputStream) != 0) {
         push_er(kStreamFailed);
     }
     em.outputStream = 0;
-    freeOutputMemory(&memoryBlock);
+    if (memory != nullptr) freeOutputMemory(memory);
+    zunPtrGlobalFree(memory);
     return block;
 }
 
