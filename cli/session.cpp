@@ -40,7 +40,7 @@ void fillSetup(Setup& setup, const ExportOrder& order) {
 
 ExitStatus runSession(const Library& library, const ExportOrder& order) {
     StatusRecord status = {};
-    status.context = 1;  // the filter passes over a record without one
+    status.context = 1;  // without one the filter does not report its init
     status.function = answerStatus;
     status.streamContext = reinterpret_cast<intptr_t>(order.hostFile);
     Setup& setup = *static_cast<Setup*>(library.globalLock(order.setup));

@@ -91,7 +91,7 @@ enum OpcodeBlock {
     kCellBits = 96,          /* 32-bit: negative = data by address */
     kCellData = 102,         /* the data, or its native-wide address */
     kPrimitiveId = 16,       /* 32-bit: a PrimitiveId */
-    kPrimitivePoints = 20,   /* 32-bit: points of kPointBytes each, from byte 24; behind them a 32-bit length, the data */
+    kPrimitivePoints = 20,   /* 32-bit: points of kPointBytes each; behind them a 32-bit length and the data */
     kPrimitiveFirstPoint = 24,
     kPointBytes = 24,
     kOpenWidth = 0,          /* in the opening primitive's data: 32-bit, most pixels a row */

@@ -69,8 +69,8 @@ CellArray readCellArray(const EMData& em, const void* block) {
     return cells;
 }
 
-// Copies `count` rows of the data, row i to bitmap row start + step x i, as far as the bitmap has
-// those rows: a height left over from elsewhere may reach past it.
+// Copies `count` rows of the data, row i to bitmap row start + step x i, as far as the bitmap has those rows: a height
+// left over from elsewhere may reach past it.
 void copyRows(const EMData& em, const CellArray& cells, Handle h, int64_t start, int64_t step, int64_t count) {
     uint8_t* const bitmap = static_cast<uint8_t*>(GlobalLock(h));
     const int64_t held = cells.rowBytes == 0 ? 0 : GlobalSize(h) / cells.rowBytes;
@@ -145,6 +145,7 @@ void writeLoneCells(EMData& em, const CellArray& cells) {
 
 // ---- The bracket ----
 
+// Tables are for depths up to 8; true colour comes as 24 bits or 32.
 bool isWritable(int64_t depth) { return (depth >= 1 && depth <= 8) || depth == kTrueColour || depth == kFourByteDepth; }
 
 // The opening primitive's data, behind its points. Hosts send all of it; of a shorter block no more is read than its

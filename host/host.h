@@ -92,9 +92,9 @@ enum ProfileKeep { /* what CleanProfileLine leaves in the text */
 };
 
 /* The value of a key, over the default, without a terminator of its own: a value shorter than the default leaves the
- * default's tail. Without a key: the names of the section's keys, each with a zero behind it. Returns the value's or the
- * default's length; for names, the default's length and theirs, separators not counted. A section of null or "", or a
- * default of null, gives 0 and leaves the buffer alone. Never writes beyond `size` bytes. */
+ * default's tail. Without a key: the names of the section's keys, each with a zero behind it. Returns the value's or
+ * the default's length; for names, the default's length and theirs, separators not counted. A section of null or "", or
+ * a default of null, gives 0 and leaves the buffer alone. Never writes beyond `size` bytes. */
 int32_t GetPrivateProfileString(const char* section, const char* key, const char* fallback, char* buffer, int32_t size,
                                 const char* file);
 int32_t GetProfileString(const char* section, const char* key, const char* fallback, char* buffer, int32_t size);

@@ -8,8 +8,8 @@
 
 #include "driver/driver.h"
 #include "host/numbers.h"
-#include "output/output.h"
 #include "output/output_stream.h"
+#include "output/query.h"
 #include "raster/raster.h"
 #include "stream/stream.h"
 
@@ -50,14 +50,7 @@ PrivateBlock* privateBlockOf(const OffscreenRecord& record) {
 intptr_t answerQuery(const void* hostContext, OffscreenQuery* query) {
     if (hostContext == nullptr || query == nullptr) return 0;
     const PictureDescriptor picture = load<PictureDescriptor>(hostContext);
-    query->width = picture.fullWidth;
-    query->height = picture.fullHeight;
-    query->resolution = picture.resolution;
-    if (picture.resolution != 0) {
-        query->width /= picture.resolution;
-        query->height /= picture.resolution;
-    }
-    query->value = kCellValue;
+    answerSize(*query, picture.fullWidth, picture.fullHeight, picture.resolution, kCellValue);
     return 0;
 }
 

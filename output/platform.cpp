@@ -4,7 +4,7 @@
 #include <initializer_list>
 
 #include "host/numbers.h"
-#include "output/output.h"
+#include "output/query.h"
 #include "stream/stream.h"
 
 static_assert(sizeof(OffscreenQuery) == 24);
@@ -19,18 +19,11 @@ constexpr int16_t kMetafileValue = 4;
 
 intptr_t wordOf(const void* pointer) { return reinterpret_cast<intptr_t>(pointer); }
 
-// Into inches where a resolution is given.
 intptr_t queryMetafile(const MetafilePicture* host, OffscreenQuery* answer) {
     if (host == nullptr || answer == nullptr) return 0;
     const MetafilePicture picture = load<MetafilePicture>(host);
-    answer->width = static_cast<double>(int64_t{picture.right} - picture.left);
-    answer->height = static_cast<double>(int64_t{picture.top} - picture.bottom);
-    answer->resolution = picture.resolution;
-    if (picture.resolution != 0) {
-        answer->width /= picture.resolution;
-        answer->height /= picture.resolution;
-    }
-    answer->value = kMetafileValue;
+    answerSize(*answer, static_cast<double>(int64_t{picture.right} - picture.left),
+               static_cast<double>(int64_t{picture.top} - picture.bottom), picture.resolution, kMetafileValue);
     return 0;
 }
 

@@ -2,7 +2,6 @@
 // question that the same dialog asks.
 
 #include <charconv>
-#include <cmath>
 #include <cstring>
 
 #include "host/numbers.h"
@@ -89,7 +88,7 @@ int32_t setResolution(const Request& r, int16_t Setup::*resolution, StringId key
 int32_t setExtent(const Request& r, double Setup::*extent, const ExtentFormat& format) {
     if (r.size != kDoubleBytes || r.in == nullptr) return kRefused;
     const double inches = load<double>(r.in);
-    if (isOutside(inches, kSmallestExtent, kLargestExtentInches)) return kRefused;
+    if (!isExtent(inches)) return kRefused;
     r.setup->*extent = inches;
     saveExtent(r, format, inches);
     return kDone;

@@ -7,8 +7,8 @@ namespace tolva {
 inline constexpr double kSmallestExtent = 0.03125;
 inline constexpr double kLargestExtentInches = 22.0;
 
-// What is no number lies outside everything.
-inline bool isOutside(double value, double lowest, double highest) { return !(value >= lowest && value <= highest); }
+// What is no number lies outside.
+inline bool isExtent(double inches) { return inches >= kSmallestExtent && inches <= kLargestExtentInches; }
 
 }  // namespace tolva
 

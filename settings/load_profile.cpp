@@ -1,5 +1,5 @@
-// load_profile.cpp: from the lines of a profile's section to the fields of a Setup block. Called when a block is made and by
-// hosts whose dialog goes back to what was saved.
+// load_profile.cpp: from the lines of a profile's section to the fields of a Setup block. Called when a block is made
+// and by hosts whose dialog goes back to what was saved.
 
 #include <clocale>
 #include <cstdlib>

@@ -56,7 +56,7 @@ bool repairResolution(int16_t* resolution) {
 }
 
 bool repairExtent(double* extent, double fallback) {
-    if (!isOutside(*extent, kSmallestExtent, kLargestExtentInches)) return false;
+    if (isExtent(*extent)) return false;
     *extent = fallback;
     return true;
 }

@@ -39,6 +39,12 @@ TEST(Setup, DefaultsStandWhenThereIsNoProfile) {
     EXPECT_EQ(lpRaster, nullptr);
     EXPECT_EQ(DestroySetup(0), 1);
     EXPECT_EQ(LimitCheck(), 0);
+    char text[] = "################";
+    EXPECT_EQ(LoadString(0, 0x10000 + kStringFont, text, 3), 4);  // kept: cut without a terminator
+    EXPECT_STREQ(text, "Fon#############");
+    EXPECT_EQ(LoadString(0, kStringFallback, text, sizeof text), 11);
+    EXPECT_EQ(LoadString(0, 12, text, sizeof text), 0);
+    EXPECT_STREQ(text, "Not Defined");
 }
 
 TEST(Setup, LimitsAreRepairedAndTheLastRepairIsTold) {
