@@ -5,16 +5,15 @@
 
 namespace {
 
-const std::string kHostInC = TOLVA_EMULATOR " " TOLVA_EXAMPLE_HOST;
+const Launch kHostInC = {.words = {TOLVA_EXAMPLE_HOST, TOLVA_LIBRARY}, .emulated = true};
 
-Bytes drawn(const std::string& host, const std::string& size) {
-    const std::string path = temporaryPath("example.gif");
-    const Outcome outcome = runProgram(host + " " TOLVA_LIBRARY " " + path + size + " 2>&1");
-    EXPECT_EQ(outcome.status, 0) << outcome.out;
-    EXPECT_NE(outcome.out.find("100%"), std::string::npos) << outcome.out;
-    const Bytes gif = readFile(path);
-    unlink(path.c_str());
-    return gif;
+Bytes drawn(Launch host, const Words& size) {
+    const Temporary file("example.gif");
+    host.words = host.words + Words{file.path} + size;
+    const RunResult result = runProgram(host);
+    EXPECT_EQ(result.status, 0) << result.said;
+    EXPECT_NE(result.said.find("100%"), std::string::npos) << result.said;
+    return readFile(file.path);
 }
 
 }  // namespace
@@ -33,13 +32,18 @@ TEST(ExampleHosts, TheOneInPythonWritesTheSameFileByOpcodes) {
 #ifndef TOLVA_PYTHON
     GTEST_SKIP() << "no Python that could load this library";
 #else
-    EXPECT_EQ(drawn(TOLVA_PYTHON " " TOLVA_EXAMPLES_FOLDER "/host.py", " 191 121"), drawn(kHostInC, " 191 121 1000"));
+    EXPECT_EQ(drawn({.words = {TOLVA_PYTHON, TOLVA_EXAMPLES_FOLDER "/host.py", TOLVA_LIBRARY}}, "191 121"),
+              drawn(kHostInC, "191 121 1000"));
 #endif
 }
 
 TEST(ExampleHosts, FailuresShow) {
-    EXPECT_NE(runProgram(kHostInC + " " TOLVA_LIBRARY " /nowhere/at/all.gif 2>&1").status, 0);
-    const std::string path = temporaryPath("example.gif");
-    EXPECT_NE(runProgram("trap '' XFSZ; ulimit -f 8; " + kHostInC + " " TOLVA_LIBRARY " " + path + " 2>&1").status, 0);
-    EXPECT_NE(access(path.c_str(), F_OK), 0) << "a GIF without an end was left";
+    Launch host = kHostInC;
+    host.words.push_back("/nowhere/at/all.gif");
+    EXPECT_EQ(runProgram(host).status, 1);
+    const Temporary file("example.gif");
+    host.words.back() = file.path;
+    host.before = "env --ignore-signal=XFSZ prlimit --fsize=4096";
+    EXPECT_EQ(runProgram(host).status, 1);
+    EXPECT_NE(access(file, F_OK), 0) << "a GIF without an end was left";
 }

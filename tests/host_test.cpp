@@ -53,10 +53,10 @@ TEST(Memory, OutOfMemoryPrintsItsLineAndCrashes) {
 #endif
     const std::string bytes = sizeof(void*) == 8 ? "4294967320" : "4294967312";
     for (const std::string& program : programs) {
-        const Outcome outcome = runProgram(std::string("exec " TOLVA_EMULATOR " ") + program + " 2>/dev/null");
+        const RunResult outcome = runProgram({.words = {program}, .emulated = true});
         EXPECT_EQ(outcome.out,
                   "GloalAlloc function failed due to insufficient memory: needs " + bytes + " bytes memory!!\n");
-        EXPECT_TRUE(WIFSIGNALED(outcome.status)) << program;
+        EXPECT_LT(outcome.status, 0) << program;
     }
 }
 

@@ -14,7 +14,7 @@ TEST(SharedLibrary, ShowsItsExportsAndNothingElse) {
         if (word.back() == ';' && word != "*;" && word != "};") listed.insert(word.substr(0, word.size() - 1));
     }
     std::set<std::string> visible;
-    std::istringstream lines(runProgram(TOLVA_NM " -D --defined-only " TOLVA_LIBRARY).out);
+    std::istringstream lines(runProgram({.words = {TOLVA_NM, "-D", "--defined-only", TOLVA_LIBRARY}}).out);
     for (std::string address, kind, name; lines >> address >> kind >> name;) visible.insert(name);
     EXPECT_EQ(visible, listed);
     EXPECT_GT(listed.size(), 180u);
@@ -24,7 +24,7 @@ TEST(SharedLibrary, IsNotMovedByAHostWithTheSameNames) {
 #if defined(__SANITIZE_ADDRESS__)
     GTEST_SKIP() << "the sanitizer's own loader checks are in the way";
 #endif
-    const Outcome outcome = runProgram(TOLVA_EMULATOR " " TOLVA_ODD_HOST " " TOLVA_LIBRARY);
+    const RunResult outcome = runProgram({.words = {TOLVA_ODD_HOST, TOLVA_LIBRARY}, .emulated = true});
     EXPECT_EQ(outcome.out, "init 0, capability 1, called 0, own block untouched\n");
     EXPECT_EQ(outcome.status, 0);
 }

@@ -226,7 +226,7 @@ TEST(Profile, AFileThatCannotBeChangedStaysWhole) {
     struct stat about;
     lstat(path.c_str(), &about);
     EXPECT_EQ(about.st_mode, S_IFREG | 0640u);
-    EXPECT_EQ(runProgram("ls " + folder).out, "link.ini\np.ini\n");
+    EXPECT_EQ(runProgram({.words = {"ls", folder}}).out, "link.ini\np.ini\n");
     EXPECT_EQ(temporaryFiles(), leftBefore);
 }
 

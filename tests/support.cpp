@@ -2,10 +2,8 @@
 
 #include "stream/system_calls.h"
 
-#include <sys/wait.h>
 #include <unistd.h>
 
-#include <cstdio>
 #include <fstream>
 
 #ifdef TOLVA_GIF_ORACLE
@@ -355,13 +353,4 @@ int32_t sendPicture(const Picture& picture, double dpi) {
     const int32_t drawn = call(cellBlock(rows.data(), picture.width, picture.height));
     const int32_t closed = closeBody();
     return opened != 0 ? opened : drawn != 0 ? drawn : closed;
-}
-
-Outcome runProgram(const std::string& commandLine) {
-    Outcome outcome = {-1, ""};
-    FILE* const pipe = popen(commandLine.c_str(), "r");
-    if (pipe == nullptr) return outcome;
-    for (int c; (c = std::fgetc(pipe)) != EOF;) outcome.out.push_back(static_cast<char>(c));
-    outcome.status = pclose(pipe);
-    return outcome;
 }

@@ -16,6 +16,7 @@
 
 #include "driver/driver.h"
 #include "output/output.h"
+#include "programs.h"
 #include "raster/raster.h"
 #include "settings/settings.h"
 #include "stream/stream.h"
@@ -132,11 +133,5 @@ Bytes cellBlock(const uint8_t* rows, int width, int height, int bits = 8);
 int32_t openBody(double x2, double y2, double dpi = 0.0);
 int32_t closeBody();
 int32_t sendPicture(const Picture& picture, double dpi = 128.0);
-
-struct Outcome {
-    int status;
-    std::string out;
-};
-Outcome runProgram(const std::string& commandLine);
 
 #endif

@@ -4,8 +4,8 @@
 
 #include <gif_lib.h>
 
-SeenGif Decoded::convert(const std::string& words, const std::string& before) {
-    const RunResult result = run("-f -o a.gif " + words, before);
+SeenGif Decoded::convert(const std::string& words, const Launch& launch) {
+    const RunResult result = run("-f -o a.gif " + words, launch);
     EXPECT_EQ(result.status, 0) << words << ": " << result.said;
     SeenGif seen;
     GifFileType* const gif = DGifOpenFileName(path("a.gif").c_str(), nullptr);

@@ -21,10 +21,10 @@ struct SeenGif {
     int pixelAt(int x, int y) const { return pixels[static_cast<size_t>(y * width + x)]; }
 };
 
-// Exports with the shell's words to a GIF and decodes it. Width 0 when the decoder refuses the file.
+// Exports to a GIF and decodes it. Width 0 when the decoder refuses the file.
 class Decoded : public Program {
   protected:
-    SeenGif convert(const std::string& words, const std::string& before = "");
+    SeenGif convert(const std::string& words, const Launch& launch = {});
 };
 
 #endif

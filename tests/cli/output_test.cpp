@@ -1,10 +1,16 @@
 // output_test.cpp: where the GIF goes, and what becomes of files when it cannot go there.
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
+
+#include <filesystem>
+#include <future>
 
 #include "cli/gif_check.h"
 #include "support.h"
+
+namespace files = std::filesystem;
 
 class OutputFile : public Program {
   protected:
@@ -23,52 +29,61 @@ TEST_F(OutputFile, IsNotOverwrittenWithoutF) {
 }
 
 TEST_F(OutputFile, GetsTheModeOfTheFileItReplacesElseThatOfANewFile) {
-    ASSERT_EQ(run("a.pgm -o a.gif", "umask 027;").status, 0);
+    const mode_t before = umask(027);
+    ASSERT_EQ(run("a.pgm -o a.gif").status, 0);
     EXPECT_EQ(mode("a.gif"), 0640);
-    ASSERT_EQ(run("a.pgm -f -o a.gif", "chmod 604 a.gif;").status, 0);
-    EXPECT_EQ(mode("a.gif"), 0604);
     // A file that nobody may write is still replaced: the folder decides, and the mode stays.
-    ASSERT_EQ(run("a.pgm -f -o a.gif", "chmod 444 a.gif;").status, 0);
-    EXPECT_EQ(mode("a.gif"), 0444);
-    ASSERT_EQ(run("a.pgm -o b.gif", "umask 777;").status, 0);
+    for (const mode_t earlier : {0604, 0444}) {
+        chmod(path("a.gif").c_str(), earlier);
+        ASSERT_EQ(run("a.pgm -f -o a.gif").status, 0);
+        EXPECT_EQ(mode("a.gif"), static_cast<int>(earlier));
+    }
+    umask(0777);
+    ASSERT_EQ(run("a.pgm -o b.gif").status, 0);
     EXPECT_EQ(mode("b.gif"), 0);
+    umask(before);
 }
 
 TEST_F(OutputFile, FollowsSymbolicLinks) {
-    ASSERT_EQ(run("a.pgm -o link", "mkdir -p deep/er; ln -s deep/one link; ln -s er/two deep/one;").status, 0);
+    files::create_directories(path("deep/er"));
+    files::create_symlink("deep/one", path("link"));
+    files::create_symlink("er/two", path("deep/one"));
+    files::create_symlink("round", path("round"));
+    ASSERT_EQ(run("a.pgm -o link").status, 0);
     EXPECT_TRUE(isGif(read("deep/er/two")));
     EXPECT_EQ(run("a.pgm -o link").status, 4);
     EXPECT_EQ(run("a.pgm -f -o link").status, 0);
-    EXPECT_EQ(run("a.pgm -o round", "ln -s round round; test -L link && test -L deep/one &&").status, 4);
+    EXPECT_TRUE(files::is_symlink(path("link")) && files::is_symlink(path("deep/one")));
+    EXPECT_EQ(run("a.pgm -o round").status, 4);
 }
 
 TEST_F(OutputFile, GoesToPipesAndDevicesWithoutRenaming) {
     EXPECT_EQ(run("a.pgm -o a.gif").status, 0);
     const std::string gif = read("a.gif");
     ASSERT_TRUE(isGif(gif));
-    EXPECT_EQ(run("a.pgm -o - > b.gif").status, 0);
+    EXPECT_EQ(run("a.pgm -o -", {.out = {.file = "b.gif"}}).status, 0);
     EXPECT_EQ(read("b.gif"), gif);
-    EXPECT_EQ(run("a.pgm -o /dev/stdout | cat > c.gif").status, 0);
-    EXPECT_EQ(read("c.gif"), gif);
-    EXPECT_EQ(run("a.pgm -o fifo", "mkfifo fifo; cat fifo > d.gif &").status, 0);
-    EXPECT_EQ(run("--version > /dev/null", "wait; sleep 0.2;").status, 0);
-    EXPECT_EQ(read("d.gif"), gif);
+    EXPECT_EQ(run("a.pgm -o /dev/stdout").out, gif);
+    mkfifo(path("fifo").c_str(), 0600);
+    auto received = std::async(std::launch::async, [this] { return read("fifo"); });
+    EXPECT_EQ(run("a.pgm -o fifo").status, 0);
+    EXPECT_EQ(received.get(), gif);
     EXPECT_EQ(run("a.pgm -o /dev/null").status, 0);
 }
 
 TEST_F(OutputFile, ThatCannotBeWrittenEndsWith4AndLeavesNothing) {
-    for (const char* const words :
-         {"a.pgm -f -o /dev/full", "a.pgm -o - > /dev/full", "a.pgm -o - >&-", "a.pgm -f -o .",
-          "a.pgm -o missing/a.gif", "a.pgm -o a.pgm/a.gif", "a.pgm -o a.gif/"}) {
-        EXPECT_EQ(run(words).status, 4) << words;
-        EXPECT_EQ(names(), std::vector<std::string>{"a.pgm"}) << words;
+    for (const Lead& out : {Lead{kPiped, "/dev/full"}, Lead{kClosed}, Lead{kNobody}}) {
+        EXPECT_EQ(run("a.pgm -o -", {.out = out}).status, 4) << out.descriptor;
     }
-    EXPECT_EQ(run("a.pgm -o -  | true").status, 0);
+    for (const char* const name : {"/dev/full", ".", "missing/a.gif", "a.pgm/a.gif", "a.gif/"}) {
+        EXPECT_EQ(run({"a.pgm", "-f", "-o", name}).status, 4) << name;
+        EXPECT_EQ(names(), std::vector<std::string>{"a.pgm"}) << name;
+    }
 }
 
 TEST_F(OutputFile, OnAFullDiskHarmsNoEarlierFile) {
     write("a.gif", "earlier");
-    const RunResult result = run("a.pgm -f -o a.gif", "ulimit -f 2;");
+    const RunResult result = run("a.pgm -f -o a.gif", {.before = "prlimit --fsize=1024"});
     EXPECT_EQ(result.status, 4);
     EXPECT_NE(result.said.find("303"), std::string::npos) << result.said;
     EXPECT_EQ(read("a.gif"), "earlier");
@@ -78,7 +93,8 @@ TEST_F(OutputFile, OnAFullDiskHarmsNoEarlierFile) {
 TEST_F(OutputFile, MayStandUnderAVeryLongPath) {
     std::string deep;
     for (int i = 0; i < 12; ++i) deep += std::string(250, 'd') + "/";
-    EXPECT_EQ(run("a.pgm -o " + deep + "a.gif", "mkdir -p " + deep + ";").status, 0);
+    files::create_directories(path(deep));
+    EXPECT_EQ(run("a.pgm -o " + deep + "a.gif").status, 0);
     EXPECT_TRUE(isGif(read(deep + "a.gif")));
     const std::string longName(255, 'n');
     EXPECT_EQ(run("a.pgm -o " + longName).status, 0);
@@ -88,7 +104,7 @@ TEST_F(OutputFile, MayStandUnderAVeryLongPath) {
 TEST_F(OutputFile, IsNotMadeWhenTheUserStops) {
     write("a.gif", "earlier");
     // The picture never arrives; the signal finds the program waiting for it.
-    const RunResult result = run("- -f -o a.gif", "sleep 2 | timeout --preserve-status -s INT 0.7");
+    const RunResult result = run("- -f -o a.gif", {.before = "timeout --preserve-status -s INT 0.7", .pause = 2});
     EXPECT_EQ(result.status, 5) << result.said;
     EXPECT_EQ(read("a.gif"), "earlier");
     EXPECT_EQ(names(), (std::vector<std::string>{"a.gif", "a.pgm"}));

@@ -33,7 +33,7 @@ TEST_F(PnmReader, RefusesWithStatus3AndTheReason) {
     for (const auto& [bytes, reason] : refused) {
         write("a.pnm", bytes);
         // A pipe's size is not known beforehand, so the end comes as a surprise there.
-        for (const RunResult& result : {run("a.pnm -o a.gif"), run("- -o a.gif", "cat a.pnm |")}) {
+        for (const RunResult& result : {run("a.pnm -o a.gif"), run("- -o a.gif", {.input = read("a.pnm")})}) {
             EXPECT_EQ(result.status, 3) << bytes;
             EXPECT_NE(result.said.find(reason), std::string::npos) << bytes << "\n" << result.said;
         }

@@ -1,5 +1,8 @@
 // settings_test.cpp: settings that stay: what is set is loaded, wherever it comes from, and no profile is harmed.
 
+#include <sys/stat.h>
+
+#include <filesystem>
 #include <tuple>
 
 #include "support.h"
@@ -19,12 +22,10 @@ class StayingSettings : public Program {
         return read("a.gif");
     }
     void expectSet(const std::string& words) { EXPECT_EQ(run("-q setup set " + words).said, "") << words; }
-    std::string shown(const std::string& words = "", const std::string& before = "") {
-        EXPECT_EQ(run("setup show " + words + "> .shown", before).status, 0) << words;
-        return read(".shown");
-    }
     void expectShown(const std::string& line, const std::string& words = "") {
-        EXPECT_NE((shown(words) + "\n").find("\n" + line), std::string::npos) << line << "\n" << read(".shown");
+        const RunResult shown = run("setup show " + words);
+        EXPECT_EQ(shown.status, 0) << words;
+        EXPECT_NE((shown.out + "\n").find("\n" + line), std::string::npos) << line << "\n" << shown.out;
     }
 };
 
@@ -104,13 +105,14 @@ TEST_F(StayingSettings, ThatCannotBeLoadedEndWith3IfNamedAndAreToldIfNot) {
 }
 
 TEST_F(StayingSettings, ThatCannotBeWrittenLeaveTheFileAsItIs) {
-    for (const auto& [bytes, before] : {std::pair(std::string("[X]\n\0\n", 6), ""),
-                                        {profileOf(";" + std::string(1000000, 'a')), ""},
-                                        {profileOf(""), "ulimit -f 0;"},
-                                        {"[TOLVA]\n~Mode = Mine\n[Mine]\nDriver=D\n", ""},
-                                        {profileOf(""), "chmod 444 p.ini;"}}) {
+    for (const auto& [bytes, before, mode] : {std::tuple(std::string("[X]\n\0\n", 6), "", 0644),
+                                              {profileOf(";" + std::string(1000000, 'a')), "", 0644},
+                                              {profileOf(""), "prlimit --fsize=0", 0644},
+                                              {"[TOLVA]\n~Mode = Mine\n[Mine]\nDriver=D\n", "", 0644},
+                                              {profileOf(""), "", 0444}}) {
         write("p.ini", bytes);
-        EXPECT_EQ(run("-q setup set width 3 --profile p.ini", before).status, 4) << before;
+        chmod(path("p.ini").c_str(), static_cast<mode_t>(mode));
+        EXPECT_EQ(run("-q setup set width 3 --profile p.ini", {.before = before}).status, 4) << before;
         EXPECT_EQ(read("p.ini"), bytes) << before;
         EXPECT_EQ(names(), (std::vector<std::string>{"a.pgm", "p.ini"})) << before;
     }
@@ -120,28 +122,30 @@ TEST_F(StayingSettings, ThatCannotBeWrittenLeaveTheFileAsItIs) {
 }
 
 TEST_F(StayingSettings, StandInInidirFirst) {
-    const std::string before = "mkdir -p ini; export INIDIR=ini;";
+    const Launch withInidir = {.before = "env INIDIR=ini"};
+    std::filesystem::create_directory(path("ini"));
     expectSet("width 2");
-    EXPECT_EQ(run("setup path > .path", before).status, 0);
-    EXPECT_EQ(read(".path").rfind("libtolva.ini\nis read", 0), 0u) << read(".path");
-    EXPECT_EQ(run("-q setup set width 8", "rm libtolva.ini;" + before).status, 0);
+    EXPECT_EQ(run("setup path", withInidir).out.rfind("libtolva.ini\nis read", 0), 0u);
+    std::filesystem::remove(path("libtolva.ini"));
+    EXPECT_EQ(run("-q setup set width 8", withInidir).status, 0);
     EXPECT_TRUE(exists("ini/libtolva.ini") && !exists("libtolva.ini"));
-    EXPECT_NE(shown("", before).find("profile          ini/libtolva.ini\nsection          GIF Export\n"),
-              std::string::npos);
+    EXPECT_NE(
+        run("setup show", withInidir).out.find("profile          ini/libtolva.ini\nsection          GIF Export\n"),
+        std::string::npos);
 }
 
 TEST_F(StayingSettings, InfoTellsWhatIsExportedAndWhatHostsAreTold) {
     write("q\"\\.pgm", greyMap(300, 200));
     write("p.ini", profileOf("Resolution Mode=308\nX Resolution=200\nY Resolution=100\n"));
-    EXPECT_EQ(run("info 'q\"\\.pgm' --json --profile p.ini > .info").status, 0);
-    EXPECT_EQ(read(".info"),
+    EXPECT_EQ(run({"info", "q\"\\.pgm", "--json", "--profile", "p.ini"}).out,
               "{\"picture\": \"q\\\"\\\\.pgm\", \"pictureWidth\": 300, \"pictureHeight\": 200, \"profile\": \"p.ini\", "
               "\"section\": \"Mine\", \"width\": 468, \"height\": 156, \"bitsPerPixel\": 8, \"roundedUpWidth\": 469, "
               "\"roundedUpHeight\": 157}\n");
-    EXPECT_EQ(run("info 'q\"\\.pgm' --profile p.ini > .info").status, 0);
-    EXPECT_NE(read(".info").find("468 x 156 pixels of 8 bits\nhosts are told, with fractions rounded up: 469 x 157"),
+    EXPECT_NE(run({"info", "q\"\\.pgm", "--profile", "p.ini"})
+                  .out.find("468 x 156 pixels of 8 bits\nhosts are told, with fractions rounded up: 469 x 157"),
               std::string::npos);
-    EXPECT_NE(run("-v 'q\"\\.pgm' --profile p.ini -o a.gif").said.find("a.gif: 468 x 156"), std::string::npos);
-    EXPECT_EQ(run("info --json a.pgm > .info").status, 0);
-    EXPECT_NE(read(".info").find("\"profile\": null, \"section\": null, \"width\": 30,"), std::string::npos);
+    EXPECT_NE(run({"-v", "q\"\\.pgm", "--profile", "p.ini", "-o", "a.gif"}).said.find("a.gif: 468 x 156"),
+              std::string::npos);
+    EXPECT_NE(run("info --json a.pgm").out.find("\"profile\": null, \"section\": null, \"width\": 30,"),
+              std::string::npos);
 }

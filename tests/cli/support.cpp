@@ -9,7 +9,6 @@
 #include <sstream>
 
 #include <sys/stat.h>
-#include <sys/wait.h>
 
 namespace files = std::filesystem;
 
@@ -23,10 +22,11 @@ Program::Program() {
 
 Program::~Program() { files::remove_all(folder); }
 
-RunResult Program::run(const std::string& words, const std::string& before) {
-    const std::string command = "cd " + folder + " && " + before + " " TOLVA_EMULATOR " " TOLVA_PROGRAM " " + words;
-    const int status = std::system((command + " 2> .said").c_str());
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, read(".said")};
+RunResult Program::run(const Words& words, Launch launch) {
+    launch.words = Words{TOLVA_PROGRAM} + words;
+    launch.emulated = true;
+    launch.folder = folder;
+    return runProgram(launch);
 }
 
 void Program::write(const std::string& name, const std::string& bytes) const {
@@ -48,9 +48,7 @@ int Program::mode(const std::string& name) const {
 
 std::vector<std::string> Program::names() const {
     std::vector<std::string> found;
-    for (const auto& entry : files::directory_iterator(folder)) {
-        if (entry.path().filename() != ".said") found.push_back(entry.path().filename());
-    }
+    for (const auto& entry : files::directory_iterator(folder)) found.push_back(entry.path().filename());
     std::sort(found.begin(), found.end());
     return found;
 }

@@ -1,4 +1,4 @@
-// support.h: a folder of its own for every test, and the program run in it through the shell.
+// support.h: a folder of its own for every test, and the program run in it.
 #ifndef TOLVA_TESTS_CLI_SUPPORT_H
 #define TOLVA_TESTS_CLI_SUPPORT_H
 
@@ -7,25 +7,21 @@
 
 #include <gtest/gtest.h>
 
-struct RunResult {
-    int status;        // -1 when a signal ended it
-    std::string said;  // on standard error
-};
+#include "../programs.h"
 
 class Program : public testing::Test {
   protected:
     Program();
     ~Program() override;
 
-    // `words` are the shell's, redirections included; `before` stands in front: "cat a |", "umask 027;".
-    RunResult run(const std::string& words, const std::string& before = "");
+    // `words` are the program's arguments; the rest of `launch` is as the test wants it.
+    RunResult run(const Words& words, Launch launch = {});
     std::string path(const std::string& name) const { return folder + "/" + name; }
     void write(const std::string& name, const std::string& bytes) const;
     std::string read(const std::string& name) const;
     bool exists(const std::string& name) const;
     int mode(const std::string& name) const;
-    // Of everything in the folder but what `run` itself keeps there.
-    std::vector<std::string> names() const;
+    std::vector<std::string> names() const;  // of everything in the folder
 
     std::string folder;
 };

@@ -1,0 +1,41 @@
+// programs.h: programs run by argument vectors, never through a shell: any file may stand under any name.
+#ifndef TOLVA_TESTS_PROGRAMS_H
+#define TOLVA_TESTS_PROGRAMS_H
+
+#include <string>
+#include <vector>
+
+// An argument vector. A text is split at its blanks; arguments with blanks in them, or empty ones, come as a list.
+struct Words : std::vector<std::string> {
+    using vector::vector;
+    Words(const char* text);
+    Words(const std::string& text) : Words(text.c_str()) {}
+};
+Words operator+(Words words, const Words& more);
+
+// Where a standard stream leads: to one of these, to a descriptor of the test's, or to a file. To `kNobody` is a pipe
+// whose other end is closed.
+enum : int { kPiped = -1, kClosed = -2, kTerminal = -3, kNobody = -4 };
+struct Lead {
+    int descriptor = kPiped;
+    std::string file = {};
+};
+
+struct Launch {
+    Words before = {};        // in front: "env INIDIR=ini", "prlimit --fsize=1024", "timeout -s INT 0.5"
+    Words words = {};         // the program, a path or a name in PATH, and its arguments
+    bool emulated = false;    // by the emulator of builds for another machine
+    std::string folder = {};  // in which it runs; the test's own
+    std::string input = {};   // what comes through the pipe
+    double pause = 0;         // seconds that the pipe stays open after that
+    Lead in = {}, out = {}, err = {};
+};
+
+struct RunResult {
+    int status;        // minus the signal that ended it; 127 when it could not be started
+    std::string out;   // what came through the pipe or to the terminal
+    std::string said;  // on standard error
+};
+RunResult runProgram(const Launch& launch);
+
+#endif
