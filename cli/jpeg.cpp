@@ -3,6 +3,7 @@
 // longjmp: the frames it crosses hold nothing that would need destroying, and what must outlive a jump stands in
 // JpegJob.
 
+#include <cinttypes>
 #include <csetjmp>
 #include <cstdio>
 #include <cstring>
@@ -20,7 +21,10 @@ namespace {
 
 constexpr int kExifMarker = JPEG_APP0 + 1;
 constexpr unsigned kWholeSegment = 0xFFFF;
-constexpr int kMostScans = 1000;  // a few kilobytes can ask for thousands, each as slow as a picture
+// A few kilobytes can ask for thousands of scans, each as slow as a picture. Of the largest picture allowed there may
+// be twice as many as a usual progressive file has.
+constexpr int kMostScans = 1000;
+constexpr uint64_t kMostScansOfLargest = 20;
 constexpr uint32_t kRowsAtOnce = 16;
 constexpr size_t kPrintChannels = 4;
 constexpr uint32_t kBlockSide = DCTSIZE;
@@ -100,8 +104,16 @@ void skipSource(j_decompress_ptr jpeg, long count) {
 void watchProgress(j_common_ptr jpeg) {
     JpegJob& job = jobOf(jpeg);
     if (stopWished()) endWith(job, kExitStopped);
-    if (job.jpeg.input_scan_number > kMostScans) {
+    const int scans = job.jpeg.input_scan_number;  // so far
+    if (scans > kMostScans) {
         endWith(job, fail(kExitInputRefused, "%s: more than %d scans", job.input->name, kMostScans));
+    }
+    const uint64_t pixels = uint64_t{job.jpeg.image_width} * job.jpeg.image_height;
+    const uint64_t mostPixels = kMostScansOfLargest * job.wishes->mostPixels;
+    if (static_cast<uint64_t>(scans) * pixels > mostPixels) {
+        endWith(job, fail(kExitInputRefused,
+                          "%s: %d or more scans of %" PRIu64 " pixels; --max-pixels allows %" PRIu64 " in all scans",
+                          job.input->name, scans, pixels, mostPixels));
     }
 }
 
