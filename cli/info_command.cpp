@@ -11,6 +11,7 @@
 #include "cli/output_size.h"
 #include "cli/profile.h"
 #include "cli/read_picture.h"
+#include "cli/text.h"
 
 namespace cli {
 namespace {
@@ -57,7 +58,7 @@ void printObject(const Settings& settings, const char* name, const Picture& pict
 
 void printText(const char* name, const Picture& picture, const Info& info) {
     const int32_t* const answer = info.answer;
-    std::printf("%s: %u x %u pixels\n", name, picture.width, picture.height);
+    std::printf("%s: %u x %u pixels\n", shownText(inputName(name)).c_str(), picture.width, picture.height);
     std::printf("GIF: %.0f x %.0f pixels of %d bits\n", info.size.width, info.size.height, answer[kInfoBitsPerPixel]);
     if (answer[kInfoPixelWidth] != info.size.width || answer[kInfoPixelHeight] != info.size.height) {
         std::printf("hosts are told, with fractions rounded up: %d x %d pixels\n", answer[kInfoPixelWidth],

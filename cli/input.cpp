@@ -42,14 +42,17 @@ int openWaiting(const char* path) {
 
 }  // namespace
 
+bool isStandard(const char* path) { return std::strcmp(path, "-") == 0; }
+
+const char* inputName(const char* path) { return isStandard(path) ? "standard input" : path; }
+
 ExitStatus openInput(Input& input, const char* path) {
-    const bool standard = std::strcmp(path, "-") == 0;
-    input.name = standard ? "standard input" : path;
+    input.name = inputName(path);
     input.error = 0;
     input.ended = false;
     input.beyond = kUnknownSize;
     input.next = input.end = 0;
-    input.file = standard ? STDIN_FILENO : openWaiting(path);
+    input.file = isStandard(path) ? STDIN_FILENO : openWaiting(path);
     if (stopWished()) return kExitStopped;
     struct stat about = {};
     if (input.file < 0 || fstat(input.file, &about) != 0) {

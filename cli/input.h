@@ -26,6 +26,9 @@ struct Input {
 };
 
 // "-" is standard input.
+bool isStandard(const char* path);
+// As messages have it.
+const char* inputName(const char* path);
 ExitStatus openInput(Input& input, const char* path);
 void closeInput(Input& input);
 

@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include "cli/info_command.h"
+#include "cli/input.h"
 #include "cli/library.h"
 #include "cli/options.h"
 #include "cli/output_file.h"
@@ -19,6 +20,7 @@
 #include "cli/read_picture.h"
 #include "cli/session.h"
 #include "cli/setup_command.h"
+#include "cli/text.h"
 #include "cli/transparency.h"
 
 namespace {
@@ -55,7 +57,7 @@ ExitStatus chooseTransparency(const Options& options, const Library& library, Co
 
 ExitStatus drawAndKeep(const Options& options, const Library& library, const Settings& settings, Picture& picture,
                        OutputFile& output) {
-    notePicture(options.picture, picture);
+    notePicture(inputName(options.picture), picture);
     OutputSize size = {};
     ExitStatus status = planOutputSize(library, options.road, picture, size);
     if (status != kExitDone) return status;
@@ -110,7 +112,7 @@ ExitStatus showVersion(const Options& options, const char* programWord) {
     std::printf("tolva %s\n", TOLVA_VERSION);
     Library library = {};
     const ExitStatus status = loadLibrary(library, options.library, programWord);
-    if (status == kExitDone) std::printf("library 0x%08x, %s\n", library.version, library.path.c_str());
+    if (status == kExitDone) std::printf("library 0x%08x, %s\n", library.version, shownText(library.path).c_str());
     const ExitStatus flushed = flushOutput();
     return status == kExitDone ? flushed : status;
 }

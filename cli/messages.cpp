@@ -6,6 +6,9 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
+#include <string>
+
+#include "cli/text.h"
 
 namespace cli {
 namespace {
@@ -18,7 +21,7 @@ Verbosity chosenVerbosity = kNormal;
 void printLine(const char* format, va_list arguments) {
     char text[kLongestLine];
     std::vsnprintf(text, sizeof text, format, arguments);
-    std::fprintf(stderr, "tolva: %s\n", text);
+    std::fputs(("tolva: " + shownText(text) + '\n').c_str(), stderr);
 }
 
 }  // namespace

@@ -13,6 +13,7 @@
 #include "cli/profile.h"
 #include "cli/profile_file.h"
 #include "cli/setting_keys.h"
+#include "cli/text.h"
 
 namespace cli {
 namespace {
@@ -26,8 +27,9 @@ constexpr char kDriverKey[] = "Driver";
 void printSettings(const Settings& settings) {
     const Setup& setup = *settings.setup;
     if (settings.loaded) {
-        std::printf("profile          %s\nsection          %s\ndriver           %s\n", setup.profilePath,
-                    setup.sectionName, setup.driverName);
+        std::printf("profile          %s\nsection          %s\ndriver           %s\n",
+                    shownText(setup.profilePath).c_str(), shownText(setup.sectionName).c_str(),
+                    shownText(setup.driverName).c_str());
     } else {
         std::printf("profile          none: these are the defaults\n");
     }
@@ -63,8 +65,11 @@ ExitStatus showPath(const Library& library, const Options& options) {
     ProfilePlace place = {};
     const ExitStatus status = locateProfile(library, options.profile, place);
     if (status != kExitDone) return status;
-    std::printf("%s\n", place.path.c_str());
-    if (options.verbosity != kQuiet) std::printf("%s\n", describe(place));
+    if (options.verbosity == kQuiet) {
+        std::printf("%s\n", place.path.c_str());  // for programs: as it is
+    } else {
+        std::printf("%s\n%s\n", shownText(place.path).c_str(), describe(place));
+    }
     return flushOutput();
 }
 
@@ -129,7 +134,8 @@ ExitStatus writeSetting(const Change& change) {
     if (status == kExitDone) status = writeKey(change, place.section, key.profileKey, text);
     if (status == kExitDone) status = checkLoaded(change);
     if (status != kExitDone || change.options->verbosity == kQuiet) return status;
-    std::printf("%s: [%s] %s=%s\n", change.shown.c_str(), place.section.c_str(), key.profileKey, text.c_str());
+    std::printf("%s: [%s] %s=%s\n", shownText(change.shown).c_str(), shownText(place.section).c_str(), key.profileKey,
+                text.c_str());
     return kExitDone;
 }
 
