@@ -68,7 +68,7 @@ void printText(const char* name, const Picture& picture, const Info& info) {
 
 ExitStatus printInfo(const Library& library, const Settings& settings, const Options& options, const Picture& picture) {
     Info info = {};
-    ExitStatus status = planOutputSize(library, options.road, picture, info.size);
+    ExitStatus status = planOutputSize(library, options.road, options.mostPixels, picture, info.size);
     if (status == kExitDone) status = askLibrary(library, settings, picture, info.answer);
     if (status != kExitDone) return status;
     if (options.json) {

@@ -5,6 +5,7 @@
 #include <cstdio>
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include "cli/info_command.h"
@@ -39,6 +40,24 @@ void occupyStandardFiles() {
     if (file >= 0) close(file);
 }
 
+bool lookAt(const char* path, int standardFile, struct stat& about) {
+    return (isStandard(path) ? fstat(standardFile, &about) : stat(path, &about)) == 0;
+}
+
+// Nothing is opened yet: the picture stays as it is whatever its other name, and whether overwriting is wished or not.
+ExitStatus checkTarget(const Options& options) {
+    if (isStandard(options.output) && isatty(STDOUT_FILENO) != 0) {
+        return fail(kExitWrongUsage, "standard output is a terminal, which shows no GIF: redirect it, or name a file");
+    }
+    struct stat from = {};
+    struct stat to = {};
+    if (!lookAt(options.picture, STDIN_FILENO, from) || !lookAt(options.output, STDOUT_FILENO, to)) return kExitDone;
+    const bool keepsBytes = S_ISREG(from.st_mode) || S_ISBLK(from.st_mode);
+    if (!keepsBytes || from.st_dev != to.st_dev || from.st_ino != to.st_ino) return kExitDone;
+    return fail(kExitWrongUsage, "%s: is the picture itself, and is not overwritten",
+                isStandard(options.output) ? "standard output" : options.output);
+}
+
 void notePicture(const char* name, const Picture& picture) {
     if (picture.bitsPerPixel == kColourBits) {
         note("%s: %u x %u pixels, true colour", name, picture.width, picture.height);
@@ -59,7 +78,7 @@ ExitStatus drawAndKeep(const Options& options, const Library& library, const Set
                        OutputFile& output) {
     notePicture(inputName(options.picture), picture);
     OutputSize size = {};
-    ExitStatus status = planOutputSize(library, options.road, picture, size);
+    ExitStatus status = planOutputSize(library, options.road, options.mostPixels, picture, size);
     if (status != kExitDone) return status;
     PrepareOrder prepare = {options.dither, toneOf(*settings.setup), options.background.value_or(kWhite)};
     status = preparePicture(library, prepare, size, picture);
@@ -86,7 +105,9 @@ ExitStatus drawAndKeep(const Options& options, const Library& library, const Set
 
 ExitStatus exportPicture(const Options& options, const char* programWord) {
     OutputFile output;
-    ExitStatus status = locateOutput(output, options.output, options.overwrite);
+    ExitStatus status = checkTarget(options);
+    if (status != kExitDone) return status;
+    status = locateOutput(output, options.output, options.overwrite);
     Picture picture = {};
     Library library = {};
     Settings settings = {};

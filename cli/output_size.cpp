@@ -3,7 +3,11 @@
 
 #include "cli/output_size.h"
 
+#include <charconv>
+#include <cinttypes>
 #include <cmath>
+#include <cstdlib>
+#include <cstring>
 
 namespace cli {
 namespace {
@@ -50,9 +54,29 @@ void warnOfAddedRow(double asked, const OutputSize& size) {
     warn("the height goes from %.0f to %.0f pixels: this road makes it even", asked, size.height);
 }
 
+// The library takes a number that it does not find for 0, and any one character for a separator.
+bool isScreen(const char* text) {
+    const char* const end = text + std::strlen(text);
+    for (const int32_t largest : {INT32_MAX, INT32_MAX, int32_t{INT16_MAX}, int32_t{INT16_MAX}}) {
+        int32_t number = 0;
+        const std::from_chars_result result = std::from_chars(text, end, number);
+        if (result.ec != std::errc() || number < 1 || number > largest) return false;
+        text = result.ptr < end ? result.ptr + 1 : end;
+    }
+    return true;
+}
+
+void warnOfUnreadScreen() {
+    const char* const text = std::getenv("DISPLAYINFO");
+    if (text == nullptr || text[0] == '\0' || isScreen(text)) return;
+    warn("DISPLAYINFO=%s cannot be read: four numbers above 0 are wanted, as in 1600x1200x120x120", text);
+}
+
 }  // namespace
 
-ExitStatus planOutputSize(const Library& library, Road road, const Picture& picture, OutputSize& size) {
+ExitStatus planOutputSize(const Library& library, Road road, uint64_t mostPixels, const Picture& picture,
+                          OutputSize& size) {
+    warnOfUnreadScreen();
     if (road == Road::kExport && tellScreen(library, picture) != kExitDone) return kExitExportFailed;
     // The answer stays in the settings; the driver's own question, with the same words, then changes nothing more.
     size = OutputSize{static_cast<double>(picture.width) / kPictureResolution,
@@ -71,6 +95,10 @@ ExitStatus planOutputSize(const Library& library, Road road, const Picture& pict
     if (!(size.width <= kLargest && size.height <= kLargest)) {
         return fail(kExitInputRefused, "a GIF of %.0f x %.0f pixels; the limit is %d in either direction", size.width,
                     size.height, kLargestExtent);
+    }
+    if (size.width * size.height > static_cast<double>(mostPixels)) {
+        return fail(kExitInputRefused, "a GIF of %.0f x %.0f pixels; --max-pixels allows %" PRIu64, size.width,
+                    size.height, mostPixels);
     }
     if (size.width * size.height == 1) {
         return fail(kExitInputRefused,
