@@ -19,6 +19,8 @@ namespace {
 
 constexpr uint32_t kMostCachedChunks = 64;
 constexpr png_alloc_size_t kMostChunkBytes = 1 << 20;
+constexpr png_byte kAnimationChunk[] = "acTL";
+constexpr size_t kAnimationBytes = 8;     // how many frames, and how often they are shown
 constexpr uint64_t kDeflateRatio = 1032;  // no compressed byte stands for more
 constexpr size_t kHeadBytes = 24;         // signature, length and name of the first chunk, width, height
 constexpr size_t kWidthAt = 16;
@@ -72,6 +74,16 @@ void setLimits(png_structp png) {
     png_set_chunk_malloc_max(png, kMostChunkBytes);
     // Texts, profiles and the like are skipped unread: none reaches the GIF, and some can unpack to any size.
     png_set_keep_unknown_chunks(png, PNG_HANDLE_CHUNK_NEVER, nullptr, -1);
+    png_set_keep_unknown_chunks(png, PNG_HANDLE_CHUNK_ALWAYS, kAnimationChunk, 1);
+}
+
+// Readers that know nothing of animations see the picture that stands first.
+void warnOfMorePictures(const PngJob& job) {
+    png_unknown_chunkp chunks = nullptr;
+    const int count = png_get_unknown_chunks(job.png, job.info, &chunks);
+    if (count < 1 || chunks[0].size != kAnimationBytes) return;
+    const uint32_t frames = png_get_uint_32(chunks[0].data);
+    if (frames > 1) warn("%s: an animation of %u pictures; the first is taken", job.input->name, frames);
 }
 
 // What the header promises must fit the file, at deflate's best.
@@ -193,6 +205,7 @@ ExitStatus readSteps(PngJob& job) {
     png_read_info(job.png, job.info);
     job.status = checkLength(job);
     if (job.status != kExitDone) return job.status;
+    warnOfMorePictures(job);
     const bool withAlpha = hasAlpha(job);
     job.status = makePicture(*job.picture, job.input->name, png_get_image_width(job.png, job.info),
                              png_get_image_height(job.png, job.info), isIndexed(job) ? kIndexBits : kColourBits);

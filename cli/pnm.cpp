@@ -24,7 +24,8 @@ enum Kind : uint8_t {  // the format's digit
     kPlainColours = '3',
     kRawBits = '4',
     kRawGreys = '5',
-    kRawColours = '6'
+    kRawColours = '6',
+    kAnyMap = '7'  // not read here
 };
 
 constexpr uint32_t kColourSamples = 3;
@@ -190,6 +191,14 @@ bool readRow(Input& input, const Header& header, uint8_t* row, uint32_t width) {
     }
 }
 
+// Files of this format may simply follow one another. A pipe is waited for: whether it brings more must not depend on
+// who is faster.
+void warnOfMorePictures(Input& input) {
+    if (nextVisible(input) != 'P') return;
+    const int digit = nextByte(input);
+    if (digit >= kPlainBits && digit <= kAnyMap) warn("%s: several pictures; the first is taken", input.name);
+}
+
 }  // namespace
 
 ExitStatus readPnm(Input& input, const ReadWishes& wishes, Picture& picture) {
@@ -204,7 +213,8 @@ ExitStatus readPnm(Input& input, const ReadWishes& wishes, Picture& picture) {
     for (uint32_t y = 0; y < picture.height; ++y) {
         if (!readRow(input, header, rowFromTop(picture, y), picture.width)) return reportBadText(input, "pixels");
     }
-    return kExitDone;
+    warnOfMorePictures(input);
+    return stopWished() ? kExitStopped : kExitDone;
 }
 
 }  // namespace cli

@@ -70,10 +70,19 @@ ExitStatus reportMissing(const Library& library, const ProfileChoice& choice) {
                 whyUnread(path.c_str()));
 }
 
+bool hasKeys(const Library& library, const Setup& setup) {
+    ProfileCalls calls = {};
+    char keys[kSettingsNameBytes] = {};
+    return loadProfileCalls(library, calls) == kExitDone &&
+           calls.readString(setup.sectionName, nullptr, "", keys, sizeof keys, setup.profilePath) > 0;
+}
+
 // A section that is not loaded leaves a block of zeros.
-ExitStatus reportUnloaded(const ProfileChoice& choice, const Setup& setup) {
+ExitStatus reportUnloaded(const Library& library, const ProfileChoice& choice, const Setup& setup) {
     const std::string section = setup.sectionName;
-    const std::string why = section.empty() ? "[TOLVA] has no ~Mode" : "there is no Driver in [" + section + "]";
+    const std::string why = section.empty()           ? "[TOLVA] has no ~Mode"
+                            : hasKeys(library, setup) ? "there is no Driver in [" + section + "]"
+                                                      : "there is no section [" + section + "] with settings in it";
     if (isNamed(choice)) return fail(kExitInputRefused, "%s: %s", setup.profilePath, why.c_str());
     warn("%s: %s, so the defaults are used", setup.profilePath, why.c_str());
     return kExitDone;
@@ -95,7 +104,7 @@ ExitStatus loadSettings(const Library& library, const ProfileChoice& choice, Set
         note("settings: %s, [%s]", setup.profilePath, setup.sectionName);
         return kExitDone;
     }
-    const ExitStatus reported = choice.none ? kExitDone : reportUnloaded(choice, setup);
+    const ExitStatus reported = choice.none ? kExitDone : reportUnloaded(library, choice, setup);
     library.useDefaultSettings(&setup);
     return reported;
 }
