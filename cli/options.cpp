@@ -4,9 +4,11 @@
 
 #include <charconv>
 #include <cstring>
+#include <string>
 
 #include <getopt.h>
 
+#include "cli/input.h"
 #include "cli/numbers.h"
 #include "settings/settings.h"
 
@@ -29,11 +31,15 @@ enum LongOption {  // beyond every character; in the table's order, those that o
     kOptNoProfile,
     kOptJson,
     kOptLibrary,
+    kOptOutput,
+    kOptForce,
+    kOptQuiet,
+    kOptVerbose,
     kOptHelp,
     kOptVersion
 };
 
-constexpr char kShortOptions[] = ":o:fqv";
+constexpr char kShortOptions[] = ":o:fqvhV";
 // clang-format off
 constexpr option kLongOptions[] = {
     {"interlace",   no_argument,       nullptr, kOptInterlace},
@@ -51,6 +57,10 @@ constexpr option kLongOptions[] = {
     {"no-profile",  no_argument,       nullptr, kOptNoProfile},
     {"json",        no_argument,       nullptr, kOptJson},
     {"library",     required_argument, nullptr, kOptLibrary},
+    {"output",      required_argument, nullptr, kOptOutput},
+    {"force",       no_argument,       nullptr, kOptForce},
+    {"quiet",       no_argument,       nullptr, kOptQuiet},
+    {"verbose",     no_argument,       nullptr, kOptVerbose},
     {"help",        no_argument,       nullptr, kOptHelp},
     {"version",     no_argument,       nullptr, kOptVersion},
     {nullptr,       0,                 nullptr, 0},
@@ -74,12 +84,19 @@ bool parseBox(const char* text, Number lowest, Number highest, Box& box) {
     return true;
 }
 
+// Of three digits each counts twice.
 bool parseColour(const char* text, std::optional<Colour>& colour) {
     constexpr size_t kDigits = 6;
+    std::string digits = text[0] == '#' ? text + 1 : text;
+    if (std::strcmp(text, "black") == 0) digits = "000000";
+    if (std::strcmp(text, "white") == 0) digits = "FFFFFF";
+    if (digits.size() == kDigits / 2) {
+        digits = {digits[0], digits[0], digits[1], digits[1], digits[2], digits[2]};
+    }
     uint32_t value = 0;
-    if (std::strlen(text) != kDigits) return false;
-    const std::from_chars_result result = std::from_chars(text, text + kDigits, value, 16);
-    if (result.ec != std::errc() || result.ptr != text + kDigits) return false;
+    const char* const end = digits.data() + digits.size();
+    const std::from_chars_result result = std::from_chars(digits.data(), end, value, 16);
+    if (digits.size() != kDigits || result.ec != std::errc() || result.ptr != end) return false;
     colour = Colour{static_cast<uint8_t>(value >> 16), static_cast<uint8_t>(value >> 8), static_cast<uint8_t>(value)};
     return true;
 }
@@ -89,8 +106,9 @@ ExitStatus refuse(const char* option, const char* value, const char* wanted) {
 }
 
 ExitStatus takeColour(const char* option, const char* value, std::optional<Colour>& colour) {
-    return parseColour(value, colour) ? kExitDone
-                                      : refuse(option, value, "a colour of six hexadecimal digits, RRGGBB,");
+    return parseColour(value, colour)
+               ? kExitDone
+               : refuse(option, value, "a colour, RRGGBB or RGB in hexadecimal digits, black or white,");
 }
 
 ExitStatus takeTone(const char* value, std::optional<int32_t>& colourMode) {
@@ -157,10 +175,14 @@ ExitStatus takeProfile(const char* value, const char*& file) {
 // clang-format off
 ExitStatus takeOption(int option, const char* value, Options& options) {
     switch (option) {
-        case 'o': options.output = value; return kExitDone;
-        case 'f': options.overwrite = true; return kExitDone;
-        case 'q': options.verbosity = kQuiet; return kExitDone;
-        case 'v': options.verbosity = kVerbose; return kExitDone;
+        case 'o':
+        case kOptOutput: options.output = value; return kExitDone;
+        case 'f':
+        case kOptForce: options.overwrite = true; return kExitDone;
+        case 'q':
+        case kOptQuiet: options.verbosity = kQuiet; return kExitDone;
+        case 'v':
+        case kOptVerbose: options.verbosity = kVerbose; return kExitDone;
         case kOptInterlace: options.interlace = true; return kExitDone;
         case kOptTransparent: return takeColour("--transparent", value, options.transparent);
         case kOptBackground: return takeColour("--background", value, options.background);
@@ -176,7 +198,9 @@ ExitStatus takeOption(int option, const char* value, Options& options) {
         case kOptNoProfile: options.profile.none = true; return kExitDone;
         case kOptJson: options.json = true; return kExitDone;
         case kOptLibrary: options.library = value; return kExitDone;
+        case 'h':
         case kOptHelp: options.command = Command::kShowHelp; return kExitDone;
+        case 'V':
         case kOptVersion: options.command = Command::kShowVersion; return kExitDone;
         default: return kExitWrongUsage;
     }
@@ -185,12 +209,15 @@ ExitStatus takeOption(int option, const char* value, Options& options) {
 
 ExitStatus takePicture(int count, char** words, Options& options) {
     if (count == 0) return fail(kExitWrongUsage, "no picture is named (see --help)");
-    if (count > 1) return fail(kExitWrongUsage, "one picture at a time: %s is one too many", words[1]);
+    if (count > 1) return fail(kExitWrongUsage, "one picture at a time: %s is one too many", inputName(words[1]));
     options.picture = words[0];
     return kExitDone;
 }
 
 ExitStatus takeExport(int count, char** words, Options& options) {
+    if (count == 2 && options.output == nullptr) {
+        return fail(kExitWrongUsage, "the output is named with -o: -o %s", words[1]);
+    }
     const ExitStatus status = takePicture(count, words, options);
     if (status != kExitDone) return status;
     if (options.json) return fail(kExitWrongUsage, "--json goes with info");
@@ -257,7 +284,7 @@ ExitStatus parseOptions(int count, char** words, Options& options) {
         const int option = getopt_long(count, words, kShortOptions, kLongOptions, nullptr);
         if (option == -1) break;
         if (option == ':') return fail(kExitWrongUsage, "%s lacks its value (see --help)", words[optind - 1]);
-        if (option == '?' && optopt > 0 && optopt < kOptInterlace) {
+        if (option == '?' && optopt != 0 && optopt < kOptInterlace) {
             return fail(kExitWrongUsage, "-%c is no option (see --help)", optopt);
         }
         if (option == '?') return fail(kExitWrongUsage, "%s is no option (see --help)", words[optind - 1]);
