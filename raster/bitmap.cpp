@@ -14,8 +14,8 @@ int16_t _debug_color_res = 0;
 namespace {
 
 constexpr int16_t kDeepestPixel = 32;
-constexpr int16_t kDebugEveryPixel = 3;  // levels above print each pixel written
-constexpr int32_t kWidestRow = std::numeric_limits<int32_t>::max() / kRowAlignment * kRowAlignment;
+constexpr int64_t kWidestRow = std::numeric_limits<int32_t>::max() / kRowAlignment * kRowAlignment;
+constexpr int64_t kNarrowestRow = std::numeric_limits<int32_t>::min();
 
 bool isAddressable(int16_t bits) { return bits >= 1 && bits <= kDeepestPixel; }
 
@@ -57,8 +57,7 @@ int32_t rlFreeColormap(Handle map) {
 }
 
 int32_t rlBytesPerLine(int32_t width, int16_t bitsPerPixel) {
-    const int64_t bytes = paddedRowBytes(width, bitsPerPixel);
-    return static_cast<int32_t>(std::min<int64_t>(bytes, kWidestRow));
+    return static_cast<int32_t>(std::clamp(paddedRowBytes(width, bitsPerPixel), kNarrowestRow, kWidestRow));
 }
 
 uint32_t rlCalcNewSize(int32_t width, int32_t height, int16_t bitsPerPixel) {
@@ -83,7 +82,7 @@ uint32_t rlGetPixel(const uint8_t* data, int32_t bytesPerLine, int32_t x, int32_
 
 int32_t rlSetPixel(uint8_t* data, int32_t bytesPerLine, int32_t x, int32_t y, int16_t bitsPerPixel, uint32_t value,
                    const uint32_t* map, const uint8_t* table, uint16_t tableCount) {
-    if (_debug_color_res > kDebugEveryPixel) std::fprintf(stderr, "(%d,%d): ", x, y);
+    if (printsPixels()) std::fprintf(stderr, "(%d,%d): ", x, y);
     uint32_t v = value;
     if (map != nullptr) {
         v = map[value];

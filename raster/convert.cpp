@@ -11,12 +11,9 @@ namespace {
 
 using namespace tolva;
 
-constexpr int16_t kDebugEveryPixel = 3;  // levels above print each pixel: the definition's way alone does
-constexpr int16_t kDeepestDither = 8;    // below this, depths are reached by error diffusion
+constexpr int16_t kDeepestDither = 8;  // below this, depths are reached by error diffusion
 constexpr int16_t kShallowestReduced = 4;
 constexpr int32_t kPackedAtOnce = 256;  // pixels matched before they are packed; a whole number of bytes
-
-bool printsRows() { return _debug_color_res == 1 || _debug_color_res == 2; }
 
 void printComplete() {
     if (_debug_color_res != 0) std::fprintf(stderr, "\nColor resolution conversion complete\n");
@@ -120,7 +117,7 @@ void matchColours(const Conversion& c, int32_t y) {
 
 ConvertRow rowsFor(const Conversion& c) {
     if (c.dstBits >= 24 && c.map != nullptr && c.table != nullptr) return convertThroughTable;
-    if (_debug_color_res > kDebugEveryPixel) return convertPlainly;
+    if (printsPixels()) return convertPlainly;
     if (isIndexedDepth(c.srcBits) && c.map != nullptr && c.dstBits == 8) return widenIndices;
     if (c.srcBits == 8 && c.map != nullptr && c.dstBits == 24) return colourIndices;
     if (c.srcBits == 24 && c.dstBits == 24 && c.table == nullptr) return copyColours;
@@ -131,7 +128,7 @@ ConvertRow rowsFor(const Conversion& c) {
 
 void convertRows(const Conversion& c, int32_t height) {
     // Where nothing is read, written or printed, no height makes it take long.
-    const bool silent = !printsRows() && _debug_color_res <= kDebugEveryPixel;
+    const bool silent = !printsRows() && !printsPixels();
     if (silent && (c.width <= 0 || !hasPixels(c.dstBits))) return;
     const ConvertRow convertRow = rowsFor(c);
     for (int32_t y = 0; y < height; ++y) {
@@ -143,7 +140,8 @@ void convertRows(const Conversion& c, int32_t height) {
 // With a matcher where direct colour goes to the nearest entries of a table.
 void convertMatched(Conversion& c, int32_t height) {
     Matcher matcher;
-    const bool matches = c.srcBits >= 24 && isIndexedDepth(c.dstBits) && makeMatcher(matcher, c.table, c.count);
+    const bool matches =
+        isDirectDepth(c.srcBits) && isIndexedDepth(c.dstBits) && makeMatcher(matcher, c.table, c.count);
     c.matcher = matches ? &matcher : nullptr;
     convertRows(c, height);
     if (matches) freeMatcher(matcher);

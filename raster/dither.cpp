@@ -34,8 +34,6 @@ using namespace tolva;
 constexpr uint32_t kFewestReduced = 8;  // colours: below this there is no room for the fixed ones
 constexpr int16_t kDeepestTable = 15;   // bits: counts are 16-bit
 
-bool printsRows() { return _debug_color_res == 1 || _debug_color_res == 2; }
-
 uint8_t clamped(int32_t value) { return BOUNDARY_CHK[kClampBase + value]; }
 
 void addTo(uint8_t* pixel, const std::array<int32_t, 3>& amounts) {

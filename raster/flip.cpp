@@ -58,10 +58,10 @@ void mirrorRows(const Picture& p, int64_t top, int64_t bottom, int32_t width) {
 Handle rlFlipBitmap(Handle bits, int16_t bitsPerPixel, int32_t width, int32_t height, int16_t horizontal,
                     int16_t vertical) {
     uint8_t* const data = static_cast<uint8_t*>(rlLockMemory(bits));
-    if (data == nullptr || !hasPixels(bitsPerPixel) || !holdsBitmap(bits, width, height, bitsPerPixel)) return bits;
-    // Rows are exchanged whole, padding and all.
-    if (rlCalcNewSize(width, height, bitsPerPixel) > GlobalSize(bits)) return bits;
     const int64_t rowBytes = paddedRowBytes(width, bitsPerPixel);
+    if (data == nullptr || rowBytes == 0 || !holdsBitmap(bits, width, height, bitsPerPixel)) return bits;
+    // Rows are exchanged whole, padding and all, also of depths that have no pixels.
+    if (rlCalcNewSize(width, height, bitsPerPixel) > GlobalSize(bits)) return bits;
     const Picture picture = {data, rowBytes, rowBytes * height, bitsPerPixel};
     for (int64_t top = 0, bottom = int64_t{height} - 1; top <= bottom; ++top, --bottom) {
         if (vertical != 0) exchangeRows(picture, top, bottom);

@@ -1,6 +1,8 @@
 // nearest.cpp: the nearest colour of a table, and the colour maps built on it. Greys are matched with greys and colours
 // with colours, so that a grey never takes on a tint.
 
+#include <algorithm>
+
 #include "raster/rows.h"
 
 namespace tolva {
@@ -36,12 +38,14 @@ Handle buildColourMap(ColourTable source, int16_t srcBits, ColourTable destinati
     uint32_t* const map = static_cast<uint32_t*>(rlLockMemory(h));
     if (map == nullptr || source.triples == nullptr || destination.triples == nullptr) return h;
     if (dstCount > destination.entries) dstCount = static_cast<uint16_t>(destination.entries);
-    for (uint32_t i = 0; i < entries && i < source.entries; ++i) {
-        const uint8_t* const c = source.triples + size_t{i} * kTripleBytes;
-        map[i] = dstBits == 24
-                     ? load24(c)
-                     : static_cast<uint32_t>(rlNearestRGBIndex(c[0], c[1], c[2], destination.triples, dstCount));
-    }
+    const auto become = [&](const uint8_t* c) {
+        if (dstBits == 24) return load24(c);
+        return static_cast<uint32_t>(rlNearestRGBIndex(c[0], c[1], c[2], destination.triples, dstCount));
+    };
+    const uint32_t known = std::min(entries, source.entries);
+    for (uint32_t i = 0; i < known; ++i) map[i] = become(source.triples + size_t{i} * kTripleBytes);
+    constexpr uint8_t black[kTripleBytes] = {};
+    if (known < entries) std::fill(map + known, map + entries, become(black));
     return h;
 }
 

@@ -9,15 +9,20 @@
 
 namespace tolva {
 
-// Bytes a row, padded to kRowAlignment; never wraps.
+// Bytes a row, padded to kRowAlignment; never wraps. Negative ones are padded upward too: -3 gives 0, -4 stays.
 inline int64_t paddedRowBytes(int64_t width, int64_t bitsPerPixel) {
     const int64_t bits = width * bitsPerPixel;
     const int64_t bytes = bits / 8 + (bits % 8 != 0 ? 1 : 0);
-    return (bytes + kRowAlignment - 1) / kRowAlignment * kRowAlignment;
+    return (bytes + kRowAlignment - 1) & ~int64_t{kRowAlignment - 1};
 }
 
 inline bool isIndexedDepth(int16_t bits) { return bits == 1 || bits == 4 || bits == 8; }
-inline bool hasPixels(int16_t bits) { return isIndexedDepth(bits) || bits == 24 || bits == 32; }
+inline bool isDirectDepth(int16_t bits) { return bits == 24 || bits == 32; }
+inline bool hasPixels(int16_t bits) { return isIndexedDepth(bits) || isDirectDepth(bits); }
+
+// What the debug levels print: 1 and 2 a dot a row, those above 3 each pixel written.
+inline bool printsRows() { return _debug_color_res == 1 || _debug_color_res == 2; }
+inline bool printsPixels() { return _debug_color_res > 3; }
 
 // Whether the block behind the handle really holds a bitmap's pixels. The last row's padding may be missing: a colour
 // table is read as a bitmap of one row.

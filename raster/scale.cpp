@@ -1,6 +1,7 @@
 // scale.cpp: bitmaps to another size by point sampling and replication; nothing is averaged. The pipeline shrinks
 // before it converts and stretches after. Which source pixel a column takes is worked out once a bitmap, from the very
-// products that define it: stepping a position along would truncate differently.
+// products that define it: stepping a position along would truncate differently. Where every pixel is printed, pixels
+// are written one by one in the order that defines them.
 
 #include <algorithm>
 
@@ -12,6 +13,12 @@ using namespace tolva;
 
 constexpr uint32_t kUntouched = UINT32_MAX;  // a destination column that no source pixel reaches
 constexpr uint32_t kMostRows = 32768;        // what StretchX's 16-bit row counter can reach
+
+// What a direction does to the columns: which source pixel each takes, and where it starts to write.
+struct Columns {
+    void (*map)(uint32_t* map, uint32_t srcWidth, uint32_t dstWidth);
+    bool fromRight;
+};
 
 uint32_t product(uint64_t i, double ratio) {
     return static_cast<uint32_t>(truncated<uint64_t>(static_cast<double>(i) * ratio));
@@ -66,11 +73,25 @@ struct Scaling {
     int16_t bits;
     uint32_t dstWidth;
     const uint32_t* map;
+    bool fromRight;
 };
 
-void scaleRow(const Scaling& s, int64_t from, int64_t to) {
+void scalePlainly(const Scaling& s, const uint8_t* src, uint8_t* dst, int32_t y) {
+    for (uint32_t i = 0; i < s.dstWidth; ++i) {
+        const uint32_t x = s.fromRight ? s.dstWidth - 1 - i : i;
+        if (s.map[x] == kUntouched) continue;
+        const uint32_t value = rlGetPixel(src, 0, static_cast<int32_t>(s.map[x]), 0, s.bits);
+        // Rows of 0 bytes: `dst` is the row already, and y is only printed.
+        rlSetPixel(dst, 0, static_cast<int32_t>(x), y, s.bits, value, nullptr, nullptr, 0);
+    }
+}
+
+// Kept: y is the row for ShrinkX and StretchX alone. Shrink and Stretch hand over one row at a time, which is its row
+// 0.
+void scaleRow(const Scaling& s, int64_t from, int64_t to, int32_t y = 0) {
     const uint8_t* const src = s.src + from * s.srcRow;
     uint8_t* const dst = s.dst + to * s.dstRow;
+    if (printsPixels()) return scalePlainly(s, src, dst, y);
     switch (s.bits) {
         case 8: mapBytes<1>(src, dst, s.map, s.dstWidth); break;
         case 24: mapBytes<3>(src, dst, s.map, s.dstWidth); break;
@@ -81,22 +102,20 @@ void scaleRow(const Scaling& s, int64_t from, int64_t to) {
     }
 }
 
-using MapColumns = void (*)(uint32_t* map, uint32_t srcWidth, uint32_t dstWidth);
 using ScaleRows = void (*)(const Scaling& s, uint32_t srcRows, uint32_t dstRows);
 
 // Destination row k from source row trunc(k x ratio), top to bottom. Kept: positions have 16 bits and the steps between
 // them too. A step so large that it turns negative would leave the bitmap: the row then shows the last source row, if
-// it is the last, or stays as it is.
+// it is the last, or stays as it is. Kept: the last source row goes into the last row in any case and is then written
+// over; only who prints the pixels can tell.
 void sampleRows(const Scaling& s, uint32_t srcRows, uint32_t dstRows) {
     const double ratio = static_cast<double>(srcRows) / dstRows;
     int64_t from = 0;
     int16_t previous = 0;
     for (uint32_t k = 0; k < dstRows; ++k) {
-        if (from >= 0 && from < srcRows) {
-            scaleRow(s, from, k);
-        } else if (k + 1 == dstRows) {
-            scaleRow(s, int64_t{srcRows} - 1, k);
-        }
+        const bool inside = from >= 0 && from < srcRows;
+        if (k + 1 == dstRows && (!inside || printsPixels())) scaleRow(s, int64_t{srcRows} - 1, k);
+        if (inside) scaleRow(s, from, k);
         const int16_t position = low16(product(uint64_t{k} + 1, ratio));
         from += low16(position - previous);
         previous = position;
@@ -114,7 +133,7 @@ void replicateRows(const Scaling& s, uint32_t srcRows, uint32_t dstRows) {
         for (; previous < position && to >= 0; ++previous, --to) {
             if (to == first) {
                 scaleRow(s, from, to);
-            } else {
+            } else if (hasPixels(s.bits)) {
                 std::memcpy(s.dst + to * s.dstRow, s.dst + first * s.dstRow, static_cast<size_t>(s.dstRow));
             }
         }
@@ -123,18 +142,19 @@ void replicateRows(const Scaling& s, uint32_t srcRows, uint32_t dstRows) {
 }
 
 void oneByOne(const Scaling& s, uint32_t rows, uint32_t) {
-    for (uint32_t y = 0; y < rows; ++y) scaleRow(s, y, y);
+    for (uint32_t y = 0; y < rows; ++y) scaleRow(s, y, y, static_cast<int32_t>(y));
 }
 
 int32_t scale(const uint8_t* src, uint8_t* dst, int16_t bits, uint32_t srcWidth, uint32_t srcRows, uint32_t dstWidth,
-              uint32_t dstRows, MapColumns mapColumns, ScaleRows scaleRows) {
-    // A size of nothing would divide by zero; there is nothing to draw either. Other depths have no pixels.
-    if (src == nullptr || dst == nullptr || !hasPixels(bits)) return 0;
+              uint32_t dstRows, Columns inRow, ScaleRows scaleRows) {
+    // A size of nothing would divide by zero; there is nothing to draw either. Other depths have no pixels, but those
+    // are printed.
+    if (src == nullptr || dst == nullptr || !(hasPixels(bits) || printsPixels())) return 0;
     if (srcWidth == 0 || srcRows == 0 || dstWidth == 0 || dstRows == 0) return 0;
     const Handle columns = rlGetMemory(sizeof(uint32_t), dstWidth);
     uint32_t* const map = static_cast<uint32_t*>(rlLockMemory(columns));
     if (map == nullptr) return 0;
-    mapColumns(map, srcWidth, dstWidth);
+    inRow.map(map, srcWidth, dstWidth);
     const Scaling scaling = {
         .src = src,
         .dst = dst,
@@ -143,15 +163,17 @@ int32_t scale(const uint8_t* src, uint8_t* dst, int16_t bits, uint32_t srcWidth,
         .bits = bits,
         .dstWidth = dstWidth,
         .map = map,
+        .fromRight = inRow.fromRight,
     };
     scaleRows(scaling, srcRows, dstRows);
     rlFreeNewData(columns);
     return 0;
 }
 
-MapColumns columnsFor(uint32_t srcWidth, uint32_t dstWidth) {
-    return dstWidth > srcWidth ? replicateColumns : sampleColumns;
-}
+constexpr Columns kSampled = {sampleColumns, false};
+constexpr Columns kReplicated = {replicateColumns, true};
+
+Columns columnsFor(uint32_t srcWidth, uint32_t dstWidth) { return dstWidth > srcWidth ? kReplicated : kSampled; }
 
 Handle scaleBitmap(Handle bits, int16_t bitsPerPixel, uint32_t srcWidth, uint32_t srcHeight, uint32_t dstWidth,
                    uint32_t dstHeight) {
@@ -193,11 +215,11 @@ int32_t Stretch(const uint8_t* src, uint8_t* dst, int16_t bitsPerPixel, uint32_t
 
 int32_t ShrinkX(const uint8_t* src, uint8_t* dst, int16_t bitsPerPixel, uint32_t srcWidth, uint32_t rows,
                 uint32_t dstWidth) {
-    return scale(src, dst, bitsPerPixel, srcWidth, rows, dstWidth, rows, sampleColumns, oneByOne);
+    return scale(src, dst, bitsPerPixel, srcWidth, rows, dstWidth, rows, kSampled, oneByOne);
 }
 
 int32_t StretchX(const uint8_t* src, uint8_t* dst, int16_t bitsPerPixel, uint32_t srcWidth, uint32_t rows,
                  uint32_t dstWidth) {
     rows = std::min(rows, kMostRows);
-    return scale(src, dst, bitsPerPixel, srcWidth, rows, dstWidth, rows, replicateColumns, oneByOne);
+    return scale(src, dst, bitsPerPixel, srcWidth, rows, dstWidth, rows, kReplicated, oneByOne);
 }

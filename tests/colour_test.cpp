@@ -197,26 +197,37 @@ TEST(TrueColour, ErrorsAreDiffusedAsDescribed) {
         const int width = 1 + upTo(random, 40), height = 1 + upTo(random, 20);
         const int16_t dstBits = 1 + round % 4;
         Bytes work = bitmap(random, width, height, round);
-        const Handle source = handleOf(work);
-        Handle table = 0;
-        const Bytes result = taken(rlDitherBitmap(source, width, height, 24, dstBits, 0, &table));
-        GlobalFree(source);
-        const Bytes colours = taken(table);
-        const int count = static_cast<int>(colours.size() / 3);
-        EXPECT_EQ(count, dstBits < 3 ? 8 : 1 << dstBits);
+        const Handle source = handleOf(work), own = handleOf(bitmap(random, 20, 1, 0));
+        Handle table = round % 3 == 0 ? own : 0, chosen = own, mono = 0;
+        uint16_t count = 0, chosenCount = 0, monoCount = 0;
+        rlDitherGetCT(source, width, height, 24, dstBits, 0, &chosen, &chosenCount);
+        rlDitherGetCT(source, width, height, 24, 1, 0, &mono, &monoCount);
+        // The caller's table is taken for few colours alone, or else by rlDitherBitmap.
+        EXPECT_EQ(chosen == own, dstBits < 3);
+        EXPECT_EQ(std::pair(chosenCount, monoCount), std::pair(uint16_t(1 << dstBits), uint16_t{8}));
+        Bytes result;
+        if (round % 3 == 1) {  // a table of fewer colours than there are
+            result = taken(rlDitherGivenCT(source, width, height, 24, dstBits, 0, table = own, count = 5));
+        } else {
+            result = taken(rlDitherBitmap(source, width, height, 24, dstBits, 0, &table));
+            count = table == own || dstBits > 2 ? 1 << dstBits : 8;
+        }
+        const Bytes colours = contents(table);
         if (dstBits == 4) {  // reduced colours, the fixed ones, and black
             Bytes reduced = plainTable(work, width, height, 8);
             reduced.insert(reduced.end(), must_have_colors, must_have_colors + 24);
             reduced.resize(48);
-            EXPECT_EQ(colours, reduced);
+            EXPECT_EQ(contents(chosen), reduced);
+            EXPECT_TRUE(table == own || colours == reduced);
         }
+        EXPECT_TRUE(round % 3 != 2 || dstBits > 1 || colours == contents(mono));
         const auto pixel = [&](int x, int y) { return &work[rlBytesPerLine(width, 24) * y + 3 * x]; };
         const auto nearest = [&](const uint8_t* p) {
             return rlNearestRGBIndex(p[0], p[1], p[2], colours.data(), count);
         };
         for (int y = 0; y < height; ++y) {
-            if (dstBits == 1 && y == 0) rev_rgb(width, pixel(0, 0), kConvertGrey);
-            if (dstBits == 1 && y + 1 < height) rev_rgb(width, pixel(0, y + 1), kConvertGrey);
+            if (dstBits == 1 && y == 0) rev_rgb(width, pixel(0, 0), 3);
+            if (dstBits == 1 && y + 1 < height) rev_rgb(width, pixel(0, y + 1), 3);
             for (int x = 0, k = 0; x < width; ++x) {
                 if (x + 1 < width) k = nearest(pixel(x, y));
                 for (int i = 0; i < 3; ++i) {
@@ -237,6 +248,7 @@ TEST(TrueColour, ErrorsAreDiffusedAsDescribed) {
             const uint32_t expected = dstBits < 2 ? index & 1 : dstBits == 4 ? index : 0;
             ASSERT_EQ(pixelOf(result, width, dstBits, i), expected) << round;
         }
+        for (const Handle h : {source, own, table == own ? 0 : table, chosen == own ? 0 : chosen, mono}) GlobalFree(h);
     }
 }
 

@@ -1,4 +1,5 @@
 // Pixels, colours and scaling, each fast row loop against the definition in single pixels.
+#include <algorithm>
 #include <cstring>
 
 #include "support.h"
@@ -22,6 +23,17 @@ std::vector<int> positions(int from, int to) {
         for (; previous < product; ++previous) sources[--k] = at;
     }
     return sources;
+}
+
+// What a call prints at a debug level: to standard output, a bar, and to standard error.
+std::string printed(int16_t level, const std::function<void()>& call) {
+    testing::internal::CaptureStdout();
+    testing::internal::CaptureStderr();
+    _debug_color_res = level;
+    call();
+    _debug_color_res = 0;
+    const std::string out = testing::internal::GetCapturedStdout();
+    return out + "|" + testing::internal::GetCapturedStderr();
 }
 
 Bytes plainlyScaled(const Bytes& source, int16_t bits, int sw, int sh, int dw, int dh) {
@@ -59,6 +71,52 @@ TEST(Bitmaps, PixelsComeBackAtEveryDepthAndLeaveTheirNeighbours) {
     rlSetPixel(data.data(), 4, 0, 0, 16, 1, nullptr, nullptr, 0);
     EXPECT_EQ(data[0], 0xA5);
     for (const int16_t none : {2, 33}) EXPECT_EQ(rlGetPixel(data.data(), 4, 0, 0, none), 0u);
+    const int32_t bytesOf[] = {-8, -8, -5, -4, -4, -4, -3, 0, 0, 0, 3, 4, 4, 4, 33, 36};
+    for (size_t i = 0; i < std::size(bytesOf); i += 2) EXPECT_EQ(rlBytesPerLine(bytesOf[i], 8), bytesOf[i + 1]);
+    EXPECT_EQ(rlBytesPerLine(33, 1), 8);
+    for (const auto& [table, bytes, expected] : {std::tuple{ZUNLColorTable, 768, 0x9439FADBu},
+                                                 {MonoTable, 24, 0xF499AA6Eu},
+                                                 {must_have_colors, 24, 0xC937EBD3u},
+                                                 {BOUNDARY_CHK, 512, 0x705B0845u}}) {
+        uint32_t sum = 0x811C9DC5;  // FNV-1a
+        for (int i = 0; i < bytes; ++i) sum = (sum ^ table[i]) * 0x01000193;
+        EXPECT_EQ(sum, expected) << bytes;
+    }
+}
+
+TEST(Bitmaps, DebugLevelsPrintWhatTheyName) {
+    const Handle dark = handleOf({0, 1, 0, 0}), table = handleOf({9, 8, 7, 255, 255, 255});
+    for (const int16_t level : {0, 1, 2, 3, 4}) {
+        const bool rows = level == 1 || level == 2;
+        const auto converted = [&](std::string bytes) {
+            return "Allocated " + bytes + " bytes of new memory for the destination bitmap\n" +
+                   (rows         ? "Converted bits. Each (.) represents one scan line\n."
+                    : level == 4 ? "(0,0): (1,0): "
+                                 : "") +
+                   "\nColor resolution conversion complete\n";
+        };
+        std::string expected = "Dithering to the following colortable:\ncolor 0: [9, 8, 7]\ncolor 1: [255, 255, 255]\n";
+        if (rows) expected += "Dithering...each(.) represents one scan line\n.\n";
+        Handle chosen = table;
+        EXPECT_EQ(printed(level, [&] { GlobalFree(rlDitherBitmap(dark, 2, 1, 8, 1, table, &chosen)); }),
+                  level == 0 ? "|" : expected + "|" + converted("8") + converted("4"));
+    }
+    uint16_t most = 5;
+    EXPECT_EQ(printed(3, [&] { GlobalFree(rlReduceColorTable(table, 2, 1, &most)); }),
+              "|Color Reduction in Process...24bit -> 5 colors\n  -new color table size: 2\n"
+              "   color 0: [15, 15, 0]\n   color 1: [255, 255, 255]\n");
+    // Scaling: a row at a time is its row 0; the last source row is drawn before the last row is.
+    Bytes from(64), to(64);
+    const std::tuple<const char*, std::function<void()>> scalers[] = {
+        {"(0,0): (0,0): ", [&] { Shrink(from.data(), to.data(), 2, 3, 3, 1, 1); }},
+        {"(1,0): (0,0): (1,0): (0,0): ", [&] { Stretch(from.data(), to.data(), 8, 1, 2, 2, 4); }},
+        {"(0,0): (1,0): (0,1): (1,1): ", [&] { ShrinkX(from.data(), to.data(), 4, 3, 2, 2); }},
+        {"(1,0): (0,0): (1,1): (0,1): ", [&] { StretchX(from.data(), to.data(), 16, 1, 2, 2); }}};
+    for (const auto& [expected, scale] : scalers) {
+        EXPECT_EQ(printed(4, scale), std::string("|") + expected);
+        EXPECT_EQ(printed(3, scale), "|");
+    }
+    for (const Handle h : {dark, table}) GlobalFree(h);
 }
 
 TEST(Colours, GreysMatchGreysAndTheFirstOfEqualsWins) {
@@ -88,21 +146,23 @@ TEST(Colours, ConversionModesTouchWhatTheyName) {
 
 TEST(Depths, NarrowPicturesWidenThroughTheNearestEntriesOfTheirOwnTable) {
     std::mt19937 random(11);
-    for (const int16_t bits : {1, 4, 8}) {
+    for (const auto& [bits, entries] : {std::pair{1, 256}, {4, 256}, {8, 256}, {1, 1}, {4, 5}, {8, 70}, {8, 0}}) {
         const int width = 37, height = 5;
         const Handle source = randomBitmap(random, width, height, bits);
-        Handle table = randomBitmap(random, 64, 4, 24);
-        std::memset(GlobalLock(table), 77, 12);  // equal entries: the first stands for all
-        const Bytes colours = contents(table);
+        Bytes colours = noise(3 * entries, 1, 256, entries).pixels;
+        std::fill_n(colours.begin(), std::min(entries, 4) * 3, 77);  // equal entries: the first stands for all
+        std::fill_n(colours.rbegin(), std::min(entries, 1) * 3, 3);  // nearest to black
+        Handle table = handleOf(colours);
         const Handle given = table;
         const Bytes to = taken(rlChangeColorResolution(source, width, height, bits, 8, &table));
         EXPECT_EQ(table, 0u);
         const Bytes from = taken(source);
         for (int i = 0; i < width * height; ++i) {
-            const uint8_t* const c =
-                &colours[3 * rlGetPixel(from.data(), rlBytesPerLine(width, bits), i % width, i / width, bits)];
+            const int index = rlGetPixel(from.data(), rlBytesPerLine(width, bits), i % width, i / width, bits);
+            const Bytes black(3);  // what is missing
+            const uint8_t* const c = index < entries ? &colours[3 * index] : black.data();
             ASSERT_EQ(to[rlBytesPerLine(width, 8) * (i / width) + i % width],
-                      rlNearestRGBIndex(c[0], c[1], c[2], colours.data(), 1 << bits));
+                      rlNearestRGBIndex(c[0], c[1], c[2], colours.data(), std::min(1 << bits, entries)));
         }
         GlobalFree(given);
     }
@@ -119,6 +179,11 @@ TEST(Depths, ATableOfItsOwnNeverLeadsOutsideIt) {
     const uint8_t* const c = &all[3 * taken(source)[0]];
     EXPECT_EQ(to32[0], few[3 * rlNearestRGBIndex(c[0], c[1], c[2], few.data(), 4)]);
     EXPECT_EQ(to32[3], 0);
+    for (const int16_t bits : {25, 31, 40}) {  // no pixels to read: black
+        const Handle wide = randomBitmap(random, 2, 1, bits), tinted = handleOf({200, 200, 200, 1, 1, 1});
+        EXPECT_EQ(taken(rlConvertBitmapDepth(wide, 2, 1, bits, 8, 0, tinted, 2)), (Bytes{1, 1, 0, 0})) << bits;
+        for (const Handle h : {wide, tinted}) GlobalFree(h);
+    }
 }
 
 TEST(Scaling, EqualsTheDefinitionAtEveryDepthAndDirection) {
@@ -128,7 +193,9 @@ TEST(Scaling, EqualsTheDefinitionAtEveryDepthAndDirection) {
         const int sw = 1 + upTo(random, 60), sh = 1 + upTo(random, 40);
         const int dw = round % 7 == 0 ? sw : 1 + upTo(random, 90), dh = round % 11 == 0 ? sh : 1 + upTo(random, 60);
         const Handle source = randomBitmap(random, sw, sh, bits);
-        const Handle scaled = (round % 2 == 0 ? rlShrinkBitmap : rlStretchBitmap)(source, bits, sw, sh, dw, dh);
+        const auto scale = round % 2 == 0 ? rlShrinkBitmap : rlStretchBitmap;
+        Handle scaled = 0;
+        printed(round % 8 == 0 ? 4 : 0, [&] { scaled = scale(source, bits, sw, sh, dw, dh); });
         ASSERT_EQ(taken(scaled), plainlyScaled(taken(source), bits, sw, sh, dw, dh))
             << bits << ": " << sw << 'x' << sh << " to " << dw << 'x' << dh;
     }
@@ -150,6 +217,16 @@ TEST(Scaling, AbsurdSizesDrawNothing) {
     const Handle tall = randomBitmap(random, 1, 70000, 8);
     const Handle two = rlShrinkBitmap(tall, 8, 1, 70000, 1, 2);  // the step between the rows turns negative
     EXPECT_EQ(taken(two)[4], taken(tall)[4 * 69999]);
+    // Counters of 16 bits: which part of a row is drawn.
+    const int rows[] = {3,     90000, 90000, 2,     70000, 0, 4,     131000, 131000,
+                        32768, 40000, 40000, 32769, 40000, 0, 65538, 65540,  4};
+    for (size_t i = 0; i < std::size(rows); i += 3) {
+        const Bytes source(rows[i], 1);
+        Bytes row(rows[i + 1]);
+        EXPECT_EQ(StretchX(source.data(), row.data(), 8, rows[i], 1, rows[i + 1]), 0);
+        EXPECT_EQ(std::count(row.begin(), row.end(), 1), rows[i + 2]) << i;
+        EXPECT_EQ(row.back(), rows[i + 2] != 0) << i;
+    }
 }
 
 TEST(Flipping, PairsPixelsAsHostsKnowIt) {
@@ -164,4 +241,5 @@ TEST(Flipping, PairsPixelsAsHostsKnowIt) {
     EXPECT_EQ(flipped({1, 2, 3, 99}, 3, 8, 1, 0), (Bytes{99, 2, 3, 1}));
     EXPECT_EQ(flipped({1, 2, 3, 4}, 4, 8, 1, 0), (Bytes{0, 4, 3, 2}));  // past the end reads as 0
     EXPECT_EQ(flipped({0x80, 0x00, 0, 0}, 8, 1, 1, 0), (Bytes{0x00, 0x80, 0, 0}));
+    EXPECT_EQ(flipped({1, 2, 3, 4, 5, 6, 7, 8}, 4, 2, 1, 1), (Bytes{5, 6, 7, 8, 1, 2, 3, 4}));  // rows go whole
 }
