@@ -27,8 +27,10 @@ int32_t failFlush(StreamRecord& s) {
 }
 
 // Grows a memory stream's block so that `lastSlot` is its last byte. The block stays locked, so that the caller's
-// pointer remains valid. False, with nothing changed, where positions would not fit.
+// pointer remains valid. False, with nothing changed, where positions would not fit, and without a block: so opens a
+// nameless stream whose procedure declined the open.
 bool growBlock(StreamRecord& s, int64_t lastSlot) {
+    if (s.blockPointerRef == nullptr) return false;
     if (lastSlot < -1 || lastSlot < s.lastSlot || lastSlot >= kLastPosition) return false;
     s.bufferHandle = GlobalReAlloc(s.bufferHandle, static_cast<uint32_t>(lastSlot + 1), kMoveableZeroed);
     store(s.blockPointerRef, GlobalLock(s.bufferHandle));

@@ -24,13 +24,15 @@ Links linksOf(Handle table) {
     return {static_cast<const uint8_t*>(GlobalLock(table)), GlobalSize(table) / uint32_t{sizeof(uint32_t)}};
 }
 
-// Follows `steps` links from *sector. False where the chain leaves its table, or must be a circle because it is longer
-// than the table: the read then ends short instead of following it for ever.
+// Follows `steps` links from *sector. False where the chain leaves its table, at an end mark too, or must be a circle
+// because it is longer than the table: the read then ends short instead of following it for ever. A start is no link
+// and may lie anywhere, as long as nothing is to be followed from it.
 bool follow(Links links, uint32_t steps, uint32_t* sector) {
-    if (steps > links.count) return false;
+    if (steps == 0) return true;
+    if (steps > links.count || *sector >= links.count) return false;
     for (; steps > 0; --steps) {
-        if (*sector >= links.count) return false;
         *sector = load<uint32_t>(links.entries + size_t{*sector} * sizeof(uint32_t));
+        if (*sector >= links.count) return false;
     }
     return true;
 }

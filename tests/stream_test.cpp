@@ -191,6 +191,8 @@ TEST(Streams, AProcedureThatDoesNotHandleTheOpenIsStillCalled) {
     EXPECT_EQ(zunCloseandDelete(stream, file), kDeleteFile);
     stream = zunOpen("", &descriptor, kCreateAndWrite);
     EXPECT_EQ(zunWrite(stream, "abc", 3), 2);
+    EXPECT_EQ(FlushZunIO(stream), -1);  // there is no block
+    EXPECT_EQ(FillZunIOBuf(stream), 0);
     EXPECT_EQ(zunClose(stream), 0);
 }
 
