@@ -1,6 +1,7 @@
 // profile_write.cpp: setting and deleting keys and sections. The new text is written to a temporary file first; the
 // profile then changes whole or not at all, so that nothing is lost on a full disk or in a closed folder.
 
+#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 
@@ -16,6 +17,9 @@ namespace {
 using namespace tolva;
 
 constexpr char kSiblingPattern[] = ".tolva-XXXXXX";
+constexpr size_t kRandomLetters = 6;
+constexpr char kLetters[] = "abcdefghijklmnopqrstuvwxyz012345";  // a byte's remainder chooses one
+constexpr int kMostNames = 100;
 constexpr mode_t kPermissions = 07777;
 constexpr mode_t kFreshMode = 0666;
 constexpr int32_t kPieceBytes = 4096;
@@ -135,22 +139,18 @@ bool rewriteWhole(Rewrite& r) {
 
 // ---- The change of files ----
 
-mode_t freshMode() {
-    const mode_t mask = umask(0);
-    umask(mask);
-    return kFreshMode & ~mask;
-}
-
-bool copyWhole(const char* from, const char* to) {
-    const Handle source = zunOpen(from, nullptr, kReadFile);
-    const Handle target = zunOpen(to, nullptr, kCreateAndWrite);
-    bool whole = source != 0 && target != 0;
-    uint8_t piece[kPieceBytes];
-    for (int32_t got; whole && (got = zunRead(source, piece, kPieceBytes)) != 0;) {
-        whole = got > 0 && zunWrite(target, piece, got) == got;
+// The pattern becomes the name of a new file with the usual permissions. mkstemp would give it the owner's alone, and
+// what the process's mask leaves of the usual ones can be learnt only by changing that mask under the host's threads.
+int makeFresh(char* pattern) {
+    char* const letters = pattern + std::strlen(pattern) - kRandomLetters;
+    for (int name = 0; name < kMostNames; ++name) {
+        uint8_t random[kRandomLetters];
+        if (getentropy(random, sizeof random) != 0) return -1;
+        for (size_t i = 0; i < kRandomLetters; ++i) letters[i] = kLetters[random[i] % (sizeof kLetters - 1)];
+        const int file = open(pattern, O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, kFreshMode);
+        if (file != -1 || errno != EEXIST) return file;
     }
-    zunClose(source);
-    return zunClose(target) == 0 && whole;
+    return -1;
 }
 
 // Beside the file, under a short name of its own, so that the rename stays within one file system.
@@ -163,17 +163,34 @@ char* siblingOf(const char* path) {
     return sibling;
 }
 
+bool overwrite(int target, int source, off_t size) {
+    char piece[kPieceBytes];
+    for (off_t at = 0; at < size;) {
+        const ssize_t got = pread(source, piece, sizeof piece, at);
+        if (got <= 0 || pwrite(target, piece, static_cast<size_t>(got), at) != got) return false;
+        at += got;
+    }
+    return ftruncate(target, size) == 0;
+}
+
+bool copyWhole(const char* from, int target) {
+    const int source = open(from, O_RDONLY | O_CLOEXEC);
+    struct stat about;
+    const bool whole = source != -1 && fstat(source, &about) == 0 && overwrite(target, source, about.st_size);
+    if (source != -1) close(source);
+    return whole;
+}
+
 // Takes the place of the file in one step, with its owner and permissions; a fresh file gets the usual ones. Where the
 // owner cannot be given on, the file is not taken from him.
 bool renameSiblingOver(const char* text, const char* path, const struct stat* old) {
     char* const sibling = siblingOf(path);
-    const int file = mkstemp(sibling);
+    const int file = old == nullptr ? makeFresh(sibling) : mkstemp(sibling);
     bool done = file != -1;
     if (done) {
-        done = copyWhole(text, sibling) && (old == nullptr || fchown(file, old->st_uid, old->st_gid) == 0) &&
-               fchmod(file, old != nullptr ? old->st_mode & kPermissions : freshMode()) == 0;
-        close(file);
-        done = done && rename(sibling, path) == 0;
+        done = copyWhole(text, file) && (old == nullptr || (fchown(file, old->st_uid, old->st_gid) == 0 &&
+                                                            fchmod(file, old->st_mode & kPermissions) == 0));
+        done = close(file) == 0 && done && rename(sibling, path) == 0;
         if (!done) unlink(sibling);
     }
     zunPtrGlobalFree(sibling);
@@ -185,16 +202,6 @@ bool takeRoom(int file, off_t held, off_t wanted) {
     if (wanted == 0 || posix_fallocate(file, 0, wanted) == 0) return true;
     [[maybe_unused]] const int givenBack = ftruncate(file, held);
     return false;
-}
-
-bool overwrite(int target, int source, off_t size) {
-    char piece[kPieceBytes];
-    for (off_t at = 0; at < size;) {
-        const ssize_t got = pread(source, piece, sizeof piece, at);
-        if (got <= 0 || pwrite(target, piece, static_cast<size_t>(got), at) != got) return false;
-        at += got;
-    }
-    return ftruncate(target, size) == 0;
 }
 
 // For a folder that takes no sibling, for an owner who keeps his file, and through a link that leads nowhere yet. The

@@ -11,7 +11,7 @@ TEST(Memory, BlocksAreZeroedAlignedAndFoundAgainByTheirAddress) {
     for (const uint32_t size : {0u, 1u, 7u, 8u, 1000u}) {
         const Handle h = GlobalAlloc(0, size);
         uint8_t* const data = static_cast<uint8_t*>(GlobalLock(h));
-        EXPECT_EQ(reinterpret_cast<uintptr_t>(data) % kBlockAlignment, 0u);
+        EXPECT_EQ(reinterpret_cast<uintptr_t>(data) % 8, 0u);
         EXPECT_EQ(GlobalHandle(data), h);
         EXPECT_EQ(GlobalSize(h), size);
         for (uint32_t i = 0; i < size; ++i) ASSERT_EQ(data[i], 0);
@@ -27,11 +27,11 @@ TEST(Memory, BlocksAreZeroedAlignedAndFoundAgainByTheirAddress) {
 }
 
 TEST(Memory, ReAllocKeepsWhatBothHold) {
-    Handle h = GlobalAlloc(kMoveableZeroed, 4);
+    Handle h = GlobalAlloc(66, 4);
     std::memcpy(GlobalLock(h), "abcd", 4);
-    h = GlobalReAlloc(h, 6, kMoveableZeroed);
+    h = GlobalReAlloc(h, 6, 66);
     EXPECT_EQ(contents(h), (Bytes{'a', 'b', 'c', 'd', 0, 0}));
-    EXPECT_EQ(taken(GlobalReAlloc(h, 2, kMoveableZeroed)), (Bytes{'a', 'b'}));
+    EXPECT_EQ(taken(GlobalReAlloc(h, 2, 66)), (Bytes{'a', 'b'}));
 }
 
 TEST(Memory, AForeignBlockIsDescribedNotOwned) {
@@ -67,6 +67,18 @@ TEST(Text, ComparisonsAreReversedAndBlindToCase) {
     EXPECT_EQ(strnicmp("abX", "abY", 2), 0);
     EXPECT_EQ(strnicmp("abX", "abY", 3), 1);
     EXPECT_EQ(strnicmp("a", "b", 0), 0);
+    for (const auto& [map, mapped] : {std::pair{&strlower, "az[09]"}, {&strlwr, "az[09]"}, {&strupr, "AZ[09]"}}) {
+        char text[] = "aZ[09]";
+        EXPECT_EQ(map(text), text);
+        EXPECT_STREQ(text, mapped);
+    }
+    for (const auto& [path, folder, name] :
+         {std::tuple{"/a/b/c.gif", "/a/b/", "c"}, {"C:name.ext", "", "name"}, {"d\\e/f.g.h", "d\\", "e/f.g"}}) {
+        char text[20];
+        EXPECT_EQ(s_getpath(text, path), text);
+        EXPECT_STREQ(text, folder);
+        EXPECT_STREQ(s_getname(text, path), name);
+    }
 }
 
 TEST(Numbers, ToleranceIsInclusiveAndRoundingSaturates) {

@@ -9,12 +9,24 @@
 
 namespace {
 
+// The Setup block's first words, as a host declares them.
+struct SetupWords {
+    char host[144], names[3][144], driver[16];
+    uintptr_t reserved[3];
+    int32_t colour, second;
+    uintptr_t device;
+    uint8_t background[3];
+    int32_t line, size, resolution;
+    int16_t x, y;
+    double width, height;
+};
+
 using Extent = std::tuple<double, double, int32_t>;  // width, height, resolution
 
 Extent asked(double width, double height, int32_t resolution) {
     int16_t bits = 0;
     QueryCellFormat(&width, &height, &bits, &resolution, nullptr, nullptr);
-    EXPECT_EQ(bits, kOutputDepth);
+    EXPECT_EQ(bits, 8);
     return {width, height, resolution};
 }
 
@@ -26,25 +38,36 @@ TEST(Setup, DefaultsStandWhenThereIsNoProfile) {
     EXPECT_EQ(lpRaster, &setup);
     EXPECT_STREQ(szFilter, "TOLVA");
     EXPECT_STREQ(setup.driverName, "TOLVA.1");
-    EXPECT_STREQ(setup.profilePath, "");
-    EXPECT_EQ(setup.colourMode, kColourNormal);
-    EXPECT_EQ(setup.sizeMode, kSizeOfPicture);
-    EXPECT_EQ(setup.resolutionMode, kResolutionOfPicture);
-    EXPECT_EQ(setup.width, 6.67);
-    EXPECT_EQ(setup.lineMode, 0);
     EXPECT_EQ(EditSetup(h, 77), 0);
-    EXPECT_EQ(setup.reserved[1], 77u);
     EXPECT_EQ(EditSetup(0, 77), -1);
+    SetupWords& words = *static_cast<SetupWords*>(GlobalLock(h));
+    EXPECT_EQ(words.reserved[1], 77u);
+    std::memset(static_cast<void*>(&words), 0x5A, sizeof words);
+    SetupWords expected = words;
+    EXPECT_EQ(UseDefaultSettings(lpRaster), 0);
+    std::memset(expected.names, 0, sizeof expected.names);
+    std::memset(expected.reserved, 0, sizeof expected.reserved);
+    std::memcpy(expected.driver, "TOLVA.1", 8);
+    expected.colour = 103, expected.second = 0, expected.size = 602, expected.resolution = 309;
+    expected.x = expected.y = 96, expected.width = 6.67, expected.height = 5.0;
+    EXPECT_EQ(std::memcmp(&words, &expected, sizeof words), 0);  // what has no default stays
+    std::memset(static_cast<void*>(&words), 0, sizeof words);
     EXPECT_EQ(DestroySetup(h), 0);
     EXPECT_EQ(lpRaster, nullptr);
     EXPECT_EQ(DestroySetup(0), 1);
     EXPECT_EQ(LimitCheck(), 0);
     char text[] = "################";
-    EXPECT_EQ(LoadString(0, 0x10000 + kStringFont, text, 3), 4);  // kept: cut without a terminator
+    EXPECT_EQ(LoadString(0, 0x10007, text, 3), 4);  // kept: cut without a terminator
     EXPECT_STREQ(text, "Fon#############");
-    EXPECT_EQ(LoadString(0, kStringFallback, text, sizeof text), 11);
+    EXPECT_EQ(LoadString(0, 0xFFFF, text, sizeof text), 11);
     EXPECT_EQ(LoadString(0, 12, text, sizeof text), 0);
     EXPECT_STREQ(text, "Not Defined");
+    std::string rows;
+    for (const StringRow& row : gStringTable) rows += std::to_string(row.id) + row.text + ",";
+    EXPECT_EQ(rows,
+              "0~Defaults,1~Mode,2~Header,3~Default Mode,4Driver,6DefaultFileSpec,7Font,11Color Mode,"
+              "15User-Defined Patterns,5ColorTableSource,8Color,9FILE,10PROFILE,18Resolution Mode,19X Resolution,"
+              "20Y Resolution,21Width,22Height,23File Type,24Size Mode,13GIF Export,34Line Mode,65535Not Defined,");
 }
 
 TEST(Setup, LimitsAreRepairedAndTheLastRepairIsTold) {
@@ -52,12 +75,12 @@ TEST(Setup, LimitsAreRepairedAndTheLastRepairIsTold) {
     SetupBlock& setup = *lpRaster;
     setup.xResolution = 31;
     setup.yResolution = 400;
-    EXPECT_EQ(LimitCheck(), kResolutionRepaired);
+    EXPECT_EQ(LimitCheck(), -62);
     EXPECT_EQ(std::pair(setup.xResolution, setup.yResolution), std::pair(int16_t{96}, int16_t{400}));
     setup.yResolution = 401;
     setup.width = 22.5;
     setup.height = std::numeric_limits<double>::quiet_NaN();
-    EXPECT_EQ(LimitCheck(), kExtentRepaired);
+    EXPECT_EQ(LimitCheck(), -63);
     EXPECT_EQ(std::pair(setup.width, setup.height), std::pair(6.67, 5.0));
     setup.width = 0.03125;
     setup.height = 22.0;
@@ -74,7 +97,7 @@ TEST(Setup, AProfileIsLookedForInItsFolderFirst) {
     std::filesystem::create_directory(folder.path);
     const std::string found = folder.path + "/tolva_found.ini";
     save(found, "");
-    char name[kProfilePathBytes] = "tolva_found.ini";
+    char name[144] = "tolva_found.ini";
     EXPECT_EQ(GetProfileDirectory(name, nullptr), 1);
     setenv("INIDIR", folder, 1);
     EXPECT_EQ(GetProfileDirectory(name, nullptr), 0);
@@ -84,6 +107,12 @@ TEST(Setup, AProfileIsLookedForInItsFolderFirst) {
     EXPECT_EQ(name, found);
     std::strcpy(name, "/tmp");
     EXPECT_EQ(GetProfileDirectory(name, nullptr), 1);
+    const std::string cut = found.substr(0, 4) + "a_found.ini";
+    for (const auto& [room, path] : {std::pair{144, found.c_str()}, {4, cut.c_str()}, {0, "tolva_found.ini"}}) {
+        std::strcpy(name, "tolva_found.ini");
+        EXPECT_EQ(INIclose(INIopen(name, room, 0)), 0);
+        EXPECT_STREQ(name, path);  // what was opened, as much of it as there is room for
+    }
     unsetenv("INIDIR");
 }
 
@@ -105,9 +134,11 @@ TEST(Display, TheEnvironmentWinsOverTheHostAndTheHostOverTheDefaults) {
     EXPECT_TRUE(std::isinf(width) && std::isnan(height));
     unsetenv("DISPLAYINFO");
     SetDisplayInfo(0, 0, 0, 0);
-    SetPrinterInfo(1, 2, 3, 4);
-    EXPECT_EQ(GetPrinterInfo(&width, nullptr, &x, nullptr), 0);
-    EXPECT_EQ(std::pair(width, x), std::pair(1.0, int16_t{3}));
+    for (const int known : {0, 1}) {  // of the printer nothing, until it is told
+        EXPECT_EQ(GetPrinterInfo(&width, &height, &x, &y), 0);
+        EXPECT_EQ(std::tuple(width, height, x, y), std::tuple(known, known * 2, known * 3, known * 4));
+        SetPrinterInfo(1, 2, 3, 4);
+    }
 }
 
 TEST(Geometry, FollowsTheModes) {
@@ -122,15 +153,15 @@ TEST(Geometry, FollowsTheModes) {
     EXPECT_EQ(asked(481, 480, 0), Extent(482, 480, 96));
     EXPECT_EQ(asked(1000, 10, 0), Extent(640, 7, 96));
 
-    setup.sizeMode = kSizeSaved;
-    setup.resolutionMode = kResolutionSaved;
+    setup.sizeMode = 601;
+    setup.resolutionMode = 308;
     setup.xResolution = 128;
     setup.yResolution = 64;
     setup.width = setup.height = 2.0;
     EXPECT_EQ(asked(3.0, 2.0, 300), Extent(192, 128, 128));
 
-    setup.sizeMode = kSizeOfScreen;
-    setup.resolutionMode = kResolutionOfScreen;
+    setup.sizeMode = 600;
+    setup.resolutionMode = 307;
     setenv("DISPLAYINFO", "1000x500x100x50", 1);
     EXPECT_EQ(asked(1.0, 1.0, 300), Extent(1000, 1000, 100));
     EXPECT_EQ(setup.width, 10.0);
