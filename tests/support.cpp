@@ -223,7 +223,9 @@ std::vector<int> spoolSegments(const Picture& picture) {
 Bytes plainGif(const Picture& picture, const Bytes& palette, const GifOptions& options) {
     const int width = picture.width, height = picture.height;
     Bytes out = {'G', 'I', 'F', '8', '9', 'a'};
-    const auto add = [&out](std::initializer_list<int> bytes) { out.insert(out.end(), bytes.begin(), bytes.end()); };
+    const auto add = [&out](std::initializer_list<int> bytes) {
+        for (const int byte : bytes) out.push_back(static_cast<uint8_t>(byte));
+    };
     add({width, width >> 8, height, height >> 8, 0xF7, options.background, 0});
     out.insert(out.end(), palette.begin(), palette.end());
     add({0x21, 0xF9, 4, options.transparent >= 0, 0, 0, std::max(options.transparent, 0), 0});
