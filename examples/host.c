@@ -1,12 +1,22 @@
 /* host.c: a host in C, to copy from: draws a landscape band by band and has it written as a GIF, so that no more of the
  * picture than one band is ever in memory. The library is loaded at run time; its headers say what is in it.
  *
+ * About once in 1,500 bands one ends exactly where the codes grow wider, and decoders fail there: a host that wants
+ * every picture readable answers with the height wanted, which makes one band. More than one are wrong or unreadable,
+ * too, where an interlaced picture is narrower than 4.
+ *
  *     example_host LIBRARY FILE.gif [WIDTH HEIGHT [BAND-ROWS]] */
+#define _XOPEN_SOURCE 700
 #include <dlfcn.h>
+#include <errno.h>
+#include <fcntl.h>
+#include <limits.h>
 #include <signal.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include "driver/driver.h"
 #include "output/output.h"
@@ -137,7 +147,7 @@ static intptr_t answerOffscreen(intptr_t operation, intptr_t record, intptr_t a,
     scene->width = init->width;
     scene->height = init->bandRows;
     fillPalette(init->palette);
-    return scene->bandRows; /* may be more than there are */
+    return scene->bandRows; /* may be more than there are: then the picture is one band */
 }
 
 static volatile sig_atomic_t interrupted;
@@ -167,7 +177,31 @@ static int exportScene(const char* name, Scene* scene) {
         tolva.zunCloseandDelete(stream, name);
         return fail(name, result == kStoppedByHost ? "stopped" : "not exported", result);
     }
-    return tolva.zunClose(stream) == 0 ? EXIT_SUCCESS : fail(name, "could not be written to its end", kStreamFailed);
+    if (tolva.zunClose(stream) == 0) return EXIT_SUCCESS; /* only here does a full disk show */
+    unlink(name);
+    return fail(name, "could not be written to its end", kStreamFailed);
+}
+
+/* Under another name in the same folder, and renamed when it is whole: until then an earlier GIF stays as it is. */
+static int replaceByScene(const char* name, Scene* scene) {
+    char target[PATH_MAX], part[PATH_MAX + 32];
+    struct stat earlier;
+    const int exists = realpath(name, target) != NULL; /* renaming onto a link would take the link's place */
+    if (!exists && errno != ENOENT) return fail(name, strerror(errno), errno);
+    if (!exists) snprintf(target, sizeof target, "%s", name);
+    if (exists && (stat(target, &earlier) != 0 || !S_ISREG(earlier.st_mode))) return fail(name, "not a plain file", 0);
+    const char* const slash = strrchr(target, '/');
+    const int folder = slash == NULL ? 0 : (int)(slash + 1 - target);
+    snprintf(part, sizeof part, "%.*sexample-%ld.part", folder, target, (long)getpid());
+    const int file = open(part, O_WRONLY | O_CREAT | O_EXCL, 0666); /* nobody else's: the library truncates it */
+    if (file < 0) return fail(part, strerror(errno), errno);
+    if (exists) fchmod(file, earlier.st_mode & 07777);
+    close(file);
+    if (exportScene(part, scene) != EXIT_SUCCESS) return EXIT_FAILURE;
+    if (rename(part, target) == 0) return EXIT_SUCCESS;
+    const int error = errno;
+    unlink(part);
+    return fail(name, strerror(error), error);
 }
 
 int main(int count, char** arguments) {
@@ -192,7 +226,7 @@ int main(int count, char** arguments) {
     signal(SIGINT, interrupt);
 
     Scene scene = {.width = (int32_t)width, .height = (int32_t)height, .bandRows = (int32_t)bandRows};
-    const int result = exportScene(arguments[2], &scene);
+    const int result = replaceByScene(arguments[2], &scene);
     tolva.DestroySetup(setup);
     dlclose(library);
     return result;

@@ -6,6 +6,7 @@
 The picture and its pixels are those of host.c. Numbers of the protocol are those of driver/driver.h.
 """
 import ctypes
+import os
 import struct
 import sys
 from ctypes import c_int16, c_int32, c_size_t, c_ssize_t, c_void_p
@@ -163,6 +164,25 @@ def export(library, file_name, width, height):
             raise RuntimeError("no picture was written")
 
 
+def export_and_replace(library, file_name, width, height):
+    """Under another name in the same folder, and renamed when it is whole: until then an earlier GIF stays."""
+    target = os.path.realpath(file_name)  # renaming onto a link would take the link's place
+    mode = os.stat(target).st_mode if os.path.exists(target) else None
+    if mode is not None and not os.path.isfile(target):
+        raise RuntimeError(f"{file_name} is not a plain file")
+    part = os.path.join(os.path.dirname(target), f"example-{os.getpid()}.part")
+    os.close(os.open(part, os.O_WRONLY | os.O_CREAT | os.O_EXCL, 0o666))  # nobody else's: the library truncates it
+    try:
+        if mode is not None:
+            os.chmod(part, mode & 0o7777)
+        export(library, part, width, height)
+        os.rename(part, target)
+    except BaseException:
+        if os.path.exists(part):
+            os.unlink(part)
+        raise
+
+
 def main(arguments):
     if len(arguments) not in (2, 4):
         sys.exit(__doc__)
@@ -170,7 +190,8 @@ def main(arguments):
     if not (2 <= width <= 65535 and 1 <= height < 65535):
         sys.exit("a GIF has 2 to 65535 columns here, and 1 to 65534 rows")
     try:
-        export(load(arguments[0]), arguments[1], width, height + height % 2)  # the bracket makes heights even
+        # The bracket makes heights even.
+        export_and_replace(load(arguments[0]), arguments[1], width, height + height % 2)
     except (OSError, RuntimeError) as error:
         sys.exit(f"host.py: {error}")
 

@@ -33,8 +33,8 @@ typedef struct PictureDescriptor {
     int16_t resolution; /* dots per inch, 0 = not given */
     double fullWidth;   /* the same as floats: what the output's size is asked for with */
     double fullHeight;
-    Handle palette;     /* triples, 0 for true colour */
-    Handle bitmap;      /* bottom row first */
+    Handle palette; /* triples, 0 for true colour */
+    Handle bitmap;  /* bottom row first */
 } PictureDescriptor;
 
 /* The picture as a platform's metafile: bounds in dots. */
@@ -59,37 +59,37 @@ enum OffscreenOperation {
 typedef intptr_t (*OffscreenCallback)(intptr_t operation, intptr_t record, intptr_t a, intptr_t b);
 
 typedef struct OffscreenQuery {
-    double width;       /* with a resolution in inches, without one in pixels */
+    double width; /* with a resolution in inches, without one in pixels */
     double height;
     int32_t resolution; /* dots per inch, 0 = not given */
     int16_t value;      /* handed on to the writer, which does not use it */
 } OffscreenQuery;
 
 typedef struct OffscreenInit {
-    int32_t width;      /* pixels */
-    int32_t bandRows;   /* as many as are wanted at once */
-    int32_t depth;      /* bits a pixel that bands must have */
-    int32_t colours;    /* room in the table */
-    uint8_t* palette;   /* triples, to be filled */
+    int32_t width;    /* pixels */
+    int32_t bandRows; /* as many as are wanted at once */
+    int32_t depth;    /* bits a pixel that bands must have */
+    int32_t colours;  /* room in the table */
+    uint8_t* palette; /* triples, to be filled */
 } OffscreenInit;
 
 typedef struct OffscreenRecord {
     void* hostContext;
     OffscreenCallback callback;
     int16_t colours;
-    uint8_t* palette;   /* what the file's colour table is written from */
+    uint8_t* palette; /* what the file's colour table is written from */
     int32_t width;
-    int32_t bandRows;   /* as asked for */
+    int32_t bandRows; /* as asked for */
     int16_t depth;
     Handle privateBlock; /* the callback's own */
-    uint8_t flag;       /* 0 */
+    uint8_t flag;        /* 0 */
     uint8_t reserve[7];
 } OffscreenRecord;
 
 /* Asks the host for the picture's size, for colours and a band height, then for band after band, top band first, and
- * writes each as it comes; heights are made even. 0; kNoPicture when the host has none or no GIF has its size, and
- * nothing is written; else the failing band's kExportFailed or kStreamFailed, or kStoppedByHost. The bands' memory is
- * left alone. */
+ * writes each as it comes; heights are made even. Of pictures in several bands some cannot be decoded. 0; kNoPicture
+ * when the host has none or no GIF has its size, and nothing is written; else the failing band's kExportFailed or
+ * kStreamFailed, or kStoppedByHost. The bands' memory is left alone. */
 int32_t OutputPicture(Handle stream, void* hostContext, OffscreenCallback callback);
 enum ExportArgument { kArgumentSetup = 2, kArgumentStatus = 6, kExportArguments = 7 }; /* native words */
 /* Writes a picture handed over whole, as one band, with the settings and the status record that the host's
@@ -120,15 +120,15 @@ int32_t DeleteMetaFileHandle(uintptr_t a);
 
 /* One image being written. */
 typedef struct CellBitmapState {
-    uint32_t calls;         /* bands so far */
+    uint32_t calls; /* bands so far */
     int32_t height;
     int32_t rowsToCome;
     uint32_t bytesPerRow;
-    uint32_t bitCarry;      /* bits of the last byte already written, 0 to 7 */
-    void* spoolData;        /* memory spool: its block, kept up to date by its stream */
-    Handle spoolBlock;      /* memory spool: non-zero while there is one */
+    uint32_t bitCarry; /* bits of the last byte already written, 0 to 7 */
+    void* spoolData;   /* memory spool: its block, kept up to date by its stream */
+    Handle spoolBlock; /* memory spool: non-zero while there is one */
     char spoolName[kSpoolNameBytes];
-    Handle spool;           /* spool stream, 0 when none is open */
+    Handle spool; /* spool stream, 0 when none is open */
 } CellBitmapState;
 
 /* Writes everything up to the image data. The palette (2^bits triples, room for 16) gets the transparent colour.
