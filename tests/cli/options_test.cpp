@@ -1,7 +1,9 @@
 // options_test.cpp: the command line, and the library that it may name.
 
 #include <algorithm>
+#include <bit>
 #include <filesystem>
+#include <tuple>
 
 #include "support.h"
 
@@ -13,12 +15,12 @@ TEST_F(CommandLine, WrongUsageEndsWith2AndWritesNothing) {
     std::vector<Words> wrong = {"", "a.pgm", "-o a.gif", "a.pgm -o", {"a.pgm", "-o", ""}};
     // clang-format off
     for (const char* const option :
-         {"a.pgm", "-x", "--nonsense", "--help=3", "--transparent FFFFF", "--transparent FFFFFFF",
-          "--background -12345", "--background 0xFFFF", "--tone blue", "--dither 4", "--road cell", "--max-pixels 0",
-          "--max-pixels 1e6", "--fit 10", "--fit 0x10", "--fit 10x65536", "--fit 10x10x10", "--fit 1e1x10",
-          "--fit 4294967297x1", "--fit 10x10 --size 1x1", "--size 0.03x1", "--size 1x22.1", "--size nanx1",
-          "--size 1,5x1", "--size 1x1 --resolution 31", "--size 1x1 --resolution 401", "--resolution 96",
-          "--fit 9x9 --resolution 96", "--json", "--no-profile --profile p", "--section a;b"}) {
+         {"a.pgm", "-x", "--nonsense", "--help=3", "--force=1", "--transparent FFFFF", "--transparent ##F80",
+          "--background F8", "--background -12345", "--background 0xFFFF", "--tone blue", "--dither 4", "--road cell",
+          "--max-pixels 0", "--max-pixels 1e6", "--fit 10", "--fit 0x10", "--fit 10x65536", "--fit 10x10x10",
+          "--fit 1e1x10", "--fit 4294967297x1", "--fit 10x10 --size 1x1", "--size 0.03x1", "--size 1x22.1",
+          "--size nanx1", "--size 1,5x1", "--size 1x1 --resolution 31", "--size 1x1 --resolution 401",
+          "--resolution 96", "--fit 9x9 --resolution 96", "--json", "--no-profile --profile p", "--section a;b"}) {
         // clang-format on
         wrong.push_back(std::string("a.pgm -o a.gif ") + option);
     }
@@ -35,22 +37,51 @@ TEST_F(CommandLine, WrongUsageEndsWith2AndWritesNothing) {
         EXPECT_EQ(result.said.rfind("tolva: ", 0), 0u) << testing::PrintToString(words) << ": " << result.said;
         EXPECT_EQ(std::count(result.said.begin(), result.said.end(), '\n'), 1) << result.said;
     }
+    EXPECT_NE(run("a.pgm b.gif").said.find("-o b.gif"), std::string::npos);
     EXPECT_EQ(names(), std::vector<std::string>{"a.pgm"});
 }
 
 TEST_F(CommandLine, HelpAndVersionGoToStandardOutput) {
-    for (const auto& [option, word] : {std::pair("--help", "--interlace"), {"--version", "0x02000005"}}) {
+    for (const std::string option : {"--help", "-h", "--version", "-V"}) {
+        const char* const word = option == "--help" || option == "-h" ? "--interlace" : "0x02000005";
         const RunResult result = run(option);
         EXPECT_EQ(result.status, 0) << option;
         EXPECT_NE(result.out.find(word), std::string::npos) << result.out;
     }
 }
 
-TEST_F(CommandLine, QuietSaysNothingAndVerboseTellsSizes) {
+TEST_F(CommandLine, OptionsAndColoursHaveShortAndLongForms) {
+    write("a.pgm", greyMap(5, 5));
+    const auto gifOf = [this](const std::string& colour, const std::string& words = "-qfoa.gif") {
+        EXPECT_EQ(run(words + " a.pgm --road bracket --transparent " + colour).said, "") << "not the added row either";
+        return read("a.gif");
+    };
+    const std::string gif = gifOf("FF8800");
+    EXPECT_EQ(gifOf("#f80", "--quiet --force --output a.gif"), gif);
+    EXPECT_TRUE(gifOf("white") == gifOf("#FFFFFF") && gifOf("black") == gifOf("000") &&
+                gifOf("white") != gifOf("black"));
+    for (const std::string verbose : {"-v", "--verbose"}) {
+        EXPECT_NE(run(verbose + " a.pgm -f -o c.gif").said.find("c.gif: 5 x 5 pixels"), std::string::npos);
+    }
+}
+
+TEST_F(CommandLine, ShowsNamesAsText) {
+    const std::string name = "a\n\x1B[2J\x7F\xC2\x9B\xFF\xC3\xA9.pgm";
+    const std::string shown = "a\\x0A\\x1B[2J\\x7F\\xC2\\x9B\\xFF\xC3\xA9.pgm";
+    EXPECT_EQ(run({name, "-o", "a.gif"}).said, "tolva: " + shown + ": No such file or directory\n");
+    EXPECT_EQ(run({"setup", "path", "-q", "--profile", name}).out, name + "\n");
+    write(name, greyMap(5, 4));
+    EXPECT_EQ(run({"info", name}).out.rfind(shown + ": 5 x 4", 0), 0u);
+    EXPECT_EQ(run("info -", {.in = {.file = name}}).out.rfind("standard input: 5 x 4", 0), 0u);
+}
+
+TEST_F(CommandLine, WarnsOfAScreenThatCannotBeRead) {
     write("a.pgm", greyMap(5, 4));
-    EXPECT_EQ(run("-q a.pgm -o a.gif").said, "");
-    EXPECT_EQ(run("a.pgm -o b.gif").said, "");
-    EXPECT_NE(run("-v a.pgm -o c.gif").said.find("c.gif: 5 x 4 pixels"), std::string::npos);
+    for (const std::string screen : {"", "1600x1200x99x99", "1600,1200 9;99", "1600", "1600x1200x", "1600xx1200x9x9",
+                                     "1600x-1200x9x9", "1600x1200x0x9", "1600x1200x9x32768"}) {
+        const RunResult result = run("info a.pgm", {.before = {"env", "DISPLAYINFO=" + screen}});
+        EXPECT_EQ(result.said.empty(), screen.empty() || screen.ends_with("99")) << result.said;
+    }
 }
 
 TEST_F(TheLibrary, ThatCannotBeUsedEndsWith1) {
@@ -69,6 +100,17 @@ TEST_F(TheLibrary, IsFoundInLibBesideTheProgramsFolder) {
     for (const char* const name : {"bin", "lib"}) std::filesystem::create_directory(path(name));
     std::filesystem::copy(program, path("bin/copy"));
     std::filesystem::copy(program.parent_path() / "libtolva.so.1", path("lib/libtolva.so.1"));
-    const RunResult copied = runProgram({.words = {path("bin/copy"), "--version"}, .emulated = true});
-    EXPECT_NE(copied.out.find("bin/../lib/libtolva.so.1"), std::string::npos) << copied.out;
+    const Launch copy = {.words = {path("bin/copy"), "--version"}, .emulated = true};
+    RunResult result = runProgram(copy);
+    EXPECT_NE(result.out.find("bin/../lib/libtolva.so.1"), std::string::npos) << result.out;
+    if (std::endian::native == std::endian::big) return;  // no place has the number in one piece
+    std::string bytes = read("lib/libtolva.so.1");
+    for (const auto& [from, to, wanted] :
+         {std::tuple('\5', '\2', "library 0x02000006"), {'\6', '\3', "version 0x03000006"}}) {
+        for (size_t at = 0; (at = bytes.find({from, 0, 0, 2}, at)) < bytes.size();) bytes.replace(at, 4, {6, 0, 0, to});
+        write("lib/libtolva.so.1", bytes);
+        result = runProgram(copy);
+        EXPECT_EQ(result.status, to == 2 ? 0 : 1);
+        EXPECT_NE((result.out + result.said).find(wanted), std::string::npos) << result.said;
+    }
 }

@@ -44,6 +44,21 @@ TEST_F(OutputFile, GetsTheModeOfTheFileItReplacesElseThatOfANewFile) {
     umask(before);
 }
 
+TEST_F(OutputFile, IsNeitherThePictureItselfNorATerminal) {
+    const std::string picture = read("a.pgm");
+    files::create_symlink("a.pgm", path("link"));
+    files::create_hard_link(path("a.pgm"), path("hard"));
+    const int appended = open(path("hard").c_str(), O_WRONLY | O_APPEND | O_CLOEXEC);
+    for (const char* const from : {"a.pgm", "link", "-"}) {
+        for (const char* const to : {"a.pgm", "link", "hard", "-", "/dev/stdout"}) {
+            EXPECT_EQ(run({from, "-f", "-o", to}, {.in = {.file = "a.pgm"}, .out = {appended}}).status, 2) << to;
+            EXPECT_TRUE(read("a.pgm") == picture && files::is_symlink(path("link"))) << from << " " << to;
+        }
+    }
+    close(appended);
+    EXPECT_EQ(run("a.pgm -o -", {.out = {kTerminal}}).status, 2);
+}
+
 TEST_F(OutputFile, FollowsSymbolicLinks) {
     files::create_directories(path("deep/er"));
     files::create_symlink("deep/one", path("link"));

@@ -51,6 +51,9 @@ void makeJpeg(const std::string& path, const PictureOrder& order) {
     if (order.stored != 0) jpeg_set_colorspace(&jpeg, static_cast<J_COLOR_SPACE>(order.stored));
     jpeg_set_quality(&jpeg, 100, TRUE);
     if (order.interlaced) jpeg_simple_progression(&jpeg);
+    constexpr jpeg_scan_info kApart[] = {{1, {0}, 0, 63, 0, 0}, {1, {1}, 0, 63, 0, 0}, {1, {2}, 0, 63, 0, 0}};
+    if (order.apart) jpeg.scan_info = kApart;
+    if (order.apart) jpeg.num_scans = 3;
     jpeg_start_compress(&jpeg, TRUE);
     const auto* const exif = reinterpret_cast<const JOCTET*>(order.exif.data());
     if (!order.exif.empty()) jpeg_write_marker(&jpeg, JPEG_APP0 + 1, exif, static_cast<unsigned>(order.exif.size()));

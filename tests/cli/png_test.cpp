@@ -104,5 +104,20 @@ TEST_F(Png, RefusesWhatItCannotTakeWithStatus3) {
     huge[17] = 1;
     write("huge.png", huge);
     EXPECT_NE(run("huge.png -o a.gif").said.find("65535"), std::string::npos);
+    // Said before memory is asked for; but a picture may be packed as well as can be.
+    const std::string head("\0\0\0\rIHDR\0\0\xFF\xFF\0\0\xFF\xFF\b\2\0\0\0009gN\a", 25);
+    write("huge.png", good.substr(0, 8) + head + good.substr(33));
+    EXPECT_NE(run("huge.png -o a.gif --max-pixels 4294967295").said.find("ends before"), std::string::npos);
     EXPECT_FALSE(exists("a.gif"));
+    convertPng({.width = 3000, .height = 2000, .kind = 0, .samples = std::vector<uint8_t>(6000000)});
+}
+
+TEST_F(Png, OfAnAnimationIsTheFirstPicture) {
+    makePng(path("good.png"), order(9, 9, 8, 0, 256));
+    for (const std::string chunk : {"\1____\xB4-\xE9\xA0", "\2____\xF3\x8D\x93p"}) {
+        std::string animation = read("good.png").insert(33, "___\bacTL___" + chunk);
+        std::replace(animation.begin() + 33, animation.begin() + 53, '_', '\0');
+        write("a.png", animation);
+        EXPECT_EQ(run("a.png -f -o a.gif").said.find("first is taken") != std::string::npos, chunk[0] == 2);
+    }
 }

@@ -38,7 +38,20 @@ TEST_F(PnmReader, RefusesWithStatus3AndTheReason) {
             EXPECT_NE(result.said.find(reason), std::string::npos) << bytes << "\n" << result.said;
         }
     }
+    // Said before memory is asked for.
+    write("a.pnm", "P6 65535 65535 255\n");
+    EXPECT_NE(run("a.pnm -o a.gif --max-pixels 4294967295").said.find("ends before"), std::string::npos);
     EXPECT_EQ(names(), std::vector<std::string>{"a.pnm"});
+}
+
+TEST_F(PnmReader, TakesTheFirstPictureOfSeveralAndSaysSo) {
+    for (const std::string picture : {greyMap(5, 4), std::string("P2 2 1 9 1 2\n")}) {
+        for (const std::string more : {"", "\n", "\nP", "Q5", "P7\n", "\nP1\n"}) {
+            const RunResult result = run("- -f -o a.gif", {.input = picture + more});
+            EXPECT_EQ(result.status, 0) << more;
+            EXPECT_EQ(result.said.find("first is taken") != std::string::npos, more.size() > 2) << more << result.said;
+        }
+    }
 }
 
 // Renewed by: tolva PICTURE OPTIONS -o a.gif, and sumOf of its bytes, after an independent decoder has shown the

@@ -38,6 +38,11 @@ TEST_F(Roads, RepeatTheLastRowOfAnOddHeightAndSaySo) {
     for (const std::string& road : roads) {
         const bool evened = road != "cells";
         EXPECT_EQ(exported(road, "a.pgm") == exported("cells", "b.pgm"), evened);
+        // 13 x 15 and 26 x 30 pixels.
+        for (const char* const limited : {"195", "208", "779 --fit 26x32", "780 --fit 26x32"}) {
+            const int wanted = limited[2] == '9' || (limited[2] == '5' && evened) ? 3 : 0;
+            EXPECT_EQ(run("-f -o c.gif a.pgm --road " + road + " --max-pixels " + limited).status, wanted) << limited;
+        }
         const RunResult info = run("info a.pgm --road " + road);
         EXPECT_EQ(info.said.find("from 15 to 16") != std::string::npos, evened);
         EXPECT_EQ(info.out.find("13 x 16 pixels") != std::string::npos, evened) << info.out;

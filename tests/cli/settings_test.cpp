@@ -102,6 +102,9 @@ TEST_F(StayingSettings, ThatCannotBeLoadedEndWith3IfNamedAndAreToldIfNot) {
         }
     }
     EXPECT_FALSE(exists("b.gif"));
+    write("libtolva.ini", "[TOLVA]\n~Mode=Mine\n[Mine]\nWidth=3.000\n");
+    EXPECT_NE(run("setup show --section Mine").said.find("no Driver in [Mine]"), std::string::npos);
+    EXPECT_NE(run("setup show --section Other").said.find("no section [Other]"), std::string::npos);
 }
 
 TEST_F(StayingSettings, ThatCannotBeWrittenLeaveTheFileAsItIs) {
