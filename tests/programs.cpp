@@ -7,6 +7,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <future>
 #include <sstream>
 #include <utility>
@@ -86,4 +87,17 @@ RunResult runProgram(const Launch& launch) {
     int status = 0;
     waitpid(child, &status, 0);
     return {WIFSIGNALED(status) ? -WTERMSIG(status) : WEXITSTATUS(status), out.get(), said.get()};
+}
+
+std::string textOf(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(file), {});
+}
+
+void save(const std::string& path, const std::string& text) { std::ofstream(path, std::ios::binary) << text; }
+
+uint64_t sumOf(const std::string& bytes) {
+    uint64_t sum = 0xCBF29CE484222325u;
+    for (const char c : bytes) sum = (sum ^ static_cast<uint8_t>(c)) * 0x100000001B3u;
+    return sum;
 }

@@ -1,7 +1,9 @@
-// programs.h: programs run by argument vectors, never through a shell: any file may stand under any name.
+// programs.h: programs run by argument vectors, never through a shell: any file may stand under any name. And the
+// files that go in and come out.
 #ifndef TOLVA_TESTS_PROGRAMS_H
 #define TOLVA_TESTS_PROGRAMS_H
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -37,5 +39,9 @@ struct RunResult {
     std::string said;  // on standard error
 };
 RunResult runProgram(const Launch& launch);
+
+std::string textOf(const std::string& path);
+void save(const std::string& path, const std::string& text);
+uint64_t sumOf(const std::string& bytes);  // FNV-1a, for golden files
 
 #endif

@@ -4,8 +4,6 @@
 
 #include <unistd.h>
 
-#include <fstream>
-
 #ifdef TOLVA_GIF_ORACLE
 #include <gif_lib.h>
 #endif
@@ -51,12 +49,6 @@ Bytes readFile(const std::string& path) {
     return Bytes(text.begin(), text.end());
 }
 
-std::string textOf(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(file), {});
-}
-
-void save(const std::string& path, const std::string& text) { std::ofstream(path, std::ios::binary) << text; }
 void save(const std::string& path, const Bytes& bytes) { save(path, std::string(bytes.begin(), bytes.end())); }
 
 Temporary::~Temporary() { std::filesystem::remove_all(path); }

@@ -43,8 +43,6 @@ Bytes taken(Handle h);  // its contents; the handle is freed
 
 std::string temporaryPath(const char* name);
 Bytes readFile(const std::string& path);
-std::string textOf(const std::string& path);
-void save(const std::string& path, const std::string& text);
 void save(const std::string& path, const Bytes& bytes);
 int temporaryFiles();  // how many of the library's stand in /tmp
 

@@ -5,8 +5,6 @@
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <sstream>
 
 #include <sys/stat.h>
 
@@ -29,16 +27,6 @@ RunResult Program::run(const Words& words, Launch launch) {
     return runProgram(launch);
 }
 
-void Program::write(const std::string& name, const std::string& bytes) const {
-    std::ofstream(path(name), std::ios::binary) << bytes;
-}
-
-std::string Program::read(const std::string& name) const {
-    std::ostringstream bytes;
-    bytes << std::ifstream(path(name), std::ios::binary).rdbuf();
-    return bytes.str();
-}
-
 bool Program::exists(const std::string& name) const { return files::exists(files::symlink_status(path(name))); }
 
 int Program::mode(const std::string& name) const {
@@ -59,10 +47,4 @@ std::string greyMap(int width, int height, int step) {
         for (int x = 0; x < width; ++x) bytes += static_cast<char>((x * step + y * 31 + x * y) % 256);
     }
     return bytes;
-}
-
-uint64_t sumOf(const std::string& bytes) {
-    uint64_t sum = 14695981039346656037u;
-    for (const char c : bytes) sum = (sum ^ static_cast<uint8_t>(c)) * 1099511628211u;
-    return sum;
 }

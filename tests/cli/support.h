@@ -17,8 +17,8 @@ class Program : public testing::Test {
     // `words` are the program's arguments; the rest of `launch` is as the test wants it.
     RunResult run(const Words& words, Launch launch = {});
     std::string path(const std::string& name) const { return folder + "/" + name; }
-    void write(const std::string& name, const std::string& bytes) const;
-    std::string read(const std::string& name) const;
+    void write(const std::string& name, const std::string& bytes) const { save(path(name), bytes); }
+    std::string read(const std::string& name) const { return textOf(path(name)); }
     bool exists(const std::string& name) const;
     int mode(const std::string& name) const;
     std::vector<std::string> names() const;  // of everything in the folder
@@ -28,7 +28,5 @@ class Program : public testing::Test {
 
 // Row by row from the top, every pixel told by its position and a multiplier.
 std::string greyMap(int width, int height, int step = 7);
-// FNV-1a, for golden files.
-uint64_t sumOf(const std::string& bytes);
 
 #endif
