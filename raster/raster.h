@@ -75,7 +75,7 @@ void rev_rgb(int32_t width, uint8_t* row, int32_t mode);
 /* A new bitmap of another depth; `table` goes in as the source's and comes back as the one made, or 0. */
 Handle rlChangeColorResolution(Handle bits, int32_t width, int32_t height, int16_t srcBits, int16_t dstBits,
                                Handle* table);
-/* A new bitmap of another depth, pixel by pixel through the tables. */
+/* A new bitmap of another depth, pixel by pixel through the tables. What a source table lacks counts as black. */
 Handle rlConvertBitmapDepth(Handle bits, int32_t width, int32_t height, int16_t srcBits, int16_t dstBits,
                             Handle srcTable, Handle dstTable, uint16_t dstCount);
 

@@ -197,19 +197,22 @@ TEST(TrueColour, ErrorsAreDiffusedAsDescribed) {
         const int width = 1 + upTo(random, 40), height = 1 + upTo(random, 20);
         const int16_t dstBits = 1 + round % 4;
         Bytes work = bitmap(random, width, height, round);
-        const Handle source = handleOf(work), own = handleOf(bitmap(random, 20, 1, 0));
+        const int16_t bits = round % 5 == 4 ? 8 : 24;
+        const Handle own = handleOf(bitmap(random, 20, 1, 0)), palette = handleOf(testPalette());
+        const Handle source = handleOf(bits == 24 ? work : noise(width + 3, height, 256, round).pixels);
+        if (bits == 8) work = taken(rlConvertBitmapDepth(source, width, height, 8, 24, palette, 0, 0));
         Handle table = round % 3 == 0 ? own : 0, chosen = own, mono = 0;
         uint16_t count = 0, chosenCount = 0, monoCount = 0;
-        rlDitherGetCT(source, width, height, 24, dstBits, 0, &chosen, &chosenCount);
-        rlDitherGetCT(source, width, height, 24, 1, 0, &mono, &monoCount);
+        rlDitherGetCT(source, width, height, bits, dstBits, palette, &chosen, &chosenCount);
+        rlDitherGetCT(source, width, height, bits, 1, palette, &mono, &monoCount);
         // The caller's table is taken for few colours alone, or else by rlDitherBitmap.
         EXPECT_EQ(chosen == own, dstBits < 3);
         EXPECT_EQ(std::pair(chosenCount, monoCount), std::pair(uint16_t(1 << dstBits), uint16_t{8}));
         Bytes result;
         if (round % 3 == 1) {  // a table of fewer colours than there are
-            result = taken(rlDitherGivenCT(source, width, height, 24, dstBits, 0, table = own, count = 5));
+            result = taken(rlDitherGivenCT(source, width, height, bits, dstBits, palette, table = own, count = 5));
         } else {
-            result = taken(rlDitherBitmap(source, width, height, 24, dstBits, 0, &table));
+            result = taken(rlDitherBitmap(source, width, height, bits, dstBits, palette, &table));
             count = table == own || dstBits > 2 ? 1 << dstBits : 8;
         }
         const Bytes colours = contents(table);
@@ -248,7 +251,8 @@ TEST(TrueColour, ErrorsAreDiffusedAsDescribed) {
             const uint32_t expected = dstBits < 2 ? index & 1 : dstBits == 4 ? index : 0;
             ASSERT_EQ(pixelOf(result, width, dstBits, i), expected) << round;
         }
-        for (const Handle h : {source, own, table == own ? 0 : table, chosen == own ? 0 : chosen, mono}) GlobalFree(h);
+        for (const Handle h : {source, own, palette, table == own ? 0 : table, chosen == own ? 0 : chosen, mono})
+            GlobalFree(h);
     }
 }
 
