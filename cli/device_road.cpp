@@ -40,12 +40,23 @@ void put(uint8_t* block, size_t position, Field value) {
 
 // ---- Calls of opcodes ----
 
+// Where no write failed, it was the temporary file that an interlaced picture's rows would wait in if they came in
+// several bands. Here they come in one; whether they were put in order all the same is seen in the GIF.
+ExitStatus noteStreamFailure(const char* step, HostFile& file) {
+    if (file.error != 0) return kExitDone;
+    file.spoolError = temporaryFileError();
+    clearBar();
+    note("%s: driver error %d, though every write was done%s%s", step, kStreamFailed,
+         file.spoolError == 0 ? "" : ": no temporary file in /tmp: ",
+         file.spoolError == 0 ? "" : std::strerror(file.spoolError));
+    return kExitDone;
+}
+
 ExitStatus call(const Device& device, const char* step, int32_t opcode, uint8_t* block) {
     put(block, kBlockOpcode, opcode);
     const int32_t code = device.library->callDriver(0, kFuncCall, block);
-    const HostFile* const file = device.order->hostFile;
-    if (code == kStreamFailed && file != nullptr && file->error != 0) return kExitDone;
-    return reportDriver(step, code);
+    HostFile* const file = device.order->hostFile;
+    return code == kStreamFailed && file != nullptr ? noteStreamFailure(step, *file) : reportDriver(step, code);
 }
 
 ExitStatus callBare(const Device& device, const char* step, int32_t opcode) {

@@ -1,150 +1,54 @@
-// gif_check.cpp: walks through a written GIF from signature to trailer. Called before the file is kept: the library
-// passes on less than an exit status needs, and a file that ends early must never take an earlier one's place.
+// gif_check.cpp: looks at both ends of a written GIF. Called before the file is kept: no write failed, but the library
+// passes on less than an exit status needs, and one of its roads can end early without a word.
 
 #include "cli/gif_check.h"
 
-#include <algorithm>
 #include <cerrno>
 #include <cstddef>
 #include <cstring>
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace cli {
 namespace {
 
 constexpr char kSignature[] = {'G', 'I', 'F', '8', '9', 'a'};
-constexpr uint8_t kExtension = 0x21;
-constexpr uint8_t kImage = 0x2C;
-constexpr uint8_t kTrailer = 0x3B;
-constexpr uint8_t kHasTable = 0x80;
-constexpr uint8_t kTableSize = 0x07;  // entries: 2 to the power of this field, times 2
-constexpr int64_t kEntryBytes = 3;
-constexpr size_t kHeaderBytes = 13;
+// The terminator of the pixels' sub-blocks and the trailer. Without pixels the code size would stand before the
+// trailer.
+constexpr char kEnd[] = {0x00, 0x3B};
 constexpr size_t kWidthAt = 6;
 constexpr size_t kHeightAt = 8;
-constexpr size_t kScreenFlagsAt = 10;
-constexpr size_t kDescriptorBytes = 9;  // behind the separator
-constexpr size_t kImageFlagsAt = 8;
-
-struct Walk {
-    int file;              // or -1:
-    const uint8_t* bytes;  // in memory
-    int64_t count;
-    int64_t bufferStart;
-    size_t next;
-    size_t end;
-    uint8_t buffer[65536];
-};
-
-int64_t position(const Walk& walk) { return walk.bufferStart + static_cast<int64_t>(walk.next); }
-
-ssize_t readFile(Walk& walk) {
-    ssize_t got = -1;
-    do {
-        got = pread(walk.file, walk.buffer, sizeof walk.buffer, walk.bufferStart);
-    } while (got < 0 && errno == EINTR);
-    return got;
-}
-
-ssize_t readMemory(Walk& walk) {
-    const int64_t left = std::max<int64_t>(walk.count - walk.bufferStart, 0);
-    const auto got = static_cast<size_t>(std::min<int64_t>(left, sizeof walk.buffer));
-    if (got > 0) std::memcpy(walk.buffer, walk.bytes + walk.bufferStart, got);
-    return static_cast<ssize_t>(got);
-}
-
-bool refill(Walk& walk) {
-    walk.bufferStart = position(walk);
-    const ssize_t got = walk.file < 0 ? readMemory(walk) : readFile(walk);
-    walk.next = 0;
-    walk.end = got < 0 ? 0 : static_cast<size_t>(got);
-    return walk.end > 0;
-}
-
-bool take(Walk& walk, uint8_t* to, size_t count) {
-    for (size_t i = 0; i < count; ++i) {
-        if (walk.next >= walk.end && !refill(walk)) return false;
-        to[i] = walk.buffer[walk.next++];
-    }
-    return true;
-}
-
-// Past the end is noticed by the next take.
-void skip(Walk& walk, int64_t count) { walk.next += static_cast<size_t>(count); }
-
-void skipTable(Walk& walk, uint8_t flags) {
-    if ((flags & kHasTable) != 0) skip(walk, kEntryBytes << ((flags & kTableSize) + 1));
-}
-
-// `filled` says whether there was a byte in them.
-bool passSubBlocks(Walk& walk, bool& filled) {
-    filled = false;
-    uint8_t length = 0;
-    while (take(walk, &length, 1)) {
-        if (length == 0) return true;
-        filled = true;
-        skip(walk, length);
-    }
-    return false;
-}
-
-bool passExtension(Walk& walk) {
-    bool filled = false;
-    skip(walk, 1);
-    return passSubBlocks(walk, filled);
-}
-
-bool passImage(Walk& walk) {
-    uint8_t descriptor[kDescriptorBytes];
-    if (!take(walk, descriptor, sizeof descriptor)) return false;
-    skipTable(walk, descriptor[kImageFlagsAt]);
-    skip(walk, 1);
-    bool filled = false;
-    return passSubBlocks(walk, filled) && filled;
-}
-
-bool passBlocks(Walk& walk) {
-    bool imageSeen = false;
-    uint8_t kind = 0;
-    while (take(walk, &kind, 1)) {
-        if (kind == kTrailer) return imageSeen;
-        if (kind != kExtension && kind != kImage) return false;
-        if (kind == kExtension ? !passExtension(walk) : !passImage(walk)) return false;
-        imageSeen = imageSeen || kind == kImage;
-    }
-    return false;
-}
+constexpr size_t kHeadBytes = 10;
 
 uint32_t wordAt(const uint8_t* bytes) { return bytes[0] | uint32_t{bytes[1]} << 8; }
 
-bool walkThrough(Walk& walk, GifSummary& summary) {
-    walk.bufferStart = 0;
-    walk.next = walk.end = 0;
-    uint8_t header[kHeaderBytes];
-    if (!take(walk, header, sizeof header) || std::memcmp(header, kSignature, sizeof kSignature) != 0) return false;
-    summary = {wordAt(header + kWidthAt), wordAt(header + kHeightAt), 0};
-    skipTable(walk, header[kScreenFlagsAt]);
-    if (!passBlocks(walk)) return false;
-    summary.bytes = position(walk);
-    uint8_t more = 0;
-    return !take(walk, &more, 1);
+bool readAt(int file, void* to, size_t count, int64_t position) {
+    ssize_t got = -1;
+    do {
+        got = pread(file, to, count, static_cast<off_t>(position));
+    } while (got < 0 && errno == EINTR);
+    return got == static_cast<ssize_t>(count);
 }
 
 }  // namespace
 
-bool readWholeGif(int file, GifSummary& summary) {
-    Walk walk;
-    walk.file = file;
-    return file >= 0 && walkThrough(walk, summary);
+bool summariseGif(int file, GifSummary& summary) {
+    uint8_t ends[kHeadBytes + sizeof kEnd];
+    struct stat about = {};
+    if (fstat(file, &about) != 0 || about.st_size < static_cast<off_t>(sizeof ends)) return false;
+    const bool read = readAt(file, ends, kHeadBytes, 0) &&
+                      readAt(file, ends + kHeadBytes, sizeof kEnd, about.st_size - static_cast<off_t>(sizeof kEnd));
+    if (!read || !summariseGif(ends, sizeof ends, summary)) return false;
+    summary.bytes = about.st_size;
+    return true;
 }
 
-bool readWholeGif(const uint8_t* bytes, int64_t count, GifSummary& summary) {
-    Walk walk;
-    walk.file = -1;
-    walk.bytes = bytes;
-    walk.count = count;
-    return walkThrough(walk, summary);
+bool summariseGif(const uint8_t* bytes, int64_t count, GifSummary& summary) {
+    if (count < static_cast<int64_t>(kHeadBytes + sizeof kEnd)) return false;
+    summary = {wordAt(bytes + kWidthAt), wordAt(bytes + kHeightAt), count};
+    return std::memcmp(bytes, kSignature, sizeof kSignature) == 0 &&
+           std::memcmp(bytes + count - sizeof kEnd, kEnd, sizeof kEnd) == 0;
 }
 
 }  // namespace cli

@@ -1,4 +1,4 @@
-// gif_check.h: is what stands in a file a whole GIF?
+// gif_check.h: does what was written begin and end as a GIF?
 #ifndef TOLVA_CLI_GIF_CHECK_H
 #define TOLVA_CLI_GIF_CHECK_H
 
@@ -12,10 +12,9 @@ struct GifSummary {
     int64_t bytes;
 };
 
-// Of a file or, in the other form, of memory. Signature, screen, colour table, blocks with all their sub-blocks, one
-// image at least, the trailer as last byte. The file's position is neither used nor changed.
-bool readWholeGif(int file, GifSummary& summary);
-bool readWholeGif(const uint8_t* bytes, int64_t count, GifSummary& summary);
+// Of a file or, in the other form, of memory. The file's position is neither used nor changed.
+bool summariseGif(int file, GifSummary& summary);
+bool summariseGif(const uint8_t* bytes, int64_t count, GifSummary& summary);
 
 }  // namespace cli
 

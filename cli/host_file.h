@@ -16,7 +16,8 @@ struct HostFile {
     size_t capacity;
     int64_t size;
     int64_t position;
-    int error;  // the errno of the first failure, 0 for none
+    int error;       // the errno of the first failure, 0 for none
+    int spoolError;  // why the library could not make its temporary file, which it may not have needed; 0 for none
 };
 
 // Writes to the open and empty `file` instead, which stays open when the library closes this. False with errno.

@@ -5,6 +5,8 @@
 #include "cli/library.h"
 
 #include <algorithm>
+#include <cerrno>
+#include <cstdlib>
 #include <cstring>
 #include <initializer_list>
 
@@ -116,6 +118,16 @@ ExitStatus loadLibrary(Library& library, const char* wanted, const char* program
     library.module = dlopen(library.path.c_str(), RTLD_NOW | RTLD_LOCAL);
     if (library.module == nullptr) return fail(kExitExportFailed, "the library cannot be loaded: %s", dlerror());
     return collectEntries(library);
+}
+
+// It tells no more than that it failed, so the same is tried here.
+int temporaryFileError() {
+    char path[] = "/tmp/tolvaXXXXXX";
+    const int file = mkstemp(path);
+    if (file < 0) return errno;
+    close(file);
+    unlink(path);
+    return 0;
 }
 
 ExitStatus loadProfileCalls(const Library& library, ProfileCalls& calls) {

@@ -54,6 +54,8 @@ struct RasterCalls {
 // Loads the library at `wanted`; where that is null, the one beside this program, in ../lib, or the system's. Tells it
 // its own path, after which the default profile is named.
 ExitStatus loadLibrary(Library& library, const char* wanted, const char* programWord);
+// Why the library cannot make its temporary files: an errno, or 0 where it can.
+int temporaryFileError();
 ExitStatus loadProfileCalls(const Library& library, ProfileCalls& calls);
 ExitStatus loadGeometryCalls(const Library& library, GeometryCalls& calls);
 ExitStatus loadRasterCalls(const Library& library, RasterCalls& calls);

@@ -87,7 +87,7 @@ ExitStatus drawAndKeep(const Options& options, const Library& library, const Set
     status = chooseTransparency(options, library, prepare.tone, picture, transparent);
     // On the other roads the driver converts colours as they come.
     if (status == kExitDone && options.road == Road::kExport) status = applyTone(library, prepare.tone, picture);
-    if (status == kExitDone) status = openOutput(output, options.road == Road::kExport);
+    if (status == kExitDone) status = openOutput(output, !options.writeByLibrary);
     if (status != kExitDone) return status;
     startBar(options.verbosity != kQuiet);
     status = runSession(library, ExportOrder{.road = options.road,

@@ -23,6 +23,7 @@ enum LongOption {  // beyond every character; in the table's order, those that o
     kOptDither,
     kOptRoad,
     kOptMaxPixels,
+    kOptWriteByLibrary,
     kOptFit,
     kOptSize,
     kOptResolution,
@@ -49,6 +50,7 @@ constexpr option kLongOptions[] = {
     {"dither",      required_argument, nullptr, kOptDither},
     {"road",        required_argument, nullptr, kOptRoad},
     {"max-pixels",  required_argument, nullptr, kOptMaxPixels},
+    {"write-by-library", no_argument,  nullptr, kOptWriteByLibrary},  // not in --help
     {"fit",         required_argument, nullptr, kOptFit},
     {"size",        required_argument, nullptr, kOptSize},
     {"resolution",  required_argument, nullptr, kOptResolution},
@@ -190,6 +192,7 @@ ExitStatus takeOption(int option, const char* value, Options& options) {
         case kOptDither: return takeDither(value, options.dither);
         case kOptRoad: return takeRoad(value, options.road);
         case kOptMaxPixels: return takeMaxPixels(value, options.mostPixels);
+        case kOptWriteByLibrary: options.writeByLibrary = true; return kExitDone;
         case kOptFit: return takeSize(options, SizeWish::kFitPixels, value);
         case kOptSize: return takeSize(options, SizeWish::kFitInches, value);
         case kOptResolution: return takeResolution(options, value);

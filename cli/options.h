@@ -41,6 +41,7 @@ struct Options {
     bool overwrite;
     Verbosity verbosity;
     bool interlace;
+    bool writeByLibrary;  // into a file that it opens itself; for tests and measurements
     std::optional<Colour> transparent;
     std::optional<Colour> background;
     std::optional<int32_t> colourMode;

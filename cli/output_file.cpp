@@ -25,6 +25,9 @@ constexpr size_t kLongestLink = 4096;
 constexpr mode_t kPermissions = 0777;
 constexpr mode_t kFreshMode = 0666;
 constexpr mode_t kTemporaryMode = 0600;
+constexpr mode_t kGroupRights = 0070;
+constexpr uid_t kSameOwner = static_cast<uid_t>(-1);
+constexpr gid_t kSameGroup = static_cast<gid_t>(-1);
 constexpr int kMostAttempts = 100;
 constexpr int kCrashSignals[] = {SIGSEGV, SIGBUS, SIGABRT, SIGFPE, SIGILL};
 
@@ -110,6 +113,8 @@ ExitStatus locateFile(OutputFile& output) {
         return fail(kExitOutputFailed, "%s: exists already; -f overwrites it", output.shown);
     }
     output.mode = exists ? about.st_mode & kPermissions : freshMode();
+    output.owner = exists ? about.st_uid : kSameOwner;
+    output.group = exists ? about.st_gid : kSameGroup;
     return kExitDone;
 }
 
@@ -137,8 +142,14 @@ int createBeside(OutputFile& output) {
 
 // ---- Taking its place ----
 
+// Owner and group stay where they may be given on. Rights that another group had are not this one's.
+mode_t keepOwner(const OutputFile& output) {
+    if (fchown(output.temporary, output.owner, output.group) == 0) return output.mode;
+    return fchown(output.temporary, kSameOwner, output.group) == 0 ? output.mode : output.mode & ~kGroupRights;
+}
+
 ExitStatus renameOverTarget(OutputFile& output) {
-    if (fchmod(output.temporary, output.mode) != 0) return failWithErrno(output, "");
+    if (fchmod(output.temporary, keepOwner(output)) != 0) return failWithErrno(output, "");
     const char* const from = output.temporaryName.c_str();
     const char* const to = output.name.c_str();
     // Without -f a file that came up in the meantime is not harmed either, where the file system can tell.
@@ -177,9 +188,17 @@ ExitStatus streamToTarget(OutputFile& output) {
     return status;
 }
 
-bool isWholeGif(const OutputFile& output, GifSummary& summary) {
-    if (!output.streamed) return readWholeGif(output.temporary, summary);
-    return readWholeGif(output.hostFile.bytes, output.hostFile.size, summary);
+bool isGif(const OutputFile& output, GifSummary& summary) {
+    if (!output.streamed) return summariseGif(output.temporary, summary);
+    return summariseGif(output.hostFile.bytes, output.hostFile.size, summary);
+}
+
+ExitStatus reportBroken(const OutputFile& output) {
+    if (output.hostFile.spoolError == 0) {
+        return fail(kExitOutputFailed, "%s: what was written is no whole GIF; it is not kept", output.shown);
+    }
+    return fail(kExitOutputFailed, "%s: the rows could not be put in order: no temporary file in /tmp: %s",
+                output.shown, std::strerror(output.hostFile.spoolError));
 }
 
 }  // namespace
@@ -203,12 +222,11 @@ ExitStatus openOutput(OutputFile& output, bool throughHost) {
         output.temporaryName.clear();
         return failWithErrno(output, "a temporary file cannot be made: ");
     }
-    // A umask may have taken even the owner's rights; the library opens the file by name and needs them.
-    fchmod(output.temporary, kTemporaryMode);
     removeTemporaryOnCrash(output);
-    output.libraryName = "/proc/self/fd/" + std::to_string(output.temporary);
-    const bool opened = !throughHost || putOnDisk(output.hostFile, output.temporary);
-    return opened ? kExitDone : failWithErrno(output, "");
+    // The driver's names are short: a file in the current folder has one whatever path leads there.
+    if (!throughHost) output.libraryName = output.temporaryName;
+    const bool ready = throughHost ? putOnDisk(output.hostFile, output.temporary) : fchdir(output.folder) == 0;
+    return ready ? kExitDone : failWithErrno(output, "");
 }
 
 ExitStatus keepOutput(OutputFile& output) {
@@ -216,10 +234,9 @@ ExitStatus keepOutput(OutputFile& output) {
         errno = output.hostFile.error;
         return failWithErrno(output, "");
     }
-    GifSummary summary = {};
-    const bool whole = isWholeGif(output, summary);
     if (stopWished()) return kExitStopped;
-    if (!whole) return fail(kExitOutputFailed, "%s: what was written is no whole GIF; it is not kept", output.shown);
+    GifSummary summary = {};
+    if (!isGif(output, summary)) return reportBroken(output);
     const ExitStatus status = output.streamed ? streamToTarget(output) : renameOverTarget(output);
     if (status == kExitDone) {
         note("%s: %u x %u pixels, %lld bytes", output.shown, summary.width, summary.height,

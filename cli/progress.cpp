@@ -11,7 +11,7 @@
 namespace cli {
 namespace {
 
-constexpr int kStopSignals[] = {SIGINT, SIGTERM, SIGHUP};
+constexpr int kStopSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT};
 constexpr int kBarCells = 40;
 constexpr int kWhole = 100;  // percent
 constexpr int kNothingDrawn = -1;

@@ -5,7 +5,7 @@
 
 namespace cli {
 
-// SIGINT, SIGTERM and SIGHUP become the wish to stop, unless whoever started the process had them ignored.
+// SIGINT, SIGTERM, SIGHUP and SIGQUIT become the wish to stop, unless whoever started the process had them ignored.
 void catchStopSignals();
 bool stopWished();
 

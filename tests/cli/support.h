@@ -22,6 +22,8 @@ class Program : public testing::Test {
     bool exists(const std::string& name) const;
     int mode(const std::string& name) const;
     std::vector<std::string> names() const;  // of everything in the folder
+    // What makes nobody of root; nothing where the tests are somebody else's, or nobody cannot reach the program.
+    static Words unprivileged();
 
     std::string folder;
 };
