@@ -3,6 +3,7 @@
 #ifndef TOLVA_CLI_PROFILE_FILE_H
 #define TOLVA_CLI_PROFILE_FILE_H
 
+#include <initializer_list>
 #include <string>
 
 #include "cli/messages.h"
@@ -15,23 +16,29 @@ bool isPlainOrMissing(const char* path);
 const char* whyUnread(const char* path);
 // The last line is not seen where nothing ends it.
 bool hasOpenEnd(const char* path);
-// Refuses a file that the library could not rewrite without loss, and answers the absolute path: the library looks for
-// a name that it does not find in further places. A file that is not there is fine.
-ExitStatus checkWritable(const char* path, std::string& absolute);
-// Ends a last line that nothing ends: a rewrite would drop it. Does nothing where there is no file.
+// Ends a last line that nothing ends: a rewrite would drop it.
 ExitStatus endLastLine(const std::string& path);
 
-// A profile while it is being changed: nobody else changes it, and it can be put back as it was.
+// A profile while it is being changed: nobody else changes it.
 struct HeldProfile {
-    std::string path;
+    std::string path;  // absolute
     std::string before;
-    bool existed;
-    int folder;  // locked; -1 where it cannot be
+    bool made;  // here, and empty
+    int file;   // locked; -1: none
 };
 
-ExitStatus holdProfile(const std::string& absolute, HeldProfile& held);
-// Puts the file back as it was where the change was not done, and lets go.
-void releaseProfile(HeldProfile& held, bool done);
+// Refuses a file that the library could not rewrite without loss; one that is not there is made.
+ExitStatus holdProfile(const char* path, HeldProfile& held);
+// A copy for the library to change, with its last line ended. Whoever asks removes it.
+ExitStatus copyProfile(const HeldProfile& held, std::string& copy);
+// With errno: where the library cannot change the copy.
+ExitStatus refuseCopy(const std::string& path);
+// Puts the copy's text into the profile. The library takes a file that it fails to read for an empty one, and its keys
+// for missing: all that stood there must stand in the copy, but for lines that begin as one of `written`, the last of
+// which is the key that was to change.
+ExitStatus replaceProfile(HeldProfile& held, const std::string& copy, std::initializer_list<std::string> written);
+// Lets go; what was made and is still empty goes.
+void releaseProfile(HeldProfile& held);
 
 }  // namespace cli
 

@@ -75,28 +75,25 @@ ExitStatus showPath(const Library& library, const Options& options) {
 
 // ---- set ----
 
+// The library changes a copy: what it cannot read, or half writes, then costs nothing.
 struct Change {
     const Library* library;
     const Options* options;
     ProfileCalls calls;
     HeldProfile held;
     std::string shown;
+    std::string copy;
 };
 
 // A file whose lines end with CR alone has an open end after every rewrite.
 ExitStatus writeKey(const Change& change, const std::string& section, const char* key, const std::string& value) {
-    const std::string& path = change.held.path;
-    const ExitStatus status = endLastLine(path);
-    if (status != kExitDone) return status;
-    errno = 0;
-    if (change.calls.writeString(section.c_str(), key, value.c_str(), path.c_str()) == 1) return endLastLine(path);
-    return fail(kExitOutputFailed, "%s: could not be written%s%s; it is left as it was", change.shown.c_str(),
-                errno == 0 ? "" : ": ", errno == 0 ? "" : std::strerror(errno));
+    const bool written = change.calls.writeString(section.c_str(), key, value.c_str(), change.copy.c_str()) == 1;
+    return written ? endLastLine(change.copy) : refuseCopy(change.shown);
 }
 
 bool hasKey(const Change& change, const std::string& section, const std::string& key) {
     char found[kSettingsNameBytes] = {};
-    return change.calls.readString(section.c_str(), key.c_str(), "", found, sizeof found, change.held.path.c_str()) > 0;
+    return change.calls.readString(section.c_str(), key.c_str(), "", found, sizeof found, change.copy.c_str()) > 0;
 }
 
 // A name written by hand with a space behind it is not read; a rewrite would take its value away.
@@ -109,51 +106,73 @@ ExitStatus writeMissingKey(const Change& change, const std::string& section, con
 }
 
 // Another line of the same name, or a section's second header, may stand in the way.
-ExitStatus checkLoaded(const Change& change) {
+ExitStatus checkLoaded(const Change& change, const std::string& section) {
     const SettingKey& key = *change.options->key;
-    Settings settings = {};
-    const ExitStatus status = loadSettings(*change.library, change.options->profile, settings);
-    const bool stands =
-        status == kExitDone && settings.loaded && settingIn(*settings.setup, key) == change.options->value;
-    dropSettings(*change.library, settings);
-    if (status != kExitDone || stands) return status;
+    const Handle handle = change.library->createSetup(0, change.copy.c_str(), change.options->profile.section, 0);
+    const auto* const setup = static_cast<const Setup*>(change.library->globalLock(handle));
+    const bool stands = setup != nullptr && change.copy == setup->profilePath && section == setup->sectionName &&
+                        setup->driverName[0] != '\0' && settingIn(*setup, key) == change.options->value;
+    if (handle != 0) change.library->destroySetup(handle);
+    if (stands) return kExitDone;
     return fail(kExitOutputFailed,
                 "%s: something else in the file would be loaded in place of %s; it is left as it was",
                 change.shown.c_str(), key.profileKey);
 }
 
-// The section is chosen once the last line is read as well: it may be the one that names it.
-ExitStatus writeSetting(const Change& change) {
-    const SettingKey& key = *change.options->key;
-    const std::string text = profileText(key, change.options->value);
+// What the library did not find at first may be what it failed to read: now it is there to be found.
+ExitStatus checkPlace(const Change& change) {
     ProfilePlace place = {};
-    ExitStatus status = endLastLine(change.held.path);
-    if (status == kExitDone) status = locateProfile(*change.library, change.options->profile, place);
-    if (status == kExitDone) status = writeMissingKey(change, kModuleSection, kSectionKey, place.section);
-    if (status == kExitDone) status = writeMissingKey(change, place.section, kDriverKey, place.driverName);
-    if (status == kExitDone) status = writeKey(change, place.section, key.profileKey, text);
-    if (status == kExitDone) status = checkLoaded(change);
-    if (status != kExitDone || change.options->verbosity == kQuiet) return status;
-    std::printf("%s: [%s] %s=%s\n", shownText(change.shown).c_str(), shownText(place.section).c_str(), key.profileKey,
-                text.c_str());
+    const ExitStatus status = locateProfile(*change.library, change.options->profile, place);
+    if (status != kExitDone || (place.exists && place.path == change.shown)) return status;
+    return fail(kExitOutputFailed, "%s: is not what is read; it is left as it was", change.shown.c_str());
+}
+
+ExitStatus changeCopy(const Change& change, std::string& section) {
+    const SettingKey& key = *change.options->key;
+    ProfilePlace place = {};
+    ProfileChoice choice = change.options->profile;
+    choice.file = change.copy.c_str();
+    ExitStatus status = locateProfile(*change.library, choice, place);
+    section = place.section;
+    if (status == kExitDone) status = writeMissingKey(change, kModuleSection, kSectionKey, section);
+    if (status == kExitDone) status = writeMissingKey(change, section, kDriverKey, place.driverName);
+    if (status == kExitDone) {
+        status = writeKey(change, section, key.profileKey, profileText(key, change.options->value));
+    }
+    return status == kExitDone ? checkLoaded(change, section) : status;
+}
+
+ExitStatus changeProfile(Change& change) {
+    const Options& options = *change.options;
+    std::string section;
+    ExitStatus status = checkPlace(change);
+    if (status == kExitDone) status = copyProfile(change.held, change.copy);
+    if (status == kExitDone) status = changeCopy(change, section);
+    if (status == kExitDone) {
+        const auto lineOf = [](const char* key) { return std::string(key) + '='; };
+        status = replaceProfile(change.held, change.copy,
+                                {"[", lineOf(kSectionKey), lineOf(kDriverKey), lineOf(options.key->profileKey)});
+    }
+    if (!change.copy.empty()) unlink(change.copy.c_str());
+    if (status != kExitDone || options.verbosity == kQuiet) return status;
+    std::printf("%s: [%s] %s=%s\n", shownText(change.shown).c_str(), shownText(section).c_str(),
+                options.key->profileKey, profileText(*options.key, options.value).c_str());
     return kExitDone;
 }
 
 ExitStatus setSetting(const Library& library, const Options& options) {
-    Change change = {&library, &options, {}, {"", "", false, -1}, ""};
+    Change change = {&library, &options, {}, {"", "", false, -1}, "", ""};
     ProfilePlace place = {};
-    std::string absolute;
     ExitStatus status = locateProfile(library, options.profile, place);
     if (status != kExitDone) return status;
     change.shown = place.path;
     status = loadProfileCalls(library, change.calls);
-    if (status == kExitDone) status = checkWritable(change.shown.c_str(), absolute);
-    if (status != kExitDone) return status;
-    status = holdProfile(absolute, change.held);
-    const bool held = status == kExitDone;
-    if (held) status = writeSetting(change);
-    releaseProfile(change.held, !held || status == kExitDone);
-    return status == kExitDone ? flushOutput() : status;
+    if (status == kExitDone) status = holdProfile(change.shown.c_str(), change.held);
+    if (status == kExitDone) status = changeProfile(change);
+    releaseProfile(change.held);
+    // Said, and no more: the setting stands.
+    static_cast<void>(flushOutput());
+    return status;
 }
 
 }  // namespace

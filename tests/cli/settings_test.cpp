@@ -3,9 +3,12 @@
 #include <sys/stat.h>
 
 #include <filesystem>
+#include <future>
 #include <tuple>
 
 #include "support.h"
+
+namespace files = std::filesystem;
 
 class StayingSettings : public Program {
   protected:
@@ -115,12 +118,54 @@ TEST_F(StayingSettings, ThatCannotBeWrittenLeaveTheFileAsItIs) {
                                               {profileOf(""), "", 0444}}) {
         write("p.ini", bytes);
         chmod(path("p.ini").c_str(), static_cast<mode_t>(mode));
-        EXPECT_EQ(run("-q setup set width 3 --profile p.ini", {.before = before}).status, 4) << before;
+        const RunResult result = run("-q setup set width 3 --profile p.ini", {.before = before});
+        EXPECT_EQ(result.status, 4) << before;
+        EXPECT_EQ(result.said.find("/tmp: File too large") != std::string::npos, before[0] != '\0') << result.said;
         EXPECT_EQ(read("p.ini"), bytes) << before;
         EXPECT_EQ(names(), (std::vector<std::string>{"a.pgm", "p.ini"})) << before;
     }
     for (const char* const place : {"missing/p.ini", "."}) {
         EXPECT_EQ(run(std::string("setup set width 3 --profile ") + place).status, 4);
+    }
+}
+
+TEST_F(StayingSettings, AreNotChangedByWhatCouldNotBeRead) {
+    files::create_symlink(TOLVA_FAILING_OPEN, path("failing.so"));  // no path with blanks in it can be preloaded
+    int failed = 0;
+    for (int n = 1; n < 60; ++n) {
+        write("p.ini", profileOf("Width=2.000\n"));
+        const Words before = {"env", "LD_PRELOAD=" + path("failing.so"), "FAILING_OPEN=" + std::to_string(n),
+                              "ASAN_OPTIONS=verify_asan_link_order=0"};
+        const bool done = run("-q setup set width 3 --profile p.ini", {.before = before}).status == 0;
+        EXPECT_EQ(read("p.ini"), profileOf(done ? "Width=3.000\n" : "Width=2.000\n")) << n;
+        if (!done) ++failed;
+    }
+    EXPECT_GT(failed, 9);
+}
+
+TEST_F(StayingSettings, SetAtOnceAllStandAlsoInAFolderThatCannotBeListed) {
+    chmod(folder.c_str(), 0333);
+    std::vector<std::future<RunResult>> runs;
+    for (const std::string words : {"width 3", "height 4", "x-resolution 50", "y-resolution 60"}) {
+        const Launch launch = {.before = unprivileged()};
+        runs.push_back(
+            std::async(std::launch::async, [=, this] { return run("-q --profile p.ini setup set " + words, launch); }));
+    }
+    for (auto& each : runs) EXPECT_EQ(each.get().status, 0);
+    for (const char* const line : {"Width=3.000\n", "Height=4.000\n", "X Resolution=50\n", "Y Resolution=60\n"}) {
+        EXPECT_NE(read("p.ini").find(line), std::string::npos) << read("p.ini");
+    }
+    chmod(folder.c_str(), 0700);
+}
+
+TEST_F(StayingSettings, StandAlsoWhereStandardOutputFails) {
+    for (const Lead& out : {Lead{kPiped, "/dev/full"}, Lead{kClosed}}) {
+        for (const char* const words : {"--help", "--version", "info a.pgm", "setup show", "setup path"}) {
+            EXPECT_EQ(run(words, {.out = out}).status, 4) << words;
+        }
+        const RunResult set = run("setup set width 3", {.out = out});
+        EXPECT_EQ(set.status, 0);
+        EXPECT_NE(set.said, "");
     }
 }
 
