@@ -111,8 +111,14 @@ ExitStatus openHeld(const char* path, HeldProfile& held) {
 
 // ---- Changing ----
 
+// False with errno, which a write that ends early has not.
 bool writeAll(int file, const std::string& text) {
-    return pwrite(file, text.data(), text.size(), 0) == static_cast<ssize_t>(text.size());
+    for (size_t done = 0; done < text.size();) {
+        const ssize_t some = pwrite(file, text.data() + done, text.size() - done, static_cast<off_t>(done));
+        if (some < 0) return false;
+        done += static_cast<size_t>(some);
+    }
+    return true;
 }
 
 // In one step, where the folder takes another file and its owner may be given on.
