@@ -177,9 +177,7 @@ static int exportScene(const char* name, Scene* scene) {
         tolva.zunCloseandDelete(stream, name);
         return fail(name, result == kStoppedByHost ? "stopped" : "not exported", result);
     }
-    if (tolva.zunClose(stream) == 0) return EXIT_SUCCESS; /* only here does a full disk show */
-    unlink(name);
-    return fail(name, "could not be written to its end", kStreamFailed);
+    return tolva.zunClose(stream) == 0 ? EXIT_SUCCESS : fail(name, "could not be written to its end", kStreamFailed);
 }
 
 /* Under another name in the same folder, and renamed when it is whole: until then an earlier GIF stays as it is. */
@@ -195,13 +193,14 @@ static int replaceByScene(const char* name, Scene* scene) {
     snprintf(part, sizeof part, "%.*sexample-%ld.part", folder, target, (long)getpid());
     const int file = open(part, O_WRONLY | O_CREAT | O_EXCL, 0666); /* nobody else's: the library truncates it */
     if (file < 0) return fail(part, strerror(errno), errno);
-    if (exists) fchmod(file, earlier.st_mode & 07777);
     close(file);
-    if (exportScene(part, scene) != EXIT_SUCCESS) return EXIT_FAILURE;
-    if (rename(part, target) == 0) return EXIT_SUCCESS;
-    const int error = errno;
+    if (exportScene(part, scene) == EXIT_SUCCESS) {
+        if (exists) chmod(part, earlier.st_mode & 07777);
+        if (rename(part, target) == 0) return EXIT_SUCCESS;
+        fail(name, strerror(errno), errno);
+    }
     unlink(part);
-    return fail(name, strerror(error), error);
+    return EXIT_FAILURE;
 }
 
 int main(int count, char** arguments) {

@@ -173,9 +173,9 @@ def export_and_replace(library, file_name, width, height):
     part = os.path.join(os.path.dirname(target), f"example-{os.getpid()}.part")
     os.close(os.open(part, os.O_WRONLY | os.O_CREAT | os.O_EXCL, 0o666))  # nobody else's: the library truncates it
     try:
+        export(library, part, width, height)
         if mode is not None:
             os.chmod(part, mode & 0o7777)
-        export(library, part, width, height)
         os.rename(part, target)
     except BaseException:
         if os.path.exists(part):
