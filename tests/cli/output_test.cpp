@@ -150,7 +150,7 @@ TEST_F(OutputFile, NeedsNoStandardFilesAndNoSpool) {
         EXPECT_EQ(read("a.gif"), read("b.gif")) << result.said;
         if (result.status == 0 && result.said.find("/tmp: Too many open files") != std::string::npos) ++missed;
     }
-    EXPECT_EQ(missed, 1);
+    EXPECT_GT(missed, 0);
 }
 
 TEST_F(OutputFile, ShowsItsProgressOnATerminalUnlessQuiet) {
