@@ -15,13 +15,19 @@ using namespace tolva;
 Handle openStream(const EMData& em) {
     void** const memory = static_cast<void**>(zunPtrGlobalAlloc(sizeof(void*)));
     const Handle stream = openOutputStream(lpSetup, em.status, em.fileName, memory);
-    if (*memory == nullptr) zunPtrGlobalFree(memory);
+    if (*memory == nullptr) {
+        zunPtrGlobalFree(memory);
+    } else {
+        static_cast<StreamRecord*>(GlobalLock(stream))->deviceMemory = 1;
+    }
     return stream;
 }
 
-// Null for a stream that goes elsewhere.
+// What opening took for the stream. Null for one that goes elsewhere, and for a memory stream that the host put in its
+// place: its block is the host's.
 void** memoryOf(Handle stream) {
-    return stream == 0 ? nullptr : static_cast<StreamRecord*>(GlobalLock(stream))->blockPointerRef;
+    const auto* const s = static_cast<StreamRecord*>(GlobalLock(stream));
+    return s == nullptr || s->deviceMemory == 0 ? nullptr : s->blockPointerRef;
 }
 
 }  // namespace

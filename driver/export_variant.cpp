@@ -6,9 +6,11 @@
 
 #include "driver/driver.h"
 #include "driver/status.h"
-#include "output/output.h"
+#include "output/bands.h"
 #include "output/output_stream.h"
 #include "raster/raster.h"
+#include "settings/export_remains.h"
+#include "settings/one_call.h"
 #include "stream/stream.h"
 
 namespace {
@@ -69,12 +71,20 @@ bool takeFileName(ExportState& state, const char* name) {
     return true;
 }
 
+// False when the stream's last bytes could not be written.
+bool closeStream(Setup& setup) {
+    const Handle stream = takeStream(setup);
+    if (stream == 0) return true;
+    const bool closed = zunClose(stream) == 0;
+    freeOutputMemory(&setup.exporting.streamMemory);
+    return closed;
+}
+
 bool openStream(Setup& setup, const char* name) {
     ExportState& state = setup.exporting;
-    if (state.outputStream != 0) zunClose(state.outputStream);  // of an init that was never terminated
-    state.outputStream = 0;
+    closeStream(setup);  // of an init that was never terminated
     if (!takeFileName(state, name)) return false;
-    state.outputStream = openOutputStream(&setup, state.status, state.fileName, &state.streamMemory);
+    keepStream(setup, openOutputStream(&setup, state.status, state.fileName, &state.streamMemory));
     // Kept: an output device that does not open is not reported; everything written then goes nowhere.
     return state.outputStream != 0 || setup.outputDevice != 0;
 }
@@ -100,43 +110,35 @@ MetafilePicture pictureOf(uintptr_t metafile) {
 int32_t drawMetafile(uintptr_t metafile) {
     MetafilePicture picture = pictureOf(metafile);
     if (metafile == 0 || lpRaster == nullptr || escape() != kNoError) return kExportFailed;
-    const int32_t result = OutputPicture(lpRaster->exporting.outputStream, &picture, DrawPlatformMetafile);
+    const int32_t result = drawBands(lpRaster->exporting.outputStream, &picture, DrawPlatformMetafile);
     if (escape() != kNoError) zunOpen(lpRaster->exporting.fileName, nullptr, kDeleteFile);
     return result;
 }
 
-// False when the stream's last bytes could not be written.
-bool closeStream(ExportState& state) {
-    const bool closed = state.outputStream == 0 || zunClose(state.outputStream) == 0;
-    state.outputStream = 0;
-    freeOutputMemory(&state.streamMemory);
-    // The host's record may be gone after term.
-    state.status = nullptr;
-    return closed;
-}
+int32_t commonState() { return loadField<int32_t>(lpCommon, offsetof(CommonBlock, state)); }
+void clearCommonResult() { storeField(lpCommon, offsetof(CommonBlock, result), int16_t{kNoError}); }
 
 int32_t callOpcode(void* block) {
     if (lpCommon == nullptr) return 0;
-    lpCommon->result = kNoError;
-    if (lpCommon->state <= 0 || block == nullptr) return 0;
+    clearCommonResult();
+    if (commonState() <= 0 || block == nullptr) return 0;
     const OpcodeHandler handler = getfunc(load<int32_t>(block));
     esc_mode(1);
     handler(block);
     esc_mode(0);
-    return lpCommon == nullptr ? 0 : lpCommon->result;
+    return lpCommon == nullptr ? 0 : loadField<int16_t>(lpCommon, offsetof(CommonBlock, result));
 }
 
 // Kept: state 1 here, where the raster variant asks for -1; hosts init either way.
-bool isBusy() { return hCommon != 0 && lpCommon != nullptr && lpCommon->state != kInitialised; }
+bool isInitialised() { return hCommon != 0 && lpCommon != nullptr && commonState() != kInitialised; }
 
-}  // namespace
-
-int32_t initdvr(void* block) {
+int32_t initVariant(void* block) {
     if (block == nullptr) return kNoSettings;
     hRaster = wordOf<Handle>(block, kWordSetup);
     lpRaster = static_cast<Setup*>(GlobalLock(hRaster));
     if (lpRaster == nullptr) return kNoSettings;
-    ExportState& state = lpRaster->exporting;
+    Setup& setup = *lpRaster;
+    ExportState& state = setup.exporting;
     StatusRecord* const status = wordOf<StatusRecord*>(block, kWordStatus);
     state.status = status;
     uintptr_t callback = 0;
@@ -144,33 +146,51 @@ int32_t initdvr(void* block) {
         wordOf<intptr_t>(block, kWordHost), wordOf<intptr_t>(block, kWordSecond), reinterpret_cast<intptr_t>(status),
         &state.metafileWord, &hSetup, &state.secondWord, &callback);
     char* const name = wordOf<char*>(block, kWordFileName);
-    if (!openStream(*lpRaster, name)) {
+    if (!openStream(setup, name)) {
         state.status = nullptr;  // no term will follow
         return kStreamFailed;
     }
     if (name != nullptr) name[0] = '\0';
     state.statusWord = status == nullptr ? 0 : loadField<intptr_t>(status, kStatusWord4);
     storeField(block, kWordSetup * sizeof(uintptr_t), hSetup);
-    tellProperties(reinterpret_cast<PropertyCallback>(callback), hSetup, *lpRaster);
+    tellProperties(reinterpret_cast<PropertyCallback>(callback), hSetup, setup);
     return kNoError;
 }
 
-int32_t termdvr(uintptr_t) {
+int32_t termVariant() {
     const uintptr_t metafile = GetMetaFileHandle(0, 0);
     int32_t result = drawMetafile(metafile);
     DeleteMetaFileHandle(metafile);
     const int32_t hookResult = TermPlatformMetafileFilter(lpRaster == nullptr ? 0 : lpRaster->exporting.hookResult);
-    if (lpRaster != nullptr && !closeStream(lpRaster->exporting)) result = kStreamFailed;
+    Setup* const setup = lpRaster;
+    if (setup != nullptr) {
+        if (!closeStream(*setup)) result = kStreamFailed;
+        // The host's record may be gone after term.
+        setup->exporting.status = nullptr;
+    }
     return result == kNoError ? hookResult : result;
 }
 
+int32_t serveEntry(int16_t func, void* block) {
+    if (func == kFuncInit) return isInitialised() ? 0 : initVariant(block);
+    if (func == kFuncCall) return callOpcode(block);
+    if (lpCommon != nullptr) clearCommonResult();
+    return termVariant();
+}
+
+}  // namespace
+
+int32_t initdvr(void* block) {
+    return asOneCall(kExportFailed, [=] { return initVariant(block); });
+}
+
+int32_t termdvr(uintptr_t) { return asOneCall(kExportFailed, termVariant); }
+
 int32_t dd_entry32(uintptr_t, int16_t func, void* block) {
     switch (func) {
-        case kFuncInit: return isBusy() ? 0 : initdvr(block);
-        case kFuncCall: return callOpcode(block);
-        case kFuncTerm:
-            if (lpCommon != nullptr) lpCommon->result = kNoError;
-            return termdvr(0);
+        case kFuncInit:
+        case kFuncCall:
+        case kFuncTerm: return asOneCall(kExportFailed, [=] { return serveEntry(func, block); });
         case kFuncVersion:
             if (block != nullptr) store(block, ZUNGetFilterVersion());
             return sizeof(uint32_t);

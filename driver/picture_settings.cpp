@@ -18,6 +18,7 @@ constexpr int16_t kLastScalingMode = 2;
 constexpr double kMillimetresAnInch = 25.4;
 constexpr uint32_t kLengthBeforeColours = 2;
 constexpr uint32_t kMostColoursSent = 65535;
+constexpr uint32_t kLengthTooLarge = kLengthBeforeColours + (kMostColoursSent + 1) * kTripleBytes;
 
 uint8_t* field(void* block, int at) { return static_cast<uint8_t*>(block) + at; }
 
@@ -70,11 +71,9 @@ void* ds_ct(void* block) {
     if (lpEMData == nullptr) return block;
     const uint32_t length = load<uint32_t>(field(block, kTableLength));
     const uint32_t first = load<uint32_t>(field(block, kTableFirst));
-    if (length < kLengthBeforeColours) return block;
-    // A length that claims more colours than any host sends is not to be believed: no more than a table has are
-    // touched.
-    const uint32_t claimed = (length - kLengthBeforeColours) / kTripleBytes;
-    const uint32_t colours = claimed > kMostColoursSent ? uint32_t{kLargestColourTable} : claimed;
+    // A length that claims more colours than any host sends says nothing about the block: none of it is touched.
+    if (length < kLengthBeforeColours || length >= kLengthTooLarge) return block;
+    const uint32_t colours = (length - kLengthBeforeColours) / kTripleBytes;
     uint8_t* const triples = field(block, kTableColours);
     // Kept: the host's own block is converted, then copied from.
     rev_rgb(static_cast<int32_t>(colours), triples, lpEMData->conversionMode);

@@ -6,6 +6,7 @@
 
 #include "driver/driver.h"
 #include "host/numbers.h"
+#include "output/bands.h"
 #include "output/cells.h"
 #include "raster/raster.h"
 
@@ -14,7 +15,6 @@ namespace {
 using namespace tolva;
 
 constexpr int64_t kTrueColour = 24;
-constexpr int64_t kFourByteDepth = 32;
 constexpr int64_t kMostBits = 1 << 20;
 constexpr int32_t kMostPoints = 1024;
 
@@ -116,6 +116,8 @@ bool canBorrow(const EMData& em, const CellArray& cells) {
 
 Handle makeBitmap(EMData& em, const CellArray& cells, bool ofItsOwn) {
     uint32_t bytes = 0;
+    // Judged before the depth is cut to the 16 bits that pictures are written with.
+    if (!isCellDepth(cells.bits)) return 0;
     if (cells.data == nullptr || !pictureBytes(cells.rowBytes, cells.rows, &bytes)) return 0;
     if (ofItsOwn && canBorrow(em, cells)) return GlobalPointerToHandle(const_cast<uint8_t*>(cells.data), bytes);
     const Handle h = GlobalAlloc(kMoveableZeroed, bytes);
@@ -145,39 +147,36 @@ void writeLoneCells(EMData& em, const CellArray& cells) {
 
 // ---- The bracket ----
 
-// Tables are for depths up to 8; true colour comes as 24 bits or 32.
-bool isWritable(int64_t depth) { return (depth >= 1 && depth <= 8) || depth == kTrueColour || depth == kFourByteDepth; }
-
-// The opening primitive's data, behind its points. Hosts send all of it; of a shorter block no more is read than its
-// length says, and the rest is 0.
-struct OpenData {
-    uint8_t bytes[kOpenBytes];
-};
-
-// False where the points cannot be stepped over: no host sends so many, and no block's end is known.
-bool readOpenData(const void* block, OpenData& data) {
+// The opening primitive's data, behind its points and a length that is not looked at: hosts owe all of it. Null where
+// the points cannot be stepped over: no host sends so many, and no block's end is known.
+const uint8_t* openDataOf(const void* block) {
     const int32_t points = load<int32_t>(field(block, kPrimitivePoints));
-    if (points < 0 || points > kMostPoints) return false;
-    const uint8_t* const length = field(block, kPrimitiveFirstPoint + points * kPointBytes);
-    const int32_t there = std::clamp(load<int32_t>(length), 0, int32_t{kOpenBytes});
-    std::memcpy(data.bytes, length + sizeof(int32_t), static_cast<size_t>(there));
-    return true;
+    if (points < 0 || points > kMostPoints) return nullptr;
+    return field(block, kPrimitiveFirstPoint + points * kPointBytes) + sizeof(int32_t);
+}
+
+// A picture whose cell arrays are refused, up to the primitive that closes it: they must not be taken for pictures of
+// their own.
+void refusePicture(EMData& em) {
+    push_er(kExportFailed);
+    GlobalFree(em.pictureBitmap);
+    em.pictureBitmap = 0;
+    em.pictureWidth = em.pictureHeight = em.pictureDepth = 0;
+    em.currentRow = 0;
+    em.accumulating = 1;
 }
 
 // Kept: the bitmap of a picture that was never closed is not freed here, because hosts may still hold it. One that
 // could not be made is noticed by the next cell array.
 void openPicture(EMData& em, const void* block) {
-    OpenData data = {};
-    if (!readOpenData(block, data)) {
-        push_er(kExportFailed);
-        return;
-    }
-    em.cellFlag = load<int16_t>(data.bytes + kOpenCellFlag);
+    const uint8_t* const data = openDataOf(block);
+    if (data == nullptr) return refusePicture(em);
+    em.cellFlag = load<int16_t>(data + kOpenCellFlag);
     em.accumulating = 1;
-    const int64_t bits = magnitudeOf(load<int32_t>(data.bytes + kOpenBits));
-    const int64_t width = std::min<int64_t>(windowColumns(em), load<uint32_t>(data.bytes + kOpenWidth));
+    const int64_t bits = magnitudeOf(load<int32_t>(data + kOpenBits));
+    const int64_t width = std::min<int64_t>(windowColumns(em), load<uint32_t>(data + kOpenWidth));
     em.pictureWidth = static_cast<uint32_t>(width);
-    em.pictureHeight = load<uint32_t>(data.bytes + kOpenRows);
+    em.pictureHeight = load<uint32_t>(data + kOpenRows);
     em.pictureDepth = static_cast<uint32_t>(bits);
     em.currentRow = 0;
     em.pictureBitmap = allocPicture(paddedBytes(width, bits), em.pictureHeight);
@@ -201,13 +200,13 @@ void writeCollected(EMData& em) {
     picture.fullHeight = em.pictureHeight;
     picture.palette = em.pictureDepth < kTrueColour ? copyPalette(em) : 0;
     picture.bitmap = em.pictureBitmap;
-    OutputPicture(em.outputStream, &picture, DrawExportCellData);
+    drawBands(em.outputStream, &picture, DrawExportCellData);
     GlobalFree(picture.palette);
 }
 
 void closePicture(EMData& em) {
     em.accumulating = 0;
-    if (em.pictureBitmap != 0 && isWritable(em.pictureDepth)) {
+    if (em.pictureBitmap != 0 && isCellDepth(em.pictureDepth)) {
         writeCollected(em);
     } else {
         push_er(kExportFailed);

@@ -7,6 +7,7 @@
 #include "driver/status.h"
 #include "host/numbers.h"
 #include "raster/raster.h"
+#include "settings/one_call.h"
 #include "settings/settings.h"
 
 namespace {
@@ -93,11 +94,9 @@ int32_t callOpcode(void* block) {
     return lpEMData == nullptr ? 0 : lpEMData->result;
 }
 
-bool isBusy() { return hCommon != 0 && lpEMData != nullptr && lpEMData->state != -1; }
+bool isInitialised() { return hCommon != 0 && lpEMData != nullptr && lpEMData->state != -1; }
 
-}  // namespace
-
-int32_t RASTER_initdvr(RasterInitBlock* block) {
+int32_t initDevice(RasterInitBlock* block) {
     if (block == nullptr || AllocGlobal() != 0 || lpEMData == nullptr) return kExportFailed;
     const RasterInitBlock init = load<RasterInitBlock>(block);
     if (!startDevice(*lpEMData, init)) {
@@ -111,7 +110,7 @@ int32_t RASTER_initdvr(RasterInitBlock* block) {
     return kNoError;
 }
 
-int32_t RASTER_termdvr() {
+int32_t termDevice() {
     if (lpEMData == nullptr) return 0;
     if (lpEMData->state != kInitialised) d_cldv(nullptr);
     GlobalFree(lpEMData->pictureBitmap);  // of a picture that was never closed
@@ -120,13 +119,26 @@ int32_t RASTER_termdvr() {
     return 0;
 }
 
+int32_t serveEntry(int16_t func, void* block) {
+    if (func == kFuncInit) return isInitialised() ? 0 : initDevice(static_cast<RasterInitBlock*>(block));
+    if (func == kFuncCall) return callOpcode(block);
+    if (lpEMData != nullptr) lpEMData->result = kNoError;
+    return termDevice();
+}
+
+}  // namespace
+
+int32_t RASTER_initdvr(RasterInitBlock* block) {
+    return asOneCall(kExportFailed, [=] { return initDevice(block); });
+}
+
+int32_t RASTER_termdvr() { return asOneCall(kExportFailed, termDevice); }
+
 int32_t RASTER_dd_entry32(uintptr_t, int16_t func, void* block) {
     switch (func) {
-        case kFuncInit: return isBusy() ? 0 : RASTER_initdvr(static_cast<RasterInitBlock*>(block));
-        case kFuncCall: return callOpcode(block);
-        case kFuncTerm:
-            if (lpEMData != nullptr) lpEMData->result = kNoError;
-            return RASTER_termdvr();
+        case kFuncInit:
+        case kFuncCall:
+        case kFuncTerm: return asOneCall(kExportFailed, [=] { return serveEntry(func, block); });
         case kFuncVersion:
             if (block != nullptr) store(block, ZUNGetFilterVersion());
             return sizeof(uint32_t);

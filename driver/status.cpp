@@ -38,8 +38,10 @@ int32_t RASTER_escape() {
 }
 
 int32_t escape() {
-    if (lpCommon == nullptr || lpCommon->status == nullptr) return kNoError;
-    return stopAnswer(query(lpCommon->status, lpCommon->statusValue));
+    if (lpCommon == nullptr) return kNoError;
+    const auto* const record = loadField<const StatusRecord*>(lpCommon, offsetof(CommonBlock, status));
+    if (record == nullptr) return kNoError;
+    return stopAnswer(query(record, loadField<int32_t>(lpCommon, offsetof(CommonBlock, statusValue))));
 }
 
 int32_t UpdateStatus(int32_t value) {

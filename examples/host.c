@@ -144,8 +144,8 @@ static intptr_t answerOffscreen(intptr_t operation, intptr_t record, intptr_t a,
     if (operation == kOffscreenTerm) tolva.GlobalFree(scene->band);
     if (operation != kOffscreenInit) return 0;
     const OffscreenInit* const init = (const OffscreenInit*)a;
-    scene->width = init->width;
-    scene->height = init->bandRows;
+    scene->width = (int32_t)init->width;
+    scene->height = (int32_t)init->bandRows;
     fillPalette(init->palette);
     return scene->bandRows; /* may be more than there are: then the picture is one band */
 }

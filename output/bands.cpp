@@ -1,12 +1,15 @@
 // bands.cpp: the road of pictures that the host draws band by band. Each band is compressed as it comes, so that no
 // more of the picture than one band need ever be there; only an interlaced one goes through the writer's spool.
 
+#include "output/bands.h"
+
 #include <algorithm>
 
 #include "driver/driver.h"
 #include "host/numbers.h"
 #include "output/gif_writer.h"
 #include "raster/raster.h"
+#include "settings/one_call.h"
 #include "settings/settings.h"
 #include "stream/stream.h"
 
@@ -79,7 +82,9 @@ int32_t writePicture(const Bands& bands, Handle stream) {
 
 }  // namespace
 
-int32_t OutputPicture(Handle stream, void* hostContext, OffscreenCallback callback) {
+namespace tolva {
+
+int32_t drawBands(Handle stream, void* hostContext, OffscreenCallback callback) {
     Bands bands = {};
     if (callback == nullptr || !askSize(hostContext, callback, bands.size)) return kNoPicture;
     uint8_t* const palette = static_cast<uint8_t*>(zunPtrGlobalAlloc(kColours * kTripleBytes));
@@ -87,8 +92,18 @@ int32_t OutputPicture(Handle stream, void* hostContext, OffscreenCallback callba
     bands.record =
         InitPlatformOffscreen(bands.size.width, &bands.rows, kOutputDepth, kColours, palette, hostContext, callback, 0);
     const int32_t result = bands.rows > 0 ? writePicture(bands, stream) : int32_t{kNoPicture};
-    // A callback that put another table in its place keeps that one.
-    if (bands.record->palette == palette) zunPtrGlobalFree(palette);
+    // A callback that put another table in its place has freed ours, and finds its own in the record when it is told
+    // the end.
+    if (bands.record->palette == palette) {
+        zunPtrGlobalFree(palette);
+        bands.record->palette = nullptr;
+    }
     TermPlatformOffscreen(bands.record);
     return result;
+}
+
+}  // namespace tolva
+
+int32_t OutputPicture(Handle stream, void* hostContext, OffscreenCallback callback) {
+    return asOneCall(kExportFailed, [=] { return drawBands(stream, hostContext, callback); });
 }

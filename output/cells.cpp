@@ -215,7 +215,7 @@ namespace tolva {
 int32_t writeCells(Handle bitmap, int32_t width, int32_t height, int32_t resolution, int16_t bitsPerPixel,
                    int16_t colourModel) {
     if (lpEMData == nullptr || currentSetup() == nullptr) return kExportFailed;
-    if (bitmap == 0 || width < 1 || height < 1) return kExportFailed;
+    if (bitmap == 0 || width < 1 || height < 1 || !isCellDepth(bitsPerPixel)) return kExportFailed;
     const Target target = targetSize(width, height, resolution);
     if (!isPossible(target.width) || !isPossible(target.height)) return kExportFailed;
     Cells cells = {bitmap, false, width, height, bitsPerPixel, colourModel, 0, 0, 0};

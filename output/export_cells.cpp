@@ -4,13 +4,15 @@
 
 #include <algorithm>
 #include <cstring>
-#include <utility>
 
 #include "driver/driver.h"
 #include "host/numbers.h"
+#include "output/bands.h"
 #include "output/output_stream.h"
 #include "output/query.h"
 #include "raster/raster.h"
+#include "settings/export_remains.h"
+#include "settings/one_call.h"
 #include "stream/stream.h"
 
 static_assert(offsetof(PictureDescriptor, fullWidth) == 8 && offsetof(PictureDescriptor, palette) == 24);
@@ -86,7 +88,7 @@ void reduceColours(OffscreenRecord& record, PrivateBlock& block, const PictureDe
     rlFreeNewData(table);
 }
 
-intptr_t initCells(OffscreenRecord* record, const OffscreenInit* init) {
+intptr_t initCells(OffscreenRecord* record, const void* init) {
     if (record == nullptr || init == nullptr) return 0;
     record->privateBlock = GlobalAlloc(kMoveableZeroed, sizeof(PrivateBlock));
     PrivateBlock* const block = privateBlockOf(*record);
@@ -102,7 +104,7 @@ intptr_t initCells(OffscreenRecord* record, const OffscreenInit* init) {
     } else if (hasTable && record->palette != nullptr && record->colours >= 1) {
         takeColours(*record, *block, picture.palette, 1 << picture.depth);
     }
-    return init->bandRows;
+    return loadField<intptr_t>(init, offsetof(OffscreenInit, bandRows));
 }
 
 // ---- The band ----
@@ -187,18 +189,31 @@ PictureDescriptor takeCells(PictureDescriptor* picture, const PictureDescriptor&
     return drawn;
 }
 
-// Draws into a stream of its own. The block of a memory stream is kept here while the stream lives, because the host's
-// status function may do away with the settings.
-int32_t drawToStream(Setup* setup, const char* fileName, PictureDescriptor* picture, const PictureDescriptor& cells) {
+int32_t drawToStream(Setup& setup, const char* fileName, PictureDescriptor* picture, const PictureDescriptor& cells) {
     void* memory = nullptr;
-    const Handle stream = openOutputStream(setup, setup->exporting.status, fileName, &memory);
+    const Handle stream = openOutputStream(&setup, setup.exporting.status, fileName, &memory);
     if (stream == 0) return kStreamFailed;
     PictureDescriptor drawn = takeCells(picture, cells);
-    OutputPicture(stream, &drawn, DrawExportCellData);
+    drawBands(stream, &drawn, DrawExportCellData);
     zunClose(stream);
-    if (lpRaster == setup && memory != nullptr) std::swap(setup->exporting.memory, memory);
-    freeOutputMemory(&memory);
+    if (memory != nullptr) keepMemory(setup, memory);
     return kNoError;
+}
+
+int32_t exportCells(const char* fileName, PictureDescriptor* picture, const PictureDescriptor* cells,
+                    const uintptr_t* hostArguments) {
+    if (picture == nullptr || cells == nullptr || hostArguments == nullptr) return kStreamFailed;
+    hRaster = load<Handle>(hostArguments + kArgumentSetup);
+    lpRaster = static_cast<Setup*>(GlobalLock(hRaster));
+    if (lpRaster == nullptr) return kStreamFailed;
+
+    Setup& setup = *lpRaster;
+    StatusRecord* const before = setup.exporting.status;
+    setup.exporting.status = load<StatusRecord*>(hostArguments + kArgumentStatus);
+    const int32_t result = drawToStream(setup, fileName, picture, load<PictureDescriptor>(cells));
+    // The host's record may be gone after this call.
+    setup.exporting.status = before;
+    return result;
 }
 
 }  // namespace
@@ -207,7 +222,7 @@ intptr_t DrawExportCellData(intptr_t operation, intptr_t record, intptr_t a, int
     OffscreenRecord* const offscreen = reinterpret_cast<OffscreenRecord*>(record);
     switch (operation) {
         case kOffscreenQuery: return answerQuery(reinterpret_cast<void*>(record), reinterpret_cast<OffscreenQuery*>(a));
-        case kOffscreenInit: return initCells(offscreen, reinterpret_cast<OffscreenInit*>(a));
+        case kOffscreenInit: return initCells(offscreen, reinterpret_cast<void*>(a));
         case kOffscreenTerm: return termCells(offscreen);
         case kOffscreenDraw: return drawCells(offscreen);
         default: return 0;
@@ -216,16 +231,5 @@ intptr_t DrawExportCellData(intptr_t operation, intptr_t record, intptr_t a, int
 
 int32_t ExportCellData(const char* fileName, PictureDescriptor* picture, const PictureDescriptor* cells,
                        const uintptr_t* hostArguments) {
-    if (picture == nullptr || cells == nullptr || hostArguments == nullptr) return kStreamFailed;
-    hRaster = load<Handle>(hostArguments + kArgumentSetup);
-    lpRaster = static_cast<Setup*>(GlobalLock(hRaster));
-    if (lpRaster == nullptr) return kStreamFailed;
-
-    Setup* const setup = lpRaster;
-    StatusRecord* const before = setup->exporting.status;
-    setup->exporting.status = load<StatusRecord*>(hostArguments + kArgumentStatus);
-    const int32_t result = drawToStream(setup, fileName, picture, load<PictureDescriptor>(cells));
-    // The host's record may be gone after this call.
-    if (lpRaster == setup) setup->exporting.status = before;
-    return result;
+    return asOneCall(kExportFailed, [=] { return exportCells(fileName, picture, cells, hostArguments); });
 }

@@ -65,12 +65,12 @@ typedef struct OffscreenQuery {
     int16_t value;      /* handed on to the writer, which does not use it */
 } OffscreenQuery;
 
-typedef struct OffscreenInit {
-    int32_t width;    /* pixels */
-    int32_t bandRows; /* as many as are wanted at once */
-    int32_t depth;    /* bits a pixel that bands must have */
-    int32_t colours;  /* room in the table */
-    uint8_t* palette; /* triples, to be filled */
+typedef struct OffscreenInit { /* five native words */
+    intptr_t width;            /* pixels */
+    intptr_t bandRows;         /* as many as are wanted at once */
+    intptr_t depth;            /* bits a pixel that bands must have */
+    intptr_t colours;          /* room in the table */
+    uint8_t* palette;          /* triples, to be filled */
 } OffscreenInit;
 
 typedef struct OffscreenRecord {

@@ -31,7 +31,6 @@ Handle openMemory(void** memory) {
 namespace tolva {
 
 Handle openOutputStream(const Setup* setup, const StatusRecord* status, const char* name, void** memory) {
-    freeOutputMemory(memory);
     if (setup != nullptr && setup->outputDevice != 0) return openDevice(setup->outputDevice, status, name);
     return name != nullptr && name[0] != '\0' ? zunOpen(name, nullptr, kCreateAndWrite) : openMemory(memory);
 }

@@ -8,8 +8,8 @@
 namespace tolva {
 
 // The first that applies: the settings' output device, with the status record's context; the named file; a block of
-// memory, whose address *memory receives and the stream keeps up to date, so that the variable must outlive it. What
-// *memory held before is freed. 0 when the stream cannot be opened.
+// memory, whose address *memory (null before) receives and the stream keeps up to date, so that the variable must
+// outlive it. 0 when the stream cannot be opened.
 Handle openOutputStream(const Setup* setup, const StatusRecord* status, const char* name, void** memory);
 void freeOutputMemory(void** memory);
 

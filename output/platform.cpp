@@ -8,6 +8,7 @@
 #include "stream/stream.h"
 
 static_assert(sizeof(OffscreenQuery) == 24);
+static_assert(sizeof(OffscreenInit) == 5 * sizeof(void*));
 static_assert(sizeof(void*) != 4 || sizeof(OffscreenRecord) == 40);
 static_assert(sizeof(void*) != 4 || sizeof(MetafilePicture) == 80);
 
@@ -19,11 +20,17 @@ constexpr int16_t kMetafileValue = 4;
 
 intptr_t wordOf(const void* pointer) { return reinterpret_cast<intptr_t>(pointer); }
 
-intptr_t queryMetafile(const MetafilePicture* host, OffscreenQuery* answer) {
+// Reads no more of the host's record than it uses: bounds and resolution.
+int32_t boundOf(const void* host, size_t offset) { return loadField<int32_t>(host, offset); }
+
+intptr_t queryMetafile(const void* host, OffscreenQuery* answer) {
     if (host == nullptr || answer == nullptr) return 0;
-    const MetafilePicture picture = load<MetafilePicture>(host);
-    answerSize(*answer, static_cast<double>(int64_t{picture.right} - picture.left),
-               static_cast<double>(int64_t{picture.top} - picture.bottom), picture.resolution, kMetafileValue);
+    const int64_t width =
+        int64_t{boundOf(host, offsetof(MetafilePicture, right))} - boundOf(host, offsetof(MetafilePicture, left));
+    const int64_t height =
+        int64_t{boundOf(host, offsetof(MetafilePicture, top))} - boundOf(host, offsetof(MetafilePicture, bottom));
+    answerSize(*answer, static_cast<double>(width), static_cast<double>(height),
+               boundOf(host, offsetof(MetafilePicture, resolution)), kMetafileValue);
     return 0;
 }
 
@@ -45,7 +52,8 @@ OffscreenRecord* InitPlatformOffscreen(int32_t width, int32_t* bandRows, int16_t
     record->depth = depth;
     record->flag = flag;
     OffscreenInit init = {width, *bandRows, depth, colours, palette};
-    *bandRows = saturated(callback(kOffscreenInit, wordOf(record), wordOf(&init), 0));
+    // A callback that answers in 32 bits leaves the upper half of the word undefined.
+    *bandRows = static_cast<int32_t>(callback(kOffscreenInit, wordOf(record), wordOf(&init), 0));
     return record;
 }
 
@@ -61,7 +69,7 @@ void TermPlatformOffscreen(OffscreenRecord* record) {
 intptr_t DrawPlatformMetafile(intptr_t operation, intptr_t record, intptr_t a, intptr_t) {
     switch (operation) {
         case kOffscreenQuery:
-            return queryMetafile(reinterpret_cast<MetafilePicture*>(record), reinterpret_cast<OffscreenQuery*>(a));
+            return queryMetafile(reinterpret_cast<void*>(record), reinterpret_cast<OffscreenQuery*>(a));
         case kOffscreenTerm: return record == 0 ? 1 : 0;
         default: return 0;  // no band is offered, and none drawn
     }

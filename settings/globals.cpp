@@ -4,6 +4,7 @@
 #include "settings/settings.h"
 
 #include "settings/current.h"
+#include "settings/one_call.h"
 
 static_assert(sizeof(Setup) == kSetupBytes);
 static_assert(offsetof(Setup, reserve) == kSetupNamedBytes && sizeof(ExportState) <= kSetupReserve);
@@ -23,6 +24,8 @@ char* szFilter = moduleName;
 char export_szDLLName[kModuleNameBytes] = {};
 
 namespace tolva {
+
+bool callUnderWay = false;
 
 Setup* currentSetup() { return lpRaster != nullptr ? lpRaster : lpSetup; }
 

@@ -16,15 +16,15 @@ extern "C" {
 /* ---- The Setup block ------------------------------------------------------------------------------------------- */
 
 enum ColourMode { /* how colours are converted on their way in; the values behind are those of ConversionMode */
-    kColourNormal = 103,
-    kColourInvert = 104,
-    kColourInvertGreys = 105,
-    kColourGrey = 106,
-    kColourInvertGrey = 107
+                  kColourNormal = 103,
+                  kColourInvert = 104,
+                  kColourInvertGreys = 105,
+                  kColourGrey = 106,
+                  kColourInvertGrey = 107
 };
 enum ColourClass { /* the same for a host's dialog */
-    kColourClassNormal = 101,
-    kColourClassInvertGrey = 105
+                   kColourClassNormal = 101,
+                   kColourClassInvertGrey = 105
 };
 enum SizeMode {
     kSizeOfScreen = 600,
@@ -42,7 +42,7 @@ enum InterlaceChoice { kInterlaced = 715 };
 enum TransparencyChoice { kTransparentColour = 719 };
 enum BackgroundChoice { kBackgroundColour = 728 };
 
-enum { kModesEach = 4 };       /* selectors 0 to 3 choose a size or resolution mode */
+enum { kModesEach = 4 }; /* selectors 0 to 3 choose a size or resolution mode */
 enum {
     kSettingsNameBytes = 144,
     kDriverNameBytes = 13,
@@ -82,34 +82,34 @@ typedef struct ExportState {
     uintptr_t metafileWord;      /* written by the metafile hooks */
     uintptr_t secondWord;
     intptr_t hookResult;
-    double resolution;           /* of the page, dots per inch */
-    int32_t page[4];             /* left, top, right, bottom */
+    double resolution; /* of the page, dots per inch */
+    int32_t page[4];   /* left, top, right, bottom */
     int32_t propertyWord;
     char fileName[kSettingsNameBytes];
 } ExportState;
 
 typedef struct Setup {
-    uint8_t hostArea[kSettingsNameBytes];     /* the host's; not touched here */
-    char sectionName[kSettingsNameBytes];     /* profile section that holds the settings */
-    char profilePath[kSettingsNameBytes];     /* profile file */
-    char thirdName[kSettingsNameBytes];       /* the saved profile path while a backup is in use */
-    char driverName[16];                      /* kDriverNameBytes of text */
-    uintptr_t reserved[3];                    /* the second holds the parent that EditSetup is given */
-    int32_t colourMode;                       /* a ColourMode */
+    uint8_t hostArea[kSettingsNameBytes]; /* the host's; not touched here */
+    char sectionName[kSettingsNameBytes]; /* profile section that holds the settings */
+    char profilePath[kSettingsNameBytes]; /* profile file */
+    char thirdName[kSettingsNameBytes];   /* the saved profile path while a backup is in use */
+    char driverName[16];                  /* kDriverNameBytes of text */
+    uintptr_t reserved[3];                /* the second holds the parent that EditSetup is given */
+    int32_t colourMode;                   /* a ColourMode */
     int32_t secondMode;
-    uintptr_t outputDevice;                   /* a StreamIOProc: non-zero sends the output through the host */
-    uint8_t backgroundColour[3];              /* red, green, blue; used when backgroundChoice is set */
+    uintptr_t outputDevice;      /* a StreamIOProc: non-zero sends the output through the host */
+    uint8_t backgroundColour[3]; /* red, green, blue; used when backgroundChoice is set */
     int32_t lineMode;
-    int32_t sizeMode;                         /* a SizeMode */
-    int32_t resolutionMode;                   /* a ResolutionMode */
-    int16_t xResolution;                      /* dots per inch */
+    int32_t sizeMode;       /* a SizeMode */
+    int32_t resolutionMode; /* a ResolutionMode */
+    int16_t xResolution;    /* dots per inch */
     int16_t yResolution;
-    double width;                             /* inches */
+    double width; /* inches */
     double height;
-    int32_t interlaceChoice;                  /* kInterlaced, anything else = not */
-    int32_t transparencyChoice;               /* kTransparentColour, anything else = none */
-    uint8_t transparentColour[3];             /* red, green, blue */
-    int32_t backgroundChoice;                 /* kBackgroundColour, anything else = none */
+    int32_t interlaceChoice;      /* kInterlaced, anything else = not */
+    int32_t transparencyChoice;   /* kTransparentColour, anything else = none */
+    uint8_t transparentColour[3]; /* red, green, blue */
+    int32_t backgroundChoice;     /* kBackgroundColour, anything else = none */
     union {
         ExportState exporting;
         uint8_t reserve[kSetupReserve];
@@ -118,11 +118,11 @@ typedef struct Setup {
 
 /* ---- Exported data --------------------------------------------------------------------------------------------- */
 
-extern Handle hSetup;  /* as locked by the raster variant's init */
+extern Handle hSetup; /* as locked by the raster variant's init */
 extern Setup* lpSetup;
 extern Handle hRaster; /* the last Setup block made, or locked by the export variant's init */
 extern Setup* lpRaster;
-extern char* szFilter; /* the module's name; upper case once a Setup block was made */
+extern char* szFilter;                          /* the module's name; upper case once a Setup block was made */
 extern char export_szDLLName[kModuleNameBytes]; /* the host may store the module's path here */
 
 typedef struct StringRow {
@@ -164,7 +164,8 @@ extern const StringRow gStringTable[kStringRows];
 Handle CreateSetup(uintptr_t ignored, const char* profile, const char* section, uintptr_t ignored2);
 /* Stores the value in the second reserved word; 0, or -1 for a null handle. */
 int32_t EditSetup(Handle setup, uintptr_t value);
-/* Frees the block; 0, or 1 for a null handle. */
+/* Frees the block, and what an export of that very block left; 0, or 1 for a null handle and, with nothing freed, from
+ * a callback of a call that is under way. Clears lpRaster, whichever block that was, and a matching lpSetup. */
 int32_t DestroySetup(Handle setup);
 /* Writes the defaults; always 0. */
 int32_t UseDefaultSettings(Setup* setup);
@@ -182,10 +183,10 @@ int32_t BackupProfile(Setup* setup);
 int32_t LoadProfileList(uint32_t first, uint32_t second, uint16_t third);
 
 enum SetupEscapeCode {
-    kEscSetColourClass = 1,        /* in: 32-bit ColourClass; saved */
-    kEscSetXResolution = 11,       /* in: 32-bit, kLowestResolution to kHighestResolution; saved */
+    kEscSetColourClass = 1,  /* in: 32-bit ColourClass; saved */
+    kEscSetXResolution = 11, /* in: 32-bit, kLowestResolution to kHighestResolution; saved */
     kEscSetYResolution = 12,
-    kEscSetWidth = 13,             /* in: double, 0.03125 to 22 inches; saved */
+    kEscSetWidth = 13, /* in: double, 0.03125 to 22 inches; saved */
     kEscSetHeight = 14,
     kEscQueryResolution = 16,      /* out: two 32-bit, 0 when the picture's own counts */
     kEscQuerySize = 17,            /* out: two doubles, 0 when the picture's own counts */
@@ -197,12 +198,12 @@ enum SetupEscapeCode {
 };
 
 enum RasterInfoIn {
-    kInfoDisplayDpi,   /* 0 = unknown */
+    kInfoDisplayDpi, /* 0 = unknown */
     kInfoUnused,
-    kInfoDpi,          /* the picture's, 0 = none */
-    kInfoDots,         /* the picture's width and height at that resolution */
+    kInfoDpi,  /* the picture's, 0 = none */
+    kInfoDots, /* the picture's width and height at that resolution */
     kInfoRows,
-    kInfoDisplayDots,  /* pixels */
+    kInfoDisplayDots, /* pixels */
     kInfoDisplayRows,
     kInfoInWords
 };
@@ -220,8 +221,8 @@ int32_t ScaleImageSize(double* width, double* height);
 /* ---- Geometry: how large will a picture be? -------------------------------------------------------------------- */
 
 enum {
-    kOutputDepth = 8,       /* every GIF is written with 8 bits a pixel */
-    kLargestExtent = 65535  /* pixels in either direction: what the file's 16-bit fields hold */
+    kOutputDepth = 8,      /* every GIF is written with 8 bits a pixel */
+    kLargestExtent = 65535 /* pixels in either direction: what the file's 16-bit fields hold */
 };
 
 /* Size and depth of the output by the settings: width and height come in as the picture's and go out in pixels, the

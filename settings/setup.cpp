@@ -4,7 +4,9 @@
 #include <algorithm>
 #include <cstring>
 
+#include "settings/export_remains.h"
 #include "settings/limits.h"
+#include "settings/one_call.h"
 #include "settings/strings.h"
 #include "stream/stream.h"
 
@@ -12,6 +14,7 @@ namespace {
 
 using namespace tolva;
 
+constexpr int32_t kNotDestroyed = 1;
 constexpr double kDefaultWidth = 6.67;
 constexpr double kDefaultHeight = 5.0;
 constexpr char kMainSection[] = "TOLVA";
@@ -61,6 +64,20 @@ bool repairExtent(double* extent, double fallback) {
     return true;
 }
 
+// What an export left is freed for the block that it wrote to alone.
+void destroy(Setup& setup) {
+    const Handle stream = takeStream(setup);
+    if (stream != 0) {
+        zunClose(stream);
+        zunPtrGlobalFree(setup.exporting.streamMemory);
+    }
+    keepMemory(setup, nullptr);
+    // A block that init locked must not be looked at once it is gone.
+    if (lpSetup == &setup) lpSetup = nullptr;
+    hRaster = 0;
+    lpRaster = nullptr;
+}
+
 }  // namespace
 
 Handle CreateSetup(uintptr_t, const char* profile, const char* section, uintptr_t) {
@@ -89,16 +106,12 @@ int32_t EditSetup(Handle h, uintptr_t value) {
 
 int32_t DestroySetup(Handle h) {
     Setup* const setup = static_cast<Setup*>(GlobalLock(h));
-    if (setup == nullptr) return 1;
-    if (setup->exporting.outputStream != 0) zunClose(setup->exporting.outputStream);
-    zunPtrGlobalFree(setup->exporting.streamMemory);
-    zunPtrGlobalFree(setup->exporting.memory);
-    // A block that init locked must not be looked at once it is gone.
-    if (lpSetup == setup) lpSetup = nullptr;
-    GlobalFree(h);
-    hRaster = 0;
-    lpRaster = nullptr;
-    return 0;
+    if (setup == nullptr) return kNotDestroyed;
+    return asOneCall(kNotDestroyed, [=] {
+        destroy(*setup);
+        GlobalFree(h);
+        return 0;
+    });
 }
 
 int32_t UseDefaultSettings(Setup* setup) {

@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include "host/numbers.h"
@@ -39,6 +40,13 @@ Handle fileExists(const char* name, StreamIOProc proc) {
 Handle deleteFile(const char* name, StreamIOProc proc) {
     if (proc != nullptr) return static_cast<Handle>(proc(0, kProcDelete, reinterpret_cast<intptr_t>(name), 0));
     return name != nullptr && systemCalls.remove(name) == 0 ? 1 : 0;
+}
+
+// Whoever runs the host, a stop must not take a device or a pipe away. Links are followed: that to a regular file may
+// go.
+bool isRegularFile(const char* name) {
+    struct stat about = {};
+    return name != nullptr && stat(name, &about) == 0 && S_ISREG(about.st_mode);
 }
 
 const char* runtimeMode(int32_t mode) {
@@ -192,14 +200,14 @@ int32_t zunCloseandDelete(Handle stream, const char* name) {
         void** const owned = s->ownedBlockRef;
         const Handle block = GlobalHandle(*owned);
         // The block goes before the close, as hosts know it; a stream over that very block then gets no end marker.
-        if (block == s->bufferHandle) s->mode = kReadFile;
+        if (block == s->bufferHandle && s->blockPointerRef != nullptr) *s->blockPointerRef = nullptr;
         GlobalFree(block);
         *owned = nullptr;
         closeStream(stream, 0);
         return 0;
     }
     closeStream(stream, 0);
-    zunOpen(name, nullptr, kDeleteFile);
+    if (isRegularFile(name)) zunOpen(name, nullptr, kDeleteFile);
     return 0;
 }
 

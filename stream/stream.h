@@ -61,35 +61,36 @@ enum { kStreamBufferBytes = 12288, kUsualGrowth = 4096 };
 
 /* One per open stream, behind the stream's handle. */
 typedef struct StreamRecord {
-    FILE* file;              /* null for memory and procedure streams */
-    Handle bufferHandle;     /* files: the I/O buffer; memory: the caller's block */
-    void** blockPointerRef;  /* memory: the caller's variable, rewritten after every growth */
-    int32_t cursor;          /* index of the next byte */
-    int32_t lastValid;       /* index of the last valid byte, -1 = empty */
-    int32_t lastSlot;        /* index of the last usable byte */
-    int32_t bufferStart;     /* file offset of buffer byte 0 */
-    int32_t nextFill;        /* file offset of the next fill; -1 marks a memory stream */
-    int32_t dirty;           /* 1 = bytes not yet in the file */
+    FILE* file;             /* null for memory and procedure streams */
+    Handle bufferHandle;    /* files: the I/O buffer; memory: the caller's block */
+    void** blockPointerRef; /* memory: the caller's variable, rewritten after every growth */
+    int32_t cursor;         /* index of the next byte */
+    int32_t lastValid;      /* index of the last valid byte, -1 = empty */
+    int32_t lastSlot;       /* index of the last usable byte */
+    int32_t bufferStart;    /* file offset of buffer byte 0 */
+    int32_t nextFill;       /* file offset of the next fill; -1 marks a memory stream */
+    int32_t dirty;          /* 1 = bytes not yet in the file */
     int32_t growBy;
-    int32_t size;            /* files: length at open and after each flush; memory: lastValid at open */
-    void** ownedBlockRef;    /* non-null: zunCloseandDelete frees this block instead of deleting a file */
+    int32_t size;         /* files: length at open and after each flush; memory: lastValid at open */
+    void** ownedBlockRef; /* non-null: zunCloseandDelete frees this block instead of deleting a file */
     StreamIOProc ioProc;
     intptr_t ioInstance;
     uint32_t mode;
-    int32_t borrowedFile;    /* 1 = the caller's standard I/O stream, not closed here */
-    int32_t error;           /* -1 once anything has failed */
-    uint16_t dataFormat;     /* a DataFormat */
-    uint16_t floatFormat;    /* a FloatFormat */
-    uint16_t lineFormat;     /* a LineFormat */
-    int32_t namedFile;       /* 1 = opened by name */
-    uint32_t docPosition;    /* compound documents, from here on */
+    int32_t borrowedFile; /* 1 = the caller's standard I/O stream, not closed here */
+    int32_t error;        /* -1 once anything has failed */
+    uint16_t dataFormat;  /* a DataFormat */
+    uint16_t floatFormat; /* a FloatFormat */
+    uint16_t lineFormat;  /* a LineFormat */
+    int32_t namedFile;    /* 1 = opened by name */
+    uint32_t docPosition; /* compound documents, from here on */
     int32_t docMode;
     Handle docSectorTable;
     Handle docMiniSectorTable;
     uint32_t docMiniStreamStart;
     uint32_t docStartSector;
     uint32_t docSize;
-    int32_t flushFailed;     /* 1 once bytes could not be written: the close then reports -1 */
+    int32_t flushFailed;  /* behind the named fields: 1 once bytes could not be written; the close then reports -1 */
+    int32_t deviceMemory; /* 1 = block and variable were taken by the device, which frees them */
 } StreamRecord;
 
 /* ---- Streams --------------------------------------------------------------------------------------------------- */

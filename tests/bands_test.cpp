@@ -8,26 +8,33 @@ namespace {
 // A host that draws a picture band by band; the band `failing` is not there.
 struct Drawing {
     const Picture* picture;
-    int bandRows;
+    intptr_t bandRows;
     int failing;
     int ended;
     Handle band;
     std::vector<int> rows;
+    uint8_t* palette;  // its own, in place of the library's
 };
 
 intptr_t draw(intptr_t operation, intptr_t record, intptr_t a, intptr_t b) {
-    const auto* const offscreen = reinterpret_cast<OffscreenRecord*>(record);
-    Drawing& d =
-        *static_cast<Drawing*>(operation == kOffscreenQuery ? reinterpret_cast<void*>(record) : offscreen->hostContext);
+    intptr_t* const words = reinterpret_cast<intptr_t*>(record);
+    Drawing& d = *reinterpret_cast<Drawing*>(operation == 0 ? record : words[0]);
     switch (operation) {
-        case kOffscreenQuery:
+        case 0:
             *reinterpret_cast<OffscreenQuery*>(a) = {d.picture->width / 128.0, (d.picture->height - 1) / 128.0, 128, 0};
             return 0;
-        case kOffscreenInit:
-            EXPECT_EQ(reinterpret_cast<OffscreenInit*>(a)->bandRows, d.picture->height);
-            std::copy_n(testPalette().data(), 768, reinterpret_cast<OffscreenInit*>(a)->palette);
+        case 1: {
+            const intptr_t* const init = reinterpret_cast<intptr_t*>(a);  // five words
+            EXPECT_EQ(NativeWords(init, init + 4), (NativeWords{d.picture->width, d.picture->height, 8, 256}));
+            EXPECT_EQ(init[4], words[3]);
+            if (d.palette != nullptr) {
+                zunPtrGlobalFree(
+                    reinterpret_cast<void*>(std::exchange(words[3], reinterpret_cast<intptr_t>(d.palette))));
+            }
+            std::copy_n(testPalette().data(), 768, reinterpret_cast<uint8_t*>(words[3]));
             return d.bandRows;
-        case kOffscreenDraw: {
+        }
+        case 3: {
             const int height = d.picture->height;
             if (static_cast<int>(d.rows.size()) == d.failing) return 0;
             d.rows.push_back(static_cast<int>(b - a));
@@ -37,25 +44,28 @@ intptr_t draw(intptr_t operation, intptr_t record, intptr_t a, intptr_t b) {
                 bottomUp({d.picture->width, d.rows.back(), Bytes(top, top + d.picture->width * d.rows.back())}));
             return static_cast<intptr_t>(d.band);
         }
-        default: ++d.ended; return 0;
+        default:
+            ++d.ended;
+            EXPECT_EQ(words[3], reinterpret_cast<intptr_t>(d.palette));  // what was the library's is freed by now
+            return 0;
     }
 }
 
 Bytes openBlock(int width, int height, int bits) {
-    Bytes block = opcodeBlock(kOpPrimitive);
-    put(block, kPrimitiveId, int32_t{kOpenPicture});
-    put(block, kPrimitivePoints, 1);
-    const size_t data = kPrimitiveFirstPoint + kPointBytes + 4;
-    put(block, data - 4, int32_t{kOpenBytes});
-    put(block, data + kOpenWidth, width);
-    put(block, data + kOpenRows, height);
-    put(block, data + kOpenBits, bits == 1 ? int32_t{kOneBitCells} : bits);
+    Bytes block = opcodeBlock(opPrimitive);
+    put(block, 16, int32_t{-5});
+    put(block, 20, 1);
+    const size_t data = 24 + 24 + 4;
+    put(block, data - 4, int32_t{28});
+    put(block, data, width);
+    put(block, data + 4, height);
+    put(block, data + 8, bits == 1 ? int32_t{-32768} : bits);
     return block;
 }
 
 Bytes closeBlock() {
-    Bytes block = opcodeBlock(kOpPrimitive);
-    put(block, kPrimitiveId, int32_t{kClosePicture});
+    Bytes block = opcodeBlock(opPrimitive);
+    put(block, 16, int32_t{-6});
     return block;
 }
 
@@ -98,7 +108,7 @@ int32_t sendCollected(const Cells& cells, int piece, bool upward) {
     std::vector<Bytes> blocks = {openBlock(cells.width + 5, cells.height, cells.bits)};
     for (int y = 0; y < cells.height; y += piece) {
         blocks.push_back(cellBlock(cells.rows.data() + cells.stride() * y, cells.width, piece, cells.bits));
-        if (upward) put(blocks.back(), kCellSecondY, -1.0);
+        if (upward) put(blocks.back(), 48, -1.0);
     }
     blocks.push_back(closeBlock());
     result = std::max(result, send(blocks));
@@ -137,18 +147,19 @@ TEST(Bands, OfAnyHeightGiveTheFileAndStopWhereTheHostSays) {
             const int bands = static_cast<int>(segments.size());
             for (int stopAt = -1; stopAt < bands; stopAt += stopAt < 3 ? 1 : bands) {
                 const bool interlaced = stopAt % 2 != 0;
-                setup.interlaceChoice = interlaced ? int32_t{kInterlaced} : 0;
+                setup.interlaceChoice = interlaced ? 715 : 0;
                 for (const bool failing : {false, true}) {
                     Asked asked;
                     if (stopAt != -1 && !failing) asked.stopAt = stopAt;
-                    setup.exporting.status = &asked.record;
-                    Drawing drawing = {&picture, rows, failing ? stopAt : -1, 0, 0, {}};
+                    setup.exporting.status = asked.address();
+                    uint8_t own[768];
+                    Drawing drawing = {&picture, rows, failing ? stopAt : -1, 0, 0, {}, rows == 8 ? own : nullptr};
                     MemoryFile file;
                     const int32_t result = OutputPicture(file.stream, &drawing, draw);
                     const Bytes gif = file.close();
                     GlobalFree(drawing.band);
                     EXPECT_EQ(drawing.ended, 1);
-                    EXPECT_EQ(result, stopAt == -1 ? 0 : failing ? kExportFailed : kStoppedByHost);
+                    EXPECT_EQ(result, stopAt == -1 ? 0 : failing ? 300 : 901);
                     EXPECT_EQ(drawing.rows.size(),
                               stopAt == -1 ? segments.size() : static_cast<size_t>(stopAt + !failing));
                     if (stopAt != -1) continue;
@@ -161,11 +172,14 @@ TEST(Bands, OfAnyHeightGiveTheFileAndStopWhereTheHostSays) {
         }
     }
     const Picture small = noise(4, 4, 4, 1);
-    Drawing none = {&small, 0, 0, 0, 0, {}};
-    EXPECT_EQ(OutputPicture(0, &none, draw), kNoPicture);
-    setup.sizeMode = kSizeSaved;
+    Drawing none = {&small, 0, 0, 0, 0, {}, nullptr};
+    for (const intptr_t rows : {intptr_t{0}, static_cast<intptr_t>(0xFFFFFFFF), intptr_t{-1}}) {  // 32 bits count
+        none.bandRows = rows;
+        EXPECT_EQ(OutputPicture(0, &none, draw), 27);
+    }
+    setup.sizeMode = 601;
     setup.width = 1e6;
-    EXPECT_EQ(OutputPicture(0, &none, draw), kNoPicture);
+    EXPECT_EQ(OutputPicture(0, &none, draw), 27);
     setup.exporting.status = nullptr;
 }
 
@@ -176,7 +190,7 @@ TEST(Bracket, CollectsRowsOfEveryDepthInBothDirections) {
                 Device device;
                 Cells cells = anyCells(37, 20, bits);
                 if (piece == 20) {  // twice as wide, half as high
-                    device.host.settings()->resolutionMode = kResolutionSaved;
+                    device.host.settings()->resolutionMode = 308;
                     device.host.settings()->xResolution = 256;
                     device.host.settings()->yResolution = 64;
                 }
@@ -203,22 +217,31 @@ TEST(Bracket, CollectsRowsOfEveryDepthInBothDirections) {
 TEST(Bracket, PushesAnErrorForWhatIsNoPicture) {
     Device device;
     openBody(7, 7);
-    EXPECT_EQ(call(closeBlock()), kExportFailed);
+    EXPECT_EQ(call(closeBlock()), 300);
     const Cells cells = anyCells(8, 8, 8);
     for (const int bits : {0, 9, 16, INT32_MAX, INT32_MIN}) {
         EXPECT_EQ(call(openBlock(8, 8, bits)), 0);
         call(cellBlock(cells.rows.data(), 8, 8));
-        EXPECT_EQ(call(closeBlock()), kExportFailed) << bits;
+        EXPECT_EQ(call(closeBlock()), 300) << bits;
     }
     EXPECT_EQ(call(openBlock(-1, -1, 8)), 0);  // more than there are window columns, and no block holds the rows
-    EXPECT_EQ(call(cellBlock(cells.rows.data(), 8, 8)), kExportFailed);
-    Bytes many = openBlock(8, 8, 8);
-    put(many, kPrimitivePoints, INT32_MAX);
-    EXPECT_EQ(call(many), kExportFailed);
-    GlobalFree(lpEMData->pictureBitmap);
-    lpEMData->pictureBitmap = 0;
+    EXPECT_EQ(call(cellBlock(cells.rows.data(), 8, 8)), 300);
+    for (const int points : {-1, 1025, INT32_MAX, INT32_MIN}) {  // up to the closing primitive nothing is a picture
+        EXPECT_EQ(call(openBlock(8, 8, 8)), 0);
+        Bytes many = openBlock(8, 8, 8);
+        put(many, 20, points);
+        EXPECT_EQ(call(many), 300);
+        EXPECT_EQ(lpEMData->pictureBitmap, 0u);
+        EXPECT_EQ(lpEMData->pictureWidth + lpEMData->pictureHeight + lpEMData->pictureDepth + lpEMData->currentRow, 0u);
+        EXPECT_EQ(call(cellBlock(cells.rows.data(), 8, 8)), 300);
+        EXPECT_EQ(call(closeBlock()), 300);
+    }
+    EXPECT_EQ(zunSeek(lpEMData->outputStream, 0, 1), 0);
     for (const int bits : {2, 3, 7}) {
-        EXPECT_EQ(call(openBlock(8, 8, bits)), 0);
+        Bytes open = openBlock(8, 8, bits);
+        put(open, 48, bits - 3);  // the length in front of the data is not looked at
+        EXPECT_EQ(call(open), 0);
+        EXPECT_EQ(lpEMData->pictureWidth, 8u);
         EXPECT_EQ(call(closeBlock()), 0);
     }
     EXPECT_EQ(call(openBlock(8, 8, 8)), 0);  // left open: term frees it
@@ -230,18 +253,17 @@ TEST(HandedOver, WholePicturesTakeEachKindOfStream) {
     SetupBlock& setup = *static_cast<SetupBlock*>(GlobalLock(h));
     const StreamIOProc procedure = [](intptr_t instance, intptr_t operation, intptr_t a, intptr_t b) -> intptr_t {
         Bytes& file = *reinterpret_cast<Bytes*>(instance);
-        if (operation == kProcWrite)
-            file.insert(file.end(), reinterpret_cast<uint8_t*>(a), reinterpret_cast<uint8_t*>(a) + b);
-        return operation == kProcOpen ? instance : operation == kProcWrite ? b : 0;
+        if (operation == 3) file.insert(file.end(), reinterpret_cast<uint8_t*>(a), reinterpret_cast<uint8_t*>(a) + b);
+        return operation == 1 ? instance : operation == 3 ? b : 0;
     };
     Asked unheard;
     for (const int bits : {1, 4, 8, 24, 32}) {
         const Cells cells = anyCells(40, 30, bits);
         Bytes theirs;
         Asked asked;
-        asked.record.streamContext = reinterpret_cast<intptr_t>(&theirs);
+        asked.record[12] = reinterpret_cast<intptr_t>(&theirs);
         const Bytes expected = expectedFile(cells, 40, 30);
-        EXPECT_EQ(exportCells(cells, path, h, &asked.record), 0);
+        EXPECT_EQ(exportCells(cells, path, h, asked.address()), 0);
         EXPECT_EQ(readFile(path.path), expected) << bits;
         EXPECT_EQ(asked.progress, std::vector<intptr_t>{100});
         EXPECT_EQ(exportCells(cells, "", h, nullptr), 0);
@@ -249,13 +271,19 @@ TEST(HandedOver, WholePicturesTakeEachKindOfStream) {
         EXPECT_EQ(Bytes(memory, memory + expected.size()), expected);
         EXPECT_EQ(memory[expected.size()], 0xFF);
         setup.outputDevice = reinterpret_cast<uintptr_t>(procedure);
-        EXPECT_EQ(exportCells(cells, path, h, &asked.record), 0);
+        EXPECT_EQ(exportCells(cells, path, h, asked.address()), 0);
         EXPECT_EQ(theirs, expected);
         setup.outputDevice = 0;
     }
-    EXPECT_EQ(exportCells(anyCells(40, 30, 8), "/nowhere/at/all.gif", h, &unheard.record), kStreamFailed);
+    EXPECT_EQ(exportCells(anyCells(40, 30, 8), "/nowhere/at/all.gif", h, unheard.address()), 303);
     EXPECT_EQ(setup.exporting.status, nullptr);  // the host's record is gone by now
-    EXPECT_EQ(exportCells(anyCells(40, 30, 8), path, 0, nullptr), kStreamFailed);
+    EXPECT_EQ(exportCells(anyCells(40, 30, 8), path, 0, nullptr), 303);
+    for (int i = 0; i < 2; ++i) {  // a copy owns nothing: neither its end nor its own export frees the block's memory
+        const Handle copy = handleOf(contents(h));
+        if (i == 1) EXPECT_EQ(exportCells(anyCells(4, 3, 8), "", copy, nullptr), 0);
+        EXPECT_EQ(DestroySetup(copy), 0);
+        EXPECT_EQ(std::memcmp(setup.exporting.memory, "GIF89a", 6), 0);
+    }
     DestroySetup(h);
 }
 
@@ -264,36 +292,54 @@ TEST(ExportVariant, LivesFromInitToItsError) {
     const Temporary path("variant.gif");
     char name[144] = {};
     uintptr_t block[15] = {};
-    EXPECT_EQ(dd_entry32(0, kFuncInit, block), kNoSettings);
-    EXPECT_EQ(dd_entry32(0, kFuncTerm, nullptr), kExportFailed);
+    EXPECT_EQ(dd_entry32(0, 0, block), 22);
+    EXPECT_EQ(dd_entry32(0, -1, nullptr), 300);
     std::strcpy(name, path);
     block[3] = reinterpret_cast<uintptr_t>(name);
     hSetup = 5;
     for (const bool toMemory : {false, true}) {
         block[13] = h;
-        EXPECT_EQ(dd_entry32(0, kFuncInit, block), 0);
+        Asked heard;
+        block[14] = reinterpret_cast<uintptr_t>(heard.address());
+        EXPECT_EQ(dd_entry32(0, 0, block), 0);
+        EXPECT_EQ(UpdateStatus(44), 0);
+        EXPECT_EQ(heard.progress, std::vector<intptr_t>{44});
+        EXPECT_EQ(DestroySetup(handleOf(contents(h))), 0);  // a copy does not own the stream
+        hRaster = h;
+        lpRaster = static_cast<SetupBlock*>(GlobalLock(h));
         EXPECT_EQ(block[13], 0u);  // what the metafile hook made of hSetup
         EXPECT_EQ(name[0], '\0');
         EXPECT_EQ(access(path, F_OK) == 0, !toMemory);
-        EXPECT_EQ(dd_entry32(0, kFuncTerm, nullptr), kExportFailed);
+        EXPECT_EQ(dd_entry32(0, -1, nullptr), 300);
+        EXPECT_EQ(UpdateStatus(55), 0);
+        EXPECT_EQ(heard.progress.size(), 1u);  // the record may be gone
         unlink(path);
     }
     std::strcpy(name, "/nowhere/at/all.gif");
     block[13] = h;
-    EXPECT_EQ(dd_entry32(0, kFuncInit, block), kStreamFailed);
+    EXPECT_EQ(dd_entry32(0, 0, block), 303);
     EXPECT_NE(name[0], '\0');
 
     Asked asked;
-    CommonBlock common = {kInitialised, 7, &asked.record, 33};
-    Bytes open = opcodeBlock(kOpOpenDevice);
-    EXPECT_EQ(dd_entry32(0, kFuncCall, open.data()), 0);
-    lpCommon = &common;
-    EXPECT_EQ(dd_entry32(0, kFuncCall, open.data()), 0);
-    EXPECT_EQ(common.result, 0);
+    const CommonBlock values = {1, 7, asked.address(), 33};
+    Bytes bytes(1 + sizeof values);  // unaligned, as all host blocks may be
+    std::memcpy(bytes.data() + 1, &values, sizeof values);
+    Bytes open = opcodeBlock(opOpen);
+    EXPECT_EQ(dd_entry32(0, 2, open.data()), 0);
+    lpCommon = reinterpret_cast<CommonBlock*>(bytes.data() + 1);
+    EXPECT_EQ(dd_entry32(0, 2, open.data()), 0);
+    EXPECT_EQ(bytes[5] | bytes[6], 0);  // the result
     EXPECT_EQ(escape(), 0);
     EXPECT_EQ(asked.progress, std::vector<intptr_t>{33});
     lpCommon = nullptr;
     DestroySetup(h);
+
+    Bytes bounds(sizeof(void*) + 20);  // the record's end, as far as it is used: left, top, right, bottom, resolution
+    for (const int i : {0, 1, 2, 3, 4}) put(bounds, sizeof(void*) + 4 * i, std::vector{10, 200, 110, 50, 50}[i]);
+    OffscreenQuery answer = {};
+    DrawPlatformMetafile(0, reinterpret_cast<intptr_t>(bounds.data()), reinterpret_cast<intptr_t>(&answer), 0);
+    EXPECT_EQ(answer.width * 10 + answer.height, 23.0);
+    EXPECT_EQ(answer.value, 4);
 }
 
 TEST(Roads, SurviveEveryFailureOfAHostsFile) {
@@ -304,9 +350,9 @@ TEST(Roads, SurviveEveryFailureOfAHostsFile) {
     };
     const StreamIOProc procedure = [](intptr_t instance, intptr_t operation, intptr_t, intptr_t b) -> intptr_t {
         Theirs& theirs = *reinterpret_cast<Theirs*>(instance);
-        theirs.open += operation == kProcOpen ? 1 : operation == kProcClose ? -1 : 0;
-        if (theirs.calls++ == theirs.failing) return operation == kProcOpen ? instance : -1;
-        return operation == kProcOpen ? instance : operation == kProcClose ? 0 : b;
+        theirs.open += operation == 1 ? 1 : operation == 5 ? -1 : 0;
+        if (theirs.calls++ == theirs.failing) return operation == 1 ? instance : -1;
+        return operation == 1 ? instance : operation == 5 ? 0 : b;
     };
     const Cells cells = anyCells(30, 30, 8);
     const int before = temporaryFiles();
@@ -315,12 +361,14 @@ TEST(Roads, SurviveEveryFailureOfAHostsFile) {
             Theirs theirs = {0, n, 0};
             Device device([&](SetupBlock& setup) {
                 setup.outputDevice = reinterpret_cast<uintptr_t>(procedure);
-                setup.interlaceChoice = n % 2 == 0 ? int32_t{kInterlaced} : 0;
+                setup.interlaceChoice = n % 2 == 0 ? 715 : 0;
             });
-            device.host.status.streamContext = reinterpret_cast<intptr_t>(&theirs);
-            const int32_t result = road == 0   ? sendPicture(noise(30, 30, 256, 1))
-                                   : road == 1 ? sendCollected(cells, 7, false)
-                                               : exportCells(cells, "x", device.host.setup, &device.host.status);
+            device.host.status[12] = reinterpret_cast<intptr_t>(&theirs);
+            const int32_t result = road == 0 ? sendPicture(noise(30, 30, 256, 1))
+                                   : road == 1
+                                       ? sendCollected(cells, 7, false)
+                                       : exportCells(cells, "x", device.host.setup,
+                                                     reinterpret_cast<StatusRecord*>(device.host.status.data()));
             calls = theirs.calls;
             EXPECT_EQ(result, road < 2 && n == calls - 1 ? 303 : 0) << n;  // only the close's failure is told
             EXPECT_EQ(theirs.open, 0);

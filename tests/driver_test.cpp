@@ -1,4 +1,5 @@
 // The protocol: entries, states, errors, replies, status.
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -8,24 +9,42 @@
 
 TEST(Entries, AnswerVersionsAndAddressesAtAnyTime) {
     uint32_t versions[2] = {};
-    EXPECT_EQ(RASTER_dd_entry(kFuncVersion, &versions[0], nullptr), 0);
-    EXPECT_EQ(RASTER_dd_entry32(0, kFuncVersion, &versions[1]), 4);
+    EXPECT_EQ(RASTER_dd_entry(-2, &versions[0], nullptr), 0);
+    EXPECT_EQ(RASTER_dd_entry32(0, -2, &versions[1]), 4);
     for (const uint32_t version : versions) EXPECT_EQ(version, 0x02000005u);
     void* entry = nullptr;
-    RASTER_dd_entry(kFuncEntry32, &entry, nullptr);
+    RASTER_dd_entry(-3, &entry, nullptr);
     EXPECT_EQ(entry, reinterpret_cast<void*>(RASTER_dd_entry32));
-    dd_entry(kFuncEntry32, &entry, nullptr);
+    dd_entry(-3, &entry, nullptr);
     EXPECT_EQ(entry, reinterpret_cast<void*>(dd_entry32));
     NameTableRecord record = {};
     fltLoadPointers(&record);
     EXPECT_EQ(record.count.rows, 9);
-    EXPECT_STREQ(record.table[3].name, "EscapeSetup");
-    EXPECT_EQ(record.table[6].ordinal, 1008);
-    EXPECT_EQ(record.table[8].target, export_szDLLName);
+    struct Row {
+        const char* name;
+        uint16_t ordinal;
+        void* target;
+    };
+    const auto at = [](auto* f) { return reinterpret_cast<void*>(f); };
+    const Row rows[] = {{"CreateSetup", 1001, at(CreateSetup)},
+                        {"DestroySetup", 1002, at(DestroySetup)},
+                        {"EditSetup", 1003, at(EditSetup)},
+                        {"EscapeSetup", 1004, at(xEscapeSetup)},
+                        {"ZUNGetFilterVersion", 1005, at(ZUNGetFilterVersion)},
+                        {"dd_entry", 1006, at(dd_entry)},
+                        {"RASTER_dd_entry", 1008, at(RASTER_dd_entry)},
+                        {"ExportCellData", 1009, at(ExportCellData)},
+                        {"szDLLName", 1010, export_szDLLName}};
+    const Row* row = reinterpret_cast<const Row*>(record.table);
+    for (const Row& expected : rows) {
+        EXPECT_STREQ(row->name, expected.name);
+        EXPECT_EQ(row->ordinal, expected.ordinal);
+        EXPECT_EQ(row++->target, expected.target);
+    }
     for (const int func : {1, 2, -1, 99}) EXPECT_EQ(RASTER_dd_entry32(0, func, nullptr), 0);
-    Bytes block = opcodeBlock(kOpOpenDevice);
+    Bytes block = opcodeBlock(opOpen);
     EXPECT_EQ(call(block), 0);
-    EXPECT_EQ(getfunc(kOpOpenDevice), d_noop);
+    EXPECT_EQ(getfunc(opOpen), d_noop);
     push_er(300);
     for (const OpcodeHandler handler : {d_opdv, d_cldv, d_begp, d_begpb, d_endp, d_ca, d_gdp, d_popes, d_empes, dq_es,
                                         ds_dvwn, ds_bgc, ds_dvvp, ds_vpsm, ds_ct, dq_dvwn, dq_dvvp}) {
@@ -39,17 +58,18 @@ TEST(Init, FillsTheHostsBlockAndCapabilities) {
     host.status = asked.record;
     asked.answer = 5;
     asked.detail = 0;
-    std::fill_n(host.capabilities, kCapabilitySlots, 1234);
+    std::fill_n(host.capabilities, 60, 1234);
     host.setup = defaultSetup();
-    host.settings()->colourMode = kColourInvertGrey;
+    host.settings()->colourMode = 107;
     ASSERT_EQ(startHost(host, ""), 0);
-    EXPECT_EQ(host.init.replyBuffer, lpEMData->replyBuffer);
-    EXPECT_EQ(lpEMData->state, kInitialised);
+    EXPECT_EQ(host.init[10], reinterpret_cast<intptr_t>(lpEMData->replyBuffer));
+    EXPECT_EQ(lpEMData->state, 1);
     const int32_t* const c = host.capabilities;
-    EXPECT_EQ(std::vector<int32_t>(c, c + 7), (std::vector<int32_t>{100, -1, -1, -1, -1, 0, 1234}));
-    EXPECT_EQ(c[kCapabilityConversion], 4);
-    EXPECT_EQ(c[38], 1);
-    EXPECT_EQ(std::count(c, c + kCapabilitySlots, 1234), 14);
+    const int x = 1234;  // the host's own values stay
+    EXPECT_EQ(std::vector<int32_t>(c, c + 60),
+              (std::vector<int32_t>{100, -1, -1, -1, -1, 0,  x,  x,  x,  -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, 0,
+                                    0,   0,  0,  -1, -1, -1, -1, -1, -1, -1, x,  0,  -1, -1, 0,  0,  -1, -1, 1,  1,
+                                    0,   -1, x,  x,  0,  -1, x,  4,  x,  x,  x,  x,  x,  x,  x,  0,  0,  -1, 0,  -1}));
     EXPECT_EQ(asked.calls, (std::vector<std::vector<intptr_t>>{{0, -2, 100, 0, 0, 0}}));
     EXPECT_EQ(lpSetup, host.settings());
     const Handle first = hEMData;  // kept: a second init leaves the first block to whoever has its handle
@@ -63,19 +83,18 @@ TEST(Init, FillsTheHostsBlockAndCapabilities) {
 
 TEST(Init, RefusesWhatItCannotHold) {
     Host host;
-    for (int n : {500, 144}) EXPECT_EQ(startHost(host, std::string(n, 'n').c_str()), kExportFailed);
+    for (int n : {500, 144}) EXPECT_EQ(startHost(host, std::string(n, 'n').c_str()), 300);
     EXPECT_EQ(lpEMData, nullptr);
-    host.init.setup = 0;
-    host.init.fileName = nullptr;
-    EXPECT_EQ(RASTER_initdvr(&host.init), kExportFailed);
-    EXPECT_EQ(RASTER_initdvr(nullptr), kExportFailed);
-    host.init.setup = host.setup;
-    host.init.capabilities = nullptr;
-    host.init.status = nullptr;
-    EXPECT_EQ(RASTER_initdvr(&host.init), 0);
+    auto* const block = reinterpret_cast<RasterInitBlock*>(host.init.data());
+    host.init[13] = host.init[3] = 0;
+    EXPECT_EQ(RASTER_initdvr(block), 300);
+    EXPECT_EQ(RASTER_initdvr(nullptr), 300);
+    host.init[13] = host.setup;
+    host.init[14] = host.init[15] = 0;
+    EXPECT_EQ(RASTER_initdvr(block), 0);
     RASTER_termdvr();
     hCommon = 1;
-    EXPECT_EQ(startHost(host, ""), kExportFailed);
+    EXPECT_EQ(startHost(host, ""), 300);
     hCommon = 0;
     endHost(host);
 }
@@ -92,23 +111,23 @@ TEST(Dispatch, RunsEachOpcodeInItsStatesAndNoOther) {
                         {d_gdp, 0x40a, 8},   {ds_ct, 0x522, 8},    {ds_dm, 0x906, 8},    {d_popes, 0xf02, 31},
                         {d_empes, 0xf03, 31}};
     Device device;
-    for (const int32_t state : {kInitialised, kDeviceOpen, kPictureBegun, kPictureBody, kPictureEnded}) {
+    for (const int32_t state : {1, 2, 4, 8, 16}) {
         lpEMData->state = state;
         for (int32_t opcode = -3; opcode < 0x1000; ++opcode) {
             const Row* const row =
                 std::find_if(std::begin(rows), std::end(rows), [&](const Row& r) { return r.opcode == opcode; });
             const bool runs = row != std::end(rows) && (row->states & state) != 0;
             ASSERT_EQ(getfunc(opcode), runs ? row->handler : d_noop) << opcode << " in " << state;
-            ASSERT_EQ(InquireSupport(opcode, 0), runs && opcode != kOpPrimitive ? 2 : 0) << opcode;
+            ASSERT_EQ(InquireSupport(opcode, 0), runs && opcode != opPrimitive ? 2 : 0) << opcode;
         }
     }
     std::set<OpcodeHandler> handlers;
     for (const Row& row : rows) ASSERT_TRUE(handlers.insert(row.handler).second) << row.opcode;
     GDPSupport[1] = 6;
-    EXPECT_EQ(InquireSupport(kOpPrimitive, -1), 6);
+    EXPECT_EQ(InquireSupport(opPrimitive, -1), 6);
     GDPSupport[1] = 0;
     for (const int32_t id : {0, 5, -8, INT32_MIN, INT32_MAX}) EXPECT_EQ(InqGDPSupport(id), 0);
-    lpEMData->state = kInitialised;
+    lpEMData->state = 1;
 }
 
 TEST(Errors, WithoutACapacityOnlyTheLatestIsKept) {
@@ -137,8 +156,8 @@ TEST(Errors, WithAHostsCapacityTheyStackUpAndPopNewestFirst) {
     EXPECT_EQ(lpEMData->errorCount, 2);
     EXPECT_EQ(lpEMData->lostErrors, 1);
     EXPECT_EQ(lpEMData->firstError.code, 300);
-    Bytes block = opcodeBlock(kOpPopErrors);
-    put(block, kPopRequested, int32_t{5});
+    Bytes block = opcodeBlock(opPopErrors);
+    put(block, 16, int32_t{5});
     EXPECT_EQ(call(block), 0);
     struct {
         int32_t count;
@@ -151,75 +170,144 @@ TEST(Errors, WithAHostsCapacityTheyStackUpAndPopNewestFirst) {
     EXPECT_EQ(lpEMData->replyPosition, 20u);
     lpEMData->errorCapacity = 1000;
     for (int32_t code = 1; code < 40; ++code) push_er(code);
-    EXPECT_EQ(lpEMData->errorCount, kErrorEntries);
+    EXPECT_EQ(lpEMData->errorCount, 10);
     lpEMData->errorCount = 100000;
     push_er(1);
     EXPECT_EQ(call(block), 0);
-    EXPECT_EQ(callOpcode(kOpClearErrors), 0);
+    EXPECT_EQ(callOpcode(opClearErrors), 0);
     EXPECT_EQ(lpEMData->errorCount, 0);
 }
 
 TEST(Settings, ComeBackAsTheyWereSet) {
     Device device;
-    callOpcode(kOpOpenDevice);
-    callOpcode(kOpBeginPicture);
-    Bytes block = opcodeBlock(kOpSetWindow);
-    for (int i = 0; i < 6; ++i) put(block, kBlockData + 8 * i, 1.5 + i);
+    callOpcode(opOpen);
+    callOpcode(opBegin);
+    Bytes block = opcodeBlock(opWindow);
+    for (int i = 0; i < 6; ++i) put(block, 16 + 8 * i, 1.5 + i);
     call(block);
-    put(block, kBlockOpcode, int32_t{kOpSetViewport});
+    put(block, 0, int32_t{opViewport});
     call(block);
-    callOpcode(kOpQueryWindow);
-    callOpcode(kOpQueryViewport);
+    callOpcode(opQueryWindow);
+    callOpcode(opQueryViewport);
     double reply[12];
     std::memcpy(reply, lpEMData->replyBuffer, sizeof reply);
     EXPECT_EQ(std::vector<double>(reply, reply + 12),
               (std::vector<double>{1.5, 2.5, 3.5, 4.5, 5.5, 6.5, 1.5, 5.5, 0, 2.5, 4.5, 0}));
-    block = opcodeBlock(kOpSetScaling);
+    block = opcodeBlock(opScaling);
     const double rows[][3] = {{1, 0.254, 100}, {3, 0.1, 100}, {1, 0.0, 0},           {1, 0.1, 254},
                               {-1, 9.0, 254},  {2, 0.254, 0}, {1, 1e-300, INT32_MAX}};
     for (const auto& [mode, unit, dpi] : rows) {
-        put<int16_t>(block, kScalingMode, mode);
-        put(block, kScalingUnit, unit);
+        put<int16_t>(block, 16, mode);
+        put(block, 24, unit);
         call(block);
         EXPECT_EQ(lpEMData->resolution, dpi);
     }
-    callOpcode(kOpBeginBody);
+    callOpcode(opBody);
     call(windowBlock(99, 99));  // too late
     EXPECT_EQ(lpEMData->window[3], 4.5);
 
-    lpEMData->conversionMode = kConvertInvert;
+    lpEMData->conversionMode = 1;
     block = colourTableBlock(Bytes(30, 10), 250);
-    RASTER_dd_entry32(0, kFuncCall, block.data());
+    RASTER_dd_entry32(0, 2, block.data());
     EXPECT_EQ(lpEMData->colourTable[255][2], 245);
     EXPECT_EQ(lpEMData->colourTable[249][2], 0);
-    EXPECT_EQ(block[kTableColours + 29], 245);  // kept: the host's block is converted too
+    EXPECT_EQ(block[20 + 29], 245);  // kept: the host's block is converted too
     block = colourTableBlock(Bytes(768, 10), 256);
     EXPECT_EQ(call(block), 0);
-    for (const uint32_t length : {0u, 1u, 4u, UINT32_MAX}) {
-        put(block, kTableLength, length);
-        call(block);
+    block.resize(20 + 65535 * 3, 10);
+    for (const auto& [length, converted] : {std::pair{0u, 0},
+                                            {1u, 0},
+                                            {4u, 0},
+                                            {8u, 6},
+                                            {196609u, 196605},
+                                            {196610u, 0},
+                                            {0x80000000u, 0},
+                                            {UINT32_MAX, 0}}) {
+        std::fill(block.begin() + 20, block.end(), 10);
+        put(block, 4, length);
+        put(block, 16, 0);
+        lpEMData->colourTable[0][0] = 7;
+        RASTER_dd_entry32(0, 2, block.data());
+        EXPECT_EQ(std::count(block.begin() + 20, block.end(), 245), converted) << length;
+        EXPECT_EQ(lpEMData->colourTable[0][0], converted > 0 ? 245 : 7);
     }
+}
+
+TEST(Calls, FromACallbackAreRefusedWhereTheyWouldPullAwayTheGround) {
+    Asked asked;
+    Device device;
+    const Handle other = defaultSetup();
+    std::vector<Handle> made = {other};
+    Bytes blocks[] = {opcodeBlock(opClose), Bytes(128)};
+    int refused = 0, within = 0;
+    asked.within = [&] {
+        const EMData before = *lpEMData;
+        ++within;
+        for (const auto entry : {RASTER_dd_entry32, dd_entry32}) {
+            for (const int func : {0, 2, -1}) refused += entry(0, func, blocks[func == 0].data()) == 300;
+            uint32_t version = 0;
+            EXPECT_EQ(entry(0, -2, &version), 4);
+        }
+        refused += RASTER_initdvr(reinterpret_cast<RasterInitBlock*>(device.host.init.data())) == 300;
+        refused += RASTER_termdvr() == 300;
+        refused += initdvr(blocks[1].data()) == 300;
+        refused += termdvr(0) == 300;
+        refused += ExportCellData("", nullptr, nullptr, nullptr) == 300;
+        refused += OutputPicture(0, nullptr, nullptr) == 300;
+        refused += DestroySetup(device.host.setup) + DestroySetup(other);
+        EXPECT_EQ(std::memcmp(&before, lpEMData, sizeof before), 0);
+        made.push_back(CreateSetup(0, "/nowhere", nullptr, 0));  // it can be made, and then stays
+        EXPECT_EQ(DestroySetup(made.back()), 1);
+        lpRaster = device.host.settings();
+    };
+    device.host.status = asked.record;
+    EXPECT_EQ(sendPicture(noise(9, 9, 256, 1)), 0);
+    EXPECT_EQ(within, 2);
+    callOpcode(opOpen);
+    EXPECT_EQ(RASTER_termdvr(), 0);  // asks while it closes
+    EXPECT_EQ(startHost(device.host, device.file), 0);
+    EXPECT_EQ(within, 4);
+    OutputPicture(0, &asked, [](intptr_t operation, intptr_t context, intptr_t, intptr_t) -> intptr_t {
+        if (operation == 0) reinterpret_cast<Asked*>(context)->within();
+        return 0;
+    });
+    const StreamIOProc opened = [](intptr_t instance, intptr_t operation, intptr_t, intptr_t) -> intptr_t {
+        if (operation == 1) reinterpret_cast<Asked*>(instance)->within();
+        return operation == 1 ? instance : 0;
+    };
+    device.host.settings()->outputDevice = reinterpret_cast<uintptr_t>(opened);
+    asked.record[12] = reinterpret_cast<intptr_t>(&asked);
+    const uintptr_t arguments[] = {0, 0, device.host.setup, 0, 0, 0, reinterpret_cast<uintptr_t>(asked.address())};
+    PictureDescriptor none = {};
+    EXPECT_EQ(ExportCellData("", &none, &none, arguments), 0);
+    device.host.settings()->outputDevice = 0;
+    EXPECT_EQ(within, 6);
+    EXPECT_EQ(refused, 14 * within);
+    EXPECT_EQ(sendPicture(noise(9, 9, 256, 1)), 0);
+    EXPECT_FALSE(device.written().empty());
+    asked.within = {};
+    for (const Handle h : made) EXPECT_EQ(DestroySetup(h), 0);
 }
 
 TEST(Status, AStopIsAskedForItsDetailAndDeletesTheFile) {
     Device device;
     Asked asked;
     device.host.status = asked.record;
-    callOpcode(kOpOpenDevice);
+    callOpcode(opOpen);
     EXPECT_EQ(access(device.file, F_OK), 0);
     asked.answer = 5;
     asked.detail = 0;
     EXPECT_EQ(RASTER_escape(), 0);  // the detail's answer is 0: go on
     EXPECT_EQ(asked.calls.back(), (std::vector<intptr_t>{2, 61, 0, 0, 0, 0}));
     asked.detail = 1;
-    EXPECT_EQ(callOpcode(kOpCloseDevice), kStoppedByHost);
+    EXPECT_EQ(callOpcode(opClose), 901);
     EXPECT_NE(access(device.file, F_OK), 0);
     asked.answer = 0;
-    EXPECT_EQ(callOpcode(kOpOpenDevice), 0);
+    EXPECT_EQ(callOpcode(opOpen), 0);
     asked.answer = asked.detail = static_cast<intptr_t>(UINTPTR_MAX << (4 * sizeof(void*)));
-    EXPECT_EQ(RASTER_escape(), kStoppedByHost);  // also where the low half is 0
+    EXPECT_EQ(RASTER_escape(), 901);  // also where the low half is 0
     asked.answer = 0;
-    EXPECT_EQ(callOpcode(kOpCloseDevice), 0);
+    EXPECT_EQ(callOpcode(opClose), 0);
     EXPECT_EQ(access(device.file, F_OK), 0);
     EXPECT_EQ(escape(), 0);
 }
@@ -229,14 +317,51 @@ TEST(Device, TellsOfStreamsThatCannotBeOpenedOrWritten) {
          {std::tuple{"/nowhere/at/all.gif", 303, 303}, {"/dev/full", 0, 303}}) {
         Host host;
         ASSERT_EQ(startHost(host, path), 0);
-        EXPECT_EQ(callOpcode(kOpOpenDevice), openResult);
-        callOpcode(kOpCloseDevice);
+        EXPECT_EQ(callOpcode(opOpen), openResult);
+        callOpcode(opClose);
         EXPECT_EQ(sendPicture(noise(50, 50, 256, 1)), sendResult);
         endHost(host);
     }
-    Host host;  // no name: to a memory stream, closed by term
+    Host host;  // no name: to a memory stream
     ASSERT_EQ(startHost(host, nullptr), 0);
-    EXPECT_EQ(callOpcode(kOpOpenDevice), 0);
+    EXPECT_EQ(callOpcode(opOpen), 0);
     EXPECT_NE(lpEMData->outputStream, 0u);
+    // One that the host puts in its place is closed, and its block left alone; the one taken out is the host's.
+    const Handle devices = std::exchange(lpEMData->outputStream, 0);
+    MemoryFile mine;
+    lpEMData->outputStream = mine.stream;
+    zunWrite(mine.stream, "GIF", 3);
+    callOpcode(opClose);
+    EXPECT_EQ(std::memcmp(mine.block, "GIF\xFF", 4), 0);
+    GlobalFree(GlobalHandle(mine.block));
+    lpEMData->outputStream = devices;
+    lpEMData->state = 2;
     endHost(host);
+}
+
+TEST(Device, IsClosedByTermAndSparesWhatIsNoFile) {
+    Temporary file("termed.gif");
+    Host host;
+    ASSERT_EQ(startHost(host, file), 0);
+    openBody(3, 3);
+    zunWrite(lpEMData->outputStream, "GIF", 3);
+    endHost(host);
+    EXPECT_EQ(textOf(file.path), "GIF");
+
+    Temporary folder("spared");
+    std::filesystem::create_directory(folder.path);
+    const std::string pipe = folder.path + "/pipe", target = folder.path + "/file", link = folder.path + "/link",
+                      nowhere = folder.path + "/nowhere";
+    save(target, "x");
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600) | symlink("file", link.c_str()) | symlink("none", nowhere.c_str()), 0);
+    for (const auto& [path, stays] : {std::pair{pipe, true}, {nowhere, true}, {link, false}, {target, false}}) {
+        MemoryFile stream;
+        EXPECT_EQ(zunCloseandDelete(stream.stream, path.c_str()), 0);
+        GlobalFree(GlobalHandle(stream.block));
+        EXPECT_EQ(std::filesystem::is_fifo(path) || std::filesystem::is_symlink(path) || std::filesystem::exists(path),
+                  stays)
+            << path;
+        if (path == link) EXPECT_TRUE(std::filesystem::exists(target));
+    }
+    EXPECT_EQ(zunOpen(pipe.c_str(), nullptr, 512), 1u);  // asked for by name, anything goes
 }

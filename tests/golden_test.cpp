@@ -26,8 +26,8 @@ std::string exported(const Picture& picture, double dpi, const std::function<voi
 }
 
 void fit(SetupBlock& setup) {
-    setup.sizeMode = kSizeSaved;
-    setup.resolutionMode = kResolutionSaved;
+    setup.sizeMode = 601;
+    setup.resolutionMode = 308;
     setup.xResolution = 100;
     setup.yResolution = 75;
 }
@@ -42,11 +42,11 @@ TEST(Golden, PicturesGiveTheSameFileEverywhere) {
         {"box-40x50", exported(scene(40, 50), 0, [](SetupBlock&) {})},
         {"fitted", exported(picture, 100, fit)},
         {"at-300-dpi", exported(scene(481, 333), 300, [](SetupBlock&) {})},
-        {"interlaced", exported(picture, 128, [](SetupBlock& s) { s.interlaceChoice = kInterlaced; })},
+        {"interlaced", exported(picture, 128, [](SetupBlock& s) { s.interlaceChoice = 715; })},
         {"transparent", exported(picture, 128,
                                  [](SetupBlock& s) {
-                                     s.transparencyChoice = kTransparentColour;
-                                     s.backgroundChoice = kBackgroundColour;
+                                     s.transparencyChoice = 719;
+                                     s.backgroundChoice = 728;
                                      s.transparentColour[1] = 200;
                                  })},
     };

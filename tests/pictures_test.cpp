@@ -8,8 +8,8 @@ namespace {
 // Fits a picture into width x height pixels at 64 dots per inch.
 std::function<void(SetupBlock&)> box(double width, double height) {
     return [=](SetupBlock& setup) {
-        setup.sizeMode = kSizeSaved;
-        setup.resolutionMode = kResolutionSaved;
+        setup.sizeMode = 601;
+        setup.resolutionMode = 308;
         setup.xResolution = setup.yResolution = 64;
         setup.width = width / 64;
         setup.height = height / 64;
@@ -65,8 +65,8 @@ TEST(Pictures, OfOneAndFourBitsAreWidened) {
         openBody(3, 1);
         Bytes block = cellBlock(rows.data(), 4, 2, 1);
         if (inlined) {
-            put(block, kCellBits, int32_t{1});
-            block.resize(kCellData);
+            put(block, 96, int32_t{1});
+            block.resize(102);
             block.insert(block.end(), rows.begin(), rows.end());
         }
         EXPECT_EQ(call(block), 0);
@@ -83,7 +83,7 @@ TEST(Pictures, RowsThatRunUpwardLoseTheBottomOne) {
     openBody(7, 3);
     const Bytes rows = bottomUp(picture);
     Bytes block = cellBlock(rows.data(), 8, 4);
-    put(block, kCellSecondY, -4.0);
+    put(block, 48, -4.0);
     EXPECT_EQ(call(block), 0);
     closeBody();
     Picture expected = {8, 4, Bytes(32)};  // kept: bitmap rows 2, 1, 0 are filled, row 3 stays
@@ -100,12 +100,24 @@ TEST(Pictures, ThatCannotBeAreRefusedAndNothingIsWritten) {
                                                       {7.0, 7.0, 8, 0, rows.data()},
                                                       {7.0, 7.0, 0, 8, rows.data()},
                                                       {1e300, -1e300, 8, 8, rows.data()}}) {
-        Device device([](SetupBlock& setup) { setup.interlaceChoice = kInterlaced; });
+        Device device([](SetupBlock& setup) { setup.interlaceChoice = 715; });
         openBody(x2, y2);
         lpEMData->resolution = 1;
-        EXPECT_EQ(call(cellBlock(data, width, height)), kExportFailed);
+        EXPECT_EQ(call(cellBlock(data, width, height)), 300);
         closeBody();
         EXPECT_EQ(device.written().size(), 0u);
+    }
+    for (const int bits : {0, 9, 16, 23, 25, 31, 33, 65544, INT32_MAX, INT32_MIN}) {  // depths that there are not
+        Device device;
+        openBody(7, 7);
+        Bytes block = cellBlock(rows.data(), 8, 1);
+        put(block, 96, bits);
+        EXPECT_EQ(call(block), 300) << bits;
+        const Handle bitmap = handleOf(rows);
+        for (const int depth : {bits, -8})
+            RasterWriteCellData(bitmap, 8, 1, 64, static_cast<int16_t>(depth == 65544 ? 9 : depth), 0);
+        GlobalFree(bitmap);
+        EXPECT_EQ(zunSeek(lpEMData->outputStream, 0, 1), 0) << bits;
     }
     Device device;
     openBody(7, 7);
@@ -116,7 +128,7 @@ TEST(Pictures, ThatCannotBeAreRefusedAndNothingIsWritten) {
     lpEMData->window[3] = -1e18;
     DestroySetup(device.host.setup);
     device.host.setup = 0;
-    EXPECT_EQ(call(cellBlock(rows.data(), 8, 8)), kExportFailed);
+    EXPECT_EQ(call(cellBlock(rows.data(), 8, 8)), 300);
 }
 
 TEST(Pictures, StopWhereTheHostStopsThem) {
@@ -126,12 +138,12 @@ TEST(Pictures, StopWhereTheHostStopsThem) {
         Device device(box(100, 100));
         device.host.status = asked.record;
         const int32_t result = sendPicture(noise(50, 50, 256, 1));
-        EXPECT_EQ(result, at < 3 ? kStoppedByHost : 0);
+        EXPECT_EQ(result, at < 3 ? 901 : 0);
         EXPECT_EQ(access(device.file, F_OK) == 0, at == 3);
         if (at == 3) {  // a height between two whole ones is shrunk to, and not stretched after
             asked.progress.clear();
-            device.host.settings()->sizeMode = kSizeOfPicture;
-            device.host.settings()->resolutionMode = kResolutionOfPicture;
+            device.host.settings()->sizeMode = 602;
+            device.host.settings()->resolutionMode = 309;
             EXPECT_EQ(sendPicture(noise(29, 29, 256, 1), 100.0), 0);
         }
         asked.progress.resize(3);

@@ -259,23 +259,31 @@ intptr_t answerStatus(intptr_t context, intptr_t a, intptr_t b, intptr_t c, intp
     Asked& asked = *reinterpret_cast<Asked*>(context);
     const bool details = a == 2;
     EXPECT_EQ(details, f != 0);
+    if (asked.within) asked.within();
     asked.calls.push_back({a, b, c, d, e, details ? 0 : f});
     if (details) return asked.detail;
     asked.progress.push_back(d);
     return static_cast<int>(asked.progress.size()) > asked.stopAt ? 1 : asked.answer;
 }
 
-int32_t startHost(Host& host, const char* fileName, uintptr_t replySize) {
-    if (host.setup == 0) host.setup = defaultSetup();
-    host.init.fileName = fileName;
-    host.init.replySize = replySize;
-    host.init.setup = host.setup;
-    host.init.status = &host.status;
-    host.init.capabilities = host.capabilities;
-    return RASTER_dd_entry32(0, kFuncInit, &host.init);
+NativeWords statusWords(intptr_t context, StatusFunction function) {
+    NativeWords words(13);
+    words[1] = context;
+    words[2] = reinterpret_cast<intptr_t>(function);
+    return words;
 }
 
-int32_t call(Bytes block) { return RASTER_dd_entry32(0, kFuncCall, block.data()); }
+int32_t startHost(Host& host, const char* fileName, uintptr_t replySize) {
+    if (host.setup == 0) host.setup = defaultSetup();
+    host.init[3] = reinterpret_cast<intptr_t>(fileName);
+    host.init[9] = replySize;
+    host.init[13] = host.setup;
+    host.init[14] = reinterpret_cast<intptr_t>(host.status.data());
+    host.init[15] = reinterpret_cast<intptr_t>(host.capabilities);
+    return RASTER_dd_entry32(0, 0, host.init.data());
+}
+
+int32_t call(Bytes block) { return RASTER_dd_entry32(0, 2, block.data()); }
 int32_t callOpcode(int32_t opcode) { return call(opcodeBlock(opcode)); }
 
 int32_t send(const std::vector<Bytes>& blocks) {
@@ -288,7 +296,7 @@ int32_t send(const std::vector<Bytes>& blocks) {
 }
 
 void endHost(Host& host) {
-    RASTER_dd_entry32(0, kFuncTerm, nullptr);
+    RASTER_dd_entry32(0, -1, nullptr);
     DestroySetup(host.setup);
     host.setup = 0;
 }
@@ -301,45 +309,45 @@ Device::Device(const std::function<void(SetupBlock&)>& set) {
 
 Bytes opcodeBlock(int32_t opcode) {
     Bytes block(128);
-    put(block, kBlockOpcode, opcode);
+    put(block, 0, opcode);
     return block;
 }
 
 Bytes windowBlock(double x2, double y2) {
-    Bytes block = opcodeBlock(kOpSetWindow);
-    put(block, kBlockData + 3 * sizeof(double), x2);
-    put(block, kBlockData + 4 * sizeof(double), y2);
+    Bytes block = opcodeBlock(opWindow);
+    put(block, 16 + 3 * sizeof(double), x2);
+    put(block, 16 + 4 * sizeof(double), y2);
     return block;
 }
 
 Bytes colourTableBlock(const Bytes& palette, uint32_t first) {
-    Bytes block = opcodeBlock(kOpSetColourTable);
-    put(block, kTableLength, static_cast<uint32_t>(palette.size() + 2));
-    put(block, kTableFirst, first);
-    block.resize(kTableColours);
+    Bytes block = opcodeBlock(opColours);
+    put(block, 4, static_cast<uint32_t>(palette.size() + 2));
+    put(block, 16, first);
+    block.resize(20);
     block.insert(block.end(), palette.begin(), palette.end());
     return block;
 }
 
 Bytes cellBlock(const uint8_t* rows, int width, int height, int bits) {
-    Bytes block = opcodeBlock(kOpCellArray);
-    put(block, kCellSecondY, static_cast<double>(height));
-    put(block, kCellsPerRow, width);
-    put(block, kCellRows, height);
-    put(block, kCellBits, bits == 1 ? kOneBitCells : -bits);
-    put(block, kCellData, rows);
+    Bytes block = opcodeBlock(opCells);
+    put(block, 48, static_cast<double>(height));
+    put(block, 88, width);
+    put(block, 92, height);
+    put(block, 96, bits == 1 ? -32768 : -bits);
+    put(block, 102, rows);
     return block;
 }
 
 int32_t openBody(double x2, double y2, double dpi) {
-    Bytes scaling = opcodeBlock(kOpSetScaling);
-    put(scaling, kScalingMode, int16_t{1});
-    put(scaling, kScalingUnit, dpi == 0.0 ? 0.0 : 25.4 / dpi);
-    return send({opcodeBlock(kOpOpenDevice), opcodeBlock(kOpBeginPicture), windowBlock(x2, y2), scaling,
-                 opcodeBlock(kOpBeginBody), colourTableBlock(testPalette())});
+    Bytes scaling = opcodeBlock(opScaling);
+    put(scaling, 16, int16_t{1});
+    put(scaling, 24, dpi == 0.0 ? 0.0 : 25.4 / dpi);
+    return send({opcodeBlock(opOpen), opcodeBlock(opBegin), windowBlock(x2, y2), scaling, opcodeBlock(opBody),
+                 colourTableBlock(testPalette())});
 }
 
-int32_t closeBody() { return send({opcodeBlock(kOpEndPicture), opcodeBlock(kOpCloseDevice)}); }
+int32_t closeBody() { return send({opcodeBlock(opEnd), opcodeBlock(opClose)}); }
 
 int32_t sendPicture(const Picture& picture, double dpi) {
     const Bytes rows = bottomUp(picture);

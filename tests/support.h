@@ -26,6 +26,27 @@ using Bytes = std::vector<uint8_t>;
 using SetupBlock = ::Setup;  // the test framework has a Setup of its own
 inline Handle defaultSetup() { return CreateSetup(0, "/nowhere/at/all.ini", nullptr, 0); }
 
+// Opcodes, as a host has them from the manual. So have the tests all numbers and positions of the protocol: from our
+// own headers a wrong one would agree with itself.
+enum Opcodes {
+    opOpen = 0x1,
+    opClose = 0x2,
+    opBegin = 0x3,
+    opBody = 0x4,
+    opEnd = 0x5,
+    opWindow = 0x206,
+    opViewport = 0x208,
+    opScaling = 0x209,
+    opQueryViewport = 0x2fd,
+    opQueryWindow = 0x2ff,
+    opCells = 0x409,
+    opPrimitive = 0x40a,
+    opColours = 0x522,
+    opPopErrors = 0xf02,
+    opClearErrors = 0xf03
+};
+using NativeWords = std::vector<intptr_t>;  // of a record of native words
+
 inline int upTo(std::mt19937& random, int most) { return static_cast<int>(random() % (most + 1u)); }
 
 // A memory stream that is written.
@@ -85,21 +106,24 @@ Picture decoded(const Bytes& gif, const Picture& otherwise);
 
 // What a host's status function is called with, and what it answers: `answer`, or 1 from query `stopAt` on.
 intptr_t answerStatus(intptr_t context, intptr_t a, intptr_t b, intptr_t c, intptr_t d, intptr_t e, intptr_t f);
+NativeWords statusWords(intptr_t context, StatusFunction function);  // 13: the context second, the function third
 struct Asked {
     std::vector<std::vector<intptr_t>> calls;  // the address for details as 0
     std::vector<intptr_t> progress;
     int stopAt = INT_MAX;
     intptr_t answer = 0;
-    intptr_t detail = 1;  // the answer to the question for details
-    StatusRecord record = {0, reinterpret_cast<intptr_t>(this), answerStatus, 0, 0, {}, {}, 0};
+    intptr_t detail = 1;                // the answer to the question for details
+    std::function<void()> within = {};  // what the host does meanwhile
+    NativeWords record = statusWords(reinterpret_cast<intptr_t>(this), answerStatus);
+    StatusRecord* address() { return reinterpret_cast<StatusRecord*>(record.data()); }
 };
 
 // A host. Handlers are reached through the entry, as any host reaches them.
 struct Host {
     Handle setup = 0;
-    RasterInitBlock init = {};
-    StatusRecord status = {};
-    int32_t capabilities[kCapabilitySlots] = {};
+    NativeWords init = NativeWords(16);
+    NativeWords status = NativeWords(13);
+    int32_t capabilities[60] = {};
     SetupBlock* settings() { return static_cast<SetupBlock*>(GlobalLock(setup)); }
 };
 int32_t startHost(Host& host, const char* fileName, uintptr_t replySize = 256);
