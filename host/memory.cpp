@@ -7,7 +7,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "host/host.h"
+#include "host/memory.h"
 
 static_assert(sizeof(void*) != 4 || sizeof(BlockHeader) == 20);
 static_assert(sizeof(void*) != 8 || sizeof(BlockHeader) == 32);
@@ -31,14 +31,14 @@ __attribute__((noreturn, noinline, no_sanitize("undefined", "address"))) void en
     std::abort();
 }
 
-}  // namespace
+// What a block of `size` bytes takes in all: whole units, header and fill included.
+uint64_t bytesFor(uint64_t size) { return (size + kOverhead) / kBlockAlignment * kBlockAlignment; }
 
-Handle GlobalAlloc(uint32_t flags, uint32_t size) {
-    const uint64_t bytes = (size + kOverhead) / kBlockAlignment * kBlockAlignment;
-    // calloc's pages are zero already; clearing them again would only touch each of them once more.
-    void* const allocation = bytes <= SIZE_MAX ? std::calloc(static_cast<size_t>(bytes), 1) : nullptr;
-    if (allocation == nullptr) endOutOfMemory(bytes);
+// Null where the system has no more. calloc's pages are zero already; clearing them again would only touch each of them
+// once more.
+void* allocate(uint64_t bytes) { return bytes <= SIZE_MAX ? std::calloc(static_cast<size_t>(bytes), 1) : nullptr; }
 
+Handle startBlock(void* allocation, uint32_t flags, uint32_t size) {
     const uintptr_t start = reinterpret_cast<uintptr_t>(allocation);
     const uintptr_t fill = (kBlockAlignment - (start + sizeof(BlockHeader)) % kBlockAlignment) % kBlockAlignment;
     const uintptr_t offset = sizeof(BlockHeader) + fill;
@@ -48,6 +48,38 @@ Handle GlobalAlloc(uint32_t flags, uint32_t size) {
     header->data = reinterpret_cast<void*>(start + offset);
     header->dataOffset = static_cast<uint8_t>(offset);
     return start;
+}
+
+}  // namespace
+
+namespace tolva {
+
+bool (*giveAllRoomBack)() = nullptr;
+
+Handle allocWithRoom(uint32_t flags, uint32_t size, uint32_t room) {
+    void* const allocation = allocate(bytesFor(uint64_t{size} + room));
+    return allocation == nullptr ? 0 : startBlock(allocation, flags, size);
+}
+
+void growIntoRoom(Handle h, uint32_t size) { headerOf(h)->size = size; }
+
+Handle giveRoomBack(Handle h) {
+    const BlockHeader before = *headerOf(h);
+    void* const allocation = std::realloc(headerOf(h), static_cast<size_t>(bytesFor(before.size)));
+    // Allocations are aligned far enough for the data to lie at the same distance everywhere.
+    return allocation == nullptr ? h : startBlock(allocation, before.flags, before.size);
+}
+
+}  // namespace tolva
+
+Handle GlobalAlloc(uint32_t flags, uint32_t size) {
+    const uint64_t bytes = bytesFor(size);
+    void* allocation = allocate(bytes);
+    if (allocation == nullptr && tolva::giveAllRoomBack != nullptr && tolva::giveAllRoomBack()) {
+        allocation = allocate(bytes);
+    }
+    if (allocation == nullptr) endOutOfMemory(bytes);
+    return startBlock(allocation, flags, size);
 }
 
 void* GlobalLock(Handle h) {

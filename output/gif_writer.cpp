@@ -245,6 +245,7 @@ void abandonCellBitmap(Handle h) {
     if (state == nullptr) return;
     dropSpool(*state);
     freeSpoolBlock(*state);
+    freeEncoder();
     GlobalFree(h);
 }
 

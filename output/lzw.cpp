@@ -189,8 +189,8 @@ void leaveWork(Encoder& e, uint8_t* work) {
     std::memcpy(work, e.bytes, e.bits.lastPut + kBytesAhead);
 }
 
-int32_t encodeSegment(Handle stream, const SegmentRows& rows, uint8_t* work, bool first, bool last, uint32_t* carry) {
-    Encoder e;
+int32_t encodeSegment(Encoder& e, Handle stream, const SegmentRows& rows, uint8_t* work, bool first, bool last,
+                      uint32_t* carry) {
     e.stream = stream;
     e.flushed = false;
     startTable(e);
@@ -210,6 +210,26 @@ int32_t encodeSegment(Handle stream, const SegmentRows& rows, uint8_t* work, boo
     leaveWork(e, work);
     LZWWriteSubBlocks(stream, work, bytes);
     return static_cast<int32_t>(bytes);
+}
+
+// ---- The encoder's block ----
+
+// Far too large for the stack of a host's worker thread, and kept between an image's segments, which may be many and
+// short. A segment that is encoded from inside another, by a host's callback, has one of its own.
+Handle keptBlock = 0;
+bool keptBlockInUse = false;
+
+int32_t encodeInBlock(Handle stream, const SegmentRows& rows, uint8_t* work, bool first, bool last, uint32_t* carry) {
+    const bool nested = keptBlockInUse;
+    Handle block = nested ? 0 : keptBlock;
+    if (block == 0) block = GlobalAlloc(kMoveableZeroed, sizeof(Encoder));
+    if (!nested) keptBlock = block;
+    keptBlockInUse = true;
+    Encoder& encoder = *static_cast<Encoder*>(GlobalLock(block));
+    const int32_t bytes = encodeSegment(encoder, stream, rows, work, first, last, carry);
+    keptBlockInUse = nested;
+    if (nested) GlobalFree(block);
+    return bytes;
 }
 
 struct OneRun {
@@ -235,22 +255,42 @@ int32_t compressRows(Handle stream, const SegmentRows& rows, uint8_t* work, bool
     const int64_t count = rows.rows * rows.rowBytes;
     // Kept: a short segment clears no more than its own length.
     if (count > 0) std::memset(work, 0, static_cast<size_t>(std::min<int64_t>(count, kSubBlockBytes)));
-    const int32_t bytes = encodeSegment(stream, rows, work, first, last, carry);
+    const int32_t bytes = encodeInBlock(stream, rows, work, first, last, carry);
     return closeSegment(stream, work, bytes, last, *carry);
+}
+
+int32_t compressRun(Handle stream, const uint8_t* pixels, int32_t count, uint8_t* work, bool first, bool last,
+                    uint32_t* carry) {
+    OneRun run{pixels};
+    return compressRows(stream, {nextOfOne, &run, 1, std::max(count, 0)}, work, first, last, carry);
+}
+
+void freeEncoder() {
+    if (keptBlockInUse) return;
+    GlobalFree(keptBlock);
+    keptBlock = 0;
 }
 
 }  // namespace tolva
 
+// By name there is no image whose end would free the block.
+
 int32_t CompressAndWrite(Handle stream, const uint8_t* pixels, uint8_t* work, int32_t count, int32_t first,
                          int32_t last, uint32_t* carry) {
-    OneRun run{pixels};
-    return compressRows(stream, {nextOfOne, &run, 1, std::max(count, 0)}, work, first != 0, last != 0, carry);
+    const bool kept = keptBlock != 0;
+    const int32_t result = compressRun(stream, pixels, count, work, first != 0, last != 0, carry);
+    if (!kept) freeEncoder();
+    return result;
 }
 
 int32_t LZWCompression(Handle stream, const uint8_t* pixels, uint8_t* work, int32_t count, int32_t first, int32_t last,
                        uint32_t* carry) {
+    const bool kept = keptBlock != 0;
     OneRun run{pixels};
-    return encodeSegment(stream, {nextOfOne, &run, 1, std::max(count, 0)}, work, first != 0, last != 0, carry);
+    const int32_t bytes =
+        encodeInBlock(stream, {nextOfOne, &run, 1, std::max(count, 0)}, work, first != 0, last != 0, carry);
+    if (!kept) freeEncoder();
+    return bytes;
 }
 
 void LZWPutCode(uint8_t* work, uint32_t* bitPosition, uint32_t code, uint16_t width) {

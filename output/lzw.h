@@ -20,8 +20,13 @@ struct SegmentRows {
     int64_t rowBytes;
 };
 
-// CompressAndWrite on rows. The rows may lie in the work buffer's own memory only if `work` is a copy of it.
+// CompressAndWrite on rows. The rows may lie in the work buffer's own memory only if `work` is a copy of it. The
+// encoder's block stays for the image's next segment: who ends the image frees it.
 int32_t compressRows(Handle stream, const SegmentRows& rows, uint8_t* work, bool first, bool last, uint32_t* carry);
+// The same on one contiguous run of pixels.
+int32_t compressRun(Handle stream, const uint8_t* pixels, int32_t count, uint8_t* work, bool first, bool last,
+                    uint32_t* carry);
+void freeEncoder();
 
 }  // namespace tolva
 

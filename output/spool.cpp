@@ -66,8 +66,7 @@ int32_t writePasses(const CellBitmapState& state, Handle stream, uint8_t* pixels
         const uint32_t rows = fillBuffer(state, place, pixels);
         const bool passDone = place.row >= state.height;
         const bool last = passDone && place.pass == kLastPass;
-        result =
-            CompressAndWrite(stream, pixels, work, static_cast<int32_t>(rows * state.bytesPerRow), first, last, &carry);
+        result = compressRun(stream, pixels, static_cast<int32_t>(rows * state.bytesPerRow), work, first, last, &carry);
         if (!passDone) continue;
         ++place.pass;
         if (place.pass <= kLastPass) place.row = kInterlacePasses[place.pass].start;
@@ -110,6 +109,7 @@ int32_t GifInterlaceandWrite(CellBitmapState* state, Handle stream) {
     const Handle hWork = GlobalAlloc(kMoveableZeroed, kSpoolBufferBytes);
     const int32_t result = writePasses(*state, stream, static_cast<uint8_t*>(GlobalLock(hPixels)),
                                        static_cast<uint8_t*>(GlobalLock(hWork)));
+    freeEncoder();
     GlobalFree(hPixels);
     GlobalFree(hWork);
     return result;

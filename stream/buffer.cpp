@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <limits>
 
+#include "host/memory.h"
 #include "host/numbers.h"
 #include "stream/system_calls.h"
 
@@ -26,14 +27,67 @@ int32_t failFlush(StreamRecord& s) {
     return fail(s);
 }
 
+// ---- Blocks that grow ----
+
+// Streams whose blocks have room in reserve: where memory runs out it is given back, so that it is never the reason.
+StreamRecord* withRoom = nullptr;
+
+void forgetRoom(StreamRecord& s) {
+    StreamRecord** link = &withRoom;
+    while (*link != nullptr && *link != &s) link = &(*link)->nextWithRoom;
+    if (*link != nullptr) *link = s.nextWithRoom;
+    s.room = 0;
+}
+
+bool giveBackAll() {
+    const bool any = withRoom != nullptr;
+    while (withRoom != nullptr) giveBackRoom(*withRoom);
+    return any;
+}
+
+void useBlock(StreamRecord& s, Handle block) {
+    s.bufferHandle = block;
+    store(s.blockPointerRef, GlobalLock(block));
+}
+
+void keepRoom(StreamRecord& s, uint32_t room) {
+    s.room = room;
+    s.nextWithRoom = withRoom;
+    withRoom = &s;
+    giveAllRoomBack = giveBackAll;
+}
+
+// A larger block, with as much room behind as can be had up to its own size; without any, the step alone.
+void moveToLarger(StreamRecord& s, uint32_t size) {
+    constexpr uint32_t kLeastRoom = 65536;
+    const Handle old = s.bufferHandle;
+    forgetRoom(s);
+    for (uint32_t room = std::min(size, uint32_t{kLastPosition} - size); room >= kLeastRoom; room /= 4) {
+        const Handle grown = allocWithRoom(kMoveableZeroed, size, room);
+        if (grown == 0) continue;
+        std::memcpy(GlobalLock(grown), GlobalLock(old), std::min(GlobalSize(old), size));
+        GlobalFree(old);
+        useBlock(s, grown);
+        keepRoom(s, room);
+        return;
+    }
+    useBlock(s, GlobalReAlloc(old, size, kMoveableZeroed));
+}
+
 // Grows a memory stream's block so that `lastSlot` is its last byte. The block stays locked, so that the caller's
 // pointer remains valid. False, with nothing changed, where positions would not fit, and without a block: so opens a
 // nameless stream whose procedure declined the open.
 bool growBlock(StreamRecord& s, int64_t lastSlot) {
     if (s.blockPointerRef == nullptr) return false;
     if (lastSlot < -1 || lastSlot < s.lastSlot || lastSlot >= kLastPosition) return false;
-    s.bufferHandle = GlobalReAlloc(s.bufferHandle, static_cast<uint32_t>(lastSlot + 1), kMoveableZeroed);
-    store(s.blockPointerRef, GlobalLock(s.bufferHandle));
+    const uint32_t held = GlobalSize(s.bufferHandle);
+    const uint32_t size = static_cast<uint32_t>(lastSlot + 1);
+    if (size >= held && size - held <= s.room) {
+        growIntoRoom(s.bufferHandle, size);
+        s.room -= size - held;
+    } else {
+        moveToLarger(s, size);
+    }
     s.lastSlot = static_cast<int32_t>(lastSlot);
     s.dirty = 0;
     return true;
@@ -83,6 +137,12 @@ int32_t seekFile(StreamRecord& s, int64_t offset, int32_t origin) {
 }
 
 }  // namespace
+
+void giveBackRoom(StreamRecord& s) {
+    if (s.room == 0) return;
+    forgetRoom(s);
+    if (load<void*>(s.blockPointerRef) != nullptr) useBlock(s, giveRoomBack(s.bufferHandle));
+}
 
 void measureFile(StreamRecord& s) {
     const off_t here = systemCalls.tell(s.file);

@@ -23,6 +23,9 @@ int32_t readBuffered(StreamRecord& s, void* buffer, int32_t count);
 int32_t writeBuffered(StreamRecord& s, const void* buffer, int32_t count);
 int32_t seekBuffered(StreamRecord& s, int32_t offset, int32_t origin);
 
+// What a memory stream's block has in reserve goes back to the system, if the block is still there.
+void giveBackRoom(StreamRecord& s);
+
 // Finds the length of the file behind the stream and leaves its position alone.
 void measureFile(StreamRecord& s);
 

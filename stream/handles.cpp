@@ -169,6 +169,7 @@ int32_t closeStream(Handle stream, intptr_t procedureFlag) {
         if (s.file != nullptr) closeFile(s);
     } else if (isMemoryStream(s)) {
         result = closeMemory(s);
+        giveBackRoom(s);
         if (s.flushFailed != 0) result = -1;
     } else {
         result = closeFile(s);

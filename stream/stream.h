@@ -91,6 +91,8 @@ typedef struct StreamRecord {
     uint32_t docSize;
     int32_t flushFailed;  /* behind the named fields: 1 once bytes could not be written; the close then reports -1 */
     int32_t deviceMemory; /* 1 = block and variable were taken by the device, which frees them */
+    uint32_t room;        /* memory: bytes in reserve behind the block */
+    struct StreamRecord* nextWithRoom;
 } StreamRecord;
 
 /* ---- Streams --------------------------------------------------------------------------------------------------- */

@@ -280,7 +280,7 @@ TEST(HandedOver, WholePicturesTakeEachKindOfStream) {
     EXPECT_EQ(exportCells(anyCells(40, 30, 8), path, 0, nullptr), 303);
     for (int i = 0; i < 2; ++i) {  // a copy owns nothing: neither its end nor its own export frees the block's memory
         const Handle copy = handleOf(contents(h));
-        if (i == 1) EXPECT_EQ(exportCells(anyCells(4, 3, 8), "", copy, nullptr), 0);
+        EXPECT_EQ(i == 1 ? exportCells(anyCells(4, 3, 8), "", copy, nullptr) : 0, 0);
         EXPECT_EQ(DestroySetup(copy), 0);
         EXPECT_EQ(std::memcmp(setup.exporting.memory, "GIF89a", 6), 0);
     }

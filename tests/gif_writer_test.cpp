@@ -1,6 +1,10 @@
 // The writer's files byte for byte: bands, interlacing, spools, chosen colours.
+#include <malloc.h>
+#include <pthread.h>
+
 #include <algorithm>
 
+#include "stream/system_calls.h"
 #include "support.h"
 
 namespace {
@@ -74,6 +78,41 @@ TEST(GifWriter, BandsOfAnInterlacedPictureWaitInMemoryOrInAFile) {
     plainSegment(expected, work, low.pixels.data(), 8, true, false, carry);
     expected.push_back(0x3B);
     EXPECT_EQ(file, expected);
+}
+
+TEST(GifWriter, LeavesNothingBehindAndWorksOnASmallStack) {
+    Writer writer;
+    writer.settings.interlaceChoice = 715;
+    const int before = temporaryFiles();
+    const tolva::SystemCalls real = tolva::systemCalls;
+    tolva::systemCalls.open = [](const char*, const char*) -> FILE* { return nullptr; };
+    CellBitmapState state = {};
+    EXPECT_EQ(GifOpenSpoolFile(&state, 350000), 0u);  // made, and then not to be opened
+    tolva::systemCalls = real;
+    EXPECT_EQ(temporaryFiles(), before);
+    EXPECT_EQ(state.spoolName[0], '\0');
+
+    const auto writeAll = [](void*) -> void* {
+        const Picture picture = noise(60, 40, 256, 1);
+        for (const int rows : {40, 7}) {
+            const size_t held = mallinfo2().hblkhd + mallinfo2().uordblks;
+            const Bytes file = write(picture, testPalette(), rows);
+            EXPECT_LT(mallinfo2().hblkhd + mallinfo2().uordblks, held + file.size() + 65536);
+            EXPECT_EQ(file, plainGif(picture, testPalette(),
+                                     {.interlaced = true,
+                                      .segments = rows == 40 ? std::vector<int>{} : spoolSegments(picture)}));
+        }
+        return nullptr;
+    };
+    writeAll(nullptr);
+    pthread_t thread;
+    pthread_attr_t attributes;
+    pthread_attr_init(&attributes);
+#ifndef __SANITIZE_ADDRESS__
+    pthread_attr_setstacksize(&attributes, 131072);
+#endif
+    ASSERT_EQ(pthread_create(&thread, &attributes, writeAll, nullptr), 0);
+    pthread_join(thread, nullptr);
 }
 
 TEST(GifWriter, ChosenColoursFindTheirEntries) {

@@ -1,4 +1,5 @@
 // Streams against a model of an ideal file, their stated results, and every system call failing in turn.
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include "stream/system_calls.h"
@@ -152,6 +153,49 @@ TEST(Streams, AMemoryBlockReadsBackWithoutItsEndMarkerAndSlack) {
     EXPECT_EQ(zunSeek(stream, 5003, kFromStart), -1);  // kept: the size at open is one byte short
     EXPECT_EQ(zunClose(stream), 0);
     GlobalFree(GlobalHandle(memory.block));
+}
+
+TEST(Streams, GrowInMemoryStepByStepWithRoomThatIsNeverMissed) {
+    MemoryFile file;
+    const Bytes piece = noise(1000, 1, 255, 1).pixels;
+    for (uint32_t written = 0; written < 400000;) {
+        ASSERT_EQ(zunWrite(file.stream, piece.data(), 1000), 1000);
+        written += 1000;
+        const uint32_t size = GlobalSize(GlobalHandle(file.block));
+        ASSERT_EQ(size, (written + 4095) / 4096 * 4096);
+        const uint8_t* const bytes = static_cast<uint8_t*>(file.block);
+        ASSERT_EQ(std::memcmp(bytes + written - 1000, piece.data(), 1000), 0);
+        ASSERT_EQ(std::count(bytes + written, bytes + size, 0), size - written);
+    }
+    const Handle other = GlobalReAlloc(handleOf(contents(GlobalHandle(file.block))), 500000, 66);
+    const Bytes all = taken(other);
+    EXPECT_EQ(zunClose(file.stream), 0);
+    EXPECT_EQ(std::memcmp(file.block, all.data(), 400000), 0);
+    GlobalFree(GlobalHandle(file.block));
+#ifndef __SANITIZE_ADDRESS__
+    const auto inLittleMemory = [&] {
+        MemoryFile tight;
+        const Bytes megabyte(1 << 20, 7);
+        const rlim_t taken = std::stoull(textOf("/proc/self/statm")) * getpagesize();
+        const rlimit most = {taken + (180 << 20), taken + (180 << 20)};
+        setrlimit(RLIMIT_AS, &most);
+        for (int i = 0; i < 70; ++i) {
+            if (zunWrite(tight.stream, megabyte.data(), 1 << 20) != 1 << 20) _exit(1);
+        }
+        GlobalAlloc(66, 105 << 20);  // what the stream has in reserve is given back for it
+        _exit(std::count(static_cast<uint8_t*>(tight.block), static_cast<uint8_t*>(tight.block) + (70 << 20), 7) ==
+                      70 << 20
+                  ? 0
+                  : 2);
+    };
+    EXPECT_EXIT(inLittleMemory(), testing::ExitedWithCode(0), "");
+#endif
+    void* block = GlobalLock(GlobalAlloc(66, 1));  // a block that may not grow
+    StreamDescriptor descriptor = {reinterpret_cast<intptr_t>(&block), 0, 0, 0, 0, 0};
+    const Handle fixed = zunOpen(nullptr, &descriptor, 0x1001);
+    EXPECT_EQ(zunWrite(fixed, "abc", 3), -1);
+    EXPECT_EQ(zunClose(fixed), -1);
+    GlobalFree(GlobalHandle(block));
 }
 
 TEST(Streams, AreMeasuredByTheirBlockWhateverTheDescriptorSays) {

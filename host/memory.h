@@ -1,0 +1,22 @@
+// memory.h: blocks that are to grow. They have room behind the bytes that count, zero-filled, so that not every step
+// copies them. Used by stream/ for what it writes to memory.
+#ifndef TOLVA_HOST_MEMORY_H
+#define TOLVA_HOST_MEMORY_H
+
+#include "host/host.h"
+
+namespace tolva {
+
+// GlobalAlloc with `room` bytes more behind `size`; 0 where they cannot be had.
+Handle allocWithRoom(uint32_t flags, uint32_t size, uint32_t room);
+// Moves the end into the room: `size` bytes count from now on.
+void growIntoRoom(Handle h, uint32_t size);
+// Gives the room back to the system. As good as always the handle stays, but the system may move the block.
+Handle giveRoomBack(Handle h);
+
+// Asked when no memory can be had; true when room was given back. A seam: the owners of growing blocks stand above.
+extern bool (*giveAllRoomBack)();
+
+}  // namespace tolva
+
+#endif
