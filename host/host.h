@@ -19,11 +19,11 @@ typedef uintptr_t Handle;
 
 /* Stands in front of every block's data, in the same allocation. Hosts read it through the calls below alone. */
 typedef struct BlockHeader {
-    uint32_t size;       /* bytes asked for, not the rounded size */
-    uint32_t flags;      /* as given; stored only, never interpreted */
-    uint32_t reserved;   /* 0 */
-    void* data;          /* what GlobalLock hands out */
-    uint8_t dataOffset;  /* from the header's start to the data */
+    uint32_t size;      /* bytes asked for, not the rounded size */
+    uint32_t flags;     /* as given; stored only, never interpreted */
+    uint32_t reserved;  /* 0 */
+    void* data;         /* what GlobalLock hands out */
+    uint8_t dataOffset; /* from the header's start to the data */
     uint8_t reserved2[3];
 } BlockHeader;
 
@@ -81,14 +81,14 @@ int32_t roundd(double x);
  * read in pieces of kProfileLineBytes; a last line without a line end is not seen, and a rewrite drops it. */
 
 enum {
-    kProfilePathBytes = 144,  /* room for a profile's path, terminator included */
-    kProfileLineBytes = 256,  /* a longer line counts as several */
-    kProfileNumberBytes = 32  /* of a value that is read as a number */
+    kProfilePathBytes = 144, /* room for a profile's path, terminator included */
+    kProfileLineBytes = 256, /* a longer line counts as several */
+    kProfileNumberBytes = 32 /* of a value that is read as a number */
 };
 
 enum ProfileKeep { /* what CleanProfileLine leaves in the text */
-    kKeepBrackets = 1,
-    kKeepQuotes = 4
+                   kKeepBrackets = 1,
+                   kKeepQuotes = 4
 };
 
 /* The value of a key, over the default, without a terminator of its own: a value shorter than the default leaves the
@@ -102,7 +102,8 @@ int32_t GetProfileString(const char* section, const char* key, const char* fallb
 int32_t GetPrivateProfileInt(const char* section, const char* key, int32_t fallback, const char* file);
 int32_t GetProfileInt(const char* section, const char* key, int32_t fallback);
 /* Sets a key; without a value deletes it; without a key deletes the section. The file changes whole or not at all.
- * 1 = the new file stands, 0 = it does not, and the old one is as it was. */
+ * 1 = the new file stands, 0 = it does not, and the old one is as it was. A file that may be written and not read
+ * counts as empty and loses the rest. */
 int32_t WritePrivateProfileString(const char* section, const char* key, const char* value, const char* file);
 int32_t WriteProfileString(const char* section, const char* key, const char* value);
 
