@@ -71,9 +71,9 @@ TEST_F(Roads, EndInAPipeOrAFullDiskAlike) {
 }
 
 TEST_F(Roads, LeaveTheEarlierFileWhereverTheyAreStoppedOrCrash) {
-    std::vector<std::pair<int, int>> ends = {{SIGINT, 5}, {SIGTERM, 5}, {SIGHUP, 5}, {SIGQUIT, 5}, {SIGABRT, -SIGABRT}};
-#ifndef __SANITIZE_ADDRESS__  // which has a handler of its own
-    ends.emplace_back(SIGSEGV, -SIGSEGV);
+    std::vector<std::pair<int, int>> ends = {{SIGINT, 5}, {SIGTERM, 5}, {SIGHUP, 5}, {SIGQUIT, 5}};
+#if !defined __SANITIZE_ADDRESS__ && !defined __powerpc__  // the sanitizer and the emulator take these themselves
+    ends.insert(ends.end(), {{SIGABRT, -SIGABRT}, {SIGSEGV, -SIGSEGV}});
 #endif
     write("a.ppm", "P6\n1500 1000\n255\n" + samples(4500, 1000));
     for (const std::string& road : roads) {
