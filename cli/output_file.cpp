@@ -140,6 +140,20 @@ int createBeside(OutputFile& output) {
     return -1;
 }
 
+// Signals that crash wait from the making of the file until it is known what they leave to remove.
+bool makeTemporary(OutputFile& output) {
+    sigset_t crashes, before;
+    sigemptyset(&crashes);
+    for (const int signal : kCrashSignals) sigaddset(&crashes, signal);
+    sigprocmask(SIG_BLOCK, &crashes, &before);
+    output.temporary = createBeside(output);
+    const int error = errno;
+    if (output.temporary >= 0) removeTemporaryOnCrash(output);
+    sigprocmask(SIG_SETMASK, &before, nullptr);
+    errno = error;
+    return output.temporary >= 0;
+}
+
 // ---- Taking its place ----
 
 // Owner and group stay where they may be given on. Rights that another group had are not this one's.
@@ -217,12 +231,10 @@ ExitStatus locateOutput(OutputFile& output, const char* path, bool overwrite) {
 ExitStatus openOutput(OutputFile& output, bool throughHost) {
     output.throughHost = throughHost || output.streamed;
     if (output.streamed) return kExitDone;
-    output.temporary = createBeside(output);
-    if (output.temporary < 0) {
+    if (!makeTemporary(output)) {
         output.temporaryName.clear();
         return failWithErrno(output, "a temporary file cannot be made: ");
     }
-    removeTemporaryOnCrash(output);
     // The driver's names are short: a file in the current folder has one whatever path leads there.
     if (!throughHost) output.libraryName = output.temporaryName;
     const bool ready = throughHost ? putOnDisk(output.hostFile, output.temporary) : fchdir(output.folder) == 0;
