@@ -7,6 +7,7 @@
 
 #include "driver/driver.h"
 #include "host/numbers.h"
+#include "output/band_writer.h"
 #include "output/gif_writer.h"
 #include "raster/raster.h"
 #include "settings/one_call.h"
@@ -54,7 +55,7 @@ int32_t writeBand(const Bands& bands, Handle stream, Handle state, int64_t k) {
     const int32_t lower = static_cast<int32_t>(std::max<int64_t>(height - (k + 1) * bands.rows, 0));
     const int32_t upper = static_cast<int32_t>(height - k * bands.rows);
     const Handle band = DrawPlatformOffscreen(bands.record, lower, upper);
-    return writeKeptBand(stream, band, bands.size.width, upper - lower, state);
+    return writeReadOnlyBand(stream, band, bands.size.width, upper - lower, state);
 }
 
 int32_t writeBands(const Bands& bands, Handle stream, Handle state) {

@@ -9,7 +9,7 @@
 #include "driver/driver.h"
 #include "driver/status.h"
 #include "host/numbers.h"
-#include "output/gif_writer.h"
+#include "output/band_writer.h"
 #include "raster/match.h"
 #include "settings/current.h"
 
@@ -145,26 +145,19 @@ bool fitRows(Cells& cells, int32_t width) {
     return true;
 }
 
-struct LateRows {
-    const Cells* cells;
-    Matcher* matcher;
-    const uint8_t* pixels;
-    int64_t stride;
-};
-
-void makeRow(void* context, int64_t row, uint8_t* to) {
-    const LateRows& late = *static_cast<LateRows*>(context);
-    matchRow(*late.matcher, late.pixels + row * late.stride, kTripleBytes, to, late.cells->width);
-}
-
-void writeRows(const Cells& cells, Matcher* matcher, Handle stream, Handle state) {
-    if (matcher == nullptr) {
-        WriteCellBits(stream, cells.bitmap, cells.width, cells.height, kOutputDepth, 0, state);
-        return;
+// True colour: each row becomes indices as it is asked for, so that nothing holds them all.
+void writeMatched(const Cells& cells, Matcher& matcher, Handle stream, CellBitmapState& image) {
+    const auto* const pixels = static_cast<const uint8_t*>(rlLockMemory(cells.bitmap));
+    const int64_t stride = paddedRowBytes(cells.width, kTrueColourDepth);
+    const Handle row = allocPicture(cells.width, 1);
+    uint8_t* const indices = static_cast<uint8_t*>(GlobalLock(row));
+    BandWriter band;
+    beginBand(band, stream, image, cells.width, cells.height, nullptr);
+    for (int64_t y; (y = nextRow(band)) >= 0; putRow(band, indices)) {
+        matchRow(matcher, pixels + y * stride, kTripleBytes, indices, cells.width);
     }
-    LateRows late = {&cells, matcher, static_cast<const uint8_t*>(rlLockMemory(cells.bitmap)),
-                     paddedRowBytes(cells.width, kTrueColourDepth)};
-    writeMadeRows(stream, {makeRow, &late}, cells.width, cells.height, state);
+    endBand(band);
+    GlobalFree(row);
 }
 
 void writeGif(const Cells& cells) {
@@ -176,7 +169,12 @@ void writeGif(const Cells& cells) {
     const bool matches = cells.colours != 0 && makeMatcher(matcher, palette, cells.colours);
     Handle state = 0;
     BeginCellBitmap(stream, cells.width, cells.height, kOutputDepth, palette, &state);
-    writeRows(cells, matches ? &matcher : nullptr, stream, state);
+    auto* const image = static_cast<CellBitmapState*>(GlobalLock(state));
+    if (matches && image != nullptr) {
+        writeMatched(cells, matcher, stream, *image);
+    } else {
+        WriteCellBits(stream, cells.bitmap, cells.width, cells.height, kOutputDepth, 0, state);
+    }
     EndCellBitmap(stream, state);
     if (matches) freeMatcher(matcher);
 }

@@ -40,8 +40,16 @@ struct BitPacker {
     uint32_t lastPut;  // byte at which the last code began
 };
 
+}  // namespace
+
+namespace tolva {
+
 struct Encoder {
     Handle stream;
+    uint8_t* work;    // the caller's, up to the end
+    uint32_t* carry;  // the caller's
+    int64_t left;     // pixels to come
+    bool begun;       // a pixel has come
     BitPacker bits;
     uint32_t width;
     uint32_t nextFree;
@@ -50,6 +58,10 @@ struct Encoder {
     uint8_t bytes[kMostBytes];
     Dictionary dictionary;
 };
+
+}  // namespace tolva
+
+namespace {
 
 void storeLittle64(uint8_t* to, uint64_t value) {
     if constexpr (std::endian::native == std::endian::big) value = __builtin_bswap64(value);
@@ -162,19 +174,6 @@ void encodeLast(Encoder& e, uint32_t pixel) {
     testWidth(e);
 }
 
-void encodePixels(Encoder& e, const SegmentRows& rows) {
-    for (int64_t i = 0; i < rows.rows; ++i) {
-        const uint8_t* p = rows.next(rows.context);
-        const uint8_t* end = p + rows.rowBytes;
-        if (i == 0) e.string = kPixels[*p++].alone;
-        const bool lastRow = i + 1 == rows.rows;
-        if (lastRow && p < end) --end;
-        encodeRun(e, p, end);
-        // Kept: a segment of one pixel ends here without having emitted it.
-        if (lastRow && (i > 0 || rows.rowBytes > 1)) encodeLast(e, *end);
-    }
-}
-
 // Takes back the byte that the segment before left behind its last sub-block; the next write covers it.
 void takeParkedByte(Handle stream, uint8_t* work) {
     zunSeek(stream, -1, kFromCurrent);
@@ -189,9 +188,12 @@ void leaveWork(Encoder& e, uint8_t* work) {
     std::memcpy(work, e.bytes, e.bits.lastPut + kBytesAhead);
 }
 
-int32_t encodeSegment(Encoder& e, Handle stream, const SegmentRows& rows, uint8_t* work, bool first, bool last,
-                      uint32_t* carry) {
+void openSegment(Encoder& e, Handle stream, int64_t pixels, uint8_t* work, bool first, uint32_t* carry) {
     e.stream = stream;
+    e.work = work;
+    e.carry = carry;
+    e.left = pixels;
+    e.begun = false;
     e.flushed = false;
     startTable(e);
     const uint32_t carried = *carry & 7;  // it counts bits of a byte; more would lie outside the work buffer
@@ -200,50 +202,48 @@ int32_t encodeSegment(Encoder& e, Handle stream, const SegmentRows& rows, uint8_
     const uint32_t held =
         uint32_t{work[0]} | uint32_t{work[1]} << 8 | uint32_t{work[2]} << 16 | uint32_t{work[3]} << 24;
     e.bits = {.pending = held, .used = carried, .filled = 0, .lastPut = 0};
-
     if (first) put(e, kClearCode);
-    if (rows.rows > 0 && rows.rowBytes > 0) encodePixels(e, rows);
+}
+
+// The closing code; returns the whole bytes of the last flush.
+int32_t closeSegment(Encoder& e, bool last) {
     flushGroups(e);
     put(e, last ? kEndCode : kClearCode);
     const uint32_t bytes = e.bits.filled + (last && e.bits.used > 0 ? 1 : 0);
-    *carry = last ? 0 : e.bits.used;
-    leaveWork(e, work);
-    LZWWriteSubBlocks(stream, work, bytes);
+    *e.carry = last ? 0 : e.bits.used;
+    leaveWork(e, e.work);
+    LZWWriteSubBlocks(e.stream, e.work, bytes);
     return static_cast<int32_t>(bytes);
 }
 
 // ---- The encoder's block ----
 
 // Far too large for the stack of a host's worker thread, and kept between an image's segments, which may be many and
-// short. A segment that is encoded from inside another, by a host's callback, has one of its own.
+// short. A segment that is begun inside another, by a host's callback, has one of its own.
 Handle keptBlock = 0;
 bool keptBlockInUse = false;
 
-int32_t encodeInBlock(Handle stream, const SegmentRows& rows, uint8_t* work, bool first, bool last, uint32_t* carry) {
-    const bool nested = keptBlockInUse;
-    Handle block = nested ? 0 : keptBlock;
-    if (block == 0) block = GlobalAlloc(kMoveableZeroed, sizeof(Encoder));
-    if (!nested) keptBlock = block;
+Encoder& takeEncoder() {
+    if (keptBlockInUse) return *static_cast<Encoder*>(GlobalLock(GlobalAlloc(kMoveableZeroed, sizeof(Encoder))));
+    if (keptBlock == 0) keptBlock = GlobalAlloc(kMoveableZeroed, sizeof(Encoder));
     keptBlockInUse = true;
-    Encoder& encoder = *static_cast<Encoder*>(GlobalLock(block));
-    const int32_t bytes = encodeSegment(encoder, stream, rows, work, first, last, carry);
-    keptBlockInUse = nested;
-    if (nested) GlobalFree(block);
-    return bytes;
+    return *static_cast<Encoder*>(GlobalLock(keptBlock));
 }
 
-struct OneRun {
-    const uint8_t* pixels;
-};
-
-const uint8_t* nextOfOne(void* context) { return static_cast<OneRun*>(context)->pixels; }
+void leaveEncoder(Encoder& e) {
+    if (&e == GlobalLock(keptBlock)) {
+        keptBlockInUse = false;
+    } else {
+        GlobalFree(GlobalHandle(&e));
+    }
+}
 
 // The block terminator behind the last segment, the partial byte behind any other.
-int32_t closeSegment(Handle stream, const uint8_t* work, int32_t bytes, bool last, uint32_t carry) {
+int32_t writeEnd(const Encoder& e, int32_t bytes, bool last) {
     constexpr uint8_t terminator = 0;
     int32_t result = kNoError;
-    if (last && zunWriteChar(stream, &terminator, 1) != 1) result = kStreamFailed;
-    if (carry != 0 && zunWriteChar(stream, work + bytes, 1) != 1) result = kStreamFailed;
+    if (last && zunWriteChar(e.stream, &terminator, 1) != 1) result = kStreamFailed;
+    if (*e.carry != 0 && zunWriteChar(e.stream, e.work + bytes, 1) != 1) result = kStreamFailed;
     return result;
 }
 
@@ -251,18 +251,31 @@ int32_t closeSegment(Handle stream, const uint8_t* work, int32_t bytes, bool las
 
 namespace tolva {
 
-int32_t compressRows(Handle stream, const SegmentRows& rows, uint8_t* work, bool first, bool last, uint32_t* carry) {
-    const int64_t count = rows.rows * rows.rowBytes;
-    // Kept: a short segment clears no more than its own length.
-    if (count > 0) std::memset(work, 0, static_cast<size_t>(std::min<int64_t>(count, kSubBlockBytes)));
-    const int32_t bytes = encodeInBlock(stream, rows, work, first, last, carry);
-    return closeSegment(stream, work, bytes, last, *carry);
+Encoder& beginSegment(Handle stream, int64_t pixels, uint8_t* work, bool first, uint32_t* carry) {
+    // Kept: a short segment clears no more than its own length; what the caller left behind it shows in the file.
+    if (pixels > 0) std::memset(work, 0, static_cast<size_t>(std::min<int64_t>(pixels, kSubBlockBytes)));
+    Encoder& e = takeEncoder();
+    openSegment(e, stream, pixels, work, first, carry);
+    return e;
 }
 
-int32_t compressRun(Handle stream, const uint8_t* pixels, int32_t count, uint8_t* work, bool first, bool last,
-                    uint32_t* carry) {
-    OneRun run{pixels};
-    return compressRows(stream, {nextOfOne, &run, 1, std::max(count, 0)}, work, first, last, carry);
+void encodeRow(Encoder& e, const uint8_t* row, int64_t pixels) {
+    if (pixels <= 0) return;
+    const uint8_t* p = row;
+    const uint8_t* const end = row + pixels;
+    e.left -= pixels;
+    if (!e.begun) e.string = kPixels[*p++].alone;
+    e.begun = true;
+    // Kept: a segment of one pixel ends here without having emitted it.
+    if (e.left > 0 || p == end) return encodeRun(e, p, end);
+    encodeRun(e, p, end - 1);
+    encodeLast(e, end[-1]);
+}
+
+int32_t endSegment(Encoder& e, bool last) {
+    const int32_t result = writeEnd(e, closeSegment(e, last), last);
+    leaveEncoder(e);
+    return result;
 }
 
 void freeEncoder() {
@@ -278,7 +291,9 @@ void freeEncoder() {
 int32_t CompressAndWrite(Handle stream, const uint8_t* pixels, uint8_t* work, int32_t count, int32_t first,
                          int32_t last, uint32_t* carry) {
     const bool kept = keptBlock != 0;
-    const int32_t result = compressRun(stream, pixels, count, work, first != 0, last != 0, carry);
+    Encoder& e = beginSegment(stream, count, work, first != 0, carry);
+    encodeRow(e, pixels, count);
+    const int32_t result = endSegment(e, last != 0);
     if (!kept) freeEncoder();
     return result;
 }
@@ -286,9 +301,11 @@ int32_t CompressAndWrite(Handle stream, const uint8_t* pixels, uint8_t* work, in
 int32_t LZWCompression(Handle stream, const uint8_t* pixels, uint8_t* work, int32_t count, int32_t first, int32_t last,
                        uint32_t* carry) {
     const bool kept = keptBlock != 0;
-    OneRun run{pixels};
-    const int32_t bytes =
-        encodeInBlock(stream, {nextOfOne, &run, 1, std::max(count, 0)}, work, first != 0, last != 0, carry);
+    Encoder& e = takeEncoder();
+    openSegment(e, stream, count, work, first != 0, carry);
+    encodeRow(e, pixels, count);
+    const int32_t bytes = closeSegment(e, last != 0);
+    leaveEncoder(e);
     if (!kept) freeEncoder();
     return bytes;
 }

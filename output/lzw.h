@@ -1,5 +1,5 @@
-// lzw.h: one segment of LZW code from rows of pixels, in whatever order they are to be written. Called by the GIF
-// writer and its spool; the exported calls take one contiguous run instead.
+// lzw.h: one segment of LZW code from rows of pixels. Called by the writer of bands and by the spool; the exported
+// calls take one contiguous run instead.
 #ifndef TOLVA_OUTPUT_LZW_H
 #define TOLVA_OUTPUT_LZW_H
 
@@ -12,20 +12,15 @@ namespace tolva {
 constexpr int32_t kWorkBytes = 264;  // the least a work buffer holds: a group of sub-block data and what a step adds
 constexpr int32_t kSubBlockBytes = 254;  // kept: never 255
 
-// Where a segment's pixels come from: `next` hands out the rows in writing order, one call a row.
-struct SegmentRows {
-    const uint8_t* (*next)(void* context);
-    void* context;
-    int64_t rows;
-    int64_t rowBytes;
-};
+struct Encoder;  // lzw.cpp's
 
-// CompressAndWrite on rows. The rows may lie in the work buffer's own memory only if `work` is a copy of it. The
-// encoder's block stays for the image's next segment: who ends the image frees it.
-int32_t compressRows(Handle stream, const SegmentRows& rows, uint8_t* work, bool first, bool last, uint32_t* carry);
-// The same on one contiguous run of pixels.
-int32_t compressRun(Handle stream, const uint8_t* pixels, int32_t count, uint8_t* work, bool first, bool last,
-                    uint32_t* carry);
+// One segment, fed row by row in the order of the file: what CompressAndWrite does in one call. `pixels` is how many
+// will come in all. The work buffer is used from begin to end; nothing may point into it.
+Encoder& beginSegment(Handle stream, int64_t pixels, uint8_t* work, bool first, uint32_t* carry);
+void encodeRow(Encoder& e, const uint8_t* row, int64_t pixels);
+int32_t endSegment(Encoder& e, bool last);
+
+// The encoder's block stays for the image's next segment; who ends the image frees it.
 void freeEncoder();
 
 }  // namespace tolva

@@ -66,7 +66,10 @@ int32_t writePasses(const CellBitmapState& state, Handle stream, uint8_t* pixels
         const uint32_t rows = fillBuffer(state, place, pixels);
         const bool passDone = place.row >= state.height;
         const bool last = passDone && place.pass == kLastPass;
-        result = compressRun(stream, pixels, static_cast<int32_t>(rows * state.bytesPerRow), work, first, last, &carry);
+        const int64_t count = int64_t{rows} * state.bytesPerRow;
+        Encoder& encoder = beginSegment(stream, count, work, first, &carry);
+        encodeRow(encoder, pixels, count);
+        result = endSegment(encoder, last);
         if (!passDone) continue;
         ++place.pass;
         if (place.pass <= kLastPass) place.row = kInterlacePasses[place.pass].start;
