@@ -35,8 +35,6 @@ void answer(int16_t func, void* out, void* entry32) {
 
 }  // namespace
 
-uint32_t ZUNGetFilterVersion() { return kFilterVersion; }
-
 void fltLoadPointers(NameTableRecord* record) {
     if (record == nullptr) return;
     tolva::storeField(record, offsetof(NameTableRecord, count), uint16_t{kNameTableRows});

@@ -145,6 +145,3 @@ int32_t RASTER_dd_entry32(uintptr_t, int16_t func, void* block) {
         default: return 0;
     }
 }
-
-int32_t AltFontsAvailable() { return 0; }
-int32_t esc_mode(int32_t) { return 0; }

@@ -23,6 +23,8 @@ CommonBlock* lpCommon = nullptr;
 Handle hEMData = 0;
 EMData* lpEMData = nullptr;
 
+uint32_t ZUNGetFilterVersion() { return kFilterVersion; }
+
 int32_t AllocGlobal() {
     // Kept: with a Common block nothing is made here, and a block that is there already is not released; the host that
     // inits twice holds its handle.

@@ -1,5 +1,5 @@
-// bitmap.cpp: how a bitmap lies in memory: row sizes, single pixels at every depth, and the thin memory wrappers that
-// the library's callers use. The loops over whole pictures work on rows; these are the definition they must agree with.
+// bitmap.cpp: how a bitmap lies in memory: row sizes, single pixels at every depth. The loops over whole pictures work
+// on rows; these are the definition they must agree with.
 
 #include <algorithm>
 #include <cstdio>
@@ -39,22 +39,6 @@ void storeDirect(uint8_t* p, uint32_t value, const uint32_t* map, const uint8_t*
 }
 
 }  // namespace
-
-Handle rlGetMemory(uint16_t elementSize, uint32_t count) { return allocPicture(elementSize, count); }
-void* rlLockMemory(Handle h) { return h == 0 ? nullptr : GlobalLock(h); }
-int32_t rlUnlockMemory(Handle h) { return h == 0 ? 0 : GlobalUnlock(h); }
-Handle rlPointertoHandle(const void* data) { return GlobalHandle(data); }
-
-int32_t rlFreeNewData(Handle h) {
-    if (h == 0) return 0;
-    GlobalFree(h);
-    return 1;
-}
-
-int32_t rlFreeColormap(Handle map) {
-    rlFreeNewData(map);
-    return 0;
-}
 
 int32_t rlBytesPerLine(int32_t width, int16_t bitsPerPixel) {
     return static_cast<int32_t>(std::clamp(paddedRowBytes(width, bitsPerPixel), kNarrowestRow, kWidestRow));

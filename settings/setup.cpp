@@ -15,8 +15,6 @@ namespace {
 using namespace tolva;
 
 constexpr int32_t kNotDestroyed = 1;
-constexpr double kDefaultWidth = 6.67;
-constexpr double kDefaultHeight = 5.0;
 constexpr char kMainSection[] = "TOLVA";
 constexpr char kProfileSuffix[] = ".ini";
 constexpr char kDriverSuffix[] = ".1";
@@ -50,18 +48,6 @@ void nameSection(Setup& setup, const char* given) {
         return;
     }
     GetPrivateProfileString(kMainSection, profileKey(kStringMode), "", setup.sectionName, kMost, setup.profilePath);
-}
-
-bool repairResolution(int16_t* resolution) {
-    if (*resolution >= kLowestResolution && *resolution <= kHighestResolution) return false;
-    *resolution = kDefaultResolution;
-    return true;
-}
-
-bool repairExtent(double* extent, double fallback) {
-    if (isExtent(*extent)) return false;
-    *extent = fallback;
-    return true;
 }
 
 // What an export left is freed for the block that it wrote to alone.
@@ -133,16 +119,6 @@ int32_t UseDefaultSettings(Setup* setup) {
     setup->width = kDefaultWidth;
     setup->height = kDefaultHeight;
     return 0;
-}
-
-int32_t LimitCheck() {
-    if (lpRaster == nullptr) return 0;
-    int32_t result = 0;
-    if (repairResolution(&lpRaster->xResolution)) result = kResolutionRepaired;
-    if (repairResolution(&lpRaster->yResolution)) result = kResolutionRepaired;
-    if (repairExtent(&lpRaster->width, kDefaultWidth)) result = kExtentRepaired;
-    if (repairExtent(&lpRaster->height, kDefaultHeight)) result = kExtentRepaired;
-    return result;
 }
 
 int32_t SaveProfile() { return 1; }

@@ -1,5 +1,5 @@
 // buffer.cpp: one buffer between a stream's calls and its file or memory block: read, write, seek, fill and flush.
-// Everything above reads and writes through zunRead, zunWrite and zunSeek, which pass procedure streams on to the host.
+// Procedure streams have none: their calls go to the host.
 
 #include "stream/buffer.h"
 
@@ -255,46 +255,19 @@ int32_t seekBuffered(StreamRecord& s, int32_t offset, int32_t origin) {
     return isMemoryStream(s) ? seekMemory(s, target, origin) : seekFile(s, target, origin);
 }
 
+int32_t readPlain(StreamRecord& s, void* buffer, int32_t count) {
+    if (s.ioProc == nullptr) return readBuffered(s, buffer, count);
+    return static_cast<int32_t>(callProc(s, kProcRead, reinterpret_cast<intptr_t>(buffer), count));
+}
+
+int32_t seekPlain(StreamRecord& s, int32_t offset, int32_t origin) {
+    if (s.ioProc == nullptr) return seekBuffered(s, offset, origin);
+    return static_cast<int32_t>(callProc(s, kProcSeek, reinterpret_cast<intptr_t>(&offset), origin));
+}
+
 }  // namespace tolva
 
 using namespace tolva;
-
-int32_t zunRead(Handle stream, void* buffer, int32_t count) {
-    StreamRecord* const s = lockStream(stream);
-    if (s == nullptr) return 0;
-    if (s->ioProc != nullptr) {
-        return static_cast<int32_t>(callProc(*s, kProcRead, reinterpret_cast<intptr_t>(buffer), count));
-    }
-    return s->docMode != 0 ? docRead(stream, buffer, count) : readBuffered(*s, buffer, count);
-}
-
-int32_t zunWrite(Handle stream, const void* buffer, int32_t count) {
-    StreamRecord* const s = lockStream(stream);
-    if (s == nullptr) return 0;
-    if (s->ioProc != nullptr) {
-        return static_cast<int32_t>(callProc(*s, kProcWrite, reinterpret_cast<intptr_t>(buffer), count));
-    }
-    return writeBuffered(*s, buffer, count);
-}
-
-int32_t zunSeek(Handle stream, int32_t offset, int32_t origin) {
-    StreamRecord* const s = lockStream(stream);
-    if (s == nullptr) return -1;
-    if (s->ioProc != nullptr) {
-        return static_cast<int32_t>(callProc(*s, kProcSeek, reinterpret_cast<intptr_t>(&offset), origin));
-    }
-    return s->docMode != 0 ? docSeek(stream, offset, origin) : seekBuffered(*s, offset, origin);
-}
-
-int32_t FillZunIOBuf(Handle stream) {
-    StreamRecord* const s = lockStream(stream);
-    return s == nullptr ? -1 : fillBuffer(*s);
-}
-
-int32_t FlushZunIO(Handle stream) {
-    StreamRecord* const s = lockStream(stream);
-    return s == nullptr ? -1 : flushBuffer(*s);
-}
 
 int32_t unxSeek(FILE* file, int32_t offset, int32_t origin) {
     if (file == nullptr || systemCalls.seek(file, offset, origin) != 0) return -1;

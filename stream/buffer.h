@@ -23,6 +23,10 @@ int32_t readBuffered(StreamRecord& s, void* buffer, int32_t count);
 int32_t writeBuffered(StreamRecord& s, const void* buffer, int32_t count);
 int32_t seekBuffered(StreamRecord& s, int32_t offset, int32_t origin);
 
+// The stream itself, not a sub-stream in it: in the buffer, or through the host's procedure.
+int32_t readPlain(StreamRecord& s, void* buffer, int32_t count);
+int32_t seekPlain(StreamRecord& s, int32_t offset, int32_t origin);
+
 // What a memory stream's block has in reserve goes back to the system, if the block is still there.
 void giveBackRoom(StreamRecord& s);
 

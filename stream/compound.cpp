@@ -52,10 +52,10 @@ bool locate(const StreamRecord& s, bool large, uint32_t sector, uint64_t* offset
     return true;
 }
 
-bool readAt(Handle stream, uint64_t offset, uint8_t* buffer, uint32_t bytes) {
+bool readAt(StreamRecord& s, uint64_t offset, uint8_t* buffer, uint32_t bytes) {
     if (offset > INT32_MAX) return false;
     const int32_t count = static_cast<int32_t>(bytes);
-    return zunSeek(stream, static_cast<int32_t>(offset), kFromStart) != -1 && zunRead(stream, buffer, count) == count;
+    return seekPlain(s, static_cast<int32_t>(offset), kFromStart) != -1 && readPlain(s, buffer, count) == count;
 }
 
 }  // namespace
@@ -80,7 +80,7 @@ int32_t docRead(Handle stream, void* buffer, int32_t count) {
         uint64_t offset = 0;
         if (!locate(s, large, sector, &offset)) break;
         // Kept: a piece counts whole even when its read came up short.
-        more = readAt(stream, offset, to, piece);
+        more = readAt(s, offset, to, piece);
         to += piece;
         left -= piece;
         s.docPosition += piece;
