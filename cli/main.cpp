@@ -8,21 +8,21 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "cli/info_command.h"
-#include "cli/input.h"
-#include "cli/library.h"
-#include "cli/options.h"
-#include "cli/output_file.h"
-#include "cli/output_size.h"
-#include "cli/picture.h"
-#include "cli/prepare.h"
-#include "cli/profile.h"
-#include "cli/progress.h"
-#include "cli/read_picture.h"
-#include "cli/session.h"
-#include "cli/setup_command.h"
-#include "cli/text.h"
-#include "cli/transparency.h"
+#include "cli/commands/info.h"
+#include "cli/commands/setup.h"
+#include "cli/library/library.h"
+#include "cli/library/output_size.h"
+#include "cli/library/session.h"
+#include "cli/options/options.h"
+#include "cli/output/output_file.h"
+#include "cli/prepare/prepare.h"
+#include "cli/prepare/transparency.h"
+#include "cli/settings/profile.h"
+#include "cli/terminal/progress.h"
+#include "cli/terminal/text.h"
+#include "imageio/input.h"
+#include "imageio/picture.h"
+#include "imageio/read_picture.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "cli/picture.h"
+#include "imageio/picture.h"
 #include "support.h"
 
 struct SeenGif {

@@ -5,7 +5,7 @@
 
 #include <jpeglib.h>
 
-#include "cli/orientation.h"
+#include "imageio/orientation.h"
 #include "pictures.h"
 
 using cli::Colour;

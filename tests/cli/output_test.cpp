@@ -8,7 +8,7 @@
 #include <future>
 #include <tuple>
 
-#include "cli/gif_check.h"
+#include "cli/output/gif_check.h"
 #include "support.h"
 
 namespace files = std::filesystem;

@@ -5,7 +5,7 @@
 #include <cstdio>
 #include <future>
 
-#include "cli/host_file.h"
+#include "cli/output/host_file.h"
 #include "stream/stream.h"
 #include "support.h"
 

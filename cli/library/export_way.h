@@ -1,0 +1,17 @@
+// export_way.h: a picture handed over whole, without a device.
+#ifndef TOLVA_CLI_LIBRARY_EXPORT_WAY_H
+#define TOLVA_CLI_LIBRARY_EXPORT_WAY_H
+
+#include "cli/library/library.h"
+#include "cli/library/session.h"
+#include "cli/terminal/messages.h"
+
+namespace cli {
+
+// The order must have a file of its own: the library tells next to nothing of what becomes of the picture. Nothing
+// converts colours on this road, so the picture comes in the colours that are to be shown.
+ExitStatus exportWhole(const Library& library, const ExportOrder& order, StatusRecord& status);
+
+}  // namespace cli
+
+#endif

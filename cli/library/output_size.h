@@ -1,0 +1,29 @@
+// output_size.h: how large the GIF will be under the settings.
+#ifndef TOLVA_CLI_LIBRARY_OUTPUT_SIZE_H
+#define TOLVA_CLI_LIBRARY_OUTPUT_SIZE_H
+
+#include "cli/library/library.h"
+#include "cli/library/way.h"
+#include "cli/terminal/messages.h"
+#include "imageio/picture.h"
+
+namespace cli {
+
+// The resolution that the picture itself is given. A power of two: the driver divides the picture's pixels by it and
+// multiplies again, truncating, and with 100 or 300 some sizes would lose a row or a column.
+inline constexpr int kPictureResolution = 128;
+
+struct OutputSize {
+    double width;  // pixels of the GIF, whole
+    double height;
+    bool reached;  // the picture has them already, whatever the settings say
+};
+
+// Asks the library, which answers by the settings made last, and refuses what the driver cannot draw or no decoder
+// reads, and more pixels than the user allows. Tells the user of a row that the road adds.
+ExitStatus planOutputSize(const Library& library, Road road, uint64_t mostPixels, const Picture& picture,
+                          OutputSize& size);
+
+}  // namespace cli
+
+#endif

@@ -1,0 +1,58 @@
+// session.cpp: what every road needs: the settings and the status record. Called by main between reading the picture
+// and keeping the file.
+
+#include "cli/library/session.h"
+
+#include <cstring>
+
+#include "cli/library/device_way.h"
+#include "cli/library/export_way.h"
+#include "cli/output/host_file.h"
+#include "cli/terminal/progress.h"
+
+namespace cli {
+namespace {
+
+// The filter's reports and its questions whether to go on; any answer but 0 stops it.
+intptr_t answerStatus(intptr_t, intptr_t a, intptr_t b, intptr_t, intptr_t percent, intptr_t, intptr_t) {
+    if (a == 0 && b == 0) showProgress(static_cast<int>(percent));
+    return stopWished() ? 1 : 0;
+}
+
+void putColour(uint8_t* bytes, Colour colour) { std::memcpy(bytes, &colour, sizeof colour); }
+
+// Size and resolution stand as the settings have them; the rest is the order's.
+void fillSetup(Setup& setup, const ExportOrder& order) {
+    setup.colourMode = static_cast<int32_t>(kColourNormal) + static_cast<int32_t>(order.tone);
+    setup.outputDevice = order.hostFile != nullptr ? reinterpret_cast<uintptr_t>(serveHostFile) : 0;
+    if (order.sizeReached) {
+        setup.sizeMode = kSizeOfPicture;
+        setup.resolutionMode = kResolutionOfPicture;
+    }
+    setup.interlaceChoice = order.interlace ? kInterlaced : 0;
+    setup.transparencyChoice = order.transparent ? kTransparentColour : 0;
+    if (order.transparent) putColour(setup.transparentColour, *order.transparent);
+    setup.backgroundChoice = order.background ? kBackgroundColour : 0;
+    if (order.background) putColour(setup.backgroundColour, *order.background);
+}
+
+}  // namespace
+
+ExitStatus runSession(const Library& library, const ExportOrder& order) {
+    StatusRecord status = {};
+    status.context = 1;  // without one the filter does not report its init
+    status.function = answerStatus;
+    status.streamContext = reinterpret_cast<intptr_t>(order.hostFile);
+    Setup& setup = *static_cast<Setup*>(library.globalLock(order.setup));
+    fillSetup(setup, order);
+    // A bracket's picture is reported through the settings, which the device's init does not tell of the record.
+    if (order.road == Road::kBracket) setup.exporting.status = &status;
+    const ExitStatus result =
+        order.road == Road::kExport ? exportWhole(library, order, status) : driveDevice(library, order, status);
+    setup.exporting.status = nullptr;
+    library.globalUnlock(order.setup);
+    clearBar();
+    return result;
+}
+
+}  // namespace cli

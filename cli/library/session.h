@@ -1,0 +1,34 @@
+// session.h: one picture through the library, on the road that the user chose.
+#ifndef TOLVA_CLI_LIBRARY_SESSION_H
+#define TOLVA_CLI_LIBRARY_SESSION_H
+
+#include <optional>
+
+#include "cli/library/library.h"
+#include "cli/library/way.h"
+#include "cli/terminal/messages.h"
+#include "imageio/picture.h"
+
+namespace cli {
+
+struct HostFile;
+
+struct ExportOrder {
+    Road road;
+    Handle setup;  // size and resolution in it count, unless the picture has its size already
+    const Picture* picture;
+    bool sizeReached;
+    bool interlace;
+    ConversionMode tone;  // that the library has to apply
+    std::optional<Colour> transparent;
+    std::optional<Colour> background;
+    const char* fileName;  // shorter than the driver's 144 bytes
+    HostFile* hostFile;    // takes the GIF where it is not null: the file name is then no more than a name
+};
+
+// kExitDone says that no call reported a failure; whether a whole GIF stands in the file is for the caller to look.
+ExitStatus runSession(const Library& library, const ExportOrder& order);
+
+}  // namespace cli
+
+#endif

@@ -1,0 +1,62 @@
+// options.h: the command line as a record.
+#ifndef TOLVA_CLI_OPTIONS_OPTIONS_H
+#define TOLVA_CLI_OPTIONS_OPTIONS_H
+
+#include <cstdint>
+#include <optional>
+
+#include "cli/library/way.h"
+#include "cli/prepare/prepare.h"
+#include "cli/settings/setting_keys.h"
+#include "cli/terminal/messages.h"
+#include "imageio/picture.h"
+
+namespace cli {
+
+enum class Command { kExport, kShowHelp, kShowVersion, kShowSettings, kSetSetting, kShowProfilePath, kShowInfo };
+enum class SizeWish { kAsPicture, kFitPixels, kFitInches };
+
+inline constexpr uint64_t kDefaultMostPixels = 200'000'000;
+
+struct Box {
+    double width;
+    double height;
+};
+
+struct ProfileChoice {
+    const char* file;     // null: the one named after the library
+    const char* section;  // null: the one that the profile names
+    bool none;
+};
+
+struct Options {
+    Command command;
+    ProfileChoice profile;
+    const SettingKey* key;  // to set
+    double value;
+    bool json;
+    const char* picture;
+    const char* output;
+    const char* library;  // null: looked for
+    bool overwrite;
+    Verbosity verbosity;
+    bool interlace;
+    bool writeByLibrary;  // into a file that it opens itself; for tests and measurements
+    std::optional<Colour> transparent;
+    std::optional<Colour> background;
+    std::optional<int32_t> colourMode;
+    DitherWish dither;
+    Road road;
+    uint64_t mostPixels;
+    SizeWish sizeWish;
+    Box box;                    // pixels or inches
+    int resolution;             // dots per inch; 0: as the settings say
+    const char* pictureOption;  // the last option that only pictures have, or null
+};
+
+ExitStatus parseOptions(int count, char** words, Options& options);
+ExitStatus printHelp();
+
+}  // namespace cli
+
+#endif

@@ -1,0 +1,30 @@
+// prepare.h: what the host does with a picture before the driver gets it: dithering, and the reduction of pictures with
+// transparent pixels. Both are the library's own work, called through its exported functions.
+#ifndef TOLVA_CLI_PREPARE_PREPARE_H
+#define TOLVA_CLI_PREPARE_PREPARE_H
+
+#include "cli/library/library.h"
+#include "cli/terminal/messages.h"
+#include "imageio/picture.h"
+
+namespace cli {
+
+struct OutputSize;
+
+enum class DitherWish { kNone, kBlackAndWhite, kSixteenColours };
+
+struct PrepareOrder {
+    DitherWish dither;
+    ConversionMode tone;  // kConvertNothing afterwards where it has been applied
+    Colour background;    // a transparent colour is shown like this where transparency is not
+};
+
+// Afterwards the picture has no mask, and its size may already be the GIF's: `size` then says so.
+ExitStatus preparePicture(const Library& library, PrepareOrder& order, OutputSize& size, Picture& picture);
+
+// What the driver does with its own colours on other roads; `tone` is kConvertNothing afterwards.
+ExitStatus applyTone(const Library& library, ConversionMode& tone, Picture& picture);
+
+}  // namespace cli
+
+#endif

@@ -1,0 +1,121 @@
+// transparency.cpp: the palette of a picture that brings its own transparency. Called by the PNG reader once the pixels
+// stand, and before the session for the key colour: the library is told a colour, not an index, and searches the
+// palette for it; what is done here makes sure that its answer is the entry that is meant.
+
+#include "cli/prepare/transparency.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <initializer_list>
+
+#include "raster/raster.h"
+
+namespace cli {
+namespace {
+
+constexpr int kGreyLevels = 256;
+
+Colour laidOverColour(Colour colour, Colour below, uint32_t alpha) {
+    return {laidOver(colour.red, below.red, alpha), laidOver(colour.green, below.green, alpha),
+            laidOver(colour.blue, below.blue, alpha)};
+}
+
+bool isGrey(Colour c) { return c.red == c.green && c.green == c.blue; }
+
+// What the search takes for a grey, though it lets only exact greys match it.
+bool isNearGrey(Colour c) {
+    return std::abs(c.red - c.green) <= kGreyTolerance && std::abs(c.green - c.blue) <= kGreyTolerance &&
+           std::abs(c.red - c.blue) <= kGreyTolerance;
+}
+
+// The palette as the library will have it.
+struct ShownColours {
+    Colour palette[kPaletteEntries];
+    Colour greys[kGreyLevels];  // what becomes of the exact greys: each another exact grey
+};
+
+bool standsIn(const ShownColours& shown, Colour colour, uint32_t entries, uint32_t except) {
+    for (uint32_t i = 0; i < entries; ++i) {
+        if (i != except && shown.palette[i] == colour) return true;
+    }
+    return false;
+}
+
+// The search takes the first of equal entries: only those among the first `rivals` could stand in the way.
+bool isFound(const ShownColours& shown, uint32_t index, uint32_t rivals) {
+    const Colour colour = shown.palette[index];
+    return (isGrey(colour) || !isNearGrey(colour)) && !standsIn(shown, colour, rivals, index);
+}
+
+// The grey nearest to the colour's own that is shown as a free one. There always is one: the other entries are 255, the
+// greys 256.
+int freeGrey(const ShownColours& shown, Colour colour, uint32_t index) {
+    const int wanted = (colour.red + colour.green + colour.blue) / 3;
+    for (int distance = 0; distance < kGreyLevels; ++distance) {
+        for (const int level : {wanted - distance, wanted + distance}) {
+            if (level < 0 || level >= kGreyLevels) continue;
+            if (!standsIn(shown, shown.greys[level], kPaletteEntries, index)) return level;
+        }
+    }
+    return wanted;
+}
+
+ExitStatus showColours(const Library& library, ConversionMode tone, const Picture& picture, ShownColours& shown) {
+    std::memcpy(shown.palette, picture.palette, sizeof shown.palette);
+    for (int level = 0; level < kGreyLevels; ++level) {
+        const auto grey = static_cast<uint8_t>(level);
+        shown.greys[level] = Colour{grey, grey, grey};
+    }
+    if (tone == kConvertNothing) return kExitDone;
+    RasterCalls calls = {};
+    const ExitStatus status = loadRasterCalls(library, calls);
+    if (status != kExitDone) return status;
+    calls.convertTone(kPaletteEntries, &shown.palette[0].red, tone);
+    calls.convertTone(kGreyLevels, &shown.greys[0].red, tone);
+    return kExitDone;
+}
+
+void remapPixels(Picture& picture, const uint8_t* map) {
+    for (uint32_t y = 0; y < picture.height; ++y) {
+        uint8_t* const row = rowFromTop(picture, y);
+        for (uint32_t x = 0; x < picture.width; ++x) row[x] = map[row[x]];
+    }
+}
+
+}  // namespace
+
+void settleTransparency(Picture& picture, const uint8_t* alpha, uint32_t count, const ReadWishes& wishes) {
+    uint8_t map[kPaletteEntries];
+    for (uint32_t i = 0; i < kPaletteEntries; ++i) map[i] = static_cast<uint8_t>(i);
+    bool mapped = false;
+    for (uint32_t i = 0; i < count; ++i) {
+        if (alpha[i] != 0 || !wishes.keepTransparency) {
+            picture.palette[i] = laidOverColour(picture.palette[i], wishes.background, alpha[i]);
+        } else if (picture.transparentIndex == kNoTransparency) {
+            picture.transparentIndex = static_cast<int>(i);
+        } else {
+            map[i] = static_cast<uint8_t>(picture.transparentIndex);
+            mapped = true;
+        }
+    }
+    if (mapped) remapPixels(picture, map);
+}
+
+ExitStatus settleKey(const Library& library, ConversionMode tone, Picture& picture, Colour& named) {
+    ShownColours shown = {};
+    const ExitStatus status = showColours(library, tone, picture, shown);
+    if (status != kExitDone) return status;
+    const auto key = static_cast<uint32_t>(picture.transparentIndex);
+    named = shown.palette[key];
+    // A palette that came with the picture passes as it is where it can. An index that was given here gets a colour
+    // that nothing else has, so that a background of that colour finds its own entry.
+    const uint32_t rivals = picture.mask != nullptr ? uint32_t{kPaletteEntries} : key;
+    if (isFound(shown, key, rivals)) return kExitDone;
+    const int level = freeGrey(shown, picture.palette[key], key);
+    const auto grey = static_cast<uint8_t>(level);
+    picture.palette[key] = Colour{grey, grey, grey};
+    named = shown.greys[level];
+    return kExitDone;
+}
+
+}  // namespace cli

@@ -1,0 +1,42 @@
+// profile.h: the settings of one run: a Setup block of the library's, filled from a profile or with the defaults, and
+// what the command line says over it.
+#ifndef TOLVA_CLI_SETTINGS_PROFILE_H
+#define TOLVA_CLI_SETTINGS_PROFILE_H
+
+#include <string>
+
+#include "cli/library/library.h"
+#include "cli/options/options.h"
+#include "cli/terminal/messages.h"
+
+namespace cli {
+
+struct Settings {
+    Handle handle;
+    Setup* setup;
+    bool loaded;  // from the profile and section that the block names; else these are the defaults
+};
+
+// The profile that the user names has to be there and to have the section; the one named after the library is told
+// about where it cannot be loaded, and the defaults stand.
+ExitStatus loadSettings(const Library& library, const ProfileChoice& choice, Settings& settings);
+void dropSettings(const Library& library, Settings& settings);
+// What the user asks for wins over the profile.
+ExitStatus applyOptions(const Options& options, Setup& setup);
+// What happens to a colour in this colour mode.
+ConversionMode toneOf(const Setup& setup);
+
+struct ProfilePlace {
+    std::string path;
+    bool exists;             // and can be read
+    bool loads;              // its section has settings
+    std::string section;     // that is read, or would be made
+    std::string driverName;  // of a section that has none
+};
+
+// Where settings are read from, or would be written to.
+ExitStatus locateProfile(const Library& library, const ProfileChoice& choice, ProfilePlace& place);
+
+}  // namespace cli
+
+#endif

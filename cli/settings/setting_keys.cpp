@@ -1,0 +1,116 @@
+// setting_keys.cpp: the table of settings and the spelling of their values. Called by the reading of options and by
+// the setup command.
+
+#include "cli/settings/setting_keys.h"
+
+#include <charconv>
+#include <cstring>
+#include <iterator>
+
+#include "cli/options/numbers.h"
+
+namespace cli {
+namespace {
+
+constexpr size_t kLongestNumber = 40;
+// A shorter value would keep the tail of the default that it is laid over, and the longest default is "6.67".
+constexpr size_t kFewestDecimals = 3;
+
+constexpr ValueWord kToneWords[] = {{"normal", kColourNormal},
+                                    {"invert", kColourInvert},
+                                    {"invert-greys", kColourInvertGreys},
+                                    {"grey", kColourGrey},
+                                    {"invert-grey", kColourInvertGrey}};
+constexpr ValueWord kSizeWords[] = {{"screen", kSizeOfScreen}, {"saved", kSizeSaved}, {"picture", kSizeOfPicture}};
+constexpr ValueWord kResolutionWords[] = {
+    {"screen", kResolutionOfScreen}, {"saved", kResolutionSaved}, {"picture", kResolutionOfPicture}};
+
+constexpr char kToneWanted[] = "normal, invert, invert-greys, grey or invert-grey";
+constexpr char kModeWanted[] = "screen, saved or picture";
+constexpr char kDotsWanted[] = "a whole number from 32 to 400";
+constexpr char kInchesWanted[] = "a number of inches from 0.03125 to 22";
+
+template <size_t Count>
+constexpr SettingKey ofWords(const char* word, const char* profileKey, int32_t Setup::*mode,
+                             const ValueWord (&words)[Count], const char* wanted) {
+    return {word, profileKey, mode, nullptr, nullptr, words, Count, wanted};
+}
+
+constexpr SettingKey ofDots(const char* word, const char* profileKey, int16_t Setup::*resolution) {
+    return {word, profileKey, nullptr, resolution, nullptr, nullptr, 0, kDotsWanted};
+}
+
+constexpr SettingKey ofInches(const char* word, const char* profileKey, double Setup::*extent) {
+    return {word, profileKey, nullptr, nullptr, extent, nullptr, 0, kInchesWanted};
+}
+
+std::string shortestText(double value) {
+    char text[kLongestNumber];
+    const std::to_chars_result result = std::to_chars(text, std::end(text), value, std::chars_format::fixed);
+    return result.ec == std::errc() ? std::string(text, result.ptr) : std::to_string(value);
+}
+
+}  // namespace
+
+// clang-format off
+const SettingKey kSettingTable[kSettingKeys] = {
+    ofWords ("colour-mode",     "Color Mode",      &Setup::colourMode,     kToneWords,       kToneWanted),
+    ofWords ("size-mode",       "Size Mode",       &Setup::sizeMode,       kSizeWords,       kModeWanted),
+    ofInches("width",           "Width",           &Setup::width),
+    ofInches("height",          "Height",          &Setup::height),
+    ofWords ("resolution-mode", "Resolution Mode", &Setup::resolutionMode, kResolutionWords, kModeWanted),
+    ofDots  ("x-resolution",    "X Resolution",    &Setup::xResolution),
+    ofDots  ("y-resolution",    "Y Resolution",    &Setup::yResolution),
+};
+// clang-format on
+const SettingKey& kColourModeKey = kSettingTable[0];
+
+const SettingKey* findSettingKey(const char* word) {
+    for (const SettingKey& key : kSettingTable) {
+        if (std::strcmp(word, key.word) == 0) return &key;
+    }
+    return nullptr;
+}
+
+ExitStatus parseSetting(const SettingKey& key, const char* shown, const char* text, double& value) {
+    for (size_t i = 0; i < key.wordCount; ++i) {
+        if (std::strcmp(text, key.words[i].word) != 0) continue;
+        value = key.words[i].value;
+        return kExitDone;
+    }
+    int dots = 0;
+    if (key.resolution != nullptr && parseNumber<int>(text, kLowestResolution, kHighestResolution, dots)) {
+        value = dots;
+        return kExitDone;
+    }
+    if (key.extent != nullptr && parseNumber(text, kSmallestInches, kLargestInches, value)) return kExitDone;
+    return fail(kExitWrongUsage, "%s %s: %s is wanted", shown, text, key.wanted);
+}
+
+double settingIn(const Setup& setup, const SettingKey& key) {
+    if (key.mode != nullptr) return setup.*key.mode;
+    return key.resolution != nullptr ? static_cast<double>(setup.*key.resolution) : setup.*key.extent;
+}
+
+std::string shownSetting(const SettingKey& key, double value) {
+    for (size_t i = 0; i < key.wordCount; ++i) {
+        if (key.words[i].value == value) return key.words[i].word;
+    }
+    return shortestText(value);
+}
+
+std::string profileText(const SettingKey& key, double value) {
+    std::string text = shortestText(value);
+    if (key.extent == nullptr) return text;
+    if (text.find('.') == std::string::npos) text += '.';
+    while (text.size() - text.find('.') - 1 < kFewestDecimals) text += '0';
+    return text;
+}
+
+bool isInUse(const Setup& setup, const SettingKey& key) {
+    if (key.extent != nullptr) return setup.sizeMode != kSizeOfPicture && setup.sizeMode != kSizeOfScreen;
+    if (key.resolution == nullptr) return true;
+    return setup.resolutionMode != kResolutionOfPicture && setup.resolutionMode != kResolutionOfScreen;
+}
+
+}  // namespace cli

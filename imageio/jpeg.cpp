@@ -1,0 +1,279 @@
+// jpeg.cpp: JPEG through libjpeg's rows. Called by readPicture; compiled only with the picture libraries. Greys become
+// indices, everything else red, green, blue; print colours go through the library row by row. libjpeg leaves errors by
+// longjmp: the frames it crosses hold nothing that would need destroying, and what must outlive a jump stands in
+// JpegJob.
+
+#include <cinttypes>
+#include <csetjmp>
+#include <cstdio>
+#include <cstring>
+
+#include <jpeglib.h>
+
+#include <jerror.h>  // its list depends on what jpeglib.h says
+
+#include "cli/terminal/progress.h"
+#include "imageio/orientation.h"
+#include "imageio/read_picture.h"
+
+namespace cli {
+namespace {
+
+constexpr int kExifMarker = JPEG_APP0 + 1;
+constexpr unsigned kWholeSegment = 0xFFFF;
+// A few kilobytes can ask for thousands of scans, each as slow as a picture. Of the largest picture allowed there may
+// be twice as many as a usual progressive file has.
+constexpr int kMostScans = 1000;
+constexpr uint64_t kMostScansOfLargest = 20;
+constexpr uint32_t kRowsAtOnce = 16;
+constexpr size_t kPrintChannels = 4;
+constexpr uint32_t kBlockSide = DCTSIZE;
+constexpr uint64_t kBlocksPerByte = 8;  // no block takes less than a bit where codes are Huffman's
+
+// What libjpeg goes on after, with pixels of its own invention.
+constexpr int kDamage[] = {JWRN_HIT_MARKER, JWRN_HUFF_BAD_CODE, JWRN_MUST_RESYNC, JWRN_ARITH_BAD_CODE,
+                           JWRN_BOGUS_PROGRESSION};
+
+struct JpegJob {
+    jpeg_decompress_struct jpeg;  // first: libjpeg hands its address back
+    jpeg_error_mgr errors;
+    jpeg_source_mgr source;
+    jpeg_progress_mgr progress;
+    jmp_buf whereErrorsEnd;
+    Input* input;
+    const ReadWishes* wishes;
+    Picture* picture;
+    RasterCalls calls;
+    uint8_t* rows;  // as the file has them, where they cannot be read into place
+    size_t rowsStride;
+    int orientation;
+    ExitStatus status;  // what an error ends with, once somebody has said why
+};
+
+JpegJob& jobOf(j_common_ptr jpeg) { return *reinterpret_cast<JpegJob*>(jpeg); }
+JpegJob& jobOf(j_decompress_ptr jpeg) { return *reinterpret_cast<JpegJob*>(jpeg); }
+
+[[noreturn]] void endWith(JpegJob& job, ExitStatus status) {
+    job.status = status;
+    std::longjmp(job.whereErrorsEnd, 1);
+}
+
+// ---- What libjpeg calls ----
+
+[[noreturn]] void endWithError(j_common_ptr jpeg) {
+    char text[JMSG_LENGTH_MAX];
+    jpeg->err->format_message(jpeg, text);
+    endWith(jobOf(jpeg), fail(kExitInputRefused, "%s: %s", jobOf(jpeg).input->name, text));
+}
+
+void passWarning(j_common_ptr jpeg, int level) {
+    if (level >= 0) return;  // traces
+    for (const int code : kDamage) {
+        if (jpeg->err->msg_code == code) endWithError(jpeg);
+    }
+    char text[JMSG_LENGTH_MAX];
+    jpeg->err->format_message(jpeg, text);
+    warn("%s: warning: %s", jobOf(jpeg).input->name, text);
+}
+
+void startSource(j_decompress_ptr) {}
+void endSource(j_decompress_ptr) {}
+
+boolean refillSource(j_decompress_ptr jpeg) {
+    JpegJob& job = jobOf(jpeg);
+    Input& input = *job.input;
+    input.next = input.end;
+    if (lookAhead(input, 1) == 0) endWith(job, reportShortRead(input));
+    job.source.next_input_byte = input.buffer;
+    job.source.bytes_in_buffer = input.end;
+    return TRUE;
+}
+
+void skipSource(j_decompress_ptr jpeg, long count) {
+    if (count <= 0) return;
+    jpeg_source_mgr& source = *jpeg->src;
+    auto left = static_cast<size_t>(count);
+    while (left > source.bytes_in_buffer) {
+        left -= source.bytes_in_buffer;
+        refillSource(jpeg);
+    }
+    source.next_input_byte += left;
+    source.bytes_in_buffer -= left;
+}
+
+void watchProgress(j_common_ptr jpeg) {
+    JpegJob& job = jobOf(jpeg);
+    if (stopWished()) endWith(job, kExitStopped);
+    const int scans = job.jpeg.input_scan_number;  // so far
+    if (scans > kMostScans) {
+        endWith(job, fail(kExitInputRefused, "%s: more than %d scans", job.input->name, kMostScans));
+    }
+    const uint64_t pixels = uint64_t{job.jpeg.image_width} * job.jpeg.image_height;
+    const uint64_t mostPixels = kMostScansOfLargest * job.wishes->mostPixels;
+    if (static_cast<uint64_t>(scans) * pixels > mostPixels) {
+        endWith(job, fail(kExitInputRefused,
+                          "%s: %d or more scans of %" PRIu64 " pixels; --max-pixels allows %" PRIu64 " in all scans",
+                          job.input->name, scans, pixels, mostPixels));
+    }
+}
+
+// ---- Steps ----
+
+void connect(JpegJob& job) {
+    job.source = jpeg_source_mgr{};
+    job.source.init_source = startSource;
+    job.source.fill_input_buffer = refillSource;
+    job.source.skip_input_data = skipSource;
+    job.source.resync_to_restart = jpeg_resync_to_restart;
+    job.source.term_source = endSource;
+    job.source.next_input_byte = job.input->buffer + job.input->next;
+    job.source.bytes_in_buffer = job.input->end - job.input->next;
+    job.jpeg.src = &job.source;
+    job.progress = jpeg_progress_mgr{};
+    job.progress.progress_monitor = watchProgress;
+    job.jpeg.progress = &job.progress;
+    jpeg_save_markers(&job.jpeg, kExifMarker, kWholeSegment);
+}
+
+int findOrientation(const JpegJob& job) {
+    for (const jpeg_marker_struct* marker = job.jpeg.marker_list; marker != nullptr; marker = marker->next) {
+        const int orientation = orientationOf(marker->data, marker->data_length);
+        if (orientation != kNoOrientation) return orientation;
+    }
+    return kUpright;
+}
+
+uint64_t blocksAlong(uint32_t pixels, int factor, int largestFactor) {
+    const uint64_t whole = uint64_t{kBlockSide} * static_cast<uint64_t>(largestFactor);
+    return (uint64_t{pixels} * static_cast<uint64_t>(factor) + whole - 1) / whole;
+}
+
+ExitStatus checkLength(const JpegJob& job) {
+    const jpeg_decompress_struct& jpeg = job.jpeg;
+    if (jpeg.arith_code != FALSE) return kExitDone;  // may take next to nothing
+    uint64_t blocks = 0;
+    for (int i = 0; i < jpeg.num_components; ++i) {
+        const jpeg_component_info& component = jpeg.comp_info[i];
+        blocks += blocksAlong(jpeg.image_width, component.h_samp_factor, jpeg.max_h_samp_factor) *
+                  blocksAlong(jpeg.image_height, component.v_samp_factor, jpeg.max_v_samp_factor);
+    }
+    job.input->next = job.input->end - job.source.bytes_in_buffer;  // known to libjpeg alone until now
+    return canHold(*job.input, blocks / kBlocksPerByte) ? kExitDone : reportShortRead(*job.input);
+}
+
+ExitStatus chooseColours(JpegJob& job) {
+    switch (job.jpeg.jpeg_color_space) {
+        case JCS_GRAYSCALE: job.jpeg.out_color_space = JCS_GRAYSCALE; return kExitDone;
+        case JCS_YCbCr:
+        case JCS_RGB: job.jpeg.out_color_space = JCS_RGB; return kExitDone;
+        case JCS_CMYK:
+        case JCS_YCCK: job.jpeg.out_color_space = JCS_CMYK; return loadRasterCalls(*job.wishes->library, job.calls);
+        default:
+            return fail(kExitInputRefused, "%s: %d colour components that no known model goes with", job.input->name,
+                        job.jpeg.num_components);
+    }
+}
+
+bool isPrint(const JpegJob& job) { return job.jpeg.out_color_space == JCS_CMYK; }
+
+ExitStatus makeRoom(JpegJob& job) {
+    const uint32_t width = job.jpeg.image_width;
+    const uint32_t height = job.jpeg.image_height;
+    const bool exchanged = exchangesAxes(job.orientation);
+    const int32_t bits = job.jpeg.out_color_space == JCS_GRAYSCALE ? kIndexBits : kColourBits;
+    const ExitStatus status =
+        makePicture(*job.picture, job.input->name, exchanged ? height : width, exchanged ? width : height, bits);
+    if (status != kExitDone) return status;
+    if (bits == kIndexBits) setGreyRamp(*job.picture);
+    job.rowsStride = size_t{width} * kPrintChannels;
+    const size_t bytes = job.rowsStride * (exchanged ? kRowsAtOnce : 1);
+    const auto common = reinterpret_cast<j_common_ptr>(&job.jpeg);
+    job.rows = static_cast<uint8_t*>(job.jpeg.mem->alloc_large(common, JPOOL_IMAGE, bytes));
+    return kExitDone;
+}
+
+// Print colours as they are written together with an Adobe marker stand for the lack of ink.
+void convertPrintRow(const JpegJob& job, uint8_t* row) {
+    const size_t bytes = job.rowsStride;
+    if (job.jpeg.saw_Adobe_marker != FALSE) {
+        for (size_t i = 0; i < bytes; ++i) row[i] = static_cast<uint8_t>(UINT8_MAX - row[i]);
+    }
+    const Handle handle = job.calls.pointerToHandle(row, static_cast<uint32_t>(bytes));
+    job.calls.cmykToRgb(handle, static_cast<int32_t>(job.jpeg.image_width), 1);
+    job.calls.globalFree(handle);
+}
+
+void readRow(JpegJob& job, uint8_t* row) {
+    JSAMPROW rows[] = {row};
+    if (stopWished()) endWith(job, kExitStopped);
+    jpeg_read_scanlines(&job.jpeg, rows, 1);
+}
+
+void readInPlace(JpegJob& job) {
+    const Picture& picture = *job.picture;
+    for (uint32_t y = 0; y < picture.height; ++y) {
+        uint8_t* const row = rowOfFile(picture, y, job.orientation);
+        if (isPrint(job)) {
+            readRow(job, job.rows);
+            convertPrintRow(job, job.rows);
+            std::memcpy(row, job.rows, size_t{picture.width} * kTripleBytes);
+        } else {
+            readRow(job, row);
+        }
+        mirrorRow(picture, row, job.orientation);
+    }
+}
+
+void readIntoColumns(JpegJob& job) {
+    const uint32_t height = job.jpeg.image_height;
+    for (uint32_t y = 0; y < height; y += kRowsAtOnce) {
+        const uint32_t count = height - y < kRowsAtOnce ? height - y : kRowsAtOnce;
+        for (uint32_t k = 0; k < count; ++k) {
+            uint8_t* const row = job.rows + k * job.rowsStride;
+            readRow(job, row);
+            if (isPrint(job)) convertPrintRow(job, row);
+        }
+        placeColumns(*job.picture, job.rows, job.rowsStride, y, count, job.orientation);
+    }
+}
+
+ExitStatus readSteps(JpegJob& job) {
+    if (setjmp(job.whereErrorsEnd) != 0) return job.status;
+    jpeg_create_decompress(&job.jpeg);
+    connect(job);
+    jpeg_read_header(&job.jpeg, TRUE);
+    ExitStatus status =
+        checkExtents(job.input->name, job.jpeg.image_width, job.jpeg.image_height, job.wishes->mostPixels);
+    if (status == kExitDone) status = checkLength(job);
+    if (status == kExitDone) status = chooseColours(job);
+    if (status != kExitDone) return status;
+    job.orientation = findOrientation(job);
+    jpeg_start_decompress(&job.jpeg);
+    status = makeRoom(job);
+    if (status != kExitDone) return status;
+    if (exchangesAxes(job.orientation)) {
+        readIntoColumns(job);
+    } else {
+        readInPlace(job);
+    }
+    jpeg_finish_decompress(&job.jpeg);
+    return stopWished() ? kExitStopped : kExitDone;
+}
+
+}  // namespace
+
+ExitStatus readJpeg(Input& input, const ReadWishes& wishes, Picture& picture) {
+    static JpegJob job;
+    job = JpegJob{};
+    job.input = &input;
+    job.wishes = &wishes;
+    job.picture = &picture;
+    job.jpeg.err = jpeg_std_error(&job.errors);
+    job.errors.error_exit = endWithError;
+    job.errors.emit_message = passWarning;
+    const ExitStatus status = readSteps(job);
+    jpeg_destroy_decompress(&job.jpeg);
+    return status;
+}
+
+}  // namespace cli

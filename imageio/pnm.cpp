@@ -1,0 +1,220 @@
+// pnm.cpp: the portable any-map formats P1 to P6, strictly. Called by readPicture. Bit maps become two colours, grey
+// maps a ramp of as many greys as their maximum says; both go through to the GIF without loss. Samples of more than 8
+// bits are scaled to bytes.
+
+#include <algorithm>
+#include <cctype>
+
+#include "cli/terminal/progress.h"
+#include "imageio/read_picture.h"
+
+namespace cli {
+namespace {
+
+constexpr uint64_t kSaturatedNumber = 1'000'000'000;  // far beyond every limit, and still printable in a message
+constexpr uint32_t kLargestMaximum = 65535;
+constexpr uint32_t kByteMaximum = 255;
+constexpr uint64_t kNoNumber = UINT64_MAX;
+constexpr Colour kWhite = {255, 255, 255};
+constexpr Colour kBlack = {0, 0, 0};
+
+enum Kind : uint8_t {  // the format's digit
+    kPlainBits = '1',
+    kPlainGreys = '2',
+    kPlainColours = '3',
+    kRawBits = '4',
+    kRawGreys = '5',
+    kRawColours = '6',
+    kAnyMap = '7'  // not read here
+};
+
+constexpr uint32_t kColourSamples = 3;
+constexpr uint32_t kWideSamplesAtOnce = 1024;
+
+struct Header {
+    Kind kind;
+    uint64_t width;
+    uint64_t height;
+    uint32_t maximum;  // of a sample; 1 for bit maps
+};
+
+// A comment reads as the line's end that closes it, wherever it starts.
+int nextCharacter(Input& input) {
+    int c = nextByte(input);
+    if (c != '#') return c;
+    while (c != '\n' && c != '\r' && c != kNoMoreBytes) c = nextByte(input);
+    return c;
+}
+
+int nextVisible(Input& input) {
+    int c = nextCharacter(input);
+    while (c != kNoMoreBytes && std::isspace(c) != 0) c = nextCharacter(input);
+    return c;
+}
+
+// Takes the one character behind the number too, which must be white space or the file's end. Saturates, so that any
+// number of digits is safe.
+uint64_t nextNumber(Input& input) {
+    int c = nextVisible(input);
+    if (std::isdigit(c) == 0) return kNoNumber;
+    uint64_t value = 0;
+    for (; std::isdigit(c) != 0; c = nextCharacter(input)) {
+        if (value < kSaturatedNumber) value = value * 10 + static_cast<uint64_t>(c - '0');
+    }
+    return c == kNoMoreBytes || std::isspace(c) != 0 ? value : kNoNumber;
+}
+
+ExitStatus reportBadText(const Input& input, const char* what) {
+    if (input.ended || stopWished()) return reportShortRead(input);
+    return fail(kExitInputRefused, "%s: the PNM file's %s cannot be read", input.name, what);
+}
+
+bool isBits(Kind kind) { return kind == kPlainBits || kind == kRawBits; }
+bool isColours(Kind kind) { return kind == kPlainColours || kind == kRawColours; }
+
+// Greys of up to 8 bits stay as they are and get a palette that scales them.
+bool areScaled(const Header& header) { return isColours(header.kind) || header.maximum > kByteMaximum; }
+
+uint8_t scaled(uint32_t value, uint32_t maximum) {
+    return static_cast<uint8_t>((value * 2 * kByteMaximum + maximum) / (2 * maximum));
+}
+
+ExitStatus readHeader(Input& input, uint64_t mostPixels, Header& header) {
+    nextByte(input);
+    header.kind = static_cast<Kind>(nextByte(input));
+    header.width = nextNumber(input);
+    header.height = header.width == kNoNumber ? kNoNumber : nextNumber(input);
+    const uint64_t maximum = header.height == kNoNumber ? kNoNumber : isBits(header.kind) ? 1 : nextNumber(input);
+    if (maximum == kNoNumber || maximum == 0 || maximum > kLargestMaximum) return reportBadText(input, "header");
+    header.maximum = static_cast<uint32_t>(maximum);
+    return checkExtents(input.name, header.width, header.height, mostPixels);
+}
+
+// The fewest bytes that can hold the pixels: plain numbers need one each, and one between them.
+uint64_t fewestBytes(const Header& header) {
+    const uint64_t pixels = header.width * header.height;
+    const uint64_t samples = isColours(header.kind) ? kColourSamples * pixels : pixels;
+    switch (header.kind) {
+        case kPlainBits: return pixels;
+        case kRawBits: return (header.width + 7) / 8 * header.height;
+        case kPlainGreys:
+        case kPlainColours: return 2 * samples - 1;
+        default: return header.maximum > kByteMaximum ? 2 * samples : samples;
+    }
+}
+
+void setPalette(Picture& picture, const Header& header) {
+    if (isColours(header.kind)) return;
+    if (areScaled(header)) return setGreyRamp(picture);
+    picture.colours = header.maximum + 1;
+    if (isBits(header.kind)) {
+        picture.palette[0] = kWhite;
+        picture.palette[1] = kBlack;
+        return;
+    }
+    for (uint32_t level = 0; level <= header.maximum; ++level) {
+        const uint8_t grey = scaled(level, header.maximum);
+        picture.palette[level] = Colour{grey, grey, grey};
+    }
+}
+
+// ---- One row each; false where it cannot be read ----
+
+bool readPlainBits(Input& input, uint8_t* row, uint32_t width) {
+    for (uint32_t x = 0; x < width; ++x) {
+        const int c = nextVisible(input);
+        if (c != '0' && c != '1') return false;
+        row[x] = static_cast<uint8_t>(c - '0');
+    }
+    return true;
+}
+
+bool readPlainSamples(Input& input, const Header& header, uint8_t* row, uint32_t count) {
+    const bool scales = areScaled(header);
+    for (uint32_t i = 0; i < count; ++i) {
+        const uint64_t level = nextNumber(input);
+        if (level > header.maximum) return false;
+        const auto value = static_cast<uint32_t>(level);
+        row[i] = scales ? scaled(value, header.maximum) : static_cast<uint8_t>(value);
+    }
+    return true;
+}
+
+bool readRawBits(Input& input, uint8_t* row, uint32_t width) {
+    // The packed bits come into the row's own end and are spread from its start: a byte is read before the pixels that
+    // are written reach it.
+    const uint32_t packed = (width + 7) / 8;
+    uint8_t* const bits = row + (width - packed);
+    if (!readBytes(input, bits, packed)) return false;
+    for (uint32_t x = 0; x < width; x += 8) {
+        const uint8_t byte = bits[x / 8];
+        for (uint32_t k = 0; k < 8 && x + k < width; ++k) row[x + k] = (byte >> (7 - k)) & 1;
+    }
+    return true;
+}
+
+bool readWideSamples(Input& input, const Header& header, uint8_t* row, uint32_t count) {
+    uint8_t bytes[2 * kWideSamplesAtOnce];
+    for (uint32_t done = 0; done < count;) {
+        const uint32_t some = std::min(count - done, kWideSamplesAtOnce);
+        if (!readBytes(input, bytes, size_t{2} * some)) return false;
+        for (uint32_t i = 0; i < some; ++i) {
+            const uint32_t value = uint32_t{bytes[2 * i]} << 8 | bytes[2 * i + 1];
+            if (value > header.maximum) return false;
+            row[done + i] = scaled(value, header.maximum);
+        }
+        done += some;
+    }
+    return true;
+}
+
+bool readRawSamples(Input& input, const Header& header, uint8_t* row, uint32_t count) {
+    if (header.maximum > kByteMaximum) return readWideSamples(input, header, row, count);
+    if (!readBytes(input, row, count)) return false;
+    if (header.maximum == kByteMaximum) return true;
+    const bool scales = areScaled(header);
+    for (uint32_t i = 0; i < count; ++i) {
+        if (row[i] > header.maximum) return false;
+        if (scales) row[i] = scaled(row[i], header.maximum);
+    }
+    return true;
+}
+
+bool readRow(Input& input, const Header& header, uint8_t* row, uint32_t width) {
+    switch (header.kind) {
+        case kPlainBits: return readPlainBits(input, row, width);
+        case kRawBits: return readRawBits(input, row, width);
+        case kPlainGreys: return readPlainSamples(input, header, row, width);
+        case kPlainColours: return readPlainSamples(input, header, row, width * kColourSamples);
+        case kRawGreys: return readRawSamples(input, header, row, width);
+        default: return readRawSamples(input, header, row, width * kColourSamples);
+    }
+}
+
+// Files of this format may simply follow one another. A pipe is waited for: whether it brings more must not depend on
+// who is faster.
+void warnOfMorePictures(Input& input) {
+    if (nextVisible(input) != 'P') return;
+    const int digit = nextByte(input);
+    if (digit >= kPlainBits && digit <= kAnyMap) warn("%s: several pictures; the first is taken", input.name);
+}
+
+}  // namespace
+
+ExitStatus readPnm(Input& input, const ReadWishes& wishes, Picture& picture) {
+    Header header = {};
+    ExitStatus status = readHeader(input, wishes.mostPixels, header);
+    if (status != kExitDone) return status;
+    if (!canHold(input, fewestBytes(header))) return reportShortRead(input);
+    const int32_t bits = isColours(header.kind) ? kColourBits : kIndexBits;
+    status = makePicture(picture, input.name, header.width, header.height, bits);
+    if (status != kExitDone) return status;
+    setPalette(picture, header);
+    for (uint32_t y = 0; y < picture.height; ++y) {
+        if (!readRow(input, header, rowFromTop(picture, y), picture.width)) return reportBadText(input, "pixels");
+    }
+    warnOfMorePictures(input);
+    return stopWished() ? kExitStopped : kExitDone;
+}
+
+}  // namespace cli
