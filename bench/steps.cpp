@@ -5,9 +5,9 @@
 #include <random>
 #include <vector>
 
-#include "output/output.h"
-#include "raster/raster.h"
-#include "stream/stream.h"
+#include <tolva/output.h>
+#include <tolva/raster.h>
+#include <tolva/stream.h>
 
 namespace {
 
@@ -16,7 +16,7 @@ constexpr int kHeight = 1080;
 
 // Takes everything and keeps nothing: the encoder's own cost.
 intptr_t sink(intptr_t, intptr_t operation, intptr_t, intptr_t count) {
-    return operation == kProcOpen ? 1 : operation == kProcWrite ? count : 0;
+    return operation == kTolvaProcOpen ? 1 : operation == kTolvaProcWrite ? count : 0;
 }
 
 std::vector<uint8_t> pixels(int kind) {
@@ -36,7 +36,7 @@ void encode(benchmark::State& state) {
     StreamDescriptor descriptor = {};
     descriptor.blockRef = 1;
     descriptor.ioProc = reinterpret_cast<intptr_t>(sink);
-    const Handle stream = zunOpen("sink", &descriptor, kCreateAndWrite);
+    const TolvaHandle stream = zunOpen("sink", &descriptor, kTolvaCreateAndWrite);
     uint8_t work[264] = {};
     for (auto _ : state) {
         uint32_t carry = 0;
@@ -49,7 +49,7 @@ BENCHMARK(encode)->ArgName("noise0_smooth1_flat2")->Arg(0)->Arg(1)->Arg(2)->Unit
 
 void scale(benchmark::State& state) {
     std::vector<uint8_t> bytes = pixels(1);
-    const Handle source = GlobalPointerToHandle(bytes.data(), static_cast<uint32_t>(bytes.size()));
+    const TolvaHandle source = GlobalPointerToHandle(bytes.data(), static_cast<uint32_t>(bytes.size()));
     const auto percent = static_cast<uint32_t>(state.range(0));
     for (auto _ : state) {
         GlobalFree(rlStretchBitmap(source, 8, kWidth, kHeight, kWidth * percent / 100, kHeight * percent / 100));

@@ -67,8 +67,8 @@ void notePicture(const char* name, const Picture& picture) {
 }
 
 // What the user asks for wins over what the picture brings.
-ExitStatus chooseTransparency(const Options& options, const Library& library, ConversionMode tone, Picture& picture,
-                              std::optional<Colour>& transparent) {
+ExitStatus chooseTransparency(const Options& options, const Library& library, TolvaConversionMode tone,
+                              Picture& picture, std::optional<Colour>& transparent) {
     transparent = options.transparent;
     if (transparent || picture.transparentIndex == kNoTransparency) return kExitDone;
     return settleKey(library, tone, picture, transparent.emplace());

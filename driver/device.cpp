@@ -1,18 +1,18 @@
 // device.cpp: opening and closing the device, and the picture brackets between. Opening makes the output stream;
 // closing closes it, or deletes the file when the host wants to stop. Brackets only move the state.
 
-#include "driver/driver.h"
+#include <tolva/driver.h>
+#include <tolva/stream.h>
 #include "output/output_stream.h"
-#include "settings/settings.h"
-#include "stream/stream.h"
-
-namespace {
+#include "settings/current.h"
 
 using namespace tolva;
 
+namespace {
+
 // A memory stream keeps a variable with its block's address up to date. That variable lives as long as the stream, in a
 // block of its own, because a host may go back to a device whose init was followed by another.
-Handle openStream(const EMData& em) {
+Handle openStream(const TolvaEMData& em) {
     void** const memory = static_cast<void**>(zunPtrGlobalAlloc(sizeof(void*)));
     const Handle stream = openOutputStream(lpSetup, em.status, em.fileName, memory);
     if (*memory == nullptr) {
@@ -34,25 +34,25 @@ void** memoryOf(Handle stream) {
 
 void* d_opdv(void* block) {
     if (lpEMData == nullptr) return block;
-    EMData& em = *lpEMData;
+    TolvaEMData& em = *lpEMData;
     d_empes(block);
-    em.state = kDeviceOpen;
+    em.state = kTolvaDeviceOpen;
     em.outputStream = openStream(em);
     // Kept: an output device that does not open is not reported.
     const bool hasDevice = lpSetup != nullptr && lpSetup->outputDevice != 0;
-    if (em.outputStream == 0 && !hasDevice) push_er(kStreamFailed);
+    if (em.outputStream == 0 && !hasDevice) push_er(kTolvaStreamFailed);
     return block;
 }
 
 void* d_cldv(void* block) {
     if (lpEMData == nullptr) return block;
-    EMData& em = *lpEMData;
-    em.state = kInitialised;
+    TolvaEMData& em = *lpEMData;
+    em.state = kTolvaInitialised;
     void** const memory = memoryOf(em.outputStream);
-    if (RASTER_escape() != kNoError) {
+    if (RASTER_escape() != kTolvaNoError) {
         zunCloseandDelete(em.outputStream, em.fileName);
     } else if (zunClose(em.outputStream) != 0) {
-        push_er(kStreamFailed);
+        push_er(kTolvaStreamFailed);
     }
     em.outputStream = 0;
     if (memory != nullptr) freeOutputMemory(memory);
@@ -62,18 +62,18 @@ void* d_cldv(void* block) {
 
 void* d_begp(void* block) {
     if (lpEMData == nullptr) return block;
-    lpEMData->state = kPictureBegun;
-    d_reset(0, kPictureBegun);
+    lpEMData->state = kTolvaPictureBegun;
+    d_reset(0, kTolvaPictureBegun);
     return block;
 }
 
 void* d_begpb(void* block) {
-    if (lpEMData != nullptr) lpEMData->state = kPictureBody;
+    if (lpEMData != nullptr) lpEMData->state = kTolvaPictureBody;
     return block;
 }
 
 void* d_endp(void* block) {
-    if (lpEMData != nullptr) lpEMData->state = kPictureEnded;
+    if (lpEMData != nullptr) lpEMData->state = kTolvaPictureEnded;
     return block;
 }
 

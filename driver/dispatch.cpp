@@ -3,15 +3,15 @@
 
 #include <iterator>
 
-#include "driver/driver.h"
+#include <tolva/driver.h>
 #include "host/numbers.h"
 
 namespace {
 
 struct DispatchRow {
     int32_t opcode;
-    OpcodeHandler handler;
-    int32_t states;  // mask of DeviceState; bits 32, 64, 128, 256 and 32768 name states the filter never enters
+    TolvaOpcodeHandler handler;
+    int32_t states;  // mask of TolvaDeviceState; bits 32, 64, 128, 256 and 32768 name states the filter never enters
 };
 
 // Rows that lead to d_noop make their opcodes known, so that they are accepted without effect. Kept: 0xf01 leads there
@@ -48,15 +48,15 @@ constexpr bool opcodesAreUnique() {
     }
     return true;
 }
-static_assert(std::size(kDispatch) == kDispatchRows && opcodesAreUnique());
+static_assert(std::size(kDispatch) == kTolvaDispatchRows && opcodesAreUnique());
 
 constexpr int32_t kSupported = 2;
 
 }  // namespace
 
-int32_t GDPSupport[kPrimitiveIds] = {};
+int32_t GDPSupport[kTolvaPrimitiveIds] = {};
 
-OpcodeHandler getfunc(int32_t opcode) {
+TolvaOpcodeHandler getfunc(int32_t opcode) {
     if (lpEMData == nullptr) return d_noop;
     for (const DispatchRow& row : kDispatch) {
         if (row.opcode == opcode) return (row.states & lpEMData->state) != 0 ? row.handler : d_noop;
@@ -67,9 +67,9 @@ OpcodeHandler getfunc(int32_t opcode) {
 void* d_noop(void* block) { return block; }
 
 int32_t InquireSupport(int32_t opcode, int32_t argument) {
-    if (opcode == kOpPrimitive) return InqGDPSupport(argument);
-    if (opcode == kOpQueryCapability) return 0;
+    if (opcode == kTolvaOpPrimitive) return InqGDPSupport(argument);
+    if (opcode == kTolvaOpQueryCapability) return 0;
     return getfunc(tolva::low16(opcode)) != d_noop ? kSupported : 0;
 }
 
-int32_t InqGDPSupport(int32_t id) { return id >= 0 || id <= -kPrimitiveIds ? 0 : GDPSupport[-id]; }
+int32_t InqGDPSupport(int32_t id) { return id >= 0 || id <= -kTolvaPrimitiveIds ? 0 : GDPSupport[-id]; }

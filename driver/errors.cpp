@@ -4,14 +4,14 @@
 #include <algorithm>
 #include <cstring>
 
-#include "driver/driver.h"
+#include <tolva/driver.h>
 #include "host/numbers.h"
 
 using namespace tolva;
 
 namespace {
 
-int32_t errorCount(const EMData& em) { return std::clamp(em.errorCount, 0, int32_t{kErrorEntries}); }
+int32_t errorCount(const TolvaEMData& em) { return std::clamp(em.errorCount, 0, int32_t{kTolvaErrorEntries}); }
 
 template <class T>
 void reply(const T& value) {
@@ -22,12 +22,12 @@ void reply(const T& value) {
 
 void push_er(int32_t code) {
     if (lpEMData == nullptr) return;
-    EMData& em = *lpEMData;
+    TolvaEMData& em = *lpEMData;
     const int32_t count = errorCount(em);
-    const ErrorRecord record = {em.currentOpcode, low16(code)};
+    const TolvaErrorRecord record = {em.currentOpcode, low16(code)};
     if (count != 0 && em.errors[count - 1].opcode == record.opcode && em.errors[count - 1].code == record.code) return;
     if (count == 0) em.firstError = record;
-    const int32_t capacity = std::clamp(em.errorCapacity, 0, int32_t{kErrorEntries});
+    const int32_t capacity = std::clamp(em.errorCapacity, 0, int32_t{kTolvaErrorEntries});
     if (count < capacity) {
         em.errors[count] = record;
         em.errorCount = count + 1;
@@ -42,7 +42,7 @@ void push_er(int32_t code) {
 
 void mov2buf(const void* from, uint32_t length) {
     if (lpEMData == nullptr) return;
-    EMData& em = *lpEMData;
+    TolvaEMData& em = *lpEMData;
     const uint32_t room = em.replySize > em.replyPosition ? em.replySize - em.replyPosition : 0;
     length = std::min(length, room);
     if (length == 0 || em.replyBuffer == nullptr) return;
@@ -52,9 +52,9 @@ void mov2buf(const void* from, uint32_t length) {
 
 void* d_popes(void* block) {
     if (lpEMData == nullptr) return block;
-    EMData& em = *lpEMData;
+    TolvaEMData& em = *lpEMData;
     em.errorCount = errorCount(em);
-    const int32_t n = std::min(load<int32_t>(static_cast<const uint8_t*>(block) + kPopRequested), em.errorCount);
+    const int32_t n = std::min(load<int32_t>(static_cast<const uint8_t*>(block) + kTolvaPopRequested), em.errorCount);
     reply(n);
     for (int32_t i = 0; i < n; ++i) reply(em.errors[--em.errorCount]);
     return block;
@@ -65,7 +65,7 @@ void* d_empes(void* block) {
     lpEMData->errorCount = 0;
     lpEMData->lostErrors = 0;
     lpEMData->lastErrorOpcode = 0;
-    lpEMData->result = kNoError;
+    lpEMData->result = kTolvaNoError;
     return block;
 }
 

@@ -4,22 +4,23 @@
 
 #include <cstring>
 
-#include "driver/driver.h"
+#include <tolva/driver.h>
+#include <tolva/raster.h>
+#include <tolva/stream.h>
 #include "driver/status.h"
 #include "output/bands.h"
 #include "output/output_stream.h"
-#include "raster/raster.h"
+#include "settings/current.h"
 #include "settings/export_remains.h"
 #include "settings/one_call.h"
-#include "stream/stream.h"
-
-namespace {
 
 using namespace tolva;
 
+namespace {
+
 // Words of the init block.
 enum InitWord { kWordHost = 1, kWordFileName = 3, kWordSecond = 5, kWordSetup = 13, kWordStatus = 14 };
-constexpr size_t kStatusWord4 = offsetof(StatusRecord, word4);
+constexpr size_t kStatusWord4 = offsetof(TolvaStatusRecord, word4);
 
 // The properties that a host with metafiles is told: (init block word 13, code, 4, address of the value, 0, 0).
 using PropertyCallback = intptr_t (*)(intptr_t, intptr_t, intptr_t, intptr_t, intptr_t, intptr_t);
@@ -42,8 +43,8 @@ T wordOf(const void* block, size_t index) {
 }
 
 int32_t colourClassOf(int32_t colourMode) {
-    const bool known = colourMode > kColourNormal && colourMode <= kColourInvertGrey;
-    return kColourClassNormal + (known ? colourMode - kColourNormal : 0);
+    const bool known = colourMode > kTolvaColourNormal && colourMode <= kTolvaColourInvertGrey;
+    return kTolvaColourClassNormal + (known ? colourMode - kTolvaColourNormal : 0);
 }
 
 void tellProperties(PropertyCallback callback, uintptr_t target, Setup& setup) {
@@ -63,7 +64,7 @@ void tellProperties(PropertyCallback callback, uintptr_t target, Setup& setup) {
 }
 
 // The file's name, which becomes the settings' own; false where it does not fit.
-bool takeFileName(ExportState& state, const char* name) {
+bool takeFileName(TolvaExportState& state, const char* name) {
     state.fileName[0] = '\0';
     const size_t bytes = name == nullptr ? 1 : strnlen(name, sizeof state.fileName) + 1;
     if (bytes > sizeof state.fileName) return false;
@@ -81,7 +82,7 @@ bool closeStream(Setup& setup) {
 }
 
 bool openStream(Setup& setup, const char* name) {
-    ExportState& state = setup.exporting;
+    TolvaExportState& state = setup.exporting;
     closeStream(setup);  // of an init that was never terminated
     if (!takeFileName(state, name)) return false;
     keepStream(setup, openOutputStream(&setup, state.status, state.fileName, &state.streamMemory));
@@ -89,11 +90,11 @@ bool openStream(Setup& setup, const char* name) {
     return state.outputStream != 0 || setup.outputDevice != 0;
 }
 
-MetafilePicture pictureOf(uintptr_t metafile) {
-    MetafilePicture picture = {};
+TolvaMetafilePicture pictureOf(uintptr_t metafile) {
+    TolvaMetafilePicture picture = {};
     picture.metafile = metafile;
     if (lpRaster == nullptr) return picture;
-    const ExportState& state = lpRaster->exporting;
+    const TolvaExportState& state = lpRaster->exporting;
     picture.left = state.page[0];
     picture.top = state.page[1];
     picture.right = state.page[2];
@@ -102,44 +103,44 @@ MetafilePicture pictureOf(uintptr_t metafile) {
     picture.metafileWord = state.metafileWord;
     if (state.status != nullptr) {
         const auto* const record = reinterpret_cast<const uint8_t*>(state.status);
-        std::memcpy(picture.host, record + offsetof(StatusRecord, picture), sizeof picture.host);
+        std::memcpy(picture.host, record + offsetof(TolvaStatusRecord, picture), sizeof picture.host);
     }
     return picture;
 }
 
 int32_t drawMetafile(uintptr_t metafile) {
-    MetafilePicture picture = pictureOf(metafile);
-    if (metafile == 0 || lpRaster == nullptr || escape() != kNoError) return kExportFailed;
+    TolvaMetafilePicture picture = pictureOf(metafile);
+    if (metafile == 0 || lpRaster == nullptr || escape() != kTolvaNoError) return kTolvaExportFailed;
     const int32_t result = drawBands(lpRaster->exporting.outputStream, &picture, DrawPlatformMetafile);
-    if (escape() != kNoError) zunOpen(lpRaster->exporting.fileName, nullptr, kDeleteFile);
+    if (escape() != kTolvaNoError) zunOpen(lpRaster->exporting.fileName, nullptr, kTolvaDeleteFile);
     return result;
 }
 
-int32_t commonState() { return loadField<int32_t>(lpCommon, offsetof(CommonBlock, state)); }
-void clearCommonResult() { storeField(lpCommon, offsetof(CommonBlock, result), int16_t{kNoError}); }
+int32_t commonState() { return loadField<int32_t>(lpCommon, offsetof(TolvaCommonBlock, state)); }
+void clearCommonResult() { storeField(lpCommon, offsetof(TolvaCommonBlock, result), int16_t{kTolvaNoError}); }
 
 int32_t callOpcode(void* block) {
     if (lpCommon == nullptr) return 0;
     clearCommonResult();
     if (commonState() <= 0 || block == nullptr) return 0;
-    const OpcodeHandler handler = getfunc(load<int32_t>(block));
+    const TolvaOpcodeHandler handler = getfunc(load<int32_t>(block));
     esc_mode(1);
     handler(block);
     esc_mode(0);
-    return lpCommon == nullptr ? 0 : loadField<int16_t>(lpCommon, offsetof(CommonBlock, result));
+    return lpCommon == nullptr ? 0 : loadField<int16_t>(lpCommon, offsetof(TolvaCommonBlock, result));
 }
 
 // Kept: state 1 here, where the raster variant asks for -1; hosts init either way.
-bool isInitialised() { return hCommon != 0 && lpCommon != nullptr && commonState() != kInitialised; }
+bool isInitialised() { return hCommon != 0 && lpCommon != nullptr && commonState() != kTolvaInitialised; }
 
 int32_t initVariant(void* block) {
-    if (block == nullptr) return kNoSettings;
+    if (block == nullptr) return kTolvaNoSettings;
     hRaster = wordOf<Handle>(block, kWordSetup);
     lpRaster = static_cast<Setup*>(GlobalLock(hRaster));
-    if (lpRaster == nullptr) return kNoSettings;
+    if (lpRaster == nullptr) return kTolvaNoSettings;
     Setup& setup = *lpRaster;
-    ExportState& state = setup.exporting;
-    StatusRecord* const status = wordOf<StatusRecord*>(block, kWordStatus);
+    TolvaExportState& state = setup.exporting;
+    TolvaStatusRecord* const status = wordOf<TolvaStatusRecord*>(block, kWordStatus);
     state.status = status;
     uintptr_t callback = 0;
     state.hookResult = InitPlatformMetafileFilter(
@@ -148,13 +149,13 @@ int32_t initVariant(void* block) {
     char* const name = wordOf<char*>(block, kWordFileName);
     if (!openStream(setup, name)) {
         state.status = nullptr;  // no term will follow
-        return kStreamFailed;
+        return kTolvaStreamFailed;
     }
     if (name != nullptr) name[0] = '\0';
     state.statusWord = status == nullptr ? 0 : loadField<intptr_t>(status, kStatusWord4);
     storeField(block, kWordSetup * sizeof(uintptr_t), hSetup);
     tellProperties(reinterpret_cast<PropertyCallback>(callback), hSetup, setup);
-    return kNoError;
+    return kTolvaNoError;
 }
 
 int32_t termVariant() {
@@ -164,16 +165,16 @@ int32_t termVariant() {
     const int32_t hookResult = TermPlatformMetafileFilter(lpRaster == nullptr ? 0 : lpRaster->exporting.hookResult);
     Setup* const setup = lpRaster;
     if (setup != nullptr) {
-        if (!closeStream(*setup)) result = kStreamFailed;
+        if (!closeStream(*setup)) result = kTolvaStreamFailed;
         // The host's record may be gone after term.
         setup->exporting.status = nullptr;
     }
-    return result == kNoError ? hookResult : result;
+    return result == kTolvaNoError ? hookResult : result;
 }
 
 int32_t serveEntry(int16_t func, void* block) {
-    if (func == kFuncInit) return isInitialised() ? 0 : initVariant(block);
-    if (func == kFuncCall) return callOpcode(block);
+    if (func == kTolvaFuncInit) return isInitialised() ? 0 : initVariant(block);
+    if (func == kTolvaFuncCall) return callOpcode(block);
     if (lpCommon != nullptr) clearCommonResult();
     return termVariant();
 }
@@ -181,17 +182,17 @@ int32_t serveEntry(int16_t func, void* block) {
 }  // namespace
 
 int32_t initdvr(void* block) {
-    return asOneCall(kExportFailed, [=] { return initVariant(block); });
+    return asOneCall(kTolvaExportFailed, [=] { return initVariant(block); });
 }
 
-int32_t termdvr(uintptr_t) { return asOneCall(kExportFailed, termVariant); }
+int32_t termdvr(uintptr_t) { return asOneCall(kTolvaExportFailed, termVariant); }
 
 int32_t dd_entry32(uintptr_t, int16_t func, void* block) {
     switch (func) {
-        case kFuncInit:
-        case kFuncCall:
-        case kFuncTerm: return asOneCall(kExportFailed, [=] { return serveEntry(func, block); });
-        case kFuncVersion:
+        case kTolvaFuncInit:
+        case kTolvaFuncCall:
+        case kTolvaFuncTerm: return asOneCall(kTolvaExportFailed, [=] { return serveEntry(func, block); });
+        case kTolvaFuncVersion:
             if (block != nullptr) store(block, ZUNGetFilterVersion());
             return sizeof(uint32_t);
         default: return 0;

@@ -1,10 +1,10 @@
 // name_table.cpp: what a host looks up before anything else: the table of entries and the 16-bit-style entries, which
 // answer the version and hand out the 32-bit ones.
 
-#include "driver/driver.h"
+#include <tolva/driver.h>
+#include <tolva/output.h>
 #include "host/numbers.h"
-#include "output/output.h"
-#include "settings/settings.h"
+#include "settings/current.h"
 
 namespace {
 
@@ -14,7 +14,7 @@ void* target(T* entry) {
 }
 
 // Ordinals are the hosts': 1007 is not given, and they are not to be made contiguous.
-const NameRow nameTable[] = {
+const TolvaNameRow nameTable[] = {
     {"CreateSetup", 1001, target(CreateSetup)},
     {"DestroySetup", 1002, target(DestroySetup)},
     {"EditSetup", 1003, target(EditSetup)},
@@ -25,20 +25,20 @@ const NameRow nameTable[] = {
     {"ExportCellData", 1009, target(ExportCellData)},
     {"szDLLName", 1010, target(&export_szDLLName)},
 };
-static_assert(sizeof nameTable / sizeof nameTable[0] == kNameTableRows);
+static_assert(sizeof nameTable / sizeof nameTable[0] == kTolvaNameTableRows);
 
 void answer(int16_t func, void* out, void* entry32) {
     if (out == nullptr) return;
-    if (func == kFuncVersion) tolva::store(out, ZUNGetFilterVersion());
-    if (func == kFuncEntry32) tolva::store(out, entry32);
+    if (func == kTolvaFuncVersion) tolva::store(out, ZUNGetFilterVersion());
+    if (func == kTolvaFuncEntry32) tolva::store(out, entry32);
 }
 
 }  // namespace
 
-void fltLoadPointers(NameTableRecord* record) {
+void fltLoadPointers(TolvaNameTableRecord* record) {
     if (record == nullptr) return;
-    tolva::storeField(record, offsetof(NameTableRecord, count), uint16_t{kNameTableRows});
-    tolva::storeField(record, offsetof(NameTableRecord, table), &nameTable[0]);
+    tolva::storeField(record, offsetof(TolvaNameTableRecord, count), uint16_t{kTolvaNameTableRows});
+    tolva::storeField(record, offsetof(TolvaNameTableRecord, table), &nameTable[0]);
 }
 
 int32_t RASTER_dd_entry(int16_t func, void* out, void*) {

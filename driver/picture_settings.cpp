@@ -3,9 +3,9 @@
 
 #include <algorithm>
 
-#include "driver/driver.h"
+#include <tolva/driver.h>
+#include <tolva/raster.h>
 #include "host/numbers.h"
-#include "raster/raster.h"
 
 namespace {
 
@@ -18,20 +18,20 @@ constexpr int16_t kLastScalingMode = 2;
 constexpr double kMillimetresAnInch = 25.4;
 constexpr uint32_t kLengthBeforeColours = 2;
 constexpr uint32_t kMostColoursSent = 65535;
-constexpr uint32_t kLengthTooLarge = kLengthBeforeColours + (kMostColoursSent + 1) * kTripleBytes;
+constexpr uint32_t kLengthTooLarge = kLengthBeforeColours + (kMostColoursSent + 1) * kTolvaTripleBytes;
 
 uint8_t* field(void* block, int at) { return static_cast<uint8_t*>(block) + at; }
 
 }  // namespace
 
 void* ds_dvwn(void* block) {
-    if (lpEMData != nullptr) std::memcpy(lpEMData->window, field(block, kBlockData), sizeof lpEMData->window);
+    if (lpEMData != nullptr) std::memcpy(lpEMData->window, field(block, kTolvaBlockData), sizeof lpEMData->window);
     return block;
 }
 
 void* ds_bgc(void* block) {
     if (lpEMData != nullptr) {
-        std::memcpy(lpEMData->backgroundColour, field(block, kBlockData), sizeof lpEMData->backgroundColour);
+        std::memcpy(lpEMData->backgroundColour, field(block, kTolvaBlockData), sizeof lpEMData->backgroundColour);
     }
     return block;
 }
@@ -39,16 +39,17 @@ void* ds_bgc(void* block) {
 void* ds_dvvp(void* block) {
     if (lpEMData == nullptr) return block;
     for (const int slot : kViewportSlots) {
-        lpEMData->viewport[slot] = load<double>(field(block, kBlockData + slot * static_cast<int>(sizeof(double))));
+        lpEMData->viewport[slot] =
+            load<double>(field(block, kTolvaBlockData + slot * static_cast<int>(sizeof(double))));
     }
     return block;
 }
 
 void* ds_vpsm(void* block) {
     if (lpEMData == nullptr) return block;
-    const int16_t mode = load<int16_t>(field(block, kScalingMode));
+    const int16_t mode = load<int16_t>(field(block, kTolvaScalingMode));
     if (mode < 0 || mode > kLastScalingMode || (lpEMData->state & kRefusesScaling) != 0) return block;
-    const double unit = mode == kScalingByUnit ? load<double>(field(block, kScalingUnit)) : 0.0;
+    const double unit = mode == kScalingByUnit ? load<double>(field(block, kTolvaScalingUnit)) : 0.0;
     lpEMData->resolution = unit == 0.0 ? 0 : truncated<int32_t>(kMillimetresAnInch / unit + 0.5);
     return block;
 }
@@ -69,17 +70,17 @@ void* dq_dvvp(void* block) {
 
 void* ds_ct(void* block) {
     if (lpEMData == nullptr) return block;
-    const uint32_t length = load<uint32_t>(field(block, kTableLength));
-    const uint32_t first = load<uint32_t>(field(block, kTableFirst));
+    const uint32_t length = load<uint32_t>(field(block, kTolvaTableLength));
+    const uint32_t first = load<uint32_t>(field(block, kTolvaTableFirst));
     // A length that claims more colours than any host sends says nothing about the block: none of it is touched.
     if (length < kLengthBeforeColours || length >= kLengthTooLarge) return block;
-    const uint32_t colours = (length - kLengthBeforeColours) / kTripleBytes;
-    uint8_t* const triples = field(block, kTableColours);
+    const uint32_t colours = (length - kLengthBeforeColours) / kTolvaTripleBytes;
+    uint8_t* const triples = field(block, kTolvaTableColours);
     // Kept: the host's own block is converted, then copied from.
     rev_rgb(static_cast<int32_t>(colours), triples, lpEMData->conversionMode);
-    if (first >= kLargestColourTable) return block;
-    const uint32_t stored = std::min(colours, kLargestColourTable - first);
-    if (stored != 0) std::memcpy(lpEMData->colourTable[first], triples, size_t{stored} * kTripleBytes);
+    if (first >= kTolvaLargestColourTable) return block;
+    const uint32_t stored = std::min(colours, kTolvaLargestColourTable - first);
+    if (stored != 0) std::memcpy(lpEMData->colourTable[first], triples, size_t{stored} * kTolvaTripleBytes);
     return block;
 }
 

@@ -4,15 +4,15 @@
 #include <algorithm>
 #include <cstring>
 
-#include "driver/driver.h"
+#include <tolva/driver.h>
+#include <tolva/raster.h>
 #include "host/numbers.h"
 #include "output/bands.h"
 #include "output/cells.h"
-#include "raster/raster.h"
-
-namespace {
 
 using namespace tolva;
+
+namespace {
 
 constexpr int64_t kTrueColour = 24;
 constexpr int64_t kMostBits = 1 << 20;
@@ -32,32 +32,32 @@ struct CellArray {
 
 const uint8_t* field(const void* block, int at) { return static_cast<const uint8_t*>(block) + at; }
 
-int64_t magnitudeOf(int64_t bits) { return bits == kOneBitCells ? 1 : bits < 0 ? -bits : bits; }
+int64_t magnitudeOf(int64_t bits) { return bits == kTolvaOneBitCells ? 1 : bits < 0 ? -bits : bits; }
 
 // Depths beyond kMostBits do not exist; what they are cut to still fits no block.
 int64_t paddedBytes(int64_t width, int64_t bits) { return ((width * std::min(bits, kMostBits) + 7) / 8 + 3) / 4 * 4; }
 
 // Rows run upward when the corners and the window run opposite ways.
-bool runsUpward(const EMData& em, const void* block) {
-    const double firstY = load<double>(field(block, kCellFirstY));
-    const double secondY = load<double>(field(block, kCellSecondY));
+bool runsUpward(const TolvaEMData& em, const void* block) {
+    const double firstY = load<double>(field(block, kTolvaCellFirstY));
+    const double secondY = load<double>(field(block, kTolvaCellSecondY));
     const double windowFirstY = em.window[1];
     const double windowSecondY = em.window[4];
     return (secondY < firstY && windowSecondY > windowFirstY) || (secondY > firstY && windowSecondY < windowFirstY);
 }
 
-int64_t windowColumns(const EMData& em) {
+int64_t windowColumns(const TolvaEMData& em) {
     const int64_t difference = int64_t{truncated<int32_t>(em.window[3])} - truncated<int32_t>(em.window[0]);
     return (difference < 0 ? -difference : difference) + 1;
 }
 
-CellArray readCellArray(const EMData& em, const void* block) {
+CellArray readCellArray(const TolvaEMData& em, const void* block) {
     CellArray cells = {};
-    const int64_t bits = load<int32_t>(field(block, kCellBits));
-    cells.data = bits < 0 ? load<const uint8_t*>(field(block, kCellData)) : field(block, kCellData);
+    const int64_t bits = load<int32_t>(field(block, kTolvaCellBits));
+    cells.data = bits < 0 ? load<const uint8_t*>(field(block, kTolvaCellData)) : field(block, kTolvaCellData);
     cells.bits = magnitudeOf(bits);
-    cells.cellsPerRow = load<uint32_t>(field(block, kCellsPerRow));
-    cells.rows = load<uint32_t>(field(block, kCellRows));
+    cells.cellsPerRow = load<uint32_t>(field(block, kTolvaCellsPerRow));
+    cells.rows = load<uint32_t>(field(block, kTolvaCellRows));
     cells.upward = runsUpward(em, block);
     cells.width = std::min<int64_t>(windowColumns(em), cells.cellsPerRow);
     cells.rowBytes = paddedBytes(cells.width, cells.bits);
@@ -71,7 +71,7 @@ CellArray readCellArray(const EMData& em, const void* block) {
 
 // Copies `count` rows of the data, row i to bitmap row start + step x i, as far as the bitmap has those rows: a height
 // left over from elsewhere may reach past it.
-void copyRows(const EMData& em, const CellArray& cells, Handle h, int64_t start, int64_t step, int64_t count) {
+void copyRows(const TolvaEMData& em, const CellArray& cells, Handle h, int64_t start, int64_t step, int64_t count) {
     uint8_t* const bitmap = static_cast<uint8_t*>(GlobalLock(h));
     const int64_t held = cells.rowBytes == 0 ? 0 : GlobalSize(h) / cells.rowBytes;
     const int64_t first = step > 0 ? -start : start - held + 1;
@@ -84,49 +84,49 @@ void copyRows(const EMData& em, const CellArray& cells, Handle h, int64_t start,
     }
 }
 
-void startUpward(EMData& em) {
+void startUpward(TolvaEMData& em) {
     if (em.currentRow == 0) em.currentRow = static_cast<int32_t>(em.pictureHeight - 1);
 }
 
 // Kept: the first upward row lands two rows above the bottom, so the last row of the bitmap is never filled.
-void copyUpward(EMData& em, const CellArray& cells, Handle bitmap) {
+void copyUpward(TolvaEMData& em, const CellArray& cells, Handle bitmap) {
     startUpward(em);
     const int32_t rows = std::max(std::min(static_cast<int32_t>(cells.rows), em.currentRow), 0);
     copyRows(em, cells, bitmap, int64_t{em.currentRow} - 1, -1, rows);
     em.currentRow -= rows;
 }
 
-void copyDownward(EMData& em, const CellArray& cells, Handle bitmap) {
+void copyDownward(TolvaEMData& em, const CellArray& cells, Handle bitmap) {
     const uint32_t row = static_cast<uint32_t>(em.currentRow);
     const uint32_t rows = std::min(cells.rows, em.pictureHeight - row);
     copyRows(em, cells, bitmap, em.currentRow, 1, rows);
     em.currentRow = static_cast<int32_t>(row + rows);
 }
 
-void collectCells(EMData& em, const CellArray& cells, Handle bitmap) {
+void collectCells(TolvaEMData& em, const CellArray& cells, Handle bitmap) {
     (cells.upward ? copyUpward : copyDownward)(em, cells, bitmap);
 }
 
 // Whether the host's rows are the bitmap, byte for byte. Then they need not be copied: nothing on that road writes to
 // them.
-bool canBorrow(const EMData& em, const CellArray& cells) {
+bool canBorrow(const TolvaEMData& em, const CellArray& cells) {
     return !cells.upward && cells.stride == cells.rowBytes &&
-           (cells.bits != kTrueColour || em.conversionMode == kConvertNothing);
+           (cells.bits != kTrueColour || em.conversionMode == kTolvaConvertNothing);
 }
 
-Handle makeBitmap(EMData& em, const CellArray& cells, bool ofItsOwn) {
+Handle makeBitmap(TolvaEMData& em, const CellArray& cells, bool ofItsOwn) {
     uint32_t bytes = 0;
     // Judged before the depth is cut to the 16 bits that pictures are written with.
     if (!isCellDepth(cells.bits)) return 0;
     if (cells.data == nullptr || !pictureBytes(cells.rowBytes, cells.rows, &bytes)) return 0;
     if (ofItsOwn && canBorrow(em, cells)) return GlobalPointerToHandle(const_cast<uint8_t*>(cells.data), bytes);
-    const Handle h = GlobalAlloc(kMoveableZeroed, bytes);
+    const Handle h = GlobalAlloc(kTolvaMoveableZeroed, bytes);
     collectCells(em, cells, h);
     return h;
 }
 
 // A cell array outside a bracket is a picture of its own when no picture height is left over: its rows are the height.
-void writeLoneCells(EMData& em, const CellArray& cells) {
+void writeLoneCells(TolvaEMData& em, const CellArray& cells) {
     const bool ofItsOwn = em.pictureHeight == 0;
     if (ofItsOwn) {
         em.pictureHeight = cells.rows;
@@ -134,7 +134,7 @@ void writeLoneCells(EMData& em, const CellArray& cells) {
     }
     const Handle bitmap = makeBitmap(em, cells, ofItsOwn);
     const int32_t result = bitmap == 0
-                               ? int32_t{kExportFailed}
+                               ? int32_t{kTolvaExportFailed}
                                : writeCells(bitmap, static_cast<int32_t>(cells.width), saturated(cells.rows),
                                             em.resolution, low16(cells.bits), cells.bits == kTrueColour ? 1 : 0);
     GlobalFree(bitmap);
@@ -142,7 +142,7 @@ void writeLoneCells(EMData& em, const CellArray& cells) {
         em.pictureHeight = 0;
         em.currentRow = 0;
     }
-    if (result != kNoError) push_er(result);
+    if (result != kTolvaNoError) push_er(result);
 }
 
 // ---- The bracket ----
@@ -150,15 +150,15 @@ void writeLoneCells(EMData& em, const CellArray& cells) {
 // The opening primitive's data, behind its points and a length that is not looked at: hosts owe all of it. Null where
 // the points cannot be stepped over: no host sends so many, and no block's end is known.
 const uint8_t* openDataOf(const void* block) {
-    const int32_t points = load<int32_t>(field(block, kPrimitivePoints));
+    const int32_t points = load<int32_t>(field(block, kTolvaPrimitivePoints));
     if (points < 0 || points > kMostPoints) return nullptr;
-    return field(block, kPrimitiveFirstPoint + points * kPointBytes) + sizeof(int32_t);
+    return field(block, kTolvaPrimitiveFirstPoint + points * kTolvaPointBytes) + sizeof(int32_t);
 }
 
 // A picture whose cell arrays are refused, up to the primitive that closes it: they must not be taken for pictures of
 // their own.
-void refusePicture(EMData& em) {
-    push_er(kExportFailed);
+void refusePicture(TolvaEMData& em) {
+    push_er(kTolvaExportFailed);
     GlobalFree(em.pictureBitmap);
     em.pictureBitmap = 0;
     em.pictureWidth = em.pictureHeight = em.pictureDepth = 0;
@@ -168,30 +168,30 @@ void refusePicture(EMData& em) {
 
 // Kept: the bitmap of a picture that was never closed is not freed here, because hosts may still hold it. One that
 // could not be made is noticed by the next cell array.
-void openPicture(EMData& em, const void* block) {
+void openPicture(TolvaEMData& em, const void* block) {
     const uint8_t* const data = openDataOf(block);
     if (data == nullptr) return refusePicture(em);
-    em.cellFlag = load<int16_t>(data + kOpenCellFlag);
+    em.cellFlag = load<int16_t>(data + kTolvaOpenCellFlag);
     em.accumulating = 1;
-    const int64_t bits = magnitudeOf(load<int32_t>(data + kOpenBits));
-    const int64_t width = std::min<int64_t>(windowColumns(em), load<uint32_t>(data + kOpenWidth));
+    const int64_t bits = magnitudeOf(load<int32_t>(data + kTolvaOpenBits));
+    const int64_t width = std::min<int64_t>(windowColumns(em), load<uint32_t>(data + kTolvaOpenWidth));
     em.pictureWidth = static_cast<uint32_t>(width);
-    em.pictureHeight = load<uint32_t>(data + kOpenRows);
+    em.pictureHeight = load<uint32_t>(data + kTolvaOpenRows);
     em.pictureDepth = static_cast<uint32_t>(bits);
     em.currentRow = 0;
     em.pictureBitmap = allocPicture(paddedBytes(width, bits), em.pictureHeight);
 }
 
-Handle copyPalette(const EMData& em) {
-    const uint32_t bytes = (1u << em.pictureDepth) * kTripleBytes;
-    const Handle palette = GlobalAlloc(kMoveableZeroed, bytes);
+Handle copyPalette(const TolvaEMData& em) {
+    const uint32_t bytes = (1u << em.pictureDepth) * kTolvaTripleBytes;
+    const Handle palette = GlobalAlloc(kTolvaMoveableZeroed, bytes);
     std::memcpy(GlobalLock(palette), em.colourTable, bytes);
     return palette;
 }
 
 // Kept: what becomes of the picture is not pushed; a failed write is told when the device is closed.
-void writeCollected(EMData& em) {
-    PictureDescriptor picture = {};
+void writeCollected(TolvaEMData& em) {
+    TolvaPictureDescriptor picture = {};
     picture.depth = static_cast<int16_t>(em.pictureDepth);
     picture.width = static_cast<uint16_t>(em.pictureWidth);
     picture.height = static_cast<uint16_t>(em.pictureHeight);
@@ -204,12 +204,12 @@ void writeCollected(EMData& em) {
     GlobalFree(picture.palette);
 }
 
-void closePicture(EMData& em) {
+void closePicture(TolvaEMData& em) {
     em.accumulating = 0;
     if (em.pictureBitmap != 0 && isCellDepth(em.pictureDepth)) {
         writeCollected(em);
     } else {
-        push_er(kExportFailed);
+        push_er(kTolvaExportFailed);
     }
     GlobalFree(em.pictureBitmap);
     em.pictureBitmap = 0;
@@ -219,13 +219,13 @@ void closePicture(EMData& em) {
 
 void* d_ca(void* block) {
     if (lpEMData == nullptr) return block;
-    EMData& em = *lpEMData;
+    TolvaEMData& em = *lpEMData;
     const CellArray cells = readCellArray(em, block);
     if (em.accumulating == 0) {
         writeLoneCells(em, cells);
     } else if (em.pictureBitmap == 0 || cells.data == nullptr) {
         if (cells.upward) startUpward(em);
-        push_er(kExportFailed);
+        push_er(kTolvaExportFailed);
     } else {
         collectCells(em, cells, em.pictureBitmap);
     }
@@ -234,9 +234,9 @@ void* d_ca(void* block) {
 
 void* d_gdp(void* block) {
     if (lpEMData == nullptr) return block;
-    switch (load<int32_t>(field(block, kPrimitiveId))) {
-        case kOpenPicture: openPicture(*lpEMData, block); break;
-        case kClosePicture: closePicture(*lpEMData); break;
+    switch (load<int32_t>(field(block, kTolvaPrimitiveId))) {
+        case kTolvaOpenPicture: openPicture(*lpEMData, block); break;
+        case kTolvaClosePicture: closePicture(*lpEMData); break;
         default: break;
     }
     return block;

@@ -3,34 +3,37 @@
 
 #include <cstddef>
 
-#include "driver/driver.h"
+#include <tolva/driver.h>
+#include "host/handle.h"
 
-static_assert(sizeof(EMData) == 1224);
-static_assert(sizeof(ErrorRecord) == 8);
-static_assert(offsetof(EMData, errors) == offsetof(EMData, firstError) + sizeof(ErrorRecord));
-static_assert(sizeof(void*) != 4 || offsetof(EMData, window) == 896);
-static_assert(sizeof(void*) != 8 || offsetof(EMData, window) == 904);
-static_assert(sizeof(StatusRecord) == kStatusRecordWords * sizeof(void*));
-static_assert(offsetof(RasterInitBlock, capabilities) == 15 * sizeof(void*));
-static_assert(offsetof(NameTableRecord, table) == 2 * sizeof(void*));
+using namespace tolva;
+
+static_assert(sizeof(TolvaEMData) == 1224);
+static_assert(sizeof(TolvaErrorRecord) == 8);
+static_assert(offsetof(TolvaEMData, errors) == offsetof(TolvaEMData, firstError) + sizeof(TolvaErrorRecord));
+static_assert(sizeof(void*) != 4 || offsetof(TolvaEMData, window) == 896);
+static_assert(sizeof(void*) != 8 || offsetof(TolvaEMData, window) == 904);
+static_assert(sizeof(TolvaStatusRecord) == kTolvaStatusRecordWords * sizeof(void*));
+static_assert(offsetof(TolvaRasterInitBlock, capabilities) == 15 * sizeof(void*));
+static_assert(offsetof(TolvaNameTableRecord, table) == 2 * sizeof(void*));
 
 uint16_t FilterVersion = 1;
 uint16_t FilterID = 19;
 uintptr_t hDLLModule = 0;
 uintptr_t hAppAnchorBlock = 0;
 Handle hCommon = 0;
-CommonBlock* lpCommon = nullptr;
+TolvaCommonBlock* lpCommon = nullptr;
 Handle hEMData = 0;
-EMData* lpEMData = nullptr;
+TolvaEMData* lpEMData = nullptr;
 
-uint32_t ZUNGetFilterVersion() { return kFilterVersion; }
+uint32_t ZUNGetFilterVersion() { return kTolvaFilterVersion; }
 
 int32_t AllocGlobal() {
     // Kept: with a Common block nothing is made here, and a block that is there already is not released; the host that
     // inits twice holds its handle.
     if (hCommon != 0) return 0;
-    hEMData = GlobalAlloc(kMoveableZeroed, sizeof(EMData));
-    lpEMData = static_cast<EMData*>(GlobalLock(hEMData));
+    hEMData = GlobalAlloc(kTolvaMoveableZeroed, sizeof(TolvaEMData));
+    lpEMData = static_cast<TolvaEMData*>(GlobalLock(hEMData));
     return 0;
 }
 

@@ -5,17 +5,17 @@
 
 #include <cstdint>
 
-#include "driver/driver.h"
+#include <tolva/driver.h>
 #include "host/numbers.h"
 
 namespace tolva {
 
 // A host's record may stand at any address, and be no longer than what is asked of it.
-inline StatusFunction statusFunctionOf(const StatusRecord* record) {
-    return loadField<StatusFunction>(record, offsetof(StatusRecord, function));
+inline TolvaStatusFunction statusFunctionOf(const TolvaStatusRecord* record) {
+    return loadField<TolvaStatusFunction>(record, offsetof(TolvaStatusRecord, function));
 }
-inline intptr_t statusContextOf(const StatusRecord* record) {
-    return loadField<intptr_t>(record, offsetof(StatusRecord, context));
+inline intptr_t statusContextOf(const TolvaStatusRecord* record) {
+    return loadField<intptr_t>(record, offsetof(TolvaStatusRecord, context));
 }
 
 // Tells the raster variant's host how far the picture is, 0 to 100. False when the host wants it stopped.

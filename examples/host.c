@@ -18,10 +18,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "driver/driver.h"
-#include "output/output.h"
-#include "settings/settings.h"
-#include "stream/stream.h"
+#include <tolva/driver.h>
+#include <tolva/output.h>
+#include <tolva/settings.h>
+#include <tolva/stream.h>
 
 /* ---- The picture: misty mountains at sunset, in whole numbers, so that it is the same on every machine ---- */
 
@@ -73,22 +73,22 @@ static uint8_t colourAt(int x, int y, int width, int height) {
 /* ---- The library ---- */
 
 static struct {
-    void (*fltLoadPointers)(NameTableRecord* record);
+    void (*fltLoadPointers)(TolvaNameTableRecord* record);
     uint32_t (*ZUNGetFilterVersion)(void);
-    Handle (*CreateSetup)(uintptr_t ignored, const char* profile, const char* section, uintptr_t ignored2);
-    int32_t (*DestroySetup)(Handle setup);
-    int32_t (*UseDefaultSettings)(Setup* setup);
-    Handle (*GlobalAlloc)(uint32_t flags, uint32_t size);
-    void* (*GlobalLock)(Handle h);
-    Handle (*GlobalFree)(Handle h);
-    Handle (*zunOpen)(const char* name, StreamDescriptor* descriptor, int32_t mode);
-    int32_t (*zunClose)(Handle stream);
-    int32_t (*zunCloseandDelete)(Handle stream, const char* name);
-    int32_t (*OutputPicture)(Handle stream, void* hostContext, OffscreenCallback callback);
+    TolvaHandle (*CreateSetup)(uintptr_t ignored, const char* profile, const char* section, uintptr_t ignored2);
+    int32_t (*DestroySetup)(TolvaHandle setup);
+    int32_t (*UseDefaultSettings)(TolvaSetup* setup);
+    TolvaHandle (*GlobalAlloc)(uint32_t flags, uint32_t size);
+    void* (*GlobalLock)(TolvaHandle h);
+    TolvaHandle (*GlobalFree)(TolvaHandle h);
+    TolvaHandle (*zunOpen)(const char* name, StreamDescriptor* descriptor, int32_t mode);
+    int32_t (*zunClose)(TolvaHandle stream);
+    int32_t (*zunCloseandDelete)(TolvaHandle stream, const char* name);
+    int32_t (*OutputPicture)(TolvaHandle stream, void* hostContext, TolvaOffscreenCallback callback);
 } tolva;
 
 /* By the library's own table where it lists the name. Copied as bytes: C has no cast from data to functions. */
-static int take(void* library, const NameTableRecord* names, const char* name, void* entry) {
+static int take(void* library, const TolvaNameTableRecord* names, const char* name, void* entry) {
     void* found = NULL;
     for (int i = 0; i < names->count.rows; ++i) {
         if (strcmp(names->table[i].name, name) == 0) found = names->table[i].target;
@@ -100,7 +100,7 @@ static int take(void* library, const NameTableRecord* names, const char* name, v
 }
 
 static int takeAll(void* library) {
-    NameTableRecord names = {0};
+    TolvaNameTableRecord names = {0};
     if (!take(library, &names, "fltLoadPointers", &tolva.fltLoadPointers)) return 0;
     tolva.fltLoadPointers(&names);
 #define TAKE(name) take(library, &names, #name, &tolva.name)
@@ -113,16 +113,16 @@ static int takeAll(void* library) {
 
 typedef struct Scene {
     int32_t width, height, bandRows; /* the height as asked for, then as the library wants it: made even */
-    Handle band;                     /* the last one drawn: the library is done with it when it asks for the next */
+    TolvaHandle band;                /* the last one drawn: the library is done with it when it asks for the next */
 } Scene;
 
 enum { kResolution = 128 }; /* dots per inch: a power of two, so that pixels through inches to pixels stay the same */
 
 /* Rows are counted from the bottom, and each is padded to 4 bytes. */
-static Handle drawBand(Scene* scene, int32_t lower, int32_t upper) {
+static TolvaHandle drawBand(Scene* scene, int32_t lower, int32_t upper) {
     const uint32_t stride = ((uint32_t)scene->width + 3) / 4 * 4;
     tolva.GlobalFree(scene->band);
-    scene->band = tolva.GlobalAlloc(kMoveableZeroed, stride * (uint32_t)(upper - lower));
+    scene->band = tolva.GlobalAlloc(kTolvaMoveableZeroed, stride * (uint32_t)(upper - lower));
     uint8_t* row = tolva.GlobalLock(scene->band);
     for (int32_t y = lower; y < upper; ++y, row += stride) {
         for (int x = 0; x < scene->width; ++x) row[x] = colourAt(x, scene->height - 1 - y, scene->width, scene->height);
@@ -131,19 +131,19 @@ static Handle drawBand(Scene* scene, int32_t lower, int32_t upper) {
 }
 
 static intptr_t answerOffscreen(intptr_t operation, intptr_t record, intptr_t a, intptr_t b) {
-    if (operation == kOffscreenQuery) { /* comes before there is a record, and brings the context itself */
+    if (operation == kTolvaOffscreenQuery) { /* comes before there is a record, and brings the context itself */
         const Scene* scene = (const Scene*)record;
-        OffscreenQuery* query = (OffscreenQuery*)a;
+        TolvaOffscreenQuery* query = (TolvaOffscreenQuery*)a;
         query->width = (double)scene->width / kResolution;
         query->height = (double)scene->height / kResolution;
         query->resolution = kResolution;
         return 0;
     }
-    Scene* const scene = ((const OffscreenRecord*)record)->hostContext;
-    if (operation == kOffscreenDraw) return (intptr_t)drawBand(scene, (int32_t)a, (int32_t)b);
-    if (operation == kOffscreenTerm) tolva.GlobalFree(scene->band);
-    if (operation != kOffscreenInit) return 0;
-    const OffscreenInit* const init = (const OffscreenInit*)a;
+    Scene* const scene = ((const TolvaOffscreenRecord*)record)->hostContext;
+    if (operation == kTolvaOffscreenDraw) return (intptr_t)drawBand(scene, (int32_t)a, (int32_t)b);
+    if (operation == kTolvaOffscreenTerm) tolva.GlobalFree(scene->band);
+    if (operation != kTolvaOffscreenInit) return 0;
+    const TolvaOffscreenInit* const init = (const TolvaOffscreenInit*)a;
     scene->width = (int32_t)init->width;
     scene->height = (int32_t)init->bandRows;
     fillPalette(init->palette);
@@ -169,15 +169,16 @@ static int fail(const char* what, const char* how, int code) {
 }
 
 static int exportScene(const char* name, Scene* scene) {
-    const Handle stream = tolva.zunOpen(name, NULL, kCreateAndWrite);
-    if (stream == 0) return fail(name, "cannot be created", kStreamFailed);
+    const TolvaHandle stream = tolva.zunOpen(name, NULL, kTolvaCreateAndWrite);
+    if (stream == 0) return fail(name, "cannot be created", kTolvaStreamFailed);
     const int32_t result = tolva.OutputPicture(stream, scene, answerOffscreen);
     fputs("\n", stderr);
-    if (result != kNoError) { /* what stands there by now has no end */
+    if (result != kTolvaNoError) { /* what stands there by now has no end */
         tolva.zunCloseandDelete(stream, name);
-        return fail(name, result == kStoppedByHost ? "stopped" : "not exported", result);
+        return fail(name, result == kTolvaStoppedByHost ? "stopped" : "not exported", result);
     }
-    return tolva.zunClose(stream) == 0 ? EXIT_SUCCESS : fail(name, "could not be written to its end", kStreamFailed);
+    return tolva.zunClose(stream) == 0 ? EXIT_SUCCESS
+                                       : fail(name, "could not be written to its end", kTolvaStreamFailed);
 }
 
 /* Under another name in the same folder, and renamed when it is whole: until then an earlier GIF stays as it is. */
@@ -208,19 +209,20 @@ int main(int count, char** arguments) {
     const long height = count > 4 ? strtol(arguments[4], NULL, 10) : 400;
     const long bandRows = count > 5 ? strtol(arguments[5], NULL, 10) : 64;
     /* Two pixels a row, since a band must have more than one. */
-    if (count < 3 || count == 4 || count > 6 || width < 2 || width > kLargestExtent || height < 1 ||
-        height >= kLargestExtent || bandRows < 1 || bandRows > kLargestExtent) {
+    if (count < 3 || count == 4 || count > 6 || width < 2 || width > kTolvaLargestExtent || height < 1 ||
+        height >= kTolvaLargestExtent || bandRows < 1 || bandRows > kTolvaLargestExtent) {
         return fprintf(stderr, "usage: example_host LIBRARY FILE.gif [WIDTH HEIGHT [BAND-ROWS]]\n"), EXIT_FAILURE;
     }
     void* const library = dlopen(arguments[1], RTLD_NOW);
     if (library == NULL) return fprintf(stderr, "%s\n", dlerror()), EXIT_FAILURE;
     if (!takeAll(library)) return EXIT_FAILURE;
-    if (tolva.ZUNGetFilterVersion() != kFilterVersion) return fail(arguments[1], "not the version of the headers", 0);
-    const Handle setup = tolva.CreateSetup(0, NULL, NULL, 0);
-    Setup* const settings = tolva.GlobalLock(setup);
-    if (settings == NULL) return fail(arguments[1], "no settings", kNoSettings);
+    if (tolva.ZUNGetFilterVersion() != kTolvaFilterVersion)
+        return fail(arguments[1], "not the version of the headers", 0);
+    const TolvaHandle setup = tolva.CreateSetup(0, NULL, NULL, 0);
+    TolvaSetup* const settings = tolva.GlobalLock(setup);
+    if (settings == NULL) return fail(arguments[1], "no settings", kTolvaNoSettings);
     tolva.UseDefaultSettings(settings); /* whatever a profile says: here the picture decides its size */
-    StatusRecord status = {.function = answerStatus};
+    TolvaStatusRecord status = {.function = answerStatus};
     settings->exporting.status = &status;
     signal(SIGINT, interrupt);
 

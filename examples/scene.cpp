@@ -1,5 +1,5 @@
-// scene.cpp: draws the demonstration picture, an evening by the sea, in true colour: scene FILE.png. Smooth gradients, hard
-// edges, tones of sky and skin, and text: what reducing colours does to a picture shows on each of them.
+// scene.cpp: draws the demonstration picture, an evening by the sea, in true colour: scene FILE.png. Smooth gradients,
+// hard edges, tones of sky and skin, and text: what reducing colours does to a picture shows on each of them.
 #include <png.h>
 
 #include <algorithm>
@@ -27,8 +27,7 @@ Colour mix(Colour from, Colour to, double t) {
 }
 
 double ridge(double x, double height, double roughness) {
-    return kHorizon -
-           height * (0.55 + 0.25 * std::sin(x * 0.011 + roughness) + 0.2 * std::sin(x * 0.037 * roughness));
+    return kHorizon - height * (0.55 + 0.25 * std::sin(x * 0.011 + roughness) + 0.2 * std::sin(x * 0.037 * roughness));
 }
 
 Colour sky(double x, double y) {
@@ -40,8 +39,7 @@ Colour sky(double x, double y) {
 
 Colour water(double x, double y) {
     const double depth = (y - kHorizon) / (kHeight - kHorizon);
-    const double wave =
-        std::sin(x * 0.05 / (0.2 + depth) + std::sin(y * 0.9) * 2.0) * std::sin(y * (1.6 - depth));
+    const double wave = std::sin(x * 0.05 / (0.2 + depth) + std::sin(y * 0.9) * 2.0) * std::sin(y * (1.6 - depth));
     const double glitter = std::exp(-std::abs(x - kSunX) / (18.0 + 90.0 * depth));
     if (wave > 0.55 && glitter > 0.35) return mix({255, 196, 110}, {255, 250, 226}, glitter);
     return mix({206, 150, 120}, {12, 24, 58}, depth * 0.9 - wave * 0.06 - glitter * 0.2 + 0.1);
@@ -106,7 +104,8 @@ int main(int count, char** arguments) {
             const Colour c = colourAt(x, y);
             const double channels[] = {c.red, c.green, c.blue};
             for (int i = 0; i < 3; ++i) {
-                row[static_cast<size_t>(3 * x + i)] = static_cast<uint8_t>(std::lround(std::clamp(channels[i], 0.0, 255.0)));
+                row[static_cast<size_t>(3 * x + i)] =
+                    static_cast<uint8_t>(std::lround(std::clamp(channels[i], 0.0, 255.0)));
             }
         }
         png_write_row(png, row.data());

@@ -9,17 +9,19 @@
 
 #include "host/memory.h"
 
-static_assert(sizeof(void*) != 4 || sizeof(BlockHeader) == 20);
-static_assert(sizeof(void*) != 8 || sizeof(BlockHeader) == 32);
+using namespace tolva;
+
+static_assert(sizeof(void*) != 4 || sizeof(TolvaBlockHeader) == 20);
+static_assert(sizeof(void*) != 8 || sizeof(TolvaBlockHeader) == 32);
 
 namespace {
 
 // The header, up to 7 bytes of fill and the data fit in (size + this) rounded down to whole units.
-constexpr uint64_t kOverhead = sizeof(BlockHeader) + 2 * (kBlockAlignment - 1);
+constexpr uint64_t kOverhead = sizeof(TolvaBlockHeader) + 2 * (kTolvaBlockAlignment - 1);
 constexpr uint32_t kCompactAnswer = 65536;
 constexpr uintptr_t kLargestOffset = 255;  // what the byte in front of the data can hold
 
-BlockHeader* headerOf(Handle h) { return reinterpret_cast<BlockHeader*>(h); }
+TolvaBlockHeader* headerOf(Handle h) { return reinterpret_cast<TolvaBlockHeader*>(h); }
 
 // Kept: hosts rely on a process that is out of memory ending here, with this line and a crash. The address is volatile
 // so that no optimiser sees a null pointer to reason about, and abort stands behind it should the store go through.
@@ -32,7 +34,7 @@ __attribute__((noreturn, noinline, no_sanitize("undefined", "address"))) void en
 }
 
 // What a block of `size` bytes takes in all: whole units, header and fill included.
-uint64_t bytesFor(uint64_t size) { return (size + kOverhead) / kBlockAlignment * kBlockAlignment; }
+uint64_t bytesFor(uint64_t size) { return (size + kOverhead) / kTolvaBlockAlignment * kTolvaBlockAlignment; }
 
 // Null where the system has no more. calloc's pages are zero already; clearing them again would only touch each of them
 // once more.
@@ -40,9 +42,10 @@ void* allocate(uint64_t bytes) { return bytes <= SIZE_MAX ? std::calloc(static_c
 
 Handle startBlock(void* allocation, uint32_t flags, uint32_t size) {
     const uintptr_t start = reinterpret_cast<uintptr_t>(allocation);
-    const uintptr_t fill = (kBlockAlignment - (start + sizeof(BlockHeader)) % kBlockAlignment) % kBlockAlignment;
-    const uintptr_t offset = sizeof(BlockHeader) + fill;
-    BlockHeader* const header = headerOf(start);
+    const uintptr_t fill =
+        (kTolvaBlockAlignment - (start + sizeof(TolvaBlockHeader)) % kTolvaBlockAlignment) % kTolvaBlockAlignment;
+    const uintptr_t offset = sizeof(TolvaBlockHeader) + fill;
+    TolvaBlockHeader* const header = headerOf(start);
     header->size = size;
     header->flags = flags;
     header->data = reinterpret_cast<void*>(start + offset);
@@ -64,7 +67,7 @@ Handle allocWithRoom(uint32_t flags, uint32_t size, uint32_t room) {
 void growIntoRoom(Handle h, uint32_t size) { headerOf(h)->size = size; }
 
 Handle giveRoomBack(Handle h) {
-    const BlockHeader before = *headerOf(h);
+    const TolvaBlockHeader before = *headerOf(h);
     void* const allocation = std::realloc(headerOf(h), static_cast<size_t>(bytesFor(before.size)));
     // Allocations are aligned far enough for the data to lie at the same distance everywhere.
     return allocation == nullptr ? h : startBlock(allocation, before.flags, before.size);
@@ -84,7 +87,7 @@ Handle GlobalAlloc(uint32_t flags, uint32_t size) {
 
 void* GlobalLock(Handle h) {
     if (h == 0) return nullptr;
-    BlockHeader* const header = headerOf(h);
+    TolvaBlockHeader* const header = headerOf(h);
     const uintptr_t distance = reinterpret_cast<uintptr_t>(header->data) - h;
     // For a description of foreign memory this byte lies in the header's own reserve.
     if (distance <= kLargestOffset) {
@@ -119,12 +122,12 @@ Handle GlobalHandle(const void* data) {
 uint32_t GlobalSize(Handle h) { return h == 0 ? 0 : headerOf(h)->size; }
 
 Handle GlobalPointerToHandle(void* data, uint32_t size) {
-    BlockHeader* const header = static_cast<BlockHeader*>(std::malloc(sizeof(BlockHeader)));
-    if (header == nullptr) endOutOfMemory(sizeof(BlockHeader));
+    TolvaBlockHeader* const header = static_cast<TolvaBlockHeader*>(std::malloc(sizeof(TolvaBlockHeader)));
+    if (header == nullptr) endOutOfMemory(sizeof(TolvaBlockHeader));
     header->size = size;
     header->reserved = 0;
     header->data = data;
-    header->dataOffset = sizeof(BlockHeader);
+    header->dataOffset = sizeof(TolvaBlockHeader);
     return reinterpret_cast<Handle>(header);
 }
 

@@ -3,7 +3,7 @@
 #ifndef TOLVA_HOST_MEMORY_H
 #define TOLVA_HOST_MEMORY_H
 
-#include "host/host.h"
+#include "host/handle.h"
 
 namespace tolva {
 

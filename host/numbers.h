@@ -8,7 +8,7 @@
 #include <cstring>
 #include <limits>
 
-#include "host/host.h"
+#include "host/handle.h"
 
 namespace tolva {
 
@@ -73,7 +73,7 @@ inline bool pictureBytes(int64_t rowBytes, int64_t rows, uint32_t* bytes) {
 // A zero-filled block for a picture, or 0 where its bytes do not fit one: that counts as a failed allocation.
 inline Handle allocPicture(int64_t rowBytes, int64_t rows) {
     uint32_t bytes = 0;
-    return pictureBytes(rowBytes, rows, &bytes) ? GlobalAlloc(kMoveableZeroed, bytes) : 0;
+    return pictureBytes(rowBytes, rows, &bytes) ? GlobalAlloc(kTolvaMoveableZeroed, bytes) : 0;
 }
 
 }  // namespace tolva

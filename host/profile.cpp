@@ -10,11 +10,12 @@
 
 #include <sys/stat.h>
 
-#include "stream/stream.h"
-
-namespace {
+#include <tolva/stream.h>
+#include "host/handle.h"
 
 using namespace tolva;
+
+namespace {
 
 constexpr char kFolderVariable[] = "INIDIR";
 constexpr char kSuffix[] = ".ini";
@@ -26,11 +27,11 @@ const char* profileFolder() {
 
 Handle openRegular(const char* path, int32_t mode) { return mayBeProfile(path) ? zunOpen(path, nullptr, mode) : 0; }
 
-bool fits(const char* path) { return std::strlen(path) < kProfilePathBytes; }
+bool fits(const char* path) { return std::strlen(path) < kTolvaProfilePathBytes; }
 
 // The path, when a profile can be read there; else null, and the path is freed.
 char* readable(char* path) {
-    const Handle stream = fits(path) ? openRegular(path, kReadFile) : 0;
+    const Handle stream = fits(path) ? openRegular(path, kTolvaReadFile) : 0;
     if (stream == 0) {
         zunPtrGlobalFree(path);
         return nullptr;
@@ -43,7 +44,7 @@ char* readable(char* path) {
 bool nameAfter(char* name, const char* module) {
     char* const base = copyText(module);
     const size_t length = std::strlen(s_getname(base, module));
-    const bool fitting = length + sizeof kSuffix <= kProfilePathBytes;
+    const bool fitting = length + sizeof kSuffix <= kTolvaProfilePathBytes;
     if (fitting) {
         std::memcpy(name, base, length);
         std::memcpy(name + length, kSuffix, sizeof kSuffix);

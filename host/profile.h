@@ -2,7 +2,7 @@
 #ifndef TOLVA_HOST_PROFILE_H
 #define TOLVA_HOST_PROFILE_H
 
-#include "host/host.h"
+#include "host/handle.h"
 
 namespace tolva {
 
@@ -22,10 +22,10 @@ bool mayBeProfile(const char* path);
 // stream; freed with zunPtrGlobalFree).
 Handle openProfile(const char* name, int32_t mode, char** path);
 
-// One piece of a profile: a line, or kProfileLineBytes of a longer one.
+// One piece of a profile: a line, or kTolvaProfileLineBytes of a longer one.
 struct ProfileLine {
-    char text[kProfileLineBytes + 1];  // terminated, also behind a whole piece
-    int32_t length;                    // -1 at the end of the file
+    char text[kTolvaProfileLineBytes + 1];  // terminated, also behind a whole piece
+    int32_t length;                         // -1 at the end of the file
 };
 
 // False at the end. A last line without a line end counts as the end.

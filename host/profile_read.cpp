@@ -3,12 +3,13 @@
 #include <algorithm>
 #include <cstring>
 
+#include <tolva/stream.h>
+#include "host/handle.h"
 #include "host/profile.h"
-#include "stream/stream.h"
-
-namespace {
 
 using namespace tolva;
+
+namespace {
 
 // The caller's buffer and what has been answered so far.
 struct Answer {
@@ -77,7 +78,7 @@ bool scanSection(Handle stream, const char* key, Answer& answer) {
     for (ProfileLine line; readLine(stream, line);) {
         // Kept: the header that ends a section is consumed here and starts none itself.
         if (isHeader(line)) return false;
-        char* const name = CleanProfileLine(line.text, kKeepBrackets | kKeepQuotes);
+        char* const name = CleanProfileLine(line.text, kTolvaKeepBrackets | kTolvaKeepQuotes);
         char* const value = splitKey(name);
         if (value == nullptr) continue;
         if (key == nullptr) {
@@ -108,7 +109,7 @@ int32_t GetPrivateProfileString(const char* section, const char* key, const char
     Answer answer = {buffer, std::max(size, 0), 0, 0};
     answerDefault(answer, fallback);
     char* path = nullptr;
-    const Handle stream = openProfile(file, kReadFile, &path);
+    const Handle stream = openProfile(file, kTolvaReadFile, &path);
     if (stream == 0) return answer.count;
     zunPtrGlobalFree(path);
     scanProfile(stream, section, key, answer);
@@ -121,9 +122,9 @@ int32_t GetProfileString(const char* section, const char* key, const char* fallb
 }
 
 int32_t GetPrivateProfileInt(const char* section, const char* key, int32_t fallback, const char* file) {
-    char text[kProfileNumberBytes + 1];
-    text[kProfileNumberBytes] = '\0';
-    const int32_t count = GetPrivateProfileString(section, key, "", text, kProfileNumberBytes, file);
+    char text[kTolvaProfileNumberBytes + 1];
+    text[kTolvaProfileNumberBytes] = '\0';
+    const int32_t count = GetPrivateProfileString(section, key, "", text, kTolvaProfileNumberBytes, file);
     return count == 0 ? fallback : ParseProfileNumber(text);
 }
 

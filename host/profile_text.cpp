@@ -3,8 +3,11 @@
 #include <cctype>
 #include <cstring>
 
+#include <tolva/stream.h>
+#include "host/handle.h"
 #include "host/profile.h"
-#include "stream/stream.h"
+
+using namespace tolva;
 
 namespace {
 
@@ -44,8 +47,8 @@ int32_t hexValue(const char* digits) {
 char* CleanProfileLine(char* text, uint32_t keep) {
     removeAll(text, '\r');
     removeAll(text, '\n');
-    if ((keep & kKeepQuotes) == 0) removeAll(text, kQuote);
-    if ((keep & kKeepBrackets) == 0) {
+    if ((keep & kTolvaKeepQuotes) == 0) removeAll(text, kQuote);
+    if ((keep & kTolvaKeepBrackets) == 0) {
         removeAll(text, '[');
         removeAll(text, ']');
     }
@@ -80,7 +83,7 @@ namespace tolva {
 char* copySectionName(const char* section) { return CleanProfileLine(copyText(section), 0); }
 
 bool readLine(Handle stream, ProfileLine& line) {
-    line.length = zunReadLine(stream, line.text, kProfileLineBytes);
+    line.length = zunReadLine(stream, line.text, kTolvaProfileLineBytes);
     if (line.length >= 0) line.text[line.length] = '\0';
     return line.length >= 0;
 }

@@ -9,12 +9,13 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <tolva/stream.h>
+#include "host/handle.h"
 #include "host/profile.h"
-#include "stream/stream.h"
-
-namespace {
 
 using namespace tolva;
+
+namespace {
 
 constexpr char kSiblingPattern[] = ".tolva-XXXXXX";
 constexpr size_t kRandomLetters = 6;
@@ -235,13 +236,13 @@ bool replaceProfile(const char* text, const char* path) {
 }  // namespace
 
 int32_t WritePrivateProfileString(const char* section, const char* key, const char* value, const char* file) {
-    char text[kProfilePathBytes];
+    char text[kTolvaProfilePathBytes];
     if (section == nullptr || file == nullptr || file[0] == '\0') return 0;
     if (ZUNGetTempFileName(0, "", 0, text) == 0) return 0;
     char* path = nullptr;
     char* const name = copySectionName(section);
-    Rewrite r = {.old = openProfile(file, kReadFile, &path),
-                 .fresh = zunOpen(text, nullptr, kCreateAndWrite),
+    Rewrite r = {.old = openProfile(file, kTolvaReadFile, &path),
+                 .fresh = zunOpen(text, nullptr, kTolvaCreateAndWrite),
                  .section = name,
                  .key = key,
                  .value = value,

@@ -3,7 +3,7 @@
 #include <cctype>
 #include <cstring>
 
-#include "host/host.h"
+#include "host/handle.h"
 
 namespace {
 

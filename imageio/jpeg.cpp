@@ -198,7 +198,7 @@ void convertPrintRow(const JpegJob& job, uint8_t* row) {
     if (job.jpeg.saw_Adobe_marker != FALSE) {
         for (size_t i = 0; i < bytes; ++i) row[i] = static_cast<uint8_t>(UINT8_MAX - row[i]);
     }
-    const Handle handle = job.calls.pointerToHandle(row, static_cast<uint32_t>(bytes));
+    const TolvaHandle handle = job.calls.pointerToHandle(row, static_cast<uint32_t>(bytes));
     job.calls.cmykToRgb(handle, static_cast<int32_t>(job.jpeg.image_width), 1);
     job.calls.globalFree(handle);
 }
@@ -216,7 +216,7 @@ void readInPlace(JpegJob& job) {
         if (isPrint(job)) {
             readRow(job, job.rows);
             convertPrintRow(job, job.rows);
-            std::memcpy(row, job.rows, size_t{picture.width} * kTripleBytes);
+            std::memcpy(row, job.rows, size_t{picture.width} * kTolvaTripleBytes);
         } else {
             readRow(job, row);
         }

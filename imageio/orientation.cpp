@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <cstring>
 
-#include "raster/raster.h"
+#include <tolva/raster.h>
 
 namespace cli {
 namespace {

@@ -8,8 +8,8 @@
 
 #include <sys/mman.h>
 
-#include "raster/raster.h"
-#include "settings/settings.h"
+#include <tolva/raster.h>
+#include <tolva/settings.h>
 
 namespace cli {
 namespace {
@@ -31,16 +31,16 @@ void* allocPixels(size_t bytes) {
 }  // namespace
 
 uint32_t rowBytes(uint64_t width, int32_t bitsPerPixel) {
-    constexpr uint64_t kRowBits = 8 * kRowAlignment;
+    constexpr uint64_t kRowBits = 8 * kTolvaRowAlignment;
     return static_cast<uint32_t>((width * static_cast<uint64_t>(bitsPerPixel) + kRowBits - 1) / kRowBits *
-                                 kRowAlignment);
+                                 kTolvaRowAlignment);
 }
 
 ExitStatus checkExtents(const char* name, uint64_t width, uint64_t height, uint64_t mostPixels) {
     if (width == 0 || height == 0) return fail(kExitInputRefused, "%s: the picture has no pixels", name);
-    if (width > kLargestExtent || height > kLargestExtent) {
+    if (width > kTolvaLargestExtent || height > kTolvaLargestExtent) {
         return fail(kExitInputRefused, "%s: %" PRIu64 " x %" PRIu64 " pixels; the limit is %d in either direction",
-                    name, width, height, kLargestExtent);
+                    name, width, height, kTolvaLargestExtent);
     }
     if (width * height > mostPixels) {
         return fail(kExitInputRefused, "%s: %" PRIu64 " pixels; --max-pixels allows %" PRIu64, name, width * height,

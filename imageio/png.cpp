@@ -9,10 +9,10 @@
 #include <csetjmp>
 #include <cstring>
 
+#include <tolva/settings.h>
 #include "cli/prepare/transparency.h"
 #include "cli/terminal/progress.h"
 #include "imageio/read_picture.h"
-#include "settings/settings.h"
 
 namespace cli {
 namespace {
@@ -69,7 +69,7 @@ ExitStatus checkHead(Input& input, uint64_t mostPixels) {
 }
 
 void setLimits(png_structp png) {
-    png_set_user_limits(png, kLargestExtent, kLargestExtent);
+    png_set_user_limits(png, kTolvaLargestExtent, kTolvaLargestExtent);
     png_set_chunk_cache_max(png, kMostCachedChunks);
     png_set_chunk_malloc_max(png, kMostChunkBytes);
     // Texts, profiles and the like are skipped unread: none reaches the GIF, and some can unpack to any size.

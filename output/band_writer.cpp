@@ -6,16 +6,16 @@
 #include <algorithm>
 #include <cstring>
 
-#include "driver/driver.h"
+#include <tolva/driver.h>
+#include <tolva/raster.h>
+#include <tolva/stream.h>
 #include "host/numbers.h"
 #include "output/spool.h"
-#include "raster/raster.h"
 #include "settings/current.h"
-#include "stream/stream.h"
-
-namespace {
 
 using namespace tolva;
+
+namespace {
 
 constexpr int kLastPass = 3;
 
@@ -38,7 +38,7 @@ const uint8_t* rowOf(const StoredRows& rows, int64_t row) {
 }
 
 bool ownsItsMemory(Handle h) {
-    return reinterpret_cast<uintptr_t>(GlobalLock(h)) - h == reinterpret_cast<const BlockHeader*>(h)->dataOffset;
+    return reinterpret_cast<uintptr_t>(GlobalLock(h)) - h == reinterpret_cast<const TolvaBlockHeader*>(h)->dataOffset;
 }
 
 struct BandPlace {
@@ -69,14 +69,14 @@ int32_t writeRows(Handle stream, Handle h, const StoredRows& rows, int32_t count
 
 int32_t writeBand(Handle stream, Handle h, int32_t width, int32_t count, int16_t bits, bool mayWrite, Handle hState) {
     CellBitmapState* const image = static_cast<CellBitmapState*>(GlobalLock(hState));
-    if (image == nullptr) return kExportFailed;
+    if (image == nullptr) return kTolvaExportFailed;
     const int64_t rowBytes = bandRowBytes(width, bits);
-    const int64_t stride = (rowBytes + kRowAlignment - 1) / kRowAlignment * kRowAlignment;
+    const int64_t stride = (rowBytes + kTolvaRowAlignment - 1) / kTolvaRowAlignment * kTolvaRowAlignment;
     // A band whose bytes would not fit a block is one that could not be copied.
     uint32_t bytes = 0;
     if (h == 0 || !pictureBytes(stride, count, &bytes)) {
         countBand(*image, count);
-        return kExportFailed;
+        return kTolvaExportFailed;
     }
     const Handle scratch = allocPicture(rowBytes, 1);
     const StoredRows rows = {.data = static_cast<const uint8_t*>(GlobalLock(h)),
@@ -130,11 +130,11 @@ void putRow(BandWriter& band, const uint8_t* row) {
 }
 
 int32_t endBand(BandWriter& band) {
-    return band.encoder == nullptr ? int32_t{kNoError} : endSegment(*band.encoder, band.last);
+    return band.encoder == nullptr ? int32_t{kTolvaNoError} : endSegment(*band.encoder, band.last);
 }
 
 int32_t writeReadOnlyBand(Handle stream, Handle h, int32_t width, int32_t rows, Handle state) {
-    return writeBand(stream, h, width, rows, kOutputDepth, false, state);
+    return writeBand(stream, h, width, rows, kTolvaOutputDepth, false, state);
 }
 
 }  // namespace tolva

@@ -5,11 +5,11 @@
 #define TOLVA_OUTPUT_BAND_WRITER_H
 
 #include "output/lzw.h"
-#include "settings/settings.h"
+#include "settings/current.h"
 
 namespace tolva {
 
-inline bool isInterlaced(const Setup& setup) { return setup.interlaceChoice == kInterlaced; }
+inline bool isInterlaced(const Setup& setup) { return setup.interlaceChoice == kTolvaInterlaced; }
 inline int64_t bandRowBytes(int32_t width, int16_t bits) { return (int64_t{width} * bits + 7) / 8; }
 
 struct BandWriter {

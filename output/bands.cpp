@@ -5,20 +5,20 @@
 
 #include <algorithm>
 
-#include "driver/driver.h"
+#include <tolva/driver.h>
+#include <tolva/raster.h>
+#include <tolva/stream.h>
 #include "host/numbers.h"
 #include "output/band_writer.h"
 #include "output/gif_writer.h"
-#include "raster/raster.h"
+#include "settings/current.h"
 #include "settings/one_call.h"
-#include "settings/settings.h"
-#include "stream/stream.h"
-
-namespace {
 
 using namespace tolva;
 
-constexpr int32_t kColours = 1 << kOutputDepth;
+namespace {
+
+constexpr int32_t kColours = 1 << kTolvaOutputDepth;
 constexpr int64_t kWholeProgress = 100;
 
 struct Size {
@@ -28,9 +28,9 @@ struct Size {
 };
 
 // False where no GIF has that size.
-bool askSize(void* hostContext, OffscreenCallback callback, Size& size) {
-    const Handle h = GlobalAlloc(kMoveableZeroed, sizeof(OffscreenQuery));
-    OffscreenQuery& query = *static_cast<OffscreenQuery*>(GlobalLock(h));
+bool askSize(void* hostContext, TolvaOffscreenCallback callback, Size& size) {
+    const Handle h = GlobalAlloc(kTolvaMoveableZeroed, sizeof(TolvaOffscreenQuery));
+    TolvaOffscreenQuery& query = *static_cast<TolvaOffscreenQuery*>(GlobalLock(h));
     QueryPlatformOffscreen(&query, hostContext, callback);
     int16_t depth = 0;
     QueryCellFormat(&query.width, &query.height, &depth, &query.resolution, nullptr, nullptr);
@@ -38,14 +38,14 @@ bool askSize(void* hostContext, OffscreenCallback callback, Size& size) {
     const uint32_t height = truncated<uint32_t>(query.height);
     size.value = query.value;
     GlobalFree(h);
-    if (width < 1 || width > kLargestExtent || height < 1 || height >= kLargestExtent) return false;
+    if (width < 1 || width > kTolvaLargestExtent || height < 1 || height >= kTolvaLargestExtent) return false;
     size.width = static_cast<int32_t>(width);
     size.height = static_cast<int32_t>(height + height % 2);
     return true;
 }
 
 struct Bands {
-    OffscreenRecord* record;
+    TolvaOffscreenRecord* record;
     Size size;
     int32_t rows;  // of each band but perhaps the last
 };
@@ -60,10 +60,10 @@ int32_t writeBand(const Bands& bands, Handle stream, Handle state, int64_t k) {
 
 int32_t writeBands(const Bands& bands, Handle stream, Handle state) {
     const int64_t count = (int64_t{bands.size.height} + bands.rows - 1) / bands.rows;
-    int32_t result = kNoError;
-    for (int64_t k = 0; k < count && result == kNoError; ++k) {
+    int32_t result = kTolvaNoError;
+    for (int64_t k = 0; k < count && result == kTolvaNoError; ++k) {
         result = writeBand(bands, stream, state, k);
-        if (result == kNoError) result = UpdateStatus(static_cast<int32_t>((k + 1) * kWholeProgress / count));
+        if (result == kTolvaNoError) result = UpdateStatus(static_cast<int32_t>((k + 1) * kWholeProgress / count));
     }
     return result;
 }
@@ -71,28 +71,28 @@ int32_t writeBands(const Bands& bands, Handle stream, Handle state) {
 // What ends early leaves the file as far as it got, without its trailer.
 int32_t writePicture(const Bands& bands, Handle stream) {
     Handle state = 0;
-    BeginCellBitmap(stream, bands.size.width, bands.size.height, kOutputDepth, bands.record->palette, &state);
+    BeginCellBitmap(stream, bands.size.width, bands.size.height, kTolvaOutputDepth, bands.record->palette, &state);
     const int32_t result = writeBands(bands, stream, state);
-    if (result != kNoError) {
+    if (result != kTolvaNoError) {
         abandonCellBitmap(state);
         return result;
     }
     EndCellBitmap(stream, state);
-    return kNoError;
+    return kTolvaNoError;
 }
 
 }  // namespace
 
 namespace tolva {
 
-int32_t drawBands(Handle stream, void* hostContext, OffscreenCallback callback) {
+int32_t drawBands(Handle stream, void* hostContext, TolvaOffscreenCallback callback) {
     Bands bands = {};
-    if (callback == nullptr || !askSize(hostContext, callback, bands.size)) return kNoPicture;
-    uint8_t* const palette = static_cast<uint8_t*>(zunPtrGlobalAlloc(kColours * kTripleBytes));
+    if (callback == nullptr || !askSize(hostContext, callback, bands.size)) return kTolvaNoPicture;
+    uint8_t* const palette = static_cast<uint8_t*>(zunPtrGlobalAlloc(kColours * kTolvaTripleBytes));
     bands.rows = bands.size.height;
-    bands.record =
-        InitPlatformOffscreen(bands.size.width, &bands.rows, kOutputDepth, kColours, palette, hostContext, callback, 0);
-    const int32_t result = bands.rows > 0 ? writePicture(bands, stream) : int32_t{kNoPicture};
+    bands.record = InitPlatformOffscreen(bands.size.width, &bands.rows, kTolvaOutputDepth, kColours, palette,
+                                         hostContext, callback, 0);
+    const int32_t result = bands.rows > 0 ? writePicture(bands, stream) : int32_t{kTolvaNoPicture};
     // A callback that put another table in its place has freed ours, and finds its own in the record when it is told
     // the end.
     if (bands.record->palette == palette) {
@@ -105,6 +105,6 @@ int32_t drawBands(Handle stream, void* hostContext, OffscreenCallback callback) 
 
 }  // namespace tolva
 
-int32_t OutputPicture(Handle stream, void* hostContext, OffscreenCallback callback) {
-    return asOneCall(kExportFailed, [=] { return drawBands(stream, hostContext, callback); });
+int32_t OutputPicture(Handle stream, void* hostContext, TolvaOffscreenCallback callback) {
+    return asOneCall(kTolvaExportFailed, [=] { return drawBands(stream, hostContext, callback); });
 }

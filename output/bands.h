@@ -2,12 +2,13 @@
 #ifndef TOLVA_OUTPUT_BANDS_H
 #define TOLVA_OUTPUT_BANDS_H
 
-#include "output/output.h"
+#include <tolva/output.h>
+#include "host/handle.h"
 
 namespace tolva {
 
 // OutputPicture inside a call that is under way.
-int32_t drawBands(Handle stream, void* hostContext, OffscreenCallback callback);
+int32_t drawBands(Handle stream, void* hostContext, TolvaOffscreenCallback callback);
 
 }  // namespace tolva
 

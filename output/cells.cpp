@@ -6,16 +6,16 @@
 
 #include <cstring>
 
-#include "driver/driver.h"
+#include <tolva/driver.h>
 #include "driver/status.h"
 #include "host/numbers.h"
 #include "output/band_writer.h"
 #include "raster/match.h"
 #include "settings/current.h"
 
-namespace {
-
 using namespace tolva;
+
+namespace {
 
 constexpr int32_t kStepProgress = 20;
 constexpr int32_t kWritingProgress = 50;
@@ -59,7 +59,7 @@ Target targetSize(int32_t width, int32_t height, int32_t resolution) {
     return target;
 }
 
-bool isPossible(double extent) { return extent >= 1.0 && extent < double{kLargestExtent} + 1.0; }
+bool isPossible(double extent) { return extent >= 1.0 && extent < double{kTolvaLargestExtent} + 1.0; }
 
 void replaceBitmap(Cells& cells, Handle bitmap, int32_t width, int32_t height, int16_t bits) {
     if (cells.owned) GlobalFree(cells.bitmap);
@@ -96,7 +96,7 @@ void convertModel(Cells& cells) {
     if (cells.model != kModelCmyk && cells.model != kModelAlpha) return;
     (cells.model == kModelCmyk ? rlCMYKtoRGB : rlALPHAtoRGB)(cells.bitmap, cells.width, cells.height);
     uint8_t* const data = static_cast<uint8_t*>(rlLockMemory(cells.bitmap));
-    const int64_t packed = int64_t{cells.width} * kTripleBytes;
+    const int64_t packed = int64_t{cells.width} * kTolvaTripleBytes;
     const int64_t padded = paddedRowBytes(cells.width, kTrueColourDepth);
     for (int64_t y = cells.height; y-- > 0;)
         std::memmove(data + y * padded, data + y * packed, static_cast<size_t>(packed));
@@ -112,16 +112,16 @@ bool canMatchLate(const Cells& cells, Target target) {
 }
 
 void reduceTable(Cells& cells) {
-    cells.colours = kLargestColourTable;
+    cells.colours = kTolvaLargestColourTable;
     cells.table = rlReduceColorTable(cells.bitmap, cells.width, cells.height, &cells.colours);
 }
 
 bool reduceDepth(Cells& cells) {
     const Handle made = cells.table;
     const Handle bitmap =
-        rlChangeColorResolution(cells.bitmap, cells.width, cells.height, cells.bits, kOutputDepth, &cells.table);
+        rlChangeColorResolution(cells.bitmap, cells.width, cells.height, cells.bits, kTolvaOutputDepth, &cells.table);
     if (made != cells.table) rlFreeNewData(made);
-    replaceBitmap(cells, bitmap, cells.width, cells.height, kOutputDepth);
+    replaceBitmap(cells, bitmap, cells.width, cells.height, kTolvaOutputDepth);
     return bitmap != 0;
 }
 
@@ -129,19 +129,19 @@ bool reduceDepth(Cells& cells) {
 // filled on its right with its last pixel, so that the rows that follow stay where they are.
 bool fitRows(Cells& cells, int32_t width) {
     if (cells.width == width) return true;
-    if (!holdsBitmap(cells.bitmap, cells.width, cells.height, kOutputDepth)) return false;
-    const Handle fitted = allocPicture(paddedRowBytes(width, kOutputDepth), cells.height);
+    if (!holdsBitmap(cells.bitmap, cells.width, cells.height, kTolvaOutputDepth)) return false;
+    const Handle fitted = allocPicture(paddedRowBytes(width, kTolvaOutputDepth), cells.height);
     uint8_t* to = static_cast<uint8_t*>(GlobalLock(fitted));
     if (to == nullptr) return false;
     const uint8_t* from = static_cast<const uint8_t*>(GlobalLock(cells.bitmap));
     const int32_t common = width < cells.width ? width : cells.width;
-    const int32_t toRow = rlBytesPerLine(width, kOutputDepth);
-    const int32_t fromRow = rlBytesPerLine(cells.width, kOutputDepth);
+    const int32_t toRow = rlBytesPerLine(width, kTolvaOutputDepth);
+    const int32_t fromRow = rlBytesPerLine(cells.width, kTolvaOutputDepth);
     for (int32_t y = 0; y < cells.height; ++y, to += toRow, from += fromRow) {
         std::memcpy(to, from, static_cast<size_t>(common));
         std::memset(to + common, from[common - 1], static_cast<size_t>(width - common));
     }
-    replaceBitmap(cells, fitted, width, cells.height, kOutputDepth);
+    replaceBitmap(cells, fitted, width, cells.height, kTolvaOutputDepth);
     return true;
 }
 
@@ -154,7 +154,7 @@ void writeMatched(const Cells& cells, Matcher& matcher, Handle stream, CellBitma
     BandWriter band;
     beginBand(band, stream, image, cells.width, cells.height, nullptr);
     for (int64_t y; (y = nextRow(band)) >= 0; putRow(band, indices)) {
-        matchRow(matcher, pixels + y * stride, kTripleBytes, indices, cells.width);
+        matchRow(matcher, pixels + y * stride, kTolvaTripleBytes, indices, cells.width);
     }
     endBand(band);
     GlobalFree(row);
@@ -168,12 +168,12 @@ void writeGif(const Cells& cells) {
     Matcher matcher;
     const bool matches = cells.colours != 0 && makeMatcher(matcher, palette, cells.colours);
     Handle state = 0;
-    BeginCellBitmap(stream, cells.width, cells.height, kOutputDepth, palette, &state);
+    BeginCellBitmap(stream, cells.width, cells.height, kTolvaOutputDepth, palette, &state);
     auto* const image = static_cast<CellBitmapState*>(GlobalLock(state));
     if (matches && image != nullptr) {
         writeMatched(cells, matcher, stream, *image);
     } else {
-        WriteCellBits(stream, cells.bitmap, cells.width, cells.height, kOutputDepth, 0, state);
+        WriteCellBits(stream, cells.bitmap, cells.width, cells.height, kTolvaOutputDepth, 0, state);
     }
     EndCellBitmap(stream, state);
     if (matches) freeMatcher(matcher);
@@ -184,26 +184,26 @@ void writeGif(const Cells& cells) {
 int32_t runSteps(Cells& cells, Target target) {
     const int32_t given = cells.height;
     if (target.height < given) {
-        if (!rescale(cells, target)) return kExportFailed;
-        if (!report(cells)) return kNoError;
+        if (!rescale(cells, target)) return kTolvaExportFailed;
+        if (!report(cells)) return kTolvaNoError;
     }
     if (cells.bits < kTrueColourDepth) copyDeviceTable(cells);
     convertModel(cells);
     if (canMatchLate(cells, target)) {
         reduceTable(cells);
-        if (!report(cells)) return kNoError;
-    } else if (cells.bits != kOutputDepth) {
-        if (!reduceDepth(cells)) return kExportFailed;
-        if (!report(cells)) return kNoError;
+        if (!report(cells)) return kTolvaNoError;
+    } else if (cells.bits != kTolvaOutputDepth) {
+        if (!reduceDepth(cells)) return kTolvaExportFailed;
+        if (!report(cells)) return kTolvaNoError;
     }
     if (target.height > given) {
-        if (!rescale(cells, target)) return kExportFailed;
-        if (!report(cells)) return kNoError;
+        if (!rescale(cells, target)) return kTolvaExportFailed;
+        if (!report(cells)) return kTolvaNoError;
     }
-    if (cells.progress < kWritingProgress && !reportProgress(kWritingProgress)) return kNoError;
-    if (cells.colours == 0 && !fitRows(cells, truncated<int32_t>(target.width))) return kExportFailed;
+    if (cells.progress < kWritingProgress && !reportProgress(kWritingProgress)) return kTolvaNoError;
+    if (cells.colours == 0 && !fitRows(cells, truncated<int32_t>(target.width))) return kTolvaExportFailed;
     writeGif(cells);
-    return kNoError;
+    return kTolvaNoError;
 }
 
 }  // namespace
@@ -212,10 +212,10 @@ namespace tolva {
 
 int32_t writeCells(Handle bitmap, int32_t width, int32_t height, int32_t resolution, int16_t bitsPerPixel,
                    int16_t colourModel) {
-    if (lpEMData == nullptr || currentSetup() == nullptr) return kExportFailed;
-    if (bitmap == 0 || width < 1 || height < 1 || !isCellDepth(bitsPerPixel)) return kExportFailed;
+    if (lpEMData == nullptr || currentSetup() == nullptr) return kTolvaExportFailed;
+    if (bitmap == 0 || width < 1 || height < 1 || !isCellDepth(bitsPerPixel)) return kTolvaExportFailed;
     const Target target = targetSize(width, height, resolution);
-    if (!isPossible(target.width) || !isPossible(target.height)) return kExportFailed;
+    if (!isPossible(target.width) || !isPossible(target.height)) return kTolvaExportFailed;
     Cells cells = {bitmap, false, width, height, bitsPerPixel, colourModel, 0, 0, 0};
     const int32_t result = runSteps(cells, target);
     rlFreeNewData(cells.table);

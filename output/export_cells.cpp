@@ -5,22 +5,22 @@
 #include <algorithm>
 #include <cstring>
 
-#include "driver/driver.h"
+#include <tolva/driver.h>
+#include <tolva/raster.h>
+#include <tolva/stream.h>
 #include "host/numbers.h"
 #include "output/bands.h"
 #include "output/output_stream.h"
 #include "output/query.h"
-#include "raster/raster.h"
 #include "settings/export_remains.h"
 #include "settings/one_call.h"
-#include "stream/stream.h"
-
-static_assert(offsetof(PictureDescriptor, fullWidth) == 8 && offsetof(PictureDescriptor, palette) == 24);
-static_assert(sizeof(PictureDescriptor) == 24 + 2 * sizeof(Handle));
-
-namespace {
 
 using namespace tolva;
+
+static_assert(offsetof(TolvaPictureDescriptor, fullWidth) == 8 && offsetof(TolvaPictureDescriptor, palette) == 24);
+static_assert(sizeof(TolvaPictureDescriptor) == 24 + 2 * sizeof(Handle));
+
+namespace {
 
 constexpr int16_t kTrueColour = 24;
 constexpr int16_t kDeepestTable = 8;
@@ -41,17 +41,17 @@ struct Bitmap {
     int16_t depth;
 };
 
-PictureDescriptor pictureOf(const OffscreenRecord& record) {
-    return record.hostContext == nullptr ? PictureDescriptor{} : load<PictureDescriptor>(record.hostContext);
+TolvaPictureDescriptor pictureOf(const TolvaOffscreenRecord& record) {
+    return record.hostContext == nullptr ? TolvaPictureDescriptor{} : load<TolvaPictureDescriptor>(record.hostContext);
 }
 
-PrivateBlock* privateBlockOf(const OffscreenRecord& record) {
+PrivateBlock* privateBlockOf(const TolvaOffscreenRecord& record) {
     return static_cast<PrivateBlock*>(GlobalLock(record.privateBlock));
 }
 
-intptr_t answerQuery(const void* hostContext, OffscreenQuery* query) {
+intptr_t answerQuery(const void* hostContext, TolvaOffscreenQuery* query) {
     if (hostContext == nullptr || query == nullptr) return 0;
-    const PictureDescriptor picture = load<PictureDescriptor>(hostContext);
+    const TolvaPictureDescriptor picture = load<TolvaPictureDescriptor>(hostContext);
     answerSize(*query, picture.fullWidth, picture.fullHeight, picture.resolution, kCellValue);
     return 0;
 }
@@ -59,13 +59,13 @@ intptr_t answerQuery(const void* hostContext, OffscreenQuery* query) {
 // ---- The colour table ----
 
 // `count` entries become the record's colour table and the private copy of it. What the source does not have is black.
-void takeColours(OffscreenRecord& record, PrivateBlock& block, Handle source, int32_t count) {
-    const uint32_t bytes = static_cast<uint32_t>(count) * kTripleBytes;
+void takeColours(TolvaOffscreenRecord& record, PrivateBlock& block, Handle source, int32_t count) {
+    const uint32_t bytes = static_cast<uint32_t>(count) * kTolvaTripleBytes;
     if (count > record.colours) {
-        record.palette = static_cast<uint8_t*>(zunPtrGlobalReAlloc(record.palette, bytes, kMoveableZeroed));
+        record.palette = static_cast<uint8_t*>(zunPtrGlobalReAlloc(record.palette, bytes, kTolvaMoveableZeroed));
     }
     record.colours = static_cast<int16_t>(count);
-    block.palette = GlobalAlloc(kMoveableZeroed, bytes);
+    block.palette = GlobalAlloc(kTolvaMoveableZeroed, bytes);
     uint8_t* const copy = static_cast<uint8_t*>(GlobalLock(block.palette));
     std::memcpy(copy, GlobalLock(source), std::min(bytes, GlobalSize(source)));
     if (record.palette != nullptr) std::memcpy(record.palette, copy, bytes);
@@ -73,7 +73,7 @@ void takeColours(OffscreenRecord& record, PrivateBlock& block, Handle source, in
 
 // Kept: the reduced table counts as full, its empty entries included, where the cell arrays' road has the count that
 // was found.
-void reduceColours(OffscreenRecord& record, PrivateBlock& block, const PictureDescriptor& picture) {
+void reduceColours(TolvaOffscreenRecord& record, PrivateBlock& block, const TolvaPictureDescriptor& picture) {
     const int32_t count = 1 << record.depth;
     uint16_t found = static_cast<uint16_t>(count);
     Handle table = 0;
@@ -88,15 +88,15 @@ void reduceColours(OffscreenRecord& record, PrivateBlock& block, const PictureDe
     rlFreeNewData(table);
 }
 
-intptr_t initCells(OffscreenRecord* record, const void* init) {
+intptr_t initCells(TolvaOffscreenRecord* record, const void* init) {
     if (record == nullptr || init == nullptr) return 0;
-    record->privateBlock = GlobalAlloc(kMoveableZeroed, sizeof(PrivateBlock));
+    record->privateBlock = GlobalAlloc(kTolvaMoveableZeroed, sizeof(PrivateBlock));
     PrivateBlock* const block = privateBlockOf(*record);
     if (block == nullptr) {
-        push_er(kStreamFailed);
+        push_er(kTolvaStreamFailed);
         return 0;
     }
-    const PictureDescriptor picture = pictureOf(*record);
+    const TolvaPictureDescriptor picture = pictureOf(*record);
     const bool hasTable = picture.palette != 0 && picture.depth >= 1 && picture.depth <= kDeepestTable;
     if (record->depth < picture.depth) {
         // Tables are for what can be an index; a deeper target is left without one.
@@ -104,7 +104,7 @@ intptr_t initCells(OffscreenRecord* record, const void* init) {
     } else if (hasTable && record->palette != nullptr && record->colours >= 1) {
         takeColours(*record, *block, picture.palette, 1 << picture.depth);
     }
-    return loadField<intptr_t>(init, offsetof(OffscreenInit, bandRows));
+    return loadField<intptr_t>(init, offsetof(TolvaOffscreenInit, bandRows));
 }
 
 // ---- The band ----
@@ -133,7 +133,7 @@ void changeDepth(Bitmap& bitmap, int16_t depth, Handle from, Handle to, uint16_t
 }
 
 // The steps in their order, each from what the one before has made; one that fails leaves no band.
-Bitmap makeBand(const OffscreenRecord& record, const PrivateBlock& block, const PictureDescriptor& picture) {
+Bitmap makeBand(const TolvaOffscreenRecord& record, const PrivateBlock& block, const TolvaPictureDescriptor& picture) {
     const int32_t width = record.width;
     const int32_t height = record.bandRows;
     Bitmap bitmap = {picture.bitmap, false, picture.width, picture.height, picture.depth};
@@ -150,7 +150,7 @@ Bitmap makeBand(const OffscreenRecord& record, const PrivateBlock& block, const 
 }
 
 // What was made for the band before goes; the picture's own bits are not kept here.
-intptr_t drawCells(const OffscreenRecord* record) {
+intptr_t drawCells(const TolvaOffscreenRecord* record) {
     PrivateBlock* const block = record == nullptr ? nullptr : privateBlockOf(*record);
     if (block == nullptr) return 0;
     const Bitmap band = makeBand(*record, *block, pictureOf(*record));
@@ -159,7 +159,7 @@ intptr_t drawCells(const OffscreenRecord* record) {
     return static_cast<intptr_t>(band.pixels);
 }
 
-intptr_t termCells(OffscreenRecord* record) {
+intptr_t termCells(TolvaOffscreenRecord* record) {
     PrivateBlock* const block = record == nullptr ? nullptr : privateBlockOf(*record);
     if (block == nullptr) return kTermDone;
     GlobalFree(block->band);
@@ -172,45 +172,46 @@ intptr_t termCells(OffscreenRecord* record) {
 // ---- ExportCellData ----
 
 // What the picture's size is asked for with comes from the cells, in the host's own record too.
-void describeSize(PictureDescriptor& picture, const PictureDescriptor& cells) {
+void describeSize(TolvaPictureDescriptor& picture, const TolvaPictureDescriptor& cells) {
     picture.fullWidth = cells.width;
     picture.fullHeight = cells.height;
     picture.resolution = cells.resolution;
 }
 
 // The picture that is drawn. The cells' record has the pixels; hosts that put them into the other one are served too.
-PictureDescriptor takeCells(PictureDescriptor* picture, const PictureDescriptor& cells) {
+TolvaPictureDescriptor takeCells(TolvaPictureDescriptor* picture, const TolvaPictureDescriptor& cells) {
     SetDisplayInfo(cells.width, cells.height, cells.resolution, cells.resolution);
-    PictureDescriptor information = load<PictureDescriptor>(picture);
+    TolvaPictureDescriptor information = load<TolvaPictureDescriptor>(picture);
     describeSize(information, cells);
     store(picture, information);
-    PictureDescriptor drawn = cells.bitmap != 0 ? cells : information;
+    TolvaPictureDescriptor drawn = cells.bitmap != 0 ? cells : information;
     describeSize(drawn, cells);
     return drawn;
 }
 
-int32_t drawToStream(Setup& setup, const char* fileName, PictureDescriptor* picture, const PictureDescriptor& cells) {
+int32_t drawToStream(Setup& setup, const char* fileName, TolvaPictureDescriptor* picture,
+                     const TolvaPictureDescriptor& cells) {
     void* memory = nullptr;
     const Handle stream = openOutputStream(&setup, setup.exporting.status, fileName, &memory);
-    if (stream == 0) return kStreamFailed;
-    PictureDescriptor drawn = takeCells(picture, cells);
+    if (stream == 0) return kTolvaStreamFailed;
+    TolvaPictureDescriptor drawn = takeCells(picture, cells);
     drawBands(stream, &drawn, DrawExportCellData);
     zunClose(stream);
     if (memory != nullptr) keepMemory(setup, memory);
-    return kNoError;
+    return kTolvaNoError;
 }
 
-int32_t exportCells(const char* fileName, PictureDescriptor* picture, const PictureDescriptor* cells,
+int32_t exportCells(const char* fileName, TolvaPictureDescriptor* picture, const TolvaPictureDescriptor* cells,
                     const uintptr_t* hostArguments) {
-    if (picture == nullptr || cells == nullptr || hostArguments == nullptr) return kStreamFailed;
-    hRaster = load<Handle>(hostArguments + kArgumentSetup);
+    if (picture == nullptr || cells == nullptr || hostArguments == nullptr) return kTolvaStreamFailed;
+    hRaster = load<Handle>(hostArguments + kTolvaArgumentSetup);
     lpRaster = static_cast<Setup*>(GlobalLock(hRaster));
-    if (lpRaster == nullptr) return kStreamFailed;
+    if (lpRaster == nullptr) return kTolvaStreamFailed;
 
     Setup& setup = *lpRaster;
-    StatusRecord* const before = setup.exporting.status;
-    setup.exporting.status = load<StatusRecord*>(hostArguments + kArgumentStatus);
-    const int32_t result = drawToStream(setup, fileName, picture, load<PictureDescriptor>(cells));
+    TolvaStatusRecord* const before = setup.exporting.status;
+    setup.exporting.status = load<TolvaStatusRecord*>(hostArguments + kTolvaArgumentStatus);
+    const int32_t result = drawToStream(setup, fileName, picture, load<TolvaPictureDescriptor>(cells));
     // The host's record may be gone after this call.
     setup.exporting.status = before;
     return result;
@@ -219,17 +220,18 @@ int32_t exportCells(const char* fileName, PictureDescriptor* picture, const Pict
 }  // namespace
 
 intptr_t DrawExportCellData(intptr_t operation, intptr_t record, intptr_t a, intptr_t) {
-    OffscreenRecord* const offscreen = reinterpret_cast<OffscreenRecord*>(record);
+    TolvaOffscreenRecord* const offscreen = reinterpret_cast<TolvaOffscreenRecord*>(record);
     switch (operation) {
-        case kOffscreenQuery: return answerQuery(reinterpret_cast<void*>(record), reinterpret_cast<OffscreenQuery*>(a));
-        case kOffscreenInit: return initCells(offscreen, reinterpret_cast<void*>(a));
-        case kOffscreenTerm: return termCells(offscreen);
-        case kOffscreenDraw: return drawCells(offscreen);
+        case kTolvaOffscreenQuery:
+            return answerQuery(reinterpret_cast<void*>(record), reinterpret_cast<TolvaOffscreenQuery*>(a));
+        case kTolvaOffscreenInit: return initCells(offscreen, reinterpret_cast<void*>(a));
+        case kTolvaOffscreenTerm: return termCells(offscreen);
+        case kTolvaOffscreenDraw: return drawCells(offscreen);
         default: return 0;
     }
 }
 
-int32_t ExportCellData(const char* fileName, PictureDescriptor* picture, const PictureDescriptor* cells,
+int32_t ExportCellData(const char* fileName, TolvaPictureDescriptor* picture, const TolvaPictureDescriptor* cells,
                        const uintptr_t* hostArguments) {
-    return asOneCall(kExportFailed, [=] { return exportCells(fileName, picture, cells, hostArguments); });
+    return asOneCall(kTolvaExportFailed, [=] { return exportCells(fileName, picture, cells, hostArguments); });
 }

@@ -7,20 +7,20 @@
 #include <algorithm>
 #include <cstring>
 
-#include "driver/driver.h"
+#include <tolva/driver.h>
+#include <tolva/raster.h>
+#include <tolva/stream.h>
 #include "host/numbers.h"
 #include "output/band_writer.h"
 #include "output/lzw.h"
 #include "output/spool.h"
-#include "raster/raster.h"
 #include "settings/current.h"
-#include "stream/stream.h"
+
+using namespace tolva;
 
 static_assert(sizeof(void*) != 4 || sizeof(CellBitmapState) == 288);
 
 namespace {
-
-using namespace tolva;
 
 constexpr int16_t kDirectDepth = 24;   // no colour table
 constexpr int kScreenPackedBias = 17;  // packed screen byte: bits - this, modulo 256
@@ -48,7 +48,7 @@ struct ImageDescriptor {  // "1C4S1C"
 };
 static_assert(sizeof(ScreenHeader) == 14 && sizeof(ControlExtension) == 8 && sizeof(ImageDescriptor) == 12);
 
-bool hasTransparency(const Setup& setup) { return setup.transparencyChoice == kTransparentColour; }
+bool hasTransparency(const Setup& setup) { return setup.transparencyChoice == kTolvaTransparentColour; }
 
 int16_t nearest(const uint8_t* colour, const uint8_t* palette, int16_t count) {
     return get_nearest_rgb_index(colour[0], colour[1], colour[2], palette, count);
@@ -66,9 +66,9 @@ PaletteChoices choosePaletteEntries(const Setup& setup, uint8_t* palette, int16_
     if (palette == nullptr) return choices;
     if (hasTransparency(setup)) {
         choices.transparent = nearest(setup.transparentColour, palette, colours);
-        std::memcpy(palette + choices.transparent * kTripleBytes, setup.transparentColour, kTripleBytes);
+        std::memcpy(palette + choices.transparent * kTolvaTripleBytes, setup.transparentColour, kTolvaTripleBytes);
     }
-    if (setup.backgroundChoice == kBackgroundColour) {
+    if (setup.backgroundChoice == kTolvaBackgroundColour) {
         choices.background = nearest(setup.backgroundColour, palette, colours);
     }
     return choices;
@@ -136,7 +136,7 @@ int32_t BeginCellBitmap(Handle stream, int32_t width, int32_t height, int16_t bi
     const PaletteChoices choices = choosePaletteEntries(*setup, palette, colours);
     writeHeader(stream, *setup, width, height, bitsPerPixel, colours, palette, choices);
 
-    const Handle h = GlobalAlloc(kMoveableZeroed, sizeof(CellBitmapState));
+    const Handle h = GlobalAlloc(kTolvaMoveableZeroed, sizeof(CellBitmapState));
     CellBitmapState& image = *static_cast<CellBitmapState*>(GlobalLock(h));
     image.height = height;
     image.rowsToCome = height;
@@ -148,10 +148,10 @@ int32_t BeginCellBitmap(Handle stream, int32_t width, int32_t height, int16_t bi
 
 int32_t EndCellBitmap(Handle stream, Handle hState) {
     CellBitmapState* const state = static_cast<CellBitmapState*>(GlobalLock(hState));
-    if (state == nullptr) return kStreamFailed;
+    if (state == nullptr) return kTolvaStreamFailed;
     if (state->spool != 0) GifInterlaceandWrite(state, stream);
     abandonCellBitmap(hState);
-    return zunWrite(stream, &kTrailer, 1) < 1 ? kStreamFailed : kNoError;
+    return zunWrite(stream, &kTrailer, 1) < 1 ? kTolvaStreamFailed : kTolvaNoError;
 }
 
 int16_t get_nearest_rgb_index(int16_t red, int16_t green, int16_t blue, const uint8_t* palette, int16_t count) {

@@ -2,7 +2,8 @@
 #ifndef TOLVA_OUTPUT_GIF_WRITER_H
 #define TOLVA_OUTPUT_GIF_WRITER_H
 
-#include "output/output.h"
+#include <tolva/output.h>
+#include "host/handle.h"
 
 namespace tolva {
 

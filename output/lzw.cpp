@@ -9,14 +9,14 @@
 #include <bit>
 #include <cstring>
 
-#include "driver/driver.h"
+#include <tolva/driver.h>
+#include <tolva/stream.h>
 #include "host/numbers.h"
 #include "output/dictionary.h"
-#include "stream/stream.h"
-
-namespace {
 
 using namespace tolva;
+
+namespace {
 
 constexpr uint32_t kClearCode = 256;
 constexpr uint32_t kEndCode = 257;
@@ -176,9 +176,9 @@ void encodeLast(Encoder& e, uint32_t pixel) {
 
 // Takes back the byte that the segment before left behind its last sub-block; the next write covers it.
 void takeParkedByte(Handle stream, uint8_t* work) {
-    zunSeek(stream, -1, kFromCurrent);
+    zunSeek(stream, -1, kTolvaFromCurrent);
     zunRead(stream, work, 1);
-    zunSeek(stream, -1, kFromCurrent);
+    zunSeek(stream, -1, kTolvaFromCurrent);
 }
 
 // Leaves the work buffer as packing code by code would: what it holds shows in the next segment if that is short.
@@ -224,8 +224,8 @@ Handle keptBlock = 0;
 bool keptBlockInUse = false;
 
 Encoder& takeEncoder() {
-    if (keptBlockInUse) return *static_cast<Encoder*>(GlobalLock(GlobalAlloc(kMoveableZeroed, sizeof(Encoder))));
-    if (keptBlock == 0) keptBlock = GlobalAlloc(kMoveableZeroed, sizeof(Encoder));
+    if (keptBlockInUse) return *static_cast<Encoder*>(GlobalLock(GlobalAlloc(kTolvaMoveableZeroed, sizeof(Encoder))));
+    if (keptBlock == 0) keptBlock = GlobalAlloc(kTolvaMoveableZeroed, sizeof(Encoder));
     keptBlockInUse = true;
     return *static_cast<Encoder*>(GlobalLock(keptBlock));
 }
@@ -241,9 +241,9 @@ void leaveEncoder(Encoder& e) {
 // The block terminator behind the last segment, the partial byte behind any other.
 int32_t writeEnd(const Encoder& e, int32_t bytes, bool last) {
     constexpr uint8_t terminator = 0;
-    int32_t result = kNoError;
-    if (last && zunWriteChar(e.stream, &terminator, 1) != 1) result = kStreamFailed;
-    if (*e.carry != 0 && zunWriteChar(e.stream, e.work + bytes, 1) != 1) result = kStreamFailed;
+    int32_t result = kTolvaNoError;
+    if (last && zunWriteChar(e.stream, &terminator, 1) != 1) result = kTolvaStreamFailed;
+    if (*e.carry != 0 && zunWriteChar(e.stream, e.work + bytes, 1) != 1) result = kTolvaStreamFailed;
     return result;
 }
 
@@ -323,10 +323,11 @@ int32_t LZWWriteSubBlocks(Handle stream, const uint8_t* bytes, uint32_t count) {
     while (count > 0) {
         const uint32_t piece = std::min<uint32_t>(count, kSubBlockBytes);
         const uint8_t length = static_cast<uint8_t>(piece);
-        if (zunWriteChar(stream, &length, 1) < 1) return kStreamFailed;
-        if (zunWrite(stream, bytes, static_cast<int32_t>(piece)) != static_cast<int32_t>(piece)) return kStreamFailed;
+        if (zunWriteChar(stream, &length, 1) < 1) return kTolvaStreamFailed;
+        if (zunWrite(stream, bytes, static_cast<int32_t>(piece)) != static_cast<int32_t>(piece))
+            return kTolvaStreamFailed;
         bytes += piece;
         count -= piece;
     }
-    return kNoError;
+    return kTolvaNoError;
 }

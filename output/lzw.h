@@ -5,7 +5,8 @@
 
 #include <cstdint>
 
-#include "output/output.h"
+#include <tolva/output.h>
+#include "host/handle.h"
 
 namespace tolva {
 

@@ -2,26 +2,28 @@
 
 #include "output/output_stream.h"
 
+#include <tolva/stream.h>
 #include "host/numbers.h"
-#include "stream/stream.h"
-
-namespace {
+#include "settings/current.h"
 
 using namespace tolva;
 
-Handle openDevice(uintptr_t device, const StatusRecord* status, const char* name) {
+namespace {
+
+Handle openDevice(uintptr_t device, const TolvaStatusRecord* status, const char* name) {
     StreamDescriptor descriptor = {};
-    descriptor.blockRef = status == nullptr ? 0 : loadField<intptr_t>(status, offsetof(StatusRecord, streamContext));
+    descriptor.blockRef =
+        status == nullptr ? 0 : loadField<intptr_t>(status, offsetof(TolvaStatusRecord, streamContext));
     descriptor.ioProc = static_cast<intptr_t>(device);
-    return zunOpen(name, &descriptor, kCreateAndWrite);
+    return zunOpen(name, &descriptor, kTolvaCreateAndWrite);
 }
 
 Handle openMemory(void** memory) {
-    *memory = GlobalLock(GlobalAlloc(kMoveableZeroed, 1));
+    *memory = GlobalLock(GlobalAlloc(kTolvaMoveableZeroed, 1));
     StreamDescriptor descriptor = {};
     descriptor.blockRef = reinterpret_cast<intptr_t>(memory);
-    descriptor.growBy = kUsualGrowth;
-    const Handle stream = zunOpen(nullptr, &descriptor, kCreateAndWrite);
+    descriptor.growBy = kTolvaUsualGrowth;
+    const Handle stream = zunOpen(nullptr, &descriptor, kTolvaCreateAndWrite);
     if (stream == 0) freeOutputMemory(memory);
     return stream;
 }
@@ -30,9 +32,9 @@ Handle openMemory(void** memory) {
 
 namespace tolva {
 
-Handle openOutputStream(const Setup* setup, const StatusRecord* status, const char* name, void** memory) {
+Handle openOutputStream(const Setup* setup, const TolvaStatusRecord* status, const char* name, void** memory) {
     if (setup != nullptr && setup->outputDevice != 0) return openDevice(setup->outputDevice, status, name);
-    return name != nullptr && name[0] != '\0' ? zunOpen(name, nullptr, kCreateAndWrite) : openMemory(memory);
+    return name != nullptr && name[0] != '\0' ? zunOpen(name, nullptr, kTolvaCreateAndWrite) : openMemory(memory);
 }
 
 void freeOutputMemory(void** memory) {

@@ -3,18 +3,18 @@
 
 #include <initializer_list>
 
+#include <tolva/stream.h>
 #include "host/numbers.h"
 #include "output/query.h"
-#include "stream/stream.h"
-
-static_assert(sizeof(OffscreenQuery) == 24);
-static_assert(sizeof(OffscreenInit) == 5 * sizeof(void*));
-static_assert(sizeof(void*) != 4 || sizeof(OffscreenRecord) == 40);
-static_assert(sizeof(void*) != 4 || sizeof(MetafilePicture) == 80);
-
-namespace {
 
 using namespace tolva;
+
+static_assert(sizeof(TolvaOffscreenQuery) == 24);
+static_assert(sizeof(TolvaOffscreenInit) == 5 * sizeof(void*));
+static_assert(sizeof(void*) != 4 || sizeof(TolvaOffscreenRecord) == 40);
+static_assert(sizeof(void*) != 4 || sizeof(TolvaMetafilePicture) == 80);
+
+namespace {
 
 constexpr int16_t kMetafileValue = 4;
 
@@ -23,26 +23,28 @@ intptr_t wordOf(const void* pointer) { return reinterpret_cast<intptr_t>(pointer
 // Reads no more of the host's record than it uses: bounds and resolution.
 int32_t boundOf(const void* host, size_t offset) { return loadField<int32_t>(host, offset); }
 
-intptr_t queryMetafile(const void* host, OffscreenQuery* answer) {
+intptr_t queryMetafile(const void* host, TolvaOffscreenQuery* answer) {
     if (host == nullptr || answer == nullptr) return 0;
-    const int64_t width =
-        int64_t{boundOf(host, offsetof(MetafilePicture, right))} - boundOf(host, offsetof(MetafilePicture, left));
-    const int64_t height =
-        int64_t{boundOf(host, offsetof(MetafilePicture, top))} - boundOf(host, offsetof(MetafilePicture, bottom));
+    const int64_t width = int64_t{boundOf(host, offsetof(TolvaMetafilePicture, right))} -
+                          boundOf(host, offsetof(TolvaMetafilePicture, left));
+    const int64_t height = int64_t{boundOf(host, offsetof(TolvaMetafilePicture, top))} -
+                           boundOf(host, offsetof(TolvaMetafilePicture, bottom));
     answerSize(*answer, static_cast<double>(width), static_cast<double>(height),
-               boundOf(host, offsetof(MetafilePicture, resolution)), kMetafileValue);
+               boundOf(host, offsetof(TolvaMetafilePicture, resolution)), kMetafileValue);
     return 0;
 }
 
 }  // namespace
 
-void QueryPlatformOffscreen(OffscreenQuery* query, void* hostContext, OffscreenCallback callback) {
-    callback(kOffscreenQuery, wordOf(hostContext), wordOf(query), 0);
+void QueryPlatformOffscreen(TolvaOffscreenQuery* query, void* hostContext, TolvaOffscreenCallback callback) {
+    callback(kTolvaOffscreenQuery, wordOf(hostContext), wordOf(query), 0);
 }
 
-OffscreenRecord* InitPlatformOffscreen(int32_t width, int32_t* bandRows, int16_t depth, int16_t colours,
-                                       uint8_t* palette, void* hostContext, OffscreenCallback callback, uint8_t flag) {
-    OffscreenRecord* const record = static_cast<OffscreenRecord*>(zunPtrGlobalAlloc(sizeof(OffscreenRecord)));
+TolvaOffscreenRecord* InitPlatformOffscreen(int32_t width, int32_t* bandRows, int16_t depth, int16_t colours,
+                                            uint8_t* palette, void* hostContext, TolvaOffscreenCallback callback,
+                                            uint8_t flag) {
+    TolvaOffscreenRecord* const record =
+        static_cast<TolvaOffscreenRecord*>(zunPtrGlobalAlloc(sizeof(TolvaOffscreenRecord)));
     record->hostContext = hostContext;
     record->callback = callback;
     record->colours = colours;
@@ -51,26 +53,26 @@ OffscreenRecord* InitPlatformOffscreen(int32_t width, int32_t* bandRows, int16_t
     record->bandRows = *bandRows;
     record->depth = depth;
     record->flag = flag;
-    OffscreenInit init = {width, *bandRows, depth, colours, palette};
+    TolvaOffscreenInit init = {width, *bandRows, depth, colours, palette};
     // A callback that answers in 32 bits leaves the upper half of the word undefined.
-    *bandRows = static_cast<int32_t>(callback(kOffscreenInit, wordOf(record), wordOf(&init), 0));
+    *bandRows = static_cast<int32_t>(callback(kTolvaOffscreenInit, wordOf(record), wordOf(&init), 0));
     return record;
 }
 
-Handle DrawPlatformOffscreen(OffscreenRecord* record, int32_t lower, int32_t upper) {
-    return static_cast<Handle>(record->callback(kOffscreenDraw, wordOf(record), lower, upper));
+Handle DrawPlatformOffscreen(TolvaOffscreenRecord* record, int32_t lower, int32_t upper) {
+    return static_cast<Handle>(record->callback(kTolvaOffscreenDraw, wordOf(record), lower, upper));
 }
 
-void TermPlatformOffscreen(OffscreenRecord* record) {
-    record->callback(kOffscreenTerm, wordOf(record), 0, 0);
+void TermPlatformOffscreen(TolvaOffscreenRecord* record) {
+    record->callback(kTolvaOffscreenTerm, wordOf(record), 0, 0);
     zunPtrGlobalFree(record);
 }
 
 intptr_t DrawPlatformMetafile(intptr_t operation, intptr_t record, intptr_t a, intptr_t) {
     switch (operation) {
-        case kOffscreenQuery:
-            return queryMetafile(reinterpret_cast<void*>(record), reinterpret_cast<OffscreenQuery*>(a));
-        case kOffscreenTerm: return record == 0 ? 1 : 0;
+        case kTolvaOffscreenQuery:
+            return queryMetafile(reinterpret_cast<void*>(record), reinterpret_cast<TolvaOffscreenQuery*>(a));
+        case kTolvaOffscreenTerm: return record == 0 ? 1 : 0;
         default: return 0;  // no band is offered, and none drawn
     }
 }

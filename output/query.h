@@ -2,12 +2,12 @@
 #ifndef TOLVA_OUTPUT_QUERY_H
 #define TOLVA_OUTPUT_QUERY_H
 
-#include "output/output.h"
+#include <tolva/output.h>
 
 namespace tolva {
 
 // In pixels, or in inches where a resolution is given.
-inline void answerSize(OffscreenQuery& query, double width, double height, int32_t resolution, int16_t value) {
+inline void answerSize(TolvaOffscreenQuery& query, double width, double height, int32_t resolution, int16_t value) {
     const double perUnit = resolution != 0 ? resolution : 1.0;
     query.width = width / perUnit;
     query.height = height / perUnit;

@@ -4,31 +4,32 @@
 
 #include "output/spool.h"
 
-#include "driver/driver.h"
+#include <tolva/driver.h>
+#include <tolva/stream.h>
+#include "host/handle.h"
 #include "output/lzw.h"
-#include "stream/stream.h"
-
-namespace {
 
 using namespace tolva;
+
+namespace {
 
 constexpr uint32_t kSpoolBufferBytes = 65536;
 constexpr int kLastPass = 3;
 
 Handle openMemorySpool(CellBitmapState& state) {
-    state.spoolBlock = GlobalAlloc(kMoveableZeroed, 1);
+    state.spoolBlock = GlobalAlloc(kTolvaMoveableZeroed, 1);
     state.spoolData = GlobalLock(state.spoolBlock);
     StreamDescriptor descriptor = {};
     descriptor.blockRef = reinterpret_cast<intptr_t>(&state.spoolData);
-    descriptor.growBy = kUsualGrowth;
-    return zunOpen(nullptr, &descriptor, kCreateAndWrite);
+    descriptor.growBy = kTolvaUsualGrowth;
+    return zunOpen(nullptr, &descriptor, kTolvaCreateAndWrite);
 }
 
 Handle openSpoolFile(CellBitmapState& state) {
     if (ZUNGetTempFileName(0, "", 0, state.spoolName) == 0) return 0;
-    const Handle spool = zunOpen(state.spoolName, nullptr, kCreateAndWrite);
+    const Handle spool = zunOpen(state.spoolName, nullptr, kTolvaCreateAndWrite);
     if (spool == 0) {
-        zunOpen(state.spoolName, nullptr, kDeleteFile);
+        zunOpen(state.spoolName, nullptr, kTolvaDeleteFile);
         state.spoolName[0] = '\0';
     }
     return spool;
@@ -37,7 +38,7 @@ Handle openSpoolFile(CellBitmapState& state) {
 // Reads one row back. What the spool does not hold, or no stream position reaches, leaves the buffer as it is.
 void readRow(const CellBitmapState& state, int32_t row, uint8_t* to) {
     const int64_t offset = int64_t{row} * state.bytesPerRow;
-    if (offset > INT32_MAX || zunSeek(state.spool, static_cast<int32_t>(offset), kFromStart) == -1) return;
+    if (offset > INT32_MAX || zunSeek(state.spool, static_cast<int32_t>(offset), kTolvaFromStart) == -1) return;
     zunRead(state.spool, to, static_cast<int32_t>(state.bytesPerRow));
 }
 
@@ -59,7 +60,7 @@ uint32_t fillBuffer(const CellBitmapState& state, Place& place, uint8_t* buffer)
 
 int32_t writePasses(const CellBitmapState& state, Handle stream, uint8_t* pixels, uint8_t* work) {
     uint32_t carry = 0;
-    int32_t result = kNoError;
+    int32_t result = kTolvaNoError;
     bool first = true;
     // Kept: a pass that starts past the last row ends the picture, so one of 1 to 4 rows is never closed.
     for (Place place = {0, 0}; place.pass <= kLastPass && place.row < state.height; first = false) {
@@ -96,8 +97,8 @@ void freeSpoolBlock(CellBitmapState& state) {
 }  // namespace tolva
 
 Handle GifOpenSpoolFile(CellBitmapState* state, int32_t pixels) {
-    const Handle spool = pixels > kLargestMemorySpool ? openSpoolFile(*state) : openMemorySpool(*state);
-    if (spool == 0) push_er(kStreamFailed);
+    const Handle spool = pixels > kTolvaLargestMemorySpool ? openSpoolFile(*state) : openMemorySpool(*state);
+    if (spool == 0) push_er(kTolvaStreamFailed);
     return spool;
 }
 
@@ -107,9 +108,9 @@ int32_t GifCloseSpoolFile(CellBitmapState* state) { return zunCloseandDelete(sta
 
 int32_t GifInterlaceandWrite(CellBitmapState* state, Handle stream) {
     // No row fits, or rows of nothing: neither would ever make progress.
-    if (state->bytesPerRow == 0 || state->bytesPerRow > kSpoolBufferBytes) return kNoError;
-    const Handle hPixels = GlobalAlloc(kMoveableZeroed, kSpoolBufferBytes);
-    const Handle hWork = GlobalAlloc(kMoveableZeroed, kSpoolBufferBytes);
+    if (state->bytesPerRow == 0 || state->bytesPerRow > kSpoolBufferBytes) return kTolvaNoError;
+    const Handle hPixels = GlobalAlloc(kTolvaMoveableZeroed, kSpoolBufferBytes);
+    const Handle hWork = GlobalAlloc(kTolvaMoveableZeroed, kSpoolBufferBytes);
     const int32_t result = writePasses(*state, stream, static_cast<uint8_t*>(GlobalLock(hPixels)),
                                        static_cast<uint8_t*>(GlobalLock(hWork)));
     freeEncoder();

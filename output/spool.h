@@ -2,7 +2,7 @@
 #ifndef TOLVA_OUTPUT_SPOOL_H
 #define TOLVA_OUTPUT_SPOOL_H
 
-#include "output/output.h"
+#include <tolva/output.h>
 
 namespace tolva {
 

@@ -14,7 +14,7 @@ int16_t _debug_color_res = 0;
 namespace {
 
 constexpr int16_t kDeepestPixel = 32;
-constexpr int64_t kWidestRow = std::numeric_limits<int32_t>::max() / kRowAlignment * kRowAlignment;
+constexpr int64_t kWidestRow = std::numeric_limits<int32_t>::max() / kTolvaRowAlignment * kTolvaRowAlignment;
 constexpr int64_t kNarrowestRow = std::numeric_limits<int32_t>::min();
 
 bool isAddressable(int16_t bits) { return bits >= 1 && bits <= kDeepestPixel; }
@@ -30,7 +30,7 @@ int32_t bitInByte(int32_t x, int16_t bits) { return static_cast<int32_t>(int64_t
 void storeDirect(uint8_t* p, uint32_t value, const uint32_t* map, const uint8_t* table, uint32_t index) {
     if (table != nullptr) {
         // With a table only an index that came through a map names a colour.
-        if (map != nullptr) std::copy_n(table + size_t{index} * kTripleBytes, kTripleBytes, p);
+        if (map != nullptr) std::copy_n(table + size_t{index} * kTolvaTripleBytes, kTolvaTripleBytes, p);
         return;
     }
     p[0] = static_cast<uint8_t>(value >> 24);

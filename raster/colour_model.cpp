@@ -2,11 +2,12 @@
 
 #include <algorithm>
 
+#include "host/handle.h"
 #include "raster/rows.h"
 
-namespace {
-
 using namespace tolva;
+
+namespace {
 
 constexpr int kFourBytes = 4;
 
@@ -27,7 +28,7 @@ Pixels pixelsOf(Handle bits, int32_t width, int32_t height) {
 void rlRGB4toCMYK(Handle bits, int32_t width, int32_t height) {
     const Pixels pixels = pixelsOf(bits, width, height);
     for (uint8_t* p = pixels.data; p != pixels.data + pixels.count * kFourBytes; p += kFourBytes) {
-        for (int i = 0; i < kTripleBytes; ++i) p[i] = static_cast<uint8_t>(255 - p[i]);
+        for (int i = 0; i < kTolvaTripleBytes; ++i) p[i] = static_cast<uint8_t>(255 - p[i]);
         p[3] = 0;
     }
 }
@@ -37,7 +38,7 @@ void rlCMYKtoRGB(Handle bits, int32_t width, int32_t height) {
     uint8_t* to = pixels.data;
     for (const uint8_t* p = pixels.data; p != pixels.data + pixels.count * kFourBytes; p += kFourBytes) {
         const uint8_t black = p[3];
-        for (int i = 0; i < kTripleBytes; ++i) *to++ = static_cast<uint8_t>(255 - std::max(p[i], black));
+        for (int i = 0; i < kTolvaTripleBytes; ++i) *to++ = static_cast<uint8_t>(255 - std::max(p[i], black));
     }
 }
 
@@ -45,6 +46,6 @@ void rlALPHAtoRGB(Handle bits, int32_t width, int32_t height) {
     const Pixels pixels = pixelsOf(bits, width, height);
     uint8_t* to = pixels.data;
     for (const uint8_t* p = pixels.data; p != pixels.data + pixels.count * kFourBytes; p += kFourBytes) {
-        for (int i = 0; i < kTripleBytes; ++i) *to++ = p[i];
+        for (int i = 0; i < kTolvaTripleBytes; ++i) *to++ = p[i];
     }
 }

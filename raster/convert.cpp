@@ -4,11 +4,12 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "host/handle.h"
 #include "raster/match.h"
 
-namespace {
-
 using namespace tolva;
+
+namespace {
 
 constexpr int32_t kPackedAtOnce = 256;  // pixels matched before they are packed; a whole number of bytes
 
@@ -47,10 +48,10 @@ void convertPlainly(const Conversion& c, int32_t y) {
 // Indexed to direct colour with a table of its own: the map leads into the table. For 24 bits it holds colours instead,
 // which lead past the table's end: what lies there reads as black.
 void convertThroughTable(const Conversion& c, int32_t y) {
-    constexpr uint8_t black[kTripleBytes] = {};
+    constexpr uint8_t black[kTolvaTripleBytes] = {};
     for (int32_t x = 0; x < c.width; ++x) {
         const uint32_t index = c.map[rlGetPixel(c.src, c.srcRow, x, y, c.srcBits)];
-        const uint8_t* const colour = index < c.entries ? c.table + size_t{index} * kTripleBytes : black;
+        const uint8_t* const colour = index < c.entries ? c.table + size_t{index} * kTolvaTripleBytes : black;
         rlSetPixel(c.dst, c.dstRow, x, y, c.dstBits, load24(colour), nullptr, nullptr, 0);
     }
 }
@@ -71,7 +72,7 @@ void widenIndices(const Conversion& c, int32_t y) {
 void colourIndices(const Conversion& c, int32_t y) {
     const uint8_t* const from = sourceRow(c, y);
     uint8_t* to = targetRow(c, y);
-    for (int32_t x = 0; x < c.width; ++x, to += kTripleBytes) {
+    for (int32_t x = 0; x < c.width; ++x, to += kTolvaTripleBytes) {
         const uint32_t colour = c.map[from[x]];
         to[0] = static_cast<uint8_t>(colour >> 24);
         to[1] = static_cast<uint8_t>(colour >> 16);
@@ -80,13 +81,13 @@ void colourIndices(const Conversion& c, int32_t y) {
 }
 
 void copyColours(const Conversion& c, int32_t y) {
-    std::memcpy(targetRow(c, y), sourceRow(c, y), static_cast<size_t>(c.width) * kTripleBytes);
+    std::memcpy(targetRow(c, y), sourceRow(c, y), static_cast<size_t>(c.width) * kTolvaTripleBytes);
 }
 
 void dropFourthBytes(const Conversion& c, int32_t y) {
     const uint8_t* from = sourceRow(c, y);
     uint8_t* to = targetRow(c, y);
-    for (int32_t x = 0; x < c.width; ++x, from += 4, to += kTripleBytes) std::memcpy(to, from, kTripleBytes);
+    for (int32_t x = 0; x < c.width; ++x, from += 4, to += kTolvaTripleBytes) std::memcpy(to, from, kTolvaTripleBytes);
 }
 
 // Direct colour to the nearest entries. The rows are fresh, so bits are only ever set.

@@ -8,7 +8,7 @@ namespace {
 constexpr int32_t kNearGrey = 10;  // components this close count as grey for the inversion of greys
 
 void invert(uint8_t* c) {
-    for (int i = 0; i < kTripleBytes; ++i) c[i] = static_cast<uint8_t>(255 - c[i]);
+    for (int i = 0; i < kTolvaTripleBytes; ++i) c[i] = static_cast<uint8_t>(255 - c[i]);
 }
 
 bool isNearGrey(const uint8_t* c) {
@@ -23,14 +23,14 @@ void setGrey(uint8_t* c, bool inverted) {
 }  // namespace
 
 void rev_rgb(int32_t width, uint8_t* row, int32_t mode) {
-    if (mode < kConvertInvert || mode > kConvertInvertGrey) return;
-    for (int32_t x = 0; x < width; ++x, row += kTripleBytes) {
+    if (mode < kTolvaConvertInvert || mode > kTolvaConvertInvertGrey) return;
+    for (int32_t x = 0; x < width; ++x, row += kTolvaTripleBytes) {
         switch (mode) {
-            case kConvertInvert: invert(row); break;
-            case kConvertInvertGreys:
+            case kTolvaConvertInvert: invert(row); break;
+            case kTolvaConvertInvertGreys:
                 if (isNearGrey(row)) invert(row);
                 break;
-            default: setGrey(row, mode == kConvertInvertGrey); break;
+            default: setGrey(row, mode == kTolvaConvertInvertGrey); break;
         }
     }
 }

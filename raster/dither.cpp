@@ -5,19 +5,22 @@
 #include <array>
 #include <cstdio>
 
+#include "host/handle.h"
 #include "raster/match.h"
 
+using namespace tolva;
+
 // clang-format off
-const uint8_t MonoTable[kMonoColours * kTripleBytes] = {
+const uint8_t MonoTable[kTolvaMonoColours * kTolvaTripleBytes] = {
     0, 0, 0,  255, 255, 255,  64, 64, 64,  128, 128, 128,  160, 160, 160,  192, 192, 192,  208, 208, 208,  224, 224, 224,
 };
-const uint8_t must_have_colors[kMustHaveColours * kTripleBytes] = {
+const uint8_t must_have_colors[kTolvaMustHaveColours * kTolvaTripleBytes] = {
     255, 255, 255,  255, 255, 0,  255, 0, 255,  0, 255, 255,  255, 0, 0,  0, 255, 0,  0, 0, 255,  0, 0, 0,
 };
 #define ROW16(v) v, v + 1, v + 2, v + 3, v + 4, v + 5, v + 6, v + 7, \
                  v + 8, v + 9, v + 10, v + 11, v + 12, v + 13, v + 14, v + 15
 #define SAME16(v) v, v, v, v, v, v, v, v, v, v, v, v, v, v, v, v
-const uint8_t BOUNDARY_CHK[kClampBytes] = {
+const uint8_t BOUNDARY_CHK[kTolvaClampBytes] = {
     SAME16(0), SAME16(0), SAME16(0), SAME16(0), SAME16(0), SAME16(0), SAME16(0), SAME16(0),
     ROW16(0), ROW16(16), ROW16(32), ROW16(48), ROW16(64), ROW16(80), ROW16(96), ROW16(112),
     ROW16(128), ROW16(144), ROW16(160), ROW16(176), ROW16(192), ROW16(208), ROW16(224), ROW16(240),
@@ -29,12 +32,10 @@ const uint8_t BOUNDARY_CHK[kClampBytes] = {
 
 namespace {
 
-using namespace tolva;
-
 constexpr uint32_t kFewestReduced = 8;  // colours: below this there is no room for the fixed ones
 constexpr int16_t kDeepestTable = 15;   // bits: counts are 16-bit
 
-uint8_t clamped(int32_t value) { return BOUNDARY_CHK[kClampBase + value]; }
+uint8_t clamped(int32_t value) { return BOUNDARY_CHK[kTolvaClampBase + value]; }
 
 void addTo(uint8_t* pixel, const std::array<int32_t, 3>& amounts) {
     for (size_t i = 0; i < 3; ++i) pixel[i] = clamped(pixel[i] + amounts[i]);
@@ -50,15 +51,15 @@ void diffuse(uint8_t* pixel, uint8_t* below, bool first, const uint8_t* entry) {
         right[i] = 7 * error / 16;
         pixel[i] = entry[i];
     }
-    addTo(pixel + kTripleBytes, right);
+    addTo(pixel + kTolvaTripleBytes, right);
     if (below == nullptr) return;
     const auto less = [&](int32_t times) {
         return std::array<int32_t, 3>{right[0] - times * eighth[0], right[1] - times * eighth[1],
                                       right[2] - times * eighth[2]};
     };
     addTo(below, less(1));
-    if (!first) addTo(below - kTripleBytes, less(2));
-    addTo(below + kTripleBytes, less(3));
+    if (!first) addTo(below - kTolvaTripleBytes, less(2));
+    addTo(below + kTolvaTripleBytes, less(3));
 }
 
 // Kept: the last pixel of a row is not searched; it takes the choice of the one before it, or entry 0.
@@ -66,13 +67,14 @@ template <class Choose>
 void ditherLine(uint8_t* current, uint8_t* next, const uint8_t* table, int32_t width, Choose choose) {
     uint32_t index = 0;
     for (int32_t x = 0; x + 1 < width; ++x) {
-        uint8_t* const pixel = current + int64_t{x} * kTripleBytes;
+        uint8_t* const pixel = current + int64_t{x} * kTolvaTripleBytes;
         index = choose(pixel);
-        uint8_t* const below = next == nullptr ? nullptr : next + int64_t{x} * kTripleBytes;
-        diffuse(pixel, below, x == 0, table + index * kTripleBytes);
+        uint8_t* const below = next == nullptr ? nullptr : next + int64_t{x} * kTolvaTripleBytes;
+        diffuse(pixel, below, x == 0, table + index * kTolvaTripleBytes);
     }
     if (width > 0) {
-        std::copy_n(table + index * kTripleBytes, kTripleBytes, current + int64_t{width - 1} * kTripleBytes);
+        std::copy_n(table + index * kTolvaTripleBytes, kTolvaTripleBytes,
+                    current + int64_t{width - 1} * kTolvaTripleBytes);
     }
 }
 
@@ -84,7 +86,7 @@ struct GreyStep {
 };
 
 bool isGreyTable(const uint8_t* table, uint32_t count) {
-    for (const uint8_t* c = table; c != table + count * kTripleBytes; c += kTripleBytes) {
+    for (const uint8_t* c = table; c != table + count * kTolvaTripleBytes; c += kTolvaTripleBytes) {
         if (c[0] != c[1] || c[1] != c[2]) return false;
     }
     return true;
@@ -93,7 +95,7 @@ bool isGreyTable(const uint8_t* table, uint32_t count) {
 void makeGreySteps(GreyStep* steps, const uint8_t* table, uint16_t count) {
     for (int32_t value = 0; value < 256; ++value) {
         const int16_t grey = static_cast<int16_t>(value);
-        const uint8_t entry = table[rlNearestRGBIndex(grey, grey, grey, table, count) * kTripleBytes];
+        const uint8_t entry = table[rlNearestRGBIndex(grey, grey, grey, table, count) * kTolvaTripleBytes];
         const int32_t error = value - entry;
         const int32_t eighth = error / 8;
         const int32_t right = 7 * error / 16;
@@ -107,17 +109,17 @@ void ditherGreyLine(uint8_t* current, uint8_t* next, int32_t width, const GreySt
     int32_t value = width > 0 ? current[0] : 0;
     for (int32_t x = 0; x + 1 < width; ++x) {
         const GreyStep& step = steps[value];
-        uint8_t* const pixel = current + int64_t{x} * kTripleBytes;
+        uint8_t* const pixel = current + int64_t{x} * kTolvaTripleBytes;
         entry = step.entry;
         pixel[0] = pixel[1] = pixel[2] = entry;
-        value = clamped(pixel[kTripleBytes] + step.right);
+        value = clamped(pixel[kTolvaTripleBytes] + step.right);
         if (next == nullptr) continue;
-        uint8_t* const below = next + int64_t{x} * kTripleBytes;
+        uint8_t* const below = next + int64_t{x} * kTolvaTripleBytes;
         below[0] = clamped(below[0] + step.below);
-        if (x > 0) below[-kTripleBytes] = clamped(below[-kTripleBytes] + step.belowLeft);
-        below[kTripleBytes] = clamped(below[kTripleBytes] + step.belowRight);
+        if (x > 0) below[-kTolvaTripleBytes] = clamped(below[-kTolvaTripleBytes] + step.belowLeft);
+        below[kTolvaTripleBytes] = clamped(below[kTolvaTripleBytes] + step.belowRight);
     }
-    uint8_t* const last = current + int64_t{width - 1} * kTripleBytes;
+    uint8_t* const last = current + int64_t{width - 1} * kTolvaTripleBytes;
     if (width > 0) last[0] = last[1] = last[2] = entry;
 }
 
@@ -141,8 +143,8 @@ void ditherRows(const Dithering& d, Matcher* matcher) {
         uint8_t* const current = d.work + y * rowBytes;
         uint8_t* const next = y + 1 < d.height ? current + rowBytes : nullptr;
         // Two colours are chosen by lightness: each row is turned to grey once, before error reaches it.
-        if (d.dstBits == 1 && y == 0) rev_rgb(d.width, current, kConvertGrey);
-        if (d.dstBits == 1 && next != nullptr) rev_rgb(d.width, next, kConvertGrey);
+        if (d.dstBits == 1 && y == 0) rev_rgb(d.width, current, kTolvaConvertGrey);
+        if (d.dstBits == 1 && next != nullptr) rev_rgb(d.width, next, kTolvaConvertGrey);
         if (grey) {
             ditherGreyLine(current, next, d.width, steps, d.table[0]);
         } else if (matcher == nullptr) {
@@ -172,19 +174,19 @@ Handle ditherCopy(Handle work, int32_t width, int32_t height, int16_t dstBits, H
 }
 
 Handle copyOf(const uint8_t* triples, uint32_t count) {
-    const Handle h = rlGetMemory(kTripleBytes, count);
-    std::copy_n(triples, count * kTripleBytes, static_cast<uint8_t*>(rlLockMemory(h)));
+    const Handle h = rlGetMemory(kTolvaTripleBytes, count);
+    std::copy_n(triples, count * kTolvaTripleBytes, static_cast<uint8_t*>(rlLockMemory(h)));
     return h;
 }
 
 // A reduced table with the fixed colours behind it; entries that the picture has no colours for are black.
 Handle reducedTable(Handle work, int32_t width, int32_t height, uint32_t n) {
-    uint16_t count = static_cast<uint16_t>(n - kMustHaveColours);
+    uint16_t count = static_cast<uint16_t>(n - kTolvaMustHaveColours);
     const Handle reduced = rlReduceColorTable(work, width, height, &count);
-    const Handle h = rlGetMemory(kTripleBytes, n);
+    const Handle h = rlGetMemory(kTolvaTripleBytes, n);
     uint8_t* const table = static_cast<uint8_t*>(rlLockMemory(h));
-    std::copy_n(static_cast<const uint8_t*>(rlLockMemory(reduced)), count * kTripleBytes, table);
-    std::copy_n(must_have_colors, sizeof must_have_colors, table + count * kTripleBytes);
+    std::copy_n(static_cast<const uint8_t*>(rlLockMemory(reduced)), count * kTolvaTripleBytes, table);
+    std::copy_n(must_have_colors, sizeof must_have_colors, table + count * kTolvaTripleBytes);
     rlFreeNewData(reduced);
     return h;
 }
@@ -195,8 +197,8 @@ uint16_t chooseTable(Handle work, int32_t width, int32_t height, int16_t dstBits
     const bool few = n < kFewestReduced;
     if ((few || takesCallers) && *table != 0) return static_cast<uint16_t>(n);
     if (few) {
-        *table = copyOf(MonoTable, kMonoColours);
-        n = kMonoColours;
+        *table = copyOf(MonoTable, kTolvaMonoColours);
+        n = kTolvaMonoColours;
     } else {
         *table = reducedTable(work, width, height, n);
     }
@@ -208,7 +210,7 @@ void printTable(Handle h, uint16_t n) {
     const ColourTable table = tableOf(h);
     std::printf("Dithering to the following colortable:\n");
     for (uint32_t i = 0; i < n && i < table.entries; ++i) {
-        const uint8_t* const c = table.triples + i * kTripleBytes;
+        const uint8_t* const c = table.triples + i * kTolvaTripleBytes;
         std::printf("color %d: [%d, %d, %d]\n", static_cast<int>(i), c[0], c[1], c[2]);
     }
 }

@@ -1,10 +1,11 @@
 // flip.cpp: mirroring a bitmap in place, horizontally and vertically.
 
+#include "host/handle.h"
 #include "raster/rows.h"
 
-namespace {
-
 using namespace tolva;
+
+namespace {
 
 struct Picture {
     uint8_t* data;

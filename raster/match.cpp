@@ -13,7 +13,7 @@
 namespace tolva {
 namespace {
 
-constexpr uint32_t kMostBlocks = kLargestColourTable / kLanes;
+constexpr uint32_t kMostBlocks = kTolvaLargestColourTable / kLanes;
 constexpr uint32_t kPoolBlocks = 20480;  // 2 MB; parts met after it is full search longer lists
 constexpr uint16_t kMayBeGrey = 0x8000;
 static_assert(kPoolBlocks <= kMayBeGrey);
@@ -24,16 +24,16 @@ bool isGreyEntry(const uint8_t* c) { return c[0] == c[1] && c[1] == c[2]; }
 // By the sum s of a near-grey's components the nearest grey g is the one with the least |3g - s|: what the components
 // differ among themselves adds the same to every distance.
 void indexGreys(Matcher& m, const uint8_t* table, uint32_t count) {
-    uint8_t greys[kLargestColourTable];
+    uint8_t greys[kTolvaLargestColourTable];
     uint32_t known = 0;
     for (uint32_t i = 0; i < count; ++i) {
-        if (isGreyEntry(table + i * kTripleBytes)) greys[known++] = static_cast<uint8_t>(i);
+        if (isGreyEntry(table + i * kTolvaTripleBytes)) greys[known++] = static_cast<uint8_t>(i);
     }
     for (int32_t sum = 0; sum < static_cast<int32_t>(kGreySums); ++sum) {
         int32_t least = std::numeric_limits<int32_t>::max();
         m.greyIndex[sum] = 0;
         for (uint32_t k = 0; k < known; ++k) {
-            const int32_t distance = std::abs(3 * table[greys[k] * kTripleBytes] - sum);
+            const int32_t distance = std::abs(3 * table[greys[k] * kTolvaTripleBytes] - sum);
             if (distance >= least) continue;
             least = distance;
             m.greyIndex[sum] = greys[k];
@@ -103,7 +103,7 @@ uint16_t candidatesAround(Matcher& m, uint16_t from, const uint8_t* c, int32_t s
 
 bool isNearGrey(const uint8_t* c) {
     const auto isFar = [](int32_t a, int32_t b) {
-        return static_cast<uint32_t>(a - b + kGreyTolerance) > uint32_t{2 * kGreyTolerance};
+        return static_cast<uint32_t>(a - b + kTolvaGreyTolerance) > uint32_t{2 * kTolvaGreyTolerance};
     };
     return !(isFar(c[0], c[1]) | isFar(c[1], c[2]) | isFar(c[0], c[2]));
 }
@@ -150,7 +150,7 @@ void matchPixels(Matcher& m, const uint8_t* from, uint8_t* to, int32_t width) {
 }  // namespace
 
 bool makeMatcher(Matcher& m, const uint8_t* table, uint32_t count) {
-    if (table == nullptr || count == 0 || count > kLargestColourTable) return false;
+    if (table == nullptr || count == 0 || count > kTolvaLargestColourTable) return false;
     m.hPool = rlGetMemory(sizeof(CandidateBlock), kPoolBlocks);
     m.hCells = rlGetMemory(sizeof(uint16_t), kCells);
     m.hParts = rlGetMemory(sizeof(uint16_t), kParts);
@@ -161,7 +161,7 @@ bool makeMatcher(Matcher& m, const uint8_t* table, uint32_t count) {
     indexGreys(m, table, count);
     Builder all = openList(m);
     for (uint32_t i = 0; i < count; ++i) {
-        const uint8_t* const c = table + i * kTripleBytes;
+        const uint8_t* const c = table + i * kTolvaTripleBytes;
         if (!isGreyEntry(c)) append(all, {c[0], c[1], c[2], static_cast<uint8_t>(i)});
     }
     m.all = closeList(m, all);

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 
+#include "host/handle.h"
 #include "raster/rows.h"
 
 namespace tolva {

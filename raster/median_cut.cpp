@@ -6,13 +6,14 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "host/handle.h"
 #include "raster/rows.h"
 
-static_assert(sizeof(ColourBox) == 20 && sizeof(ColourEntry) == 4);
+using namespace tolva;
+
+static_assert(sizeof(TolvaColourBox) == 20 && sizeof(TolvaColourEntry) == 4);
 
 namespace {
-
-using namespace tolva;
 
 constexpr uint16_t kMostCounted = UINT16_MAX;
 
@@ -31,7 +32,8 @@ void emit(uint8_t* triple, uint32_t red, uint32_t green, uint32_t blue) {
 }
 
 Handle takeArray(Handle old, uint32_t bytes) {
-    const Handle h = old == 0 ? GlobalAlloc(kMoveableZeroed, bytes) : GlobalReAlloc(old, bytes, kMoveableZeroed);
+    const Handle h =
+        old == 0 ? GlobalAlloc(kTolvaMoveableZeroed, bytes) : GlobalReAlloc(old, bytes, kTolvaMoveableZeroed);
     std::memset(GlobalLock(h), 0, bytes);
     return h;
 }
@@ -41,20 +43,20 @@ void count(uint16_t& counter) { counter = static_cast<uint16_t>(counter + (count
 // Every other pixel is counted apart and added at the end: neighbours often have the same key, and a counter that was
 // just written has to be waited for.
 void countPixels(const uint8_t* pixels, int32_t width, int32_t height, uint16_t* counters, uint16_t* distinct) {
-    const Handle hOdd = rlGetMemory(sizeof(uint16_t), kColourKeys);
+    const Handle hOdd = rlGetMemory(sizeof(uint16_t), kTolvaColourKeys);
     uint16_t* const odd = static_cast<uint16_t*>(rlLockMemory(hOdd));
     const int64_t stride = paddedRowBytes(width, 24);
     for (int32_t y = 0; y < height && width > 0; ++y) {
         const uint8_t* p = pixels + y * stride;
         int32_t x = 0;
-        for (; x + 1 < width; x += 2, p += 2 * kTripleBytes) {
+        for (; x + 1 < width; x += 2, p += 2 * kTolvaTripleBytes) {
             count(counters[keyOf(p)]);
-            count(odd[keyOf(p + kTripleBytes)]);
+            count(odd[keyOf(p + kTolvaTripleBytes)]);
         }
         if (x < width) count(counters[keyOf(p)]);
     }
     uint32_t met = 0;
-    for (uint32_t key = 0; key < kColourKeys; ++key) {
+    for (uint32_t key = 0; key < kTolvaColourKeys; ++key) {
         counters[key] = static_cast<uint16_t>(std::min<uint32_t>(uint32_t{counters[key]} + odd[key], kMostCounted));
         met += counters[key] != 0;
     }
@@ -64,28 +66,29 @@ void countPixels(const uint8_t* pixels, int32_t width, int32_t height, uint16_t*
 
 uint16_t emitAll(const uint16_t* counters, uint8_t* table) {
     uint16_t count = 0;
-    for (uint32_t key = 0; key < kColourKeys; ++key) {
+    for (uint32_t key = 0; key < kTolvaColourKeys; ++key) {
         if (counters[key] == 0) continue;
-        emit(table + count * kTripleBytes, component(key, 10), component(key, 5), component(key, 0));
+        emit(table + count * kTolvaTripleBytes, component(key, 10), component(key, 5), component(key, 0));
         ++count;
     }
     return count;
 }
 
-void listColours(const uint16_t* counters, ColourEntry* list) {
-    for (uint32_t key = 0; key < kColourKeys; ++key) {
+void listColours(const uint16_t* counters, TolvaColourEntry* list) {
+    for (uint32_t key = 0; key < kTolvaColourKeys; ++key) {
         if (counters[key] != 0) *list++ = {static_cast<uint16_t>(key), counters[key]};
     }
 }
 
-void cutBoxes(ColourContext& context, ColourBox* boxes, uint16_t* status, ColourEntry* list, uint16_t n) {
-    std::fill(status, status + n, static_cast<uint16_t>(kSlotFree));
+void cutBoxes(TolvaColourContext& context, TolvaColourBox* boxes, uint16_t* status, TolvaColourEntry* list,
+              uint16_t n) {
+    std::fill(status, status + n, static_cast<uint16_t>(kTolvaSlotFree));
     context.boxCount = 1;
     status[0] = 0;
     getCRectData(&boxes[0], list, 0, static_cast<uint16_t>(context.distinct - 1));
     while (context.boxCount < n - 1) {
         context.currentBox = GetMaxHistSum(boxes, status, n);
-        const ColourBox& box = boxes[context.currentBox];
+        const TolvaColourBox& box = boxes[context.currentBox];
         context.currentFirst = box.first;
         context.currentLast = box.last;
         HeapSort(list + box.first, box.axis, box.last - box.first + 1);
@@ -95,13 +98,13 @@ void cutBoxes(ColourContext& context, ColourBox* boxes, uint16_t* status, Colour
 }
 
 // Kept: free slots show the mean of the box that was there last, so the table holds one box less and one parent.
-void emitBoxes(const ColourBox* boxes, uint16_t n, uint8_t* table) {
+void emitBoxes(const TolvaColourBox* boxes, uint16_t n, uint8_t* table) {
     for (uint16_t i = 0; i < n; ++i) {
-        emit(table + i * kTripleBytes, boxes[i].meanRed, boxes[i].meanGreen, boxes[i].meanBlue);
+        emit(table + i * kTolvaTripleBytes, boxes[i].meanRed, boxes[i].meanGreen, boxes[i].meanBlue);
     }
 }
 
-void buildTable(ColourContext& context, const uint16_t* counters, uint16_t* count, uint8_t* table) {
+void buildTable(TolvaColourContext& context, const uint16_t* counters, uint16_t* count, uint8_t* table) {
     const uint16_t n = *count;
     if (n == 0) return;
     if (context.distinct < n) {
@@ -109,9 +112,9 @@ void buildTable(ColourContext& context, const uint16_t* counters, uint16_t* coun
         return;
     }
     // One entry more than there are colours: building a heap reaches past the end of the box it sorts.
-    const Handle hList = rlGetMemory(sizeof(ColourEntry), context.distinct + 1u);
-    ColourEntry* const list = static_cast<ColourEntry*>(rlLockMemory(hList));
-    ColourBox* const boxes = static_cast<ColourBox*>(rlLockMemory(context.boxes));
+    const Handle hList = rlGetMemory(sizeof(TolvaColourEntry), context.distinct + 1u);
+    TolvaColourEntry* const list = static_cast<TolvaColourEntry*>(rlLockMemory(hList));
+    TolvaColourBox* const boxes = static_cast<TolvaColourBox*>(rlLockMemory(context.boxes));
     listColours(counters, list);
     cutBoxes(context, boxes, static_cast<uint16_t*>(rlLockMemory(context.boxStatus)), list, n);
     emitBoxes(boxes, n, table);
@@ -121,7 +124,7 @@ void buildTable(ColourContext& context, const uint16_t* counters, uint16_t* coun
 void printTable(uint16_t wanted, uint16_t made, const uint8_t* table) {
     std::fprintf(stderr, "Color Reduction in Process...24bit -> %d colors\n", wanted);
     std::fprintf(stderr, "  -new color table size: %d\n", made);
-    for (int i = 0; i < made; ++i, table += kTripleBytes) {
+    for (int i = 0; i < made; ++i, table += kTolvaTripleBytes) {
         std::fprintf(stderr, "   color %d: [%d, %d, %d]\n", i, table[0], table[1], table[2]);
     }
 }
@@ -130,24 +133,24 @@ void printTable(uint16_t wanted, uint16_t made, const uint8_t* table) {
 
 Handle rlReduceColorTable(Handle bits, int32_t width, int32_t height, uint16_t* count) {
     const uint16_t wanted = *count;
-    const Handle hTable = rlGetMemory(kTripleBytes, wanted);
+    const Handle hTable = rlGetMemory(kTolvaTripleBytes, wanted);
     uint8_t* const table = static_cast<uint8_t*>(rlLockMemory(hTable));
     if (table == nullptr) return hTable;
     if (wanted != 0 && holdsBitmap(bits, width, height, 24)) {
         const Handle context = InitColorLib();
         direct_indexed(static_cast<const uint8_t*>(rlLockMemory(bits)), width, height, count,
-                       kBuildTable | kKeepHistogram, table, context);
+                       kTolvaBuildTable | kTolvaKeepHistogram, table, context);
         TermColorLib(context);
     }
     if (_debug_color_res != 0) printTable(wanted, *count, table);
     return hTable;
 }
 
-Handle InitColorLib() { return GlobalAlloc(kMoveableZeroed, sizeof(ColourContext)); }
+Handle InitColorLib() { return GlobalAlloc(kTolvaMoveableZeroed, sizeof(TolvaColourContext)); }
 
 int32_t TermColorLib(Handle h) {
     if (h == 0) return 0;
-    const ColourContext* const context = static_cast<ColourContext*>(GlobalLock(h));
+    const TolvaColourContext* const context = static_cast<TolvaColourContext*>(GlobalLock(h));
     if (context == nullptr) return -1;
     rlFreeNewData(context->histogram);
     rlFreeNewData(context->boxes);
@@ -158,28 +161,28 @@ int32_t TermColorLib(Handle h) {
 
 int32_t direct_indexed(const uint8_t* pixels, int32_t width, int32_t height, uint16_t* count, uint16_t flags,
                        uint8_t* table, Handle hContext) {
-    ColourContext* const context = static_cast<ColourContext*>(rlLockMemory(hContext));
+    TolvaColourContext* const context = static_cast<TolvaColourContext*>(rlLockMemory(hContext));
     if (context == nullptr) return -1;
-    if (context->histogram == 0) context->histogram = rlGetMemory(sizeof(uint16_t), kColourKeys);
+    if (context->histogram == 0) context->histogram = rlGetMemory(sizeof(uint16_t), kTolvaColourKeys);
     uint16_t* const counters = static_cast<uint16_t*>(rlLockMemory(context->histogram));
-    if ((flags & kBuildTable) != 0) {
-        context->boxes = takeArray(context->boxes, *count * uint32_t{sizeof(ColourBox)});
+    if ((flags & kTolvaBuildTable) != 0) {
+        context->boxes = takeArray(context->boxes, *count * uint32_t{sizeof(TolvaColourBox)});
         context->boxStatus = takeArray(context->boxStatus, *count * uint32_t{sizeof(uint16_t)});
     }
     countPixels(pixels, width, height, counters, &context->distinct);
-    if ((flags & kBuildTable) == 0) {
+    if ((flags & kTolvaBuildTable) == 0) {
         *count = 0;
         return 0;
     }
     buildTable(*context, counters, count, table);
-    if ((flags & kKeepHistogram) == 0) {
-        std::memset(counters, 0, kColourKeys * sizeof *counters);
+    if ((flags & kTolvaKeepHistogram) == 0) {
+        std::memset(counters, 0, kTolvaColourKeys * sizeof *counters);
         context->distinct = 0;
     }
     return 0;
 }
 
-void getCRectData(ColourBox* box, const ColourEntry* list, uint16_t first, uint16_t last) {
+void getCRectData(TolvaColourBox* box, const TolvaColourEntry* list, uint16_t first, uint16_t last) {
     uint32_t least[3] = {255, 255, 255};
     uint32_t most[3] = {};
     uint32_t sums[3] = {};
@@ -203,7 +206,7 @@ void getCRectData(ColourBox* box, const ColourEntry* list, uint16_t first, uint1
             mean(0),        mean(1),       mean(2)};
 }
 
-uint16_t GetMaxHistSum(const ColourBox* boxes, const uint16_t* status, uint16_t count) {
+uint16_t GetMaxHistSum(const TolvaColourBox* boxes, const uint16_t* status, uint16_t count) {
     uint32_t most = 0;
     uint16_t slot = 0;
     for (uint16_t i = 0; i < count; ++i) {
@@ -214,12 +217,12 @@ uint16_t GetMaxHistSum(const ColourBox* boxes, const uint16_t* status, uint16_t 
     return slot;
 }
 
-void clrswap(ColourEntry* a, ColourEntry* b) { std::swap(*a, *b); }
+void clrswap(TolvaColourEntry* a, TolvaColourEntry* b) { std::swap(*a, *b); }
 
 // Exchanges along the way down come to the same as holding the root back and moving children up.
-void AdjustHeap(ColourEntry* list, int32_t axis, int32_t root, int32_t last) {
+void AdjustHeap(TolvaColourEntry* list, int32_t axis, int32_t root, int32_t last) {
     const int shift = shiftOf(axis);
-    const ColourEntry held = list[root];
+    const TolvaColourEntry held = list[root];
     const uint32_t value = component(held.key, shift);
     for (int32_t child = 2 * root + 1; child <= last; child = 2 * root + 1) {
         if (child != last && component(list[child].key, shift) <= component(list[child + 1].key, shift)) ++child;
@@ -232,7 +235,7 @@ void AdjustHeap(ColourEntry* list, int32_t axis, int32_t root, int32_t last) {
 
 // Kept: while the heap is built its bound is n, so the entry behind the range takes part and may trade places with one
 // inside. The tables hosts know depend on it, and on the sort not being stable.
-void HeapSort(ColourEntry* list, int32_t axis, int32_t n) {
+void HeapSort(TolvaColourEntry* list, int32_t axis, int32_t n) {
     for (int32_t root = (n - 2) / 2; root >= 0 && n > 0; --root) AdjustHeap(list, axis, root, n);
     for (int32_t k = n - 1; k >= 1; --k) {
         clrswap(&list[0], &list[k]);
@@ -240,7 +243,7 @@ void HeapSort(ColourEntry* list, int32_t axis, int32_t n) {
     }
 }
 
-uint16_t find_median(const ColourEntry* list, const ColourBox* box) {
+uint16_t find_median(const TolvaColourEntry* list, const TolvaColourBox* box) {
     const int32_t first = box->first;
     const int32_t last = box->last;
     if (last - first <= 1) return box->first;
@@ -265,26 +268,26 @@ uint16_t find_median(const ColourEntry* list, const ColourBox* box) {
     return static_cast<uint16_t>(takesUp ? up : down);
 }
 
-int32_t split(ColourBox* boxes, uint16_t slot, uint16_t median, uint16_t* boxCount, uint16_t* status,
-              const ColourEntry* list, uint16_t count) {
+int32_t split(TolvaColourBox* boxes, uint16_t slot, uint16_t median, uint16_t* boxCount, uint16_t* status,
+              const TolvaColourEntry* list, uint16_t count) {
     const uint16_t first = boxes[slot].first;
     const uint16_t last = boxes[slot].last;
     const auto freeFrom = [&](int32_t i) {
-        while (i < count - 1 && status[i] != kSlotFree) ++i;
+        while (i < count - 1 && status[i] != kTolvaSlotFree) ++i;
         return static_cast<uint16_t>(std::min<int32_t>(i, count - 1));
     };
     const uint16_t lower = freeFrom(0);
     const bool lowerFinal = first == median;
-    status[lower] = lowerFinal ? static_cast<uint16_t>(kBoxFinal) : lower;
+    status[lower] = lowerFinal ? static_cast<uint16_t>(kTolvaBoxFinal) : lower;
     getCRectData(&boxes[lower], list, first,
                  static_cast<uint16_t>(!lowerFinal && last == median ? median - 1 : median));
 
     const uint16_t upper = freeFrom(lower + 1);
     const bool upperFinal = last == median || last == median + 1;
-    status[upper] = upperFinal ? static_cast<uint16_t>(kBoxFinal) : upper;
+    status[upper] = upperFinal ? static_cast<uint16_t>(kTolvaBoxFinal) : upper;
     getCRectData(&boxes[upper], list, static_cast<uint16_t>(last == median ? median : median + 1), last);
 
-    status[slot] = kSlotFree;
+    status[slot] = kTolvaSlotFree;
     ++*boxCount;
     return 1;
 }

@@ -1,7 +1,7 @@
 // memory.cpp: the thin memory calls of the raster library, for its callers and itself.
 
+#include <tolva/raster.h>
 #include "host/numbers.h"
-#include "raster/raster.h"
 
 using namespace tolva;
 

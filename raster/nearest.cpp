@@ -3,7 +3,10 @@
 
 #include <algorithm>
 
+#include "host/handle.h"
 #include "raster/rows.h"
+
+using namespace tolva;
 
 namespace tolva {
 namespace {
@@ -12,8 +15,8 @@ constexpr uint32_t kFarthest = 0x7FFFFFFF;
 constexpr int16_t kDeepestMap = 23;  // direct colour needs no map
 
 bool isGreyish(int32_t red, int32_t green, int32_t blue) {
-    return feqi(red, green, kGreyTolerance) != 0 && feqi(green, blue, kGreyTolerance) != 0 &&
-           feqi(red, blue, kGreyTolerance) != 0;
+    return feqi(red, green, kTolvaGreyTolerance) != 0 && feqi(green, blue, kTolvaGreyTolerance) != 0 &&
+           feqi(red, blue, kTolvaGreyTolerance) != 0;
 }
 
 uint32_t square(int32_t difference) {
@@ -43,8 +46,8 @@ Handle buildColourMap(ColourTable source, int16_t srcBits, ColourTable destinati
         return static_cast<uint32_t>(rlNearestRGBIndex(c[0], c[1], c[2], destination.triples, dstCount));
     };
     const uint32_t known = std::min(entries, source.entries);
-    for (uint32_t i = 0; i < known; ++i) map[i] = become(source.triples + size_t{i} * kTripleBytes);
-    constexpr uint8_t black[kTripleBytes] = {};
+    for (uint32_t i = 0; i < known; ++i) map[i] = become(source.triples + size_t{i} * kTolvaTripleBytes);
+    constexpr uint8_t black[kTolvaTripleBytes] = {};
     if (known < entries) std::fill(map + known, map + entries, become(black));
     return h;
 }
@@ -57,7 +60,7 @@ int32_t rlNearestRGBIndex(int16_t red, int16_t green, int16_t blue, const uint8_
     const bool grey = isGreyish(red, green, blue);
     uint32_t least = kFarthest;
     int32_t best = 0;
-    for (int32_t i = 0; i < count; ++i, table += kTripleBytes) {
+    for (int32_t i = 0; i < count; ++i, table += kTolvaTripleBytes) {
         const bool greyEntry = table[0] == table[1] && table[1] == table[2];
         if (greyEntry != grey) continue;
         const uint32_t distance = square(blue - table[2]) + square(green - table[1]) + square(red - table[0]);

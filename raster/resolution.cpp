@@ -1,11 +1,12 @@
 // resolution.cpp: how a bitmap comes to another depth: by a reduced table, by dithering, or pixel by pixel. The
 // pipeline brings every picture to 8 bits through here.
 
+#include "host/handle.h"
 #include "raster/rows.h"
 
-namespace {
-
 using namespace tolva;
+
+namespace {
 
 constexpr int16_t kDeepestDither = 8;  // below this, depths are reached by error diffusion
 constexpr int16_t kShallowestReduced = 4;

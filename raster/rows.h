@@ -4,16 +4,16 @@
 
 #include <cstdint>
 
+#include <tolva/raster.h>
 #include "host/numbers.h"
-#include "raster/raster.h"
 
 namespace tolva {
 
-// Bytes a row, padded to kRowAlignment; never wraps. Negative ones are padded upward too: -3 gives 0, -4 stays.
+// Bytes a row, padded to kTolvaRowAlignment; never wraps. Negative ones are padded upward too: -3 gives 0, -4 stays.
 inline int64_t paddedRowBytes(int64_t width, int64_t bitsPerPixel) {
     const int64_t bits = width * bitsPerPixel;
     const int64_t bytes = bits / 8 + (bits % 8 != 0 ? 1 : 0);
-    return (bytes + kRowAlignment - 1) & ~int64_t{kRowAlignment - 1};
+    return (bytes + kTolvaRowAlignment - 1) & ~int64_t{kTolvaRowAlignment - 1};
 }
 
 inline bool isIndexedDepth(int16_t bits) { return bits == 1 || bits == 4 || bits == 8; }
@@ -44,7 +44,7 @@ struct ColourTable {
 };
 
 inline ColourTable tableOf(Handle h) {
-    return {static_cast<const uint8_t*>(GlobalLock(h)), GlobalSize(h) / kTripleBytes};
+    return {static_cast<const uint8_t*>(GlobalLock(h)), GlobalSize(h) / kTolvaTripleBytes};
 }
 
 // rlBuildColormap on tables that know their lengths.

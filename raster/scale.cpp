@@ -5,11 +5,12 @@
 
 #include <algorithm>
 
+#include "host/handle.h"
 #include "raster/rows.h"
 
-namespace {
-
 using namespace tolva;
+
+namespace {
 
 constexpr uint32_t kUntouched = UINT32_MAX;  // a destination column that no source pixel reaches
 constexpr uint32_t kMostRows = 32768;        // what StretchX's 16-bit row counter can reach

@@ -2,9 +2,14 @@
 #ifndef TOLVA_SETTINGS_CURRENT_H
 #define TOLVA_SETTINGS_CURRENT_H
 
-#include "settings/settings.h"
+#include <tolva/settings.h>
+#include "settings/current.h"
+
+#include "host/handle.h"
 
 namespace tolva {
+
+using Setup = TolvaSetup;
 
 // The last block made; where there is none, the one that init locked; null without either.
 Setup* currentSetup();

@@ -4,7 +4,7 @@
 #include <cstdlib>
 
 #include "host/numbers.h"
-#include "settings/settings.h"
+#include "settings/current.h"
 
 namespace {
 
@@ -37,8 +37,8 @@ void SetPrinterInfo(double width, double height, int16_t xDpi, int16_t yDpi) { p
 int32_t GetDisplayInfo(double* width, double* height, int16_t* xDpi, int16_t* yDpi) {
     double pixelsAcross = kDefaultDisplayWidth;
     double pixelsDown = kDefaultDisplayHeight;
-    int32_t x = kDefaultResolution;
-    int32_t y = kDefaultResolution;
+    int32_t x = kTolvaDefaultResolution;
+    int32_t y = kTolvaDefaultResolution;
     const char* text = std::getenv(kDisplayVariable);
     if (text != nullptr && text[0] != '\0') {
         pixelsAcross = takeNumber(&text);

@@ -8,9 +8,9 @@
 #include "settings/limits.h"
 #include "settings/strings.h"
 
-namespace {
-
 using namespace tolva;
+
+namespace {
 
 constexpr int32_t kDone = 1;
 constexpr int32_t kRefused = -1;
@@ -18,7 +18,7 @@ constexpr int32_t kNotHandled = 0;
 
 constexpr int32_t kWordBytes = 4;
 constexpr int32_t kDoubleBytes = 8;
-constexpr int32_t kColourClassDistance = int32_t{kColourNormal} - int32_t{kColourClassNormal};
+constexpr int32_t kColourClassDistance = int32_t{kTolvaColourNormal} - int32_t{kTolvaColourClassNormal};
 constexpr size_t kValueBytes = 32;
 
 struct Request {
@@ -29,11 +29,11 @@ struct Request {
     bool save;
 };
 
-void save(const Request& r, StringId key, const char* text) {
+void save(const Request& r, TolvaStringId key, const char* text) {
     if (r.save) WritePrivateProfileString(r.setup->sectionName, profileKey(key), text, r.setup->profilePath);
 }
 
-void saveNumber(const Request& r, StringId key, int32_t number) {
+void saveNumber(const Request& r, TolvaStringId key, int32_t number) {
     char text[kValueBytes] = {};
     std::to_chars(text, text + sizeof text - 1, number);
     save(r, key, text);
@@ -41,14 +41,14 @@ void saveNumber(const Request& r, StringId key, int32_t number) {
 
 // How an extent is saved: what stands in front of the number, and its significant digits.
 struct ExtentFormat {
-    StringId key;
+    TolvaStringId key;
     const char* prefix;
     int digits;
 };
 
 // Kept: the width gets ".3" in front of it where the height gets three digits; profiles of hosts have them so.
-constexpr ExtentFormat kWidthFormat = {kStringWidth, ".3", 6};
-constexpr ExtentFormat kHeightFormat = {kStringHeight, "", 3};
+constexpr ExtentFormat kWidthFormat = {kTolvaStringWidth, ".3", 6};
+constexpr ExtentFormat kHeightFormat = {kTolvaStringHeight, "", 3};
 
 // With a point, whatever the host's locale writes.
 void saveExtent(const Request& r, const ExtentFormat& format, double extent) {
@@ -62,24 +62,24 @@ void saveExtent(const Request& r, const ExtentFormat& format, double extent) {
 int32_t setColourClass(const Request& r) {
     if (r.size != kWordBytes || r.in == nullptr) return kRefused;
     const int32_t colourClass = load<int32_t>(r.in);
-    if (colourClass < kColourClassNormal || colourClass > kColourClassInvertGrey) return kRefused;
+    if (colourClass < kTolvaColourClassNormal || colourClass > kTolvaColourClassInvertGrey) return kRefused;
     r.setup->colourMode = colourClass + kColourClassDistance;
-    saveNumber(r, kStringColourMode, r.setup->colourMode);
+    saveNumber(r, kTolvaStringColourMode, r.setup->colourMode);
     return kDone;
 }
 
 int32_t queryColourClass(const Request& r) {
     if (r.size != kWordBytes) return kDone;
     const int32_t mode = r.setup->colourMode;
-    if (r.out == nullptr || mode < kColourNormal || mode > kColourInvertGrey) return kRefused;
+    if (r.out == nullptr || mode < kTolvaColourNormal || mode > kTolvaColourInvertGrey) return kRefused;
     store(r.out, mode - kColourClassDistance);
     return kDone;
 }
 
-int32_t setResolution(const Request& r, int16_t Setup::*resolution, StringId key) {
+int32_t setResolution(const Request& r, int16_t Setup::*resolution, TolvaStringId key) {
     if (r.size != kWordBytes || r.in == nullptr) return kRefused;
     const int32_t dpi = load<int32_t>(r.in);
-    if (dpi < kLowestResolution || dpi > kHighestResolution) return kRefused;
+    if (dpi < kTolvaLowestResolution || dpi > kTolvaHighestResolution) return kRefused;
     r.setup->*resolution = static_cast<int16_t>(dpi);
     saveNumber(r, key, dpi);
     return kDone;
@@ -104,16 +104,17 @@ int32_t answerPair(const Request& r, bool known, Number first, Number second) {
 
 int32_t queryResolution(const Request& r) {
     const Setup& setup = *r.setup;
-    return answerPair<int32_t>(r, setup.resolutionMode != kResolutionOfPicture, setup.xResolution, setup.yResolution);
+    return answerPair<int32_t>(r, setup.resolutionMode != kTolvaResolutionOfPicture, setup.xResolution,
+                               setup.yResolution);
 }
 
 int32_t querySize(const Request& r) {
-    return answerPair(r, r.setup->sizeMode != kSizeOfPicture, r.setup->width, r.setup->height);
+    return answerPair(r, r.setup->sizeMode != kTolvaSizeOfPicture, r.setup->width, r.setup->height);
 }
 
 // Kept: another selector changes nothing, and that is no refusal.
 int32_t select(const Request& r, int32_t Setup::*mode, int32_t first) {
-    if (r.size >= 0 && r.size < kModesEach) r.setup->*mode = first + r.size;
+    if (r.size >= 0 && r.size < kTolvaModesEach) r.setup->*mode = first + r.size;
     return kDone;
 }
 
@@ -137,18 +138,18 @@ int32_t xEscapeSetup(Handle h, int32_t code, int32_t size, void* in, void* out, 
     if (setup == nullptr) return kRefused;
     const Request r = {setup, size, in, out, save != 0};
     switch (code) {
-        case kEscSetColourClass: return setColourClass(r);
-        case kEscSetXResolution: return setResolution(r, &Setup::xResolution, kStringXResolution);
-        case kEscSetYResolution: return setResolution(r, &Setup::yResolution, kStringYResolution);
-        case kEscSetWidth: return setExtent(r, &Setup::width, kWidthFormat);
-        case kEscSetHeight: return setExtent(r, &Setup::height, kHeightFormat);
-        case kEscQueryResolution: return queryResolution(r);
-        case kEscQuerySize: return querySize(r);
-        case kEscSelectResolutionMode: return select(r, &Setup::resolutionMode, kResolutionOfScreen);
-        case kEscSelectSizeMode: return select(r, &Setup::sizeMode, kSizeOfScreen);
-        case kEscRasterInfo: return answerGeometry(h, r);
-        case kEscQueryColourClass: return queryColourClass(r);
-        case kEscSetOutputDevice: return setOutputDevice(r);
+        case kTolvaEscSetColourClass: return setColourClass(r);
+        case kTolvaEscSetXResolution: return setResolution(r, &Setup::xResolution, kTolvaStringXResolution);
+        case kTolvaEscSetYResolution: return setResolution(r, &Setup::yResolution, kTolvaStringYResolution);
+        case kTolvaEscSetWidth: return setExtent(r, &Setup::width, kWidthFormat);
+        case kTolvaEscSetHeight: return setExtent(r, &Setup::height, kHeightFormat);
+        case kTolvaEscQueryResolution: return queryResolution(r);
+        case kTolvaEscQuerySize: return querySize(r);
+        case kTolvaEscSelectResolutionMode: return select(r, &Setup::resolutionMode, kTolvaResolutionOfScreen);
+        case kTolvaEscSelectSizeMode: return select(r, &Setup::sizeMode, kTolvaSizeOfScreen);
+        case kTolvaEscRasterInfo: return answerGeometry(h, r);
+        case kTolvaEscQueryColourClass: return queryColourClass(r);
+        case kTolvaEscSetOutputDevice: return setOutputDevice(r);
         default: return kNotHandled;
     }
 }

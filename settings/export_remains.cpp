@@ -2,11 +2,12 @@
 
 #include "settings/export_remains.h"
 
-#include "stream/stream.h"
-
-namespace {
+#include <tolva/stream.h>
+#include "settings/current.h"
 
 using namespace tolva;
+
+namespace {
 
 struct Remains {
     const Setup* setup;

@@ -3,7 +3,7 @@
 #ifndef TOLVA_SETTINGS_EXPORT_REMAINS_H
 #define TOLVA_SETTINGS_EXPORT_REMAINS_H
 
-#include "settings/settings.h"
+#include "settings/current.h"
 
 namespace tolva {
 

@@ -11,58 +11,59 @@ using namespace tolva;
 namespace {
 
 void answerRasterInfo(Setup& setup, const int32_t* in, int32_t* out) {
-    const double dpi = in[kInfoDpi];
-    const double displayDpi = in[kInfoDisplayDpi];
-    if (setup.sizeMode == kSizeOfPicture && dpi != 0) {
-        setup.width = in[kInfoDots] / dpi;
-        setup.height = in[kInfoRows] / dpi;
-    } else if (setup.sizeMode == kSizeOfScreen && displayDpi != 0) {
-        setup.width = in[kInfoDisplayDots] / displayDpi;
-        setup.height = in[kInfoDisplayRows] / displayDpi;
+    const double dpi = in[kTolvaInfoDpi];
+    const double displayDpi = in[kTolvaInfoDisplayDpi];
+    if (setup.sizeMode == kTolvaSizeOfPicture && dpi != 0) {
+        setup.width = in[kTolvaInfoDots] / dpi;
+        setup.height = in[kTolvaInfoRows] / dpi;
+    } else if (setup.sizeMode == kTolvaSizeOfScreen && displayDpi != 0) {
+        setup.width = in[kTolvaInfoDisplayDots] / displayDpi;
+        setup.height = in[kTolvaInfoDisplayRows] / displayDpi;
     }
-    if (setup.resolutionMode == kResolutionOfPicture && dpi != 0) {
-        setup.xResolution = setup.yResolution = low16(in[kInfoDpi]);
-    } else if (setup.resolutionMode == kResolutionOfScreen && displayDpi != 0) {
-        setup.xResolution = setup.yResolution = low16(in[kInfoDisplayDpi]);
+    if (setup.resolutionMode == kTolvaResolutionOfPicture && dpi != 0) {
+        setup.xResolution = setup.yResolution = low16(in[kTolvaInfoDpi]);
+    } else if (setup.resolutionMode == kTolvaResolutionOfScreen && displayDpi != 0) {
+        setup.xResolution = setup.yResolution = low16(in[kTolvaInfoDisplayDpi]);
     }
     double size[2] = {setup.width, setup.height};
-    if (setup.sizeMode != kSizeOfPicture || dpi == 0) RasterAdjustAspect(size, in[kInfoDots], in[kInfoRows]);
-    out[kInfoPixelWidth] = truncated<int32_t>(std::ceil(setup.xResolution * size[0]));
-    out[kInfoPixelHeight] = truncated<int32_t>(std::ceil(setup.yResolution * size[1]));
-    out[kInfoBitsPerPixel] = kOutputDepth;
+    if (setup.sizeMode != kTolvaSizeOfPicture || dpi == 0)
+        RasterAdjustAspect(size, in[kTolvaInfoDots], in[kTolvaInfoRows]);
+    out[kTolvaInfoPixelWidth] = truncated<int32_t>(std::ceil(setup.xResolution * size[0]));
+    out[kTolvaInfoPixelHeight] = truncated<int32_t>(std::ceil(setup.yResolution * size[1]));
+    out[kTolvaInfoBitsPerPixel] = kTolvaOutputDepth;
 }
 
 }  // namespace
 
 void QueryCellFormat(double* width, double* height, int16_t* bitsPerPixel, int32_t* resolution, void*, void*) {
     Setup* const setup = currentSetup();
-    if (bitsPerPixel != nullptr) *bitsPerPixel = kOutputDepth;
+    if (bitsPerPixel != nullptr) *bitsPerPixel = kTolvaOutputDepth;
     if (setup == nullptr) return;
 
     const int32_t given = *resolution;
     double displayWidth = 0.0;
     double displayHeight = 0.0;
     int16_t displayDpi = 0;
-    if (setup->sizeMode == kSizeOfScreen || setup->resolutionMode == kResolutionOfScreen) {
+    if (setup->sizeMode == kTolvaSizeOfScreen || setup->resolutionMode == kTolvaResolutionOfScreen) {
         GetDisplayInfo(&displayWidth, &displayHeight, &displayDpi, nullptr);
     }
 
-    if (setup->sizeMode == kSizeOfPicture && given != 0) {
+    if (setup->sizeMode == kTolvaSizeOfPicture && given != 0) {
         setup->width = *width;
         setup->height = *height;
-    } else if (setup->sizeMode == kSizeOfScreen && displayDpi != 0) {
+    } else if (setup->sizeMode == kTolvaSizeOfScreen && displayDpi != 0) {
         setup->width = displayWidth;
         setup->height = displayHeight;
     }
 
-    if (setup->resolutionMode == kResolutionOfPicture && given != 0) {
+    if (setup->resolutionMode == kTolvaResolutionOfPicture && given != 0) {
         setup->xResolution = setup->yResolution = low16(given);
-    } else if (setup->resolutionMode == kResolutionOfScreen && displayDpi != 0) {
+    } else if (setup->resolutionMode == kTolvaResolutionOfScreen && displayDpi != 0) {
         setup->xResolution = setup->yResolution = displayDpi;
     }
 
     double size[2] = {setup->width, setup->height};
-    if (setup->sizeMode != kSizeOfPicture || given == 0) RasterAdjustAspect(size, *width, *height);
+    if (setup->sizeMode != kTolvaSizeOfPicture || given == 0) RasterAdjustAspect(size, *width, *height);
     if (setup->xResolution == 0) return;
     *width = size[0] * setup->xResolution;
     *height = size[1] * setup->yResolution;
@@ -89,8 +90,8 @@ int32_t RasterAdjustAspect(double* size, double width, double height) {
 
 void GetRasterInfo(Handle, const int32_t* from, int32_t* to) {
     if (from == nullptr || to == nullptr) return;
-    int32_t in[kInfoInWords];
-    int32_t out[kInfoOutWords] = {};
+    int32_t in[kTolvaInfoInWords];
+    int32_t out[kTolvaInfoOutWords] = {};
     std::memcpy(in, from, sizeof in);
     if (lpRaster != nullptr) answerRasterInfo(*lpRaster, in, out);
     std::memcpy(to, out, sizeof out);

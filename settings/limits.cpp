@@ -2,15 +2,15 @@
 
 #include "settings/limits.h"
 
-#include "settings/settings.h"
+#include "settings/current.h"
 
 namespace {
 
 using namespace tolva;
 
 bool repairResolution(int16_t* resolution) {
-    if (*resolution >= kLowestResolution && *resolution <= kHighestResolution) return false;
-    *resolution = kDefaultResolution;
+    if (*resolution >= kTolvaLowestResolution && *resolution <= kTolvaHighestResolution) return false;
+    *resolution = kTolvaDefaultResolution;
     return true;
 }
 
@@ -25,9 +25,9 @@ bool repairExtent(double* extent, double fallback) {
 int32_t LimitCheck() {
     if (lpRaster == nullptr) return 0;
     int32_t result = 0;
-    if (repairResolution(&lpRaster->xResolution)) result = kResolutionRepaired;
-    if (repairResolution(&lpRaster->yResolution)) result = kResolutionRepaired;
-    if (repairExtent(&lpRaster->width, kDefaultWidth)) result = kExtentRepaired;
-    if (repairExtent(&lpRaster->height, kDefaultHeight)) result = kExtentRepaired;
+    if (repairResolution(&lpRaster->xResolution)) result = kTolvaResolutionRepaired;
+    if (repairResolution(&lpRaster->yResolution)) result = kTolvaResolutionRepaired;
+    if (repairExtent(&lpRaster->width, kDefaultWidth)) result = kTolvaExtentRepaired;
+    if (repairExtent(&lpRaster->height, kDefaultHeight)) result = kTolvaExtentRepaired;
     return result;
 }

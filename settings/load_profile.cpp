@@ -7,15 +7,15 @@
 #include "host/numbers.h"
 #include "settings/strings.h"
 
-namespace {
-
 using namespace tolva;
+
+namespace {
 
 constexpr int32_t kExtentTextBytes = 30;
 constexpr char kDefaultWidthText[] = "6.67";
 constexpr char kDefaultHeightText[] = "5.0";
 
-int32_t loadNumber(const Setup& setup, StringId key, int32_t fallback) {
+int32_t loadNumber(const Setup& setup, TolvaStringId key, int32_t fallback) {
     return GetPrivateProfileInt(setup.sectionName, profileKey(key), fallback, setup.profilePath);
 }
 
@@ -30,7 +30,7 @@ double parseNumber(const char* text) {
 
 // Kept: a text shorter than the default leaves the default's tail, so that "8" is read as "8.67"; profiles were written
 // with that in mind.
-double loadExtent(const Setup& setup, StringId key, const char* fallback) {
+double loadExtent(const Setup& setup, TolvaStringId key, const char* fallback) {
     char text[kExtentTextBytes + 1] = {};
     GetPrivateProfileString(setup.sectionName, profileKey(key), fallback, text, kExtentTextBytes, setup.profilePath);
     return parseNumber(text);
@@ -41,17 +41,17 @@ double loadExtent(const Setup& setup, StringId key, const char* fallback) {
 int32_t LoadProfile(uintptr_t) {
     if (lpRaster == nullptr) return 0;
     Setup& setup = *lpRaster;
-    const int32_t driver = GetPrivateProfileString(setup.sectionName, profileKey(kStringDriver), "", setup.driverName,
-                                                   kDriverNameBytes, setup.profilePath);
+    const int32_t driver = GetPrivateProfileString(setup.sectionName, profileKey(kTolvaStringDriver), "",
+                                                   setup.driverName, kTolvaDriverNameBytes, setup.profilePath);
     if (driver == 0) return 0;
-    setup.colourMode = loadNumber(setup, kStringColourMode, kColourNormal);
-    setup.sizeMode = loadNumber(setup, kStringSizeMode, kSizeOfPicture);
-    setup.resolutionMode = loadNumber(setup, kStringResolutionMode, kResolutionOfPicture);
-    setup.xResolution = low16(loadNumber(setup, kStringXResolution, kDefaultResolution));
-    setup.yResolution = low16(loadNumber(setup, kStringYResolution, kDefaultResolution));
-    setup.width = loadExtent(setup, kStringWidth, kDefaultWidthText);
-    setup.height = loadExtent(setup, kStringHeight, kDefaultHeightText);
-    setup.lineMode = loadNumber(setup, kStringLineMode, kDefaultLineMode);
+    setup.colourMode = loadNumber(setup, kTolvaStringColourMode, kTolvaColourNormal);
+    setup.sizeMode = loadNumber(setup, kTolvaStringSizeMode, kTolvaSizeOfPicture);
+    setup.resolutionMode = loadNumber(setup, kTolvaStringResolutionMode, kTolvaResolutionOfPicture);
+    setup.xResolution = low16(loadNumber(setup, kTolvaStringXResolution, kTolvaDefaultResolution));
+    setup.yResolution = low16(loadNumber(setup, kTolvaStringYResolution, kTolvaDefaultResolution));
+    setup.width = loadExtent(setup, kTolvaStringWidth, kDefaultWidthText);
+    setup.height = loadExtent(setup, kTolvaStringHeight, kDefaultHeightText);
+    setup.lineMode = loadNumber(setup, kTolvaStringLineMode, kTolvaDefaultLineMode);
     LimitCheck();
     return 1;
 }

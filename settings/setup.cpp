@@ -4,29 +4,30 @@
 #include <algorithm>
 #include <cstring>
 
+#include <tolva/stream.h>
+#include "settings/current.h"
 #include "settings/export_remains.h"
 #include "settings/limits.h"
 #include "settings/one_call.h"
 #include "settings/strings.h"
-#include "stream/stream.h"
-
-namespace {
 
 using namespace tolva;
+
+namespace {
 
 constexpr int32_t kNotDestroyed = 1;
 constexpr char kMainSection[] = "TOLVA";
 constexpr char kProfileSuffix[] = ".ini";
 constexpr char kDriverSuffix[] = ".1";
-constexpr size_t kLongestModule = kDriverNameBytes - sizeof kDriverSuffix;
+constexpr size_t kLongestModule = kTolvaDriverNameBytes - sizeof kDriverSuffix;
 
 // The module's file name up to its first ".", with the suffix. False where it does not fit: such a profile cannot be
 // found either.
 bool nameAfterModule(char* path) {
-    char name[kModuleNameBytes];
+    char name[kTolvaModuleNameBytes];
     s_getname(name, export_szDLLName);
     const size_t length = std::strcspn(name, ".");
-    if (length + sizeof kProfileSuffix > kSettingsNameBytes) return false;
+    if (length + sizeof kProfileSuffix > kTolvaSettingsNameBytes) return false;
     std::memcpy(path, name, length);
     std::memcpy(path + length, kProfileSuffix, sizeof kProfileSuffix);
     return true;
@@ -35,19 +36,20 @@ bool nameAfterModule(char* path) {
 bool nameProfile(char* path, const char* given) {
     if (given == nullptr || given[0] == '\0') return nameAfterModule(path);
     const size_t bytes = std::strlen(given) + 1;
-    if (bytes > kSettingsNameBytes) return false;
+    if (bytes > kTolvaSettingsNameBytes) return false;
     std::memcpy(path, given, bytes);
     return true;
 }
 
 // A name that does not fit is cut; its terminator stays.
 void nameSection(Setup& setup, const char* given) {
-    constexpr size_t kMost = kSettingsNameBytes - 1;
+    constexpr size_t kMost = kTolvaSettingsNameBytes - 1;
     if (given != nullptr && given[0] != '\0') {
         std::memcpy(setup.sectionName, given, strnlen(given, kMost));
         return;
     }
-    GetPrivateProfileString(kMainSection, profileKey(kStringMode), "", setup.sectionName, kMost, setup.profilePath);
+    GetPrivateProfileString(kMainSection, profileKey(kTolvaStringMode), "", setup.sectionName, kMost,
+                            setup.profilePath);
 }
 
 // What an export left is freed for the block that it wrote to alone.
@@ -67,12 +69,12 @@ void destroy(Setup& setup) {
 }  // namespace
 
 Handle CreateSetup(uintptr_t, const char* profile, const char* section, uintptr_t) {
-    const Handle h = GlobalAlloc(kMoveableZeroed, kSetupBytes);
+    const Handle h = GlobalAlloc(kTolvaMoveableZeroed, kTolvaSetupBytes);
     Setup* const setup = static_cast<Setup*>(GlobalLock(h));
     hRaster = h;
     lpRaster = setup;
     if (szFilter != nullptr) strupr(szFilter);
-    export_szDLLName[kModuleNameBytes - 1] = '\0';
+    export_szDLLName[kTolvaModuleNameBytes - 1] = '\0';
     if (!nameProfile(setup->profilePath, profile) || GetProfileDirectory(setup->profilePath, export_szDLLName) != 0) {
         UseDefaultSettings(setup);
         return h;
@@ -110,12 +112,12 @@ int32_t UseDefaultSettings(Setup* setup) {
     std::memcpy(setup->driverName + length, kDriverSuffix, sizeof kDriverSuffix);
     strupr(setup->driverName);
     std::memset(setup->reserved, 0, sizeof setup->reserved);
-    setup->colourMode = kColourNormal;
+    setup->colourMode = kTolvaColourNormal;
     setup->secondMode = 0;
-    setup->sizeMode = kSizeOfPicture;
-    setup->resolutionMode = kResolutionOfPicture;
-    setup->xResolution = kDefaultResolution;
-    setup->yResolution = kDefaultResolution;
+    setup->sizeMode = kTolvaSizeOfPicture;
+    setup->resolutionMode = kTolvaResolutionOfPicture;
+    setup->xResolution = kTolvaDefaultResolution;
+    setup->yResolution = kTolvaDefaultResolution;
     setup->width = kDefaultWidth;
     setup->height = kDefaultHeight;
     return 0;

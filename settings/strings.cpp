@@ -6,30 +6,30 @@
 #include "settings/strings.h"
 
 // In the order that hosts walk it in; the fallback stands last.
-const StringRow gStringTable[kStringRows] = {
-    {kStringDefaults, "~Defaults"},
-    {kStringMode, "~Mode"},
-    {kStringHeader, "~Header"},
-    {kStringDefaultMode, "~Default Mode"},
-    {kStringDriver, "Driver"},
-    {kStringDefaultFileSpec, "DefaultFileSpec"},
-    {kStringFont, "Font"},
-    {kStringColourMode, "Color Mode"},
-    {kStringUserPatterns, "User-Defined Patterns"},
-    {kStringColourTableSource, "ColorTableSource"},
-    {kStringColour, "Color"},
-    {kStringFile, "FILE"},
-    {kStringProfile, "PROFILE"},
-    {kStringResolutionMode, "Resolution Mode"},
-    {kStringXResolution, "X Resolution"},
-    {kStringYResolution, "Y Resolution"},
-    {kStringWidth, "Width"},
-    {kStringHeight, "Height"},
-    {kStringFileType, "File Type"},
-    {kStringSizeMode, "Size Mode"},
-    {kStringGifExport, "GIF Export"},
-    {kStringLineMode, "Line Mode"},
-    {kStringFallback, "Not Defined"},
+const TolvaStringRow gStringTable[kTolvaStringRows] = {
+    {kTolvaStringDefaults, "~Defaults"},
+    {kTolvaStringMode, "~Mode"},
+    {kTolvaStringHeader, "~Header"},
+    {kTolvaStringDefaultMode, "~Default Mode"},
+    {kTolvaStringDriver, "Driver"},
+    {kTolvaStringDefaultFileSpec, "DefaultFileSpec"},
+    {kTolvaStringFont, "Font"},
+    {kTolvaStringColourMode, "Color Mode"},
+    {kTolvaStringUserPatterns, "User-Defined Patterns"},
+    {kTolvaStringColourTableSource, "ColorTableSource"},
+    {kTolvaStringColour, "Color"},
+    {kTolvaStringFile, "FILE"},
+    {kTolvaStringProfile, "PROFILE"},
+    {kTolvaStringResolutionMode, "Resolution Mode"},
+    {kTolvaStringXResolution, "X Resolution"},
+    {kTolvaStringYResolution, "Y Resolution"},
+    {kTolvaStringWidth, "Width"},
+    {kTolvaStringHeight, "Height"},
+    {kTolvaStringFileType, "File Type"},
+    {kTolvaStringSizeMode, "Size Mode"},
+    {kTolvaStringGifExport, "GIF Export"},
+    {kTolvaStringLineMode, "Line Mode"},
+    {kTolvaStringFallback, "Not Defined"},
 };
 
 namespace {
@@ -45,16 +45,16 @@ int32_t copyText(const char* text, char* buffer, int32_t size) {
 
 namespace tolva {
 
-const StringRow& stringRow(uint32_t id) {
-    const StringRow* const last = gStringTable + kStringRows - 1;
+const TolvaStringRow& stringRow(uint32_t id) {
+    const TolvaStringRow* const last = gStringTable + kTolvaStringRows - 1;
     return *std::find_if(gStringTable, last,
-                         [id](const StringRow& row) { return row.id == static_cast<uint16_t>(id); });
+                         [id](const TolvaStringRow& row) { return row.id == static_cast<uint16_t>(id); });
 }
 
 }  // namespace tolva
 
 int32_t LoadString(uintptr_t, uint32_t id, char* buffer, int32_t size) {
-    const StringRow& row = tolva::stringRow(id);
+    const TolvaStringRow& row = tolva::stringRow(id);
     const int32_t length = copyText(row.text, buffer, size);
     return row.id == static_cast<uint16_t>(id) ? length : 0;
 }

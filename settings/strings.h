@@ -2,14 +2,14 @@
 #ifndef TOLVA_SETTINGS_STRINGS_H
 #define TOLVA_SETTINGS_STRINGS_H
 
-#include "settings/settings.h"
+#include "settings/current.h"
 
 namespace tolva {
 
 // The row's text; that of the fallback for an unknown identifier.
-const StringRow& stringRow(uint32_t id);
+const TolvaStringRow& stringRow(uint32_t id);
 
-inline const char* profileKey(StringId id) { return stringRow(id).text; }
+inline const char* profileKey(TolvaStringId id) { return stringRow(id).text; }
 
 }  // namespace tolva
 

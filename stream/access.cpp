@@ -1,6 +1,7 @@
 // access.cpp: reading, writing and seeking, as everything above the streams does it: in a compound document's
 // sub-stream, through the host's procedure, or in the buffer.
 
+#include "host/handle.h"
 #include "stream/buffer.h"
 
 using namespace tolva;
@@ -16,7 +17,7 @@ int32_t zunWrite(Handle stream, const void* buffer, int32_t count) {
     StreamRecord* const s = lockStream(stream);
     if (s == nullptr) return 0;
     if (s->ioProc == nullptr) return writeBuffered(*s, buffer, count);
-    return static_cast<int32_t>(callProc(*s, kProcWrite, reinterpret_cast<intptr_t>(buffer), count));
+    return static_cast<int32_t>(callProc(*s, kTolvaProcWrite, reinterpret_cast<intptr_t>(buffer), count));
 }
 
 int32_t zunSeek(Handle stream, int32_t offset, int32_t origin) {

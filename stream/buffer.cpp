@@ -10,6 +10,8 @@
 #include "host/numbers.h"
 #include "stream/system_calls.h"
 
+using namespace tolva;
+
 namespace tolva {
 namespace {
 
@@ -63,7 +65,7 @@ void moveToLarger(StreamRecord& s, uint32_t size) {
     const Handle old = s.bufferHandle;
     forgetRoom(s);
     for (uint32_t room = std::min(size, uint32_t{kLastPosition} - size); room >= kLeastRoom; room /= 4) {
-        const Handle grown = allocWithRoom(kMoveableZeroed, size, room);
+        const Handle grown = allocWithRoom(kTolvaMoveableZeroed, size, room);
         if (grown == 0) continue;
         std::memcpy(GlobalLock(grown), GlobalLock(old), std::min(GlobalSize(old), size));
         GlobalFree(old);
@@ -71,7 +73,7 @@ void moveToLarger(StreamRecord& s, uint32_t size) {
         keepRoom(s, room);
         return;
     }
-    useBlock(s, GlobalReAlloc(old, size, kMoveableZeroed));
+    useBlock(s, GlobalReAlloc(old, size, kTolvaMoveableZeroed));
 }
 
 // Grows a memory stream's block so that `lastSlot` is its last byte. The block stays locked, so that the caller's
@@ -116,11 +118,11 @@ bool makeRoom(StreamRecord& s) {
 }
 
 int32_t seekMemory(StreamRecord& s, int64_t offset, int32_t origin) {
-    if (origin != kFromStart && origin != kFromEnd) return fail(s);
-    const int64_t target = origin == kFromStart ? offset : int64_t{s.lastValid} + 1 + offset;
+    if (origin != kTolvaFromStart && origin != kTolvaFromEnd) return fail(s);
+    const int64_t target = origin == kTolvaFromStart ? offset : int64_t{s.lastValid} + 1 + offset;
     if (target < 0) return fail(s);
     if (target > kLastPosition) return -1;
-    if (origin == kFromStart && target > s.lastSlot) {
+    if (origin == kTolvaFromStart && target > s.lastSlot) {
         if (s.growBy < 0 || !growBlock(s, target + s.growBy)) return -1;
     }
     s.cursor = static_cast<int32_t>(target);
@@ -154,16 +156,16 @@ void measureFile(StreamRecord& s) {
 int32_t fillBuffer(StreamRecord& s) {
     if (isMemoryStream(s) || s.file == nullptr) return 0;
     if (s.dirty != 0) flushBuffer(s);
-    if (unxSeek(s.file, s.nextFill, kFromStart) == -1) return fail(s);
+    if (unxSeek(s.file, s.nextFill, kTolvaFromStart) == -1) return fail(s);
     // What an earlier write left behind is no failure of this read.
     std::clearerr(s.file);
-    const size_t got = systemCalls.read(bufferOf(s), 1, kStreamBufferBytes, s.file);
-    if (got < kStreamBufferBytes && std::ferror(s.file) != 0) return fail(s);
+    const size_t got = systemCalls.read(bufferOf(s), 1, kTolvaStreamBufferBytes, s.file);
+    if (got < kTolvaStreamBufferBytes && std::ferror(s.file) != 0) return fail(s);
     const int64_t next = s.nextFill + static_cast<int64_t>(got);
     if (next > kLastPosition) return fail(s);
     s.cursor = 0;
     s.lastValid = static_cast<int32_t>(got) - 1;
-    s.lastSlot = kStreamBufferBytes - 1;
+    s.lastSlot = kTolvaStreamBufferBytes - 1;
     s.bufferStart = s.nextFill;
     s.nextFill = static_cast<int32_t>(next);
     return static_cast<int32_t>(got);
@@ -176,7 +178,7 @@ int32_t flushBuffer(StreamRecord& s) {
     if (s.dirty == 0 || s.file == nullptr) return 0;
     const int32_t bytes = s.lastValid + 1;
     const int64_t end = int64_t{s.bufferStart} + bytes;
-    if (end > kLastPosition || unxSeek(s.file, s.bufferStart, kFromStart) == -1) return failFlush(s);
+    if (end > kLastPosition || unxSeek(s.file, s.bufferStart, kTolvaFromStart) == -1) return failFlush(s);
     const size_t written = systemCalls.write(bufferOf(s), 1, static_cast<size_t>(bytes), s.file);
     // The runtime's own buffer goes too: on a full disk it would otherwise report success and lose the bytes later.
     const bool whole = written == static_cast<size_t>(bytes) && systemCalls.flush(s.file) == 0;
@@ -184,7 +186,7 @@ int32_t flushBuffer(StreamRecord& s) {
     if (!whole) return failFlush(s);
     s.cursor = 0;
     s.lastValid = -1;
-    s.lastSlot = kStreamBufferBytes - 1;
+    s.lastSlot = kTolvaStreamBufferBytes - 1;
     s.bufferStart = s.nextFill = static_cast<int32_t>(end);
     s.dirty = 0;
     return bytes;
@@ -237,14 +239,14 @@ int32_t writeBuffered(StreamRecord& s, const void* buffer, int32_t count) {
 
 int32_t seekBuffered(StreamRecord& s, int32_t offset, int32_t origin) {
     const int64_t here = int64_t{s.bufferStart} + s.cursor;
-    if (origin == kFromCurrent && offset == 0) return here > kLastPosition ? -1 : static_cast<int32_t>(here);
+    if (origin == kTolvaFromCurrent && offset == 0) return here > kLastPosition ? -1 : static_cast<int32_t>(here);
 
     int64_t target = offset;
-    if (origin == kFromCurrent) {
-        origin = kFromStart;
+    if (origin == kTolvaFromCurrent) {
+        origin = kTolvaFromStart;
         target += here;
     }
-    if (origin == kFromStart) {
+    if (origin == kTolvaFromStart) {
         if (target < 0 || (target > s.size && !mayWrite(s))) return fail(s);
         const int64_t inBuffer = target - s.bufferStart;
         if (inBuffer >= 0 && inBuffer <= s.lastValid) {
@@ -257,12 +259,12 @@ int32_t seekBuffered(StreamRecord& s, int32_t offset, int32_t origin) {
 
 int32_t readPlain(StreamRecord& s, void* buffer, int32_t count) {
     if (s.ioProc == nullptr) return readBuffered(s, buffer, count);
-    return static_cast<int32_t>(callProc(s, kProcRead, reinterpret_cast<intptr_t>(buffer), count));
+    return static_cast<int32_t>(callProc(s, kTolvaProcRead, reinterpret_cast<intptr_t>(buffer), count));
 }
 
 int32_t seekPlain(StreamRecord& s, int32_t offset, int32_t origin) {
     if (s.ioProc == nullptr) return seekBuffered(s, offset, origin);
-    return static_cast<int32_t>(callProc(s, kProcSeek, reinterpret_cast<intptr_t>(&offset), origin));
+    return static_cast<int32_t>(callProc(s, kTolvaProcSeek, reinterpret_cast<intptr_t>(&offset), origin));
 }
 
 }  // namespace tolva

@@ -5,13 +5,14 @@
 
 #include <cstdint>
 
-#include "stream/stream.h"
+#include <tolva/stream.h>
+#include "host/handle.h"
 
 namespace tolva {
 
 inline StreamRecord* lockStream(Handle stream) { return static_cast<StreamRecord*>(GlobalLock(stream)); }
 inline bool isMemoryStream(const StreamRecord& s) { return s.nextFill == -1; }
-inline bool mayWrite(const StreamRecord& s) { return (s.mode & (kWriteFile | kUpdateFile)) != 0; }
+inline bool mayWrite(const StreamRecord& s) { return (s.mode & (kTolvaWriteFile | kTolvaUpdateFile)) != 0; }
 
 inline intptr_t callProc(const StreamRecord& s, intptr_t operation, intptr_t a, intptr_t b) {
     return s.ioProc(s.ioInstance, operation, a, b);

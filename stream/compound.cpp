@@ -7,9 +7,9 @@
 #include "host/numbers.h"
 #include "stream/buffer.h"
 
-namespace {
-
 using namespace tolva;
+
+namespace {
 
 constexpr uint32_t kSectorBytes = 512;
 constexpr uint32_t kMiniSectorBytes = 64;
@@ -55,7 +55,7 @@ bool locate(const StreamRecord& s, bool large, uint32_t sector, uint64_t* offset
 bool readAt(StreamRecord& s, uint64_t offset, uint8_t* buffer, uint32_t bytes) {
     if (offset > INT32_MAX) return false;
     const int32_t count = static_cast<int32_t>(bytes);
-    return seekPlain(s, static_cast<int32_t>(offset), kFromStart) != -1 && readPlain(s, buffer, count) == count;
+    return seekPlain(s, static_cast<int32_t>(offset), kTolvaFromStart) != -1 && readPlain(s, buffer, count) == count;
 }
 
 }  // namespace
@@ -95,9 +95,9 @@ int32_t docSeek(Handle stream, int32_t offset, int32_t origin) {
     if (s == nullptr) return -1;
     int64_t target = 0;
     switch (origin) {
-        case kFromStart: target = offset; break;
-        case kFromCurrent: target = int64_t{s->docPosition} + offset; break;
-        case kFromEnd: target = int64_t{s->docSize} - offset; break;
+        case kTolvaFromStart: target = offset; break;
+        case kTolvaFromCurrent: target = int64_t{s->docPosition} + offset; break;
+        case kTolvaFromEnd: target = int64_t{s->docSize} - offset; break;
         default: return -1;
     }
     s->docPosition = static_cast<uint32_t>(std::clamp<int64_t>(target, 0, s->docSize));

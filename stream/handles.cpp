@@ -12,9 +12,9 @@
 #include "stream/buffer.h"
 #include "stream/system_calls.h"
 
-namespace {
-
 using namespace tolva;
+
+namespace {
 
 constexpr uint8_t kEndMarker = 0xFF;  // behind a memory stream's bytes; the next open for reading strips it
 constexpr char kTemporaryPattern[] = "/tmp/tolvaXXXXXX";
@@ -30,7 +30,7 @@ bool isEmpty(const char* name) { return name == nullptr || name[0] == '\0'; }
 
 // Modes that open nothing: the host's procedure answers, or the file system.
 Handle fileExists(const char* name, StreamIOProc proc) {
-    if (proc != nullptr) return static_cast<Handle>(proc(0, kProcExists, reinterpret_cast<intptr_t>(name), 0));
+    if (proc != nullptr) return static_cast<Handle>(proc(0, kTolvaProcExists, reinterpret_cast<intptr_t>(name), 0));
     FILE* const file = name == nullptr ? nullptr : systemCalls.open(name, "r");
     if (file == nullptr) return static_cast<Handle>(-1);
     systemCalls.close(file);
@@ -38,7 +38,7 @@ Handle fileExists(const char* name, StreamIOProc proc) {
 }
 
 Handle deleteFile(const char* name, StreamIOProc proc) {
-    if (proc != nullptr) return static_cast<Handle>(proc(0, kProcDelete, reinterpret_cast<intptr_t>(name), 0));
+    if (proc != nullptr) return static_cast<Handle>(proc(0, kTolvaProcDelete, reinterpret_cast<intptr_t>(name), 0));
     return name != nullptr && systemCalls.remove(name) == 0 ? 1 : 0;
 }
 
@@ -50,9 +50,9 @@ bool isRegularFile(const char* name) {
 }
 
 const char* runtimeMode(int32_t mode) {
-    if ((mode & kCreateFile) != 0) return "w+";
-    if ((mode & kUpdateFile) != 0) return "r+";
-    return (mode & kWriteFile) != 0 ? "w+" : "r";
+    if ((mode & kTolvaCreateFile) != 0) return "w+";
+    if ((mode & kTolvaUpdateFile) != 0) return "r+";
+    return (mode & kTolvaWriteFile) != 0 ? "w+" : "r";
 }
 
 FILE* openFile(const char* name, int32_t mode) {
@@ -62,10 +62,10 @@ FILE* openFile(const char* name, int32_t mode) {
 }
 
 void startFile(StreamRecord& s) {
-    s.bufferHandle = GlobalAlloc(kMoveableZeroed, kStreamBufferBytes);
+    s.bufferHandle = GlobalAlloc(kTolvaMoveableZeroed, kTolvaStreamBufferBytes);
     s.lastValid = -1;
-    s.lastSlot = kStreamBufferBytes - 1;
-    s.lineFormat = kLineLf;
+    s.lastSlot = kTolvaStreamBufferBytes - 1;
+    s.lineFormat = kTolvaLineLf;
     if (s.ioProc == nullptr) measureFile(s);
 }
 
@@ -78,7 +78,7 @@ int32_t measureBlock(const uint8_t* block, int32_t size) {
 
 bool startMemory(StreamRecord& s, const StreamDescriptor& descriptor, StreamDescriptor* callers) {
     s.nextFill = -1;
-    s.lineFormat = kLineLf;
+    s.lineFormat = kTolvaLineLf;
     s.growBy = saturated(descriptor.growBy);
     // With a procedure the first word is its context, not the address of a block: nothing here may look at it.
     if (s.ioProc != nullptr) return true;
@@ -88,7 +88,7 @@ bool startMemory(StreamRecord& s, const StreamDescriptor& descriptor, StreamDesc
     // A size beyond the block, or below nothing, would have bytes outside it read and written.
     const int32_t held = saturated(GlobalSize(s.bufferHandle));
     int32_t size = std::clamp(saturated(descriptor.size), 0, held);
-    if ((s.mode & kCreateFile) == 0) {
+    if ((s.mode & kTolvaCreateFile) == 0) {
         size = measureBlock(static_cast<const uint8_t*>(GlobalLock(s.bufferHandle)), size);
         storeField(callers, offsetof(StreamDescriptor, size), intptr_t{size});
         s.lastValid = size - 1;
@@ -123,10 +123,10 @@ bool startWrapped(StreamRecord& s, const StreamDescriptor& descriptor) {
 
 bool startStream(StreamRecord& s, const char* name, StreamDescriptor* callers, int32_t mode) {
     const StreamDescriptor descriptor = copyOf(callers);
-    if (mode == kWrapStream) return startWrapped(s, descriptor);
+    if (mode == kTolvaWrapStream) return startWrapped(s, descriptor);
     s.ioProc = procOf(descriptor);
     if (s.ioProc != nullptr) {
-        s.ioInstance = s.ioProc(descriptor.blockRef, kProcOpen, reinterpret_cast<intptr_t>(name), mode);
+        s.ioInstance = s.ioProc(descriptor.blockRef, kTolvaProcOpen, reinterpret_cast<intptr_t>(name), mode);
         if (s.ioInstance != 0) return true;
         // Kept: the procedure that did not handle the open stays recorded and is called, with instance 0, for
         // everything that follows; hosts rely on the file being made all the same.
@@ -137,7 +137,7 @@ bool startStream(StreamRecord& s, const char* name, StreamDescriptor* callers, i
 
 int32_t closeMemory(StreamRecord& s) {
     if (!mayWrite(s) || load<void*>(s.blockPointerRef) == nullptr) return 0;
-    return seekBuffered(s, 0, kFromEnd) != -1 && writeBuffered(s, &kEndMarker, 1) == 1 ? 0 : -1;
+    return seekBuffered(s, 0, kTolvaFromEnd) != -1 && writeBuffered(s, &kEndMarker, 1) == 1 ? 0 : -1;
 }
 
 // Whoever reads the other end of a standard stream is to see its end; the host's own FILE stays usable, so that it may
@@ -165,7 +165,7 @@ int32_t closeStream(Handle stream, intptr_t procedureFlag) {
     StreamRecord& s = *lockStream(stream);
     int32_t result = 0;
     if (s.ioProc != nullptr) {
-        result = static_cast<int32_t>(callProc(s, kProcClose, 0, procedureFlag));
+        result = static_cast<int32_t>(callProc(s, kTolvaProcClose, 0, procedureFlag));
         if (s.file != nullptr) closeFile(s);
     } else if (isMemoryStream(s)) {
         result = closeMemory(s);
@@ -181,9 +181,9 @@ int32_t closeStream(Handle stream, intptr_t procedureFlag) {
 }  // namespace
 
 Handle zunOpen(const char* name, StreamDescriptor* descriptor, int32_t mode) {
-    if (mode == kFileExists) return fileExists(name, procOf(copyOf(descriptor)));
-    if (mode == kDeleteFile) return deleteFile(name, procOf(copyOf(descriptor)));
-    const Handle stream = GlobalAlloc(kMoveableZeroed, sizeof(StreamRecord));
+    if (mode == kTolvaFileExists) return fileExists(name, procOf(copyOf(descriptor)));
+    if (mode == kTolvaDeleteFile) return deleteFile(name, procOf(copyOf(descriptor)));
+    const Handle stream = GlobalAlloc(kTolvaMoveableZeroed, sizeof(StreamRecord));
     StreamRecord& s = *lockStream(stream);
     s.mode = static_cast<uint32_t>(mode);
     if (startStream(s, name, descriptor, mode)) return stream;
@@ -196,7 +196,7 @@ int32_t zunClose(Handle stream) { return stream == 0 ? -1 : closeStream(stream, 
 int32_t zunCloseandDelete(Handle stream, const char* name) {
     StreamRecord* const s = lockStream(stream);
     if (s == nullptr) return -1;
-    if (s->ioProc != nullptr) return closeStream(stream, kDeleteFile);
+    if (s->ioProc != nullptr) return closeStream(stream, kTolvaDeleteFile);
     if (s->ownedBlockRef != nullptr) {
         void** const owned = s->ownedBlockRef;
         const Handle block = GlobalHandle(*owned);
@@ -208,14 +208,14 @@ int32_t zunCloseandDelete(Handle stream, const char* name) {
         return 0;
     }
     closeStream(stream, 0);
-    if (isRegularFile(name)) zunOpen(name, nullptr, kDeleteFile);
+    if (isRegularFile(name)) zunOpen(name, nullptr, kTolvaDeleteFile);
     return 0;
 }
 
 int32_t zunCopy(const char* source, const char* destination) {
     uint8_t piece[4096];
-    const Handle from = zunOpen(source, nullptr, kReadFile);
-    const Handle to = zunOpen(destination, nullptr, kCreateAndWrite);
+    const Handle from = zunOpen(source, nullptr, kTolvaReadFile);
+    const Handle to = zunOpen(destination, nullptr, kTolvaCreateAndWrite);
     int64_t balance = 0;
     for (int32_t got; (got = zunRead(from, piece, sizeof piece)) > 0;) balance += zunWrite(to, piece, got) - got;
     zunClose(from);

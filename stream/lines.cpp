@@ -1,7 +1,10 @@
 // lines.cpp: text lines with any line end, and finding out which line end a file uses. Profile files are read and
 // rewritten with these.
 
+#include "host/handle.h"
 #include "stream/buffer.h"
+
+using namespace tolva;
 
 namespace {
 constexpr char kCr = '\r';
@@ -18,7 +21,7 @@ int32_t zunReadLine(Handle stream, char* buffer, int32_t size) {
         if (last < 1) break;
         if (c == kCr) {
             last = zunRead(stream, &c, 1);
-            if (last == 1 && c != kLf) zunSeek(stream, -1, kFromCurrent);
+            if (last == 1 && c != kLf) zunSeek(stream, -1, kTolvaFromCurrent);
             break;
         }
         if (c == kLf) break;
@@ -34,8 +37,8 @@ int32_t zunWriteLine(Handle stream, const char* text, int32_t length) {
     if (s == nullptr) return 0;
     const int32_t written = zunWrite(stream, text, length);
     int32_t end = 1;
-    if (s->lineFormat != kLineLf) end = zunWrite(stream, &kCr, 1);
-    if (end == 1 && s->lineFormat != kLineCr) end = zunWrite(stream, &kLf, 1);
+    if (s->lineFormat != kTolvaLineLf) end = zunWrite(stream, &kCr, 1);
+    if (end == 1 && s->lineFormat != kTolvaLineCr) end = zunWrite(stream, &kLf, 1);
     return end == 1 ? written : end;
 }
 
@@ -49,9 +52,9 @@ int32_t zunSetLineFormat(Handle stream, uint16_t format) {
 int32_t zunGetLineFormat(Handle stream) {
     int32_t found = -1;
     for (char c = 0; found == -1 && zunRead(stream, &c, 1) == 1;) {
-        if (c == kLf) found = kLineLf;
-        if (c == kCr) found = zunRead(stream, &c, 1) == 1 && c == kLf ? kLineCrLf : kLineCr;
+        if (c == kLf) found = kTolvaLineLf;
+        if (c == kCr) found = zunRead(stream, &c, 1) == 1 && c == kLf ? kTolvaLineCrLf : kTolvaLineCr;
     }
-    zunSeek(stream, 0, kFromStart);
+    zunSeek(stream, 0, kTolvaFromStart);
     return found;
 }

@@ -1,8 +1,13 @@
 // pointers.cpp: memory handles for callers that keep the locked pointer and not the handle.
 
-#include "stream/stream.h"
+#include <tolva/stream.h>
+#include "host/handle.h"
 
-void* zunPtrGlobalAlloc(uint32_t size) { return size == 0 ? nullptr : GlobalLock(GlobalAlloc(kMoveableZeroed, size)); }
+using namespace tolva;
+
+void* zunPtrGlobalAlloc(uint32_t size) {
+    return size == 0 ? nullptr : GlobalLock(GlobalAlloc(kTolvaMoveableZeroed, size));
+}
 
 Handle zunPtrGlobalHandle(const void* data) { return GlobalHandle(data); }
 

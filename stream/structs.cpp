@@ -5,7 +5,10 @@
 #include <cstring>
 #include <limits>
 
-#include "stream/stream.h"
+#include <tolva/stream.h>
+#include "host/handle.h"
+
+using namespace tolva;
 
 namespace {
 

@@ -10,9 +10,9 @@
 #include "host/numbers.h"
 #include "stream/buffer.h"
 
-namespace {
-
 using namespace tolva;
+
+namespace {
 
 static_assert(std::endian::native == std::endian::little || std::endian::native == std::endian::big);
 
@@ -29,12 +29,12 @@ void swapNative(uint8_t* bytes) {
 
 uint16_t dataFormatOf(Handle stream) {
     const StreamRecord* const s = lockStream(stream);
-    return s == nullptr ? uint16_t{kLittleEndian} : s->dataFormat;
+    return s == nullptr ? uint16_t{kTolvaLittleEndian} : s->dataFormat;
 }
 
 uint16_t floatFormatOf(Handle stream) {
     const StreamRecord* const s = lockStream(stream);
-    return s == nullptr ? uint16_t{kIeeeFloat} : s->floatFormat;
+    return s == nullptr ? uint16_t{kTolvaIeeeFloat} : s->floatFormat;
 }
 
 // Reads count elements and gives each of them, most significant byte first, to `convert`.
@@ -42,7 +42,7 @@ template <int n, class Convert>
 int32_t readElements(Handle stream, void* buffer, int32_t count, Convert convert) {
     if (count < 0 || count > std::numeric_limits<int32_t>::max() / n) return 0;
     if (zunRead(stream, buffer, count * n) < count * n) return 0;
-    const bool bigEndian = dataFormatOf(stream) == kBigEndian;
+    const bool bigEndian = dataFormatOf(stream) == kTolvaBigEndian;
     uint8_t* bytes = static_cast<uint8_t*>(buffer);
     for (int32_t i = 0; i < count; ++i, bytes += n) {
         if (!bigEndian) reverse<n>(bytes);
@@ -54,7 +54,7 @@ int32_t readElements(Handle stream, void* buffer, int32_t count, Convert convert
 // Writes count elements, each made ready by `convert`, one write an element.
 template <int n, class Convert>
 int32_t writeElements(Handle stream, const void* buffer, int32_t count, Convert convert) {
-    const bool bigEndian = dataFormatOf(stream) == kBigEndian;
+    const bool bigEndian = dataFormatOf(stream) == kTolvaBigEndian;
     const uint8_t* from = static_cast<const uint8_t*>(buffer);
     for (int32_t i = 0; i < count; ++i, from += n) {
         uint8_t bytes[n];
@@ -107,7 +107,8 @@ int32_t zunReadDouble(Handle stream, void* buffer, int32_t count) {
     return readElements<8>(stream, buffer, count, swapNative<8>);
 }
 int32_t zunReadFloat(Handle stream, void* buffer, int32_t count) {
-    return readElements<4>(stream, buffer, count, floatFormatOf(stream) == kFixed16_16 ? fixedToFloat : swapNative<4>);
+    return readElements<4>(stream, buffer, count,
+                           floatFormatOf(stream) == kTolvaFixed16_16 ? fixedToFloat : swapNative<4>);
 }
 
 int32_t zunWriteChar(Handle stream, const void* buffer, int32_t count) { return zunWrite(stream, buffer, count); }
@@ -118,7 +119,7 @@ int32_t zunWriteLong(Handle stream, const void* buffer, int32_t count) {
     return writeIntegers<4>(stream, buffer, count);
 }
 int32_t zunWriteFloat(Handle stream, const void* buffer, int32_t count) {
-    if (floatFormatOf(stream) != kFixed16_16) return writeIntegers<4>(stream, buffer, count);
+    if (floatFormatOf(stream) != kTolvaFixed16_16) return writeIntegers<4>(stream, buffer, count);
     return writeElements<4>(stream, buffer, count, [](uint8_t* bytes, bool) { floatToFixed(bytes); });
 }
 int32_t zunWriteDouble(Handle stream, const void* buffer, int32_t count) {

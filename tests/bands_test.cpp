@@ -11,7 +11,7 @@ struct Drawing {
     intptr_t bandRows;
     int failing;
     int ended;
-    Handle band;
+    TolvaHandle band;
     std::vector<int> rows;
     uint8_t* palette;  // its own, in place of the library's
 };
@@ -21,7 +21,8 @@ intptr_t draw(intptr_t operation, intptr_t record, intptr_t a, intptr_t b) {
     Drawing& d = *reinterpret_cast<Drawing*>(operation == 0 ? record : words[0]);
     switch (operation) {
         case 0:
-            *reinterpret_cast<OffscreenQuery*>(a) = {d.picture->width / 128.0, (d.picture->height - 1) / 128.0, 128, 0};
+            *reinterpret_cast<TolvaOffscreenQuery*>(a) = {d.picture->width / 128.0, (d.picture->height - 1) / 128.0,
+                                                          128, 0};
             return 0;
         case 1: {
             const intptr_t* const init = reinterpret_cast<intptr_t*>(a);  // five words
@@ -85,19 +86,19 @@ Cells anyCells(int width, int height, int bits) {
 // What the file of a collected picture is by the steps: scaled, then matched to the table, then scaled the other way.
 Bytes expectedFile(const Cells& cells, int width, int height) {
     const int16_t bits = cells.bits;
-    const Handle source = handleOf(cells.rows);
+    const TolvaHandle source = handleOf(cells.rows);
     Bytes palette = testPalette();
-    Handle table = 0;
+    TolvaHandle table = 0;
     uint16_t count = 256;
     if (bits == 24) table = rlReduceColorTable(source, cells.width, cells.height, &count);
     if (bits == 32) rlDitherGetCT(source, cells.width, cells.height, 32, 8, 0, &table, &count);
     if (table != 0) palette = taken(table);
     palette.resize(bits < 24 ? 3 << bits : 768);
-    const Handle colours = handleOf(palette);
-    const Handle scaled = rlStretchBitmap(source, bits, cells.width, cells.height, width, height);
-    const Handle matched =
+    const TolvaHandle colours = handleOf(palette);
+    const TolvaHandle scaled = rlStretchBitmap(source, bits, cells.width, cells.height, width, height);
+    const TolvaHandle matched =
         rlConvertBitmapDepth(scaled, width, height, bits, 8, colours, bits == 8 ? 0 : colours, palette.size() / 3);
-    for (const Handle h : {source, colours, scaled}) GlobalFree(h);
+    for (const TolvaHandle h : {source, colours, scaled}) GlobalFree(h);
     palette.resize(768);
     return plainGif(topDown(matched, width, height), palette, {});
 }
@@ -116,17 +117,17 @@ int32_t sendCollected(const Cells& cells, int piece, bool upward) {
 }
 
 // An export outside a device, with everything it takes.
-int32_t exportCells(const Cells& cells, const char* name, Handle setup, StatusRecord* status) {
+int32_t exportCells(const Cells& cells, const char* name, TolvaHandle setup, TolvaStatusRecord* status) {
     Bytes palette = testPalette();
     palette.resize(cells.bits < 24 ? 3 << cells.bits : 3);
-    PictureDescriptor descriptor = {};
+    TolvaPictureDescriptor descriptor = {};
     descriptor.depth = cells.bits;
     descriptor.width = cells.width;
     descriptor.height = cells.height;
     descriptor.resolution = 128;
     descriptor.palette = cells.bits < 24 ? handleOf(palette) : 0;
     descriptor.bitmap = handleOf(cells.rows);
-    PictureDescriptor information = {};
+    TolvaPictureDescriptor information = {};
     const uintptr_t arguments[] = {0, 0, setup, 0, 0, 0, reinterpret_cast<uintptr_t>(status)};
     const int32_t result = ExportCellData(name, &information, &descriptor, arguments);
     EXPECT_TRUE(result != 0 || information.fullHeight == cells.height);
@@ -249,7 +250,7 @@ TEST(Bracket, PushesAnErrorForWhatIsNoPicture) {
 
 TEST(HandedOver, WholePicturesTakeEachKindOfStream) {
     const Temporary path("cells.gif");
-    const Handle h = defaultSetup();
+    const TolvaHandle h = defaultSetup();
     SetupBlock& setup = *static_cast<SetupBlock*>(GlobalLock(h));
     const StreamIOProc procedure = [](intptr_t instance, intptr_t operation, intptr_t a, intptr_t b) -> intptr_t {
         Bytes& file = *reinterpret_cast<Bytes*>(instance);
@@ -279,7 +280,7 @@ TEST(HandedOver, WholePicturesTakeEachKindOfStream) {
     EXPECT_EQ(setup.exporting.status, nullptr);  // the host's record is gone by now
     EXPECT_EQ(exportCells(anyCells(40, 30, 8), path, 0, nullptr), 303);
     for (int i = 0; i < 2; ++i) {  // a copy owns nothing: neither its end nor its own export frees the block's memory
-        const Handle copy = handleOf(contents(h));
+        const TolvaHandle copy = handleOf(contents(h));
         EXPECT_EQ(i == 1 ? exportCells(anyCells(4, 3, 8), "", copy, nullptr) : 0, 0);
         EXPECT_EQ(DestroySetup(copy), 0);
         EXPECT_EQ(std::memcmp(setup.exporting.memory, "GIF89a", 6), 0);
@@ -288,7 +289,7 @@ TEST(HandedOver, WholePicturesTakeEachKindOfStream) {
 }
 
 TEST(ExportVariant, LivesFromInitToItsError) {
-    const Handle h = defaultSetup();
+    const TolvaHandle h = defaultSetup();
     const Temporary path("variant.gif");
     char name[144] = {};
     uintptr_t block[15] = {};
@@ -321,12 +322,12 @@ TEST(ExportVariant, LivesFromInitToItsError) {
     EXPECT_NE(name[0], '\0');
 
     Asked asked;
-    const CommonBlock values = {1, 7, asked.address(), 33};
+    const TolvaCommonBlock values = {1, 7, asked.address(), 33};
     Bytes bytes(1 + sizeof values);  // unaligned, as all host blocks may be
     std::memcpy(bytes.data() + 1, &values, sizeof values);
     Bytes open = opcodeBlock(opOpen);
     EXPECT_EQ(dd_entry32(0, 2, open.data()), 0);
-    lpCommon = reinterpret_cast<CommonBlock*>(bytes.data() + 1);
+    lpCommon = reinterpret_cast<TolvaCommonBlock*>(bytes.data() + 1);
     EXPECT_EQ(dd_entry32(0, 2, open.data()), 0);
     EXPECT_EQ(bytes[5] | bytes[6], 0);  // the result
     EXPECT_EQ(escape(), 0);
@@ -336,7 +337,7 @@ TEST(ExportVariant, LivesFromInitToItsError) {
 
     Bytes bounds(sizeof(void*) + 20);  // the record's end, as far as it is used: left, top, right, bottom, resolution
     for (const int i : {0, 1, 2, 3, 4}) put(bounds, sizeof(void*) + 4 * i, std::vector{10, 200, 110, 50, 50}[i]);
-    OffscreenQuery answer = {};
+    TolvaOffscreenQuery answer = {};
     DrawPlatformMetafile(0, reinterpret_cast<intptr_t>(bounds.data()), reinterpret_cast<intptr_t>(&answer), 0);
     EXPECT_EQ(answer.width * 10 + answer.height, 23.0);
     EXPECT_EQ(answer.value, 4);
@@ -368,7 +369,7 @@ TEST(Roads, SurviveEveryFailureOfAHostsFile) {
                                    : road == 1
                                        ? sendCollected(cells, 7, false)
                                        : exportCells(cells, "x", device.host.setup,
-                                                     reinterpret_cast<StatusRecord*>(device.host.status.data()));
+                                                     reinterpret_cast<TolvaStatusRecord*>(device.host.status.data()));
             calls = theirs.calls;
             EXPECT_EQ(result, road < 2 && n == calls - 1 ? 303 : 0) << n;  // only the close's failure is told
             EXPECT_EQ(theirs.open, 0);

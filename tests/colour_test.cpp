@@ -143,7 +143,7 @@ TEST(TrueColour, TablesAreThoseOfMedianCut) {
         const int width = 1 + upTo(random, 90), height = 1 + upTo(random, 60),
                   n = 1 + upTo(random, round % 3 == 0 ? 12 : 300);
         const Bytes bits = bitmap(random, width, height, round);
-        const Handle h = handleOf(bits);
+        const TolvaHandle h = handleOf(bits);
         uint16_t count = n;
         const Bytes table = taken(rlReduceColorTable(h, width, height, &count));
         GlobalFree(h);
@@ -152,20 +152,21 @@ TEST(TrueColour, TablesAreThoseOfMedianCut) {
         expected.resize(3 * n);
         ASSERT_EQ(table, expected) << round;
     }
-    const Handle flat = handleOf(Bytes(400 * 400 * 3, 200));  // more pixels of a colour than are counted
+    const TolvaHandle flat = handleOf(Bytes(400 * 400 * 3, 200));  // more pixels of a colour than are counted
     uint16_t count = 1;
     EXPECT_EQ(taken(rlReduceColorTable(flat, 400, 400, &count)), Bytes(3, 207));
     count = 0;
     EXPECT_EQ(taken(rlReduceColorTable(flat, 400, 400, &count)).size(), 0u);
-    const Handle bare = handleOf({0, 0, 0, 80, 90, 99, 0, 0, 0, 8, 0, 0, 255, 1, 1});  // a table, without row padding
+    const TolvaHandle bare =
+        handleOf({0, 0, 0, 80, 90, 99, 0, 0, 0, 8, 0, 0, 255, 1, 1});  // a table, without row padding
     count = 9;
     EXPECT_EQ(taken(rlReduceColorTable(bare, 5, 1, &count))[3], 15);
     EXPECT_EQ(count, 4);
     for (const int width : {-1, -2, 0}) {
-        const Handle none = rlConvertBitmapDepth(flat, width, width == 0 ? INT32_MAX : 1, 24, 24, 0, 0, 0);
+        const TolvaHandle none = rlConvertBitmapDepth(flat, width, width == 0 ? INT32_MAX : 1, 24, 24, 0, 0, 0);
         EXPECT_EQ(taken(none).size(), 0u);
     }
-    for (const Handle h : {bare, flat}) GlobalFree(h);
+    for (const TolvaHandle h : {bare, flat}) GlobalFree(h);
     count = 9;
     EXPECT_EQ(taken(rlReduceColorTable(0, 4, 4, &count)), Bytes(27));
     EXPECT_EQ(direct_indexed(nullptr, 0, 0, &count, 3, nullptr, 0), -1);
@@ -180,14 +181,14 @@ TEST(TrueColour, EveryPixelGetsTheEntryOfTheDefinition) {
         const Bytes bits =
             srcBits == 24 ? bitmap(random, width, height, round) : bitmap(random, width * 4 / 3 + 4, height, 0);
         const Bytes table = bitmap(random, entries, 1, round % 7);
-        const Handle source = handleOf(bits), hTable = handleOf(table);
+        const TolvaHandle source = handleOf(bits), hTable = handleOf(table);
         const Bytes got = taken(rlConvertBitmapDepth(source, width, height, srcBits, dstBits, 0, hTable, entries));
         for (int i = 0; i < width * height; ++i) {
             const uint8_t* const p = &bits[rlBytesPerLine(width, srcBits) * (i / width) + i % width * srcBits / 8];
             const uint32_t expected = rlNearestRGBIndex(p[0], p[1], p[2], table.data(), entries);
             ASSERT_EQ(pixelOf(got, width, dstBits, i), dstBits == 8 ? expected : expected & 15) << round;
         }
-        for (const Handle h : {source, hTable}) GlobalFree(h);
+        for (const TolvaHandle h : {source, hTable}) GlobalFree(h);
     }
 }
 
@@ -198,10 +199,10 @@ TEST(TrueColour, ErrorsAreDiffusedAsDescribed) {
         const int16_t dstBits = 1 + round % 4;
         Bytes work = bitmap(random, width, height, round);
         const int16_t bits = round % 5 == 4 ? 8 : 24;
-        const Handle own = handleOf(bitmap(random, 20, 1, 0)), palette = handleOf(testPalette());
-        const Handle source = handleOf(bits == 24 ? work : noise(width + 3, height, 256, round).pixels);
+        const TolvaHandle own = handleOf(bitmap(random, 20, 1, 0)), palette = handleOf(testPalette());
+        const TolvaHandle source = handleOf(bits == 24 ? work : noise(width + 3, height, 256, round).pixels);
         if (bits == 8) work = taken(rlConvertBitmapDepth(source, width, height, 8, 24, palette, 0, 0));
-        Handle table = round % 3 == 0 ? own : 0, chosen = own, mono = 0;
+        TolvaHandle table = round % 3 == 0 ? own : 0, chosen = own, mono = 0;
         uint16_t count = 0, chosenCount = 0, monoCount = 0;
         rlDitherGetCT(source, width, height, bits, dstBits, palette, &chosen, &chosenCount);
         rlDitherGetCT(source, width, height, bits, 1, palette, &mono, &monoCount);
@@ -251,7 +252,7 @@ TEST(TrueColour, ErrorsAreDiffusedAsDescribed) {
             const uint32_t expected = dstBits < 2 ? index & 1 : dstBits == 4 ? index : 0;
             ASSERT_EQ(pixelOf(result, width, dstBits, i), expected) << round;
         }
-        for (const Handle h : {source, own, palette, table == own ? 0 : table, chosen == own ? 0 : chosen, mono})
+        for (const TolvaHandle h : {source, own, palette, table == own ? 0 : table, chosen == own ? 0 : chosen, mono})
             GlobalFree(h);
     }
 }
@@ -270,7 +271,7 @@ TEST(TrueColour, OtherModelsAndDepthsEndInTheSameFile) {
     const auto written = [&](const Bytes& pixels, int16_t depth, int16_t model) {
         Device device;
         openBody(width - 1, height - 1);
-        const Handle h = handleOf(pixels);
+        const TolvaHandle h = handleOf(pixels);
         RasterWriteCellData(h, width, height, 64, depth, model);
         GlobalFree(h);
         closeBody();
@@ -281,7 +282,7 @@ TEST(TrueColour, OtherModelsAndDepthsEndInTheSameFile) {
     EXPECT_EQ(written(four, 32, 0), file);
     EXPECT_EQ(written(four, 32, 3), file);
     EXPECT_EQ(written(cmyk, 32, 2), file);
-    const Handle two = handleOf({0, 0, 0, 255, 255, 0, 0, 0});
+    const TolvaHandle two = handleOf({0, 0, 0, 255, 255, 0, 0, 0});
     rlCMYKtoRGB(two, 2, 1);
     rlRGB4toCMYK(two, 2, 0);
     Bytes odd = taken(two);

@@ -17,14 +17,14 @@ struct SubStream {
     uint32_t miniStart, start, size;
 };
 
-Handle tableOf(const Links& links) {
-    const Handle h = GlobalAlloc(0, static_cast<uint32_t>(links.size() * 4));
+TolvaHandle tableOf(const Links& links) {
+    const TolvaHandle h = GlobalAlloc(0, static_cast<uint32_t>(links.size() * 4));
     std::copy(links.begin(), links.end(), static_cast<uint32_t*>(GlobalLock(h)));
     return h;
 }
 
-Handle openSub(const std::string& path, const SubStream& sub) {
-    const Handle stream = zunOpen(path.c_str(), nullptr, kReadFile);
+TolvaHandle openSub(const std::string& path, const SubStream& sub) {
+    const TolvaHandle stream = zunOpen(path.c_str(), nullptr, kTolvaReadFile);
     StreamRecord& record = *static_cast<StreamRecord*>(GlobalLock(stream));
     record.docMode = 1;
     record.docSectorTable = tableOf(sub.sectors);
@@ -35,7 +35,7 @@ Handle openSub(const std::string& path, const SubStream& sub) {
     return stream;
 }
 
-void closeSub(Handle stream) {
+void closeSub(TolvaHandle stream) {
     StreamRecord& record = *static_cast<StreamRecord*>(GlobalLock(stream));
     GlobalFree(record.docSectorTable);
     GlobalFree(record.docMiniSectorTable);
@@ -43,7 +43,7 @@ void closeSub(Handle stream) {
 }
 
 void readsBack(const std::string& path, const SubStream& sub, const Bytes& expected, uint32_t seed) {
-    const Handle stream = openSub(path, sub);
+    const TolvaHandle stream = openSub(path, sub);
     std::mt19937 random(seed);
     const int32_t size = static_cast<int32_t>(expected.size());
     Bytes whole(expected.size() + 10);
@@ -54,12 +54,12 @@ void readsBack(const std::string& path, const SubStream& sub, const Bytes& expec
         const int32_t at = upTo(random, size + 20) - 10;
         const int32_t place = std::clamp(at, 0, size);
         const int32_t count = upTo(random, 1500);
-        ASSERT_EQ(i % 2 == 0 ? zunSeek(stream, at, kFromStart) : zunSeek(stream, size - at, kFromEnd), place);
+        ASSERT_EQ(i % 2 == 0 ? zunSeek(stream, at, kTolvaFromStart) : zunSeek(stream, size - at, kTolvaFromEnd), place);
         Bytes part(1500);
         const int32_t got = zunRead(stream, part.data(), count);
         ASSERT_EQ(got, std::min(count, size - place));
         ASSERT_TRUE(std::equal(part.begin(), part.begin() + got, expected.begin() + place));
-        EXPECT_EQ(zunSeek(stream, 0, kFromCurrent), place + got);
+        EXPECT_EQ(zunSeek(stream, 0, kTolvaFromCurrent), place + got);
     }
     EXPECT_EQ(zunSeek(stream, 3, 7), -1);
     closeSub(stream);
@@ -164,11 +164,11 @@ TEST(Compound, OnlyLinksInsideTheirTableLeadOn) {
                                          {SubStream{{}, {kEndOfChain}, 0, 0, 100}, 0, 64},
                                          {SubStream{ended, onward, 0, 0, 700}, 0, 512},
                                          {SubStream{Links(9), {}, 0, 0, INT32_MAX}, 1000000000, 0}}) {  // a circle
-        const Handle stream = openSub(file.path, sub);
+        const TolvaHandle stream = openSub(file.path, sub);
         Bytes buffer(5000);
-        EXPECT_EQ(zunSeek(stream, from, kFromStart), from);
+        EXPECT_EQ(zunSeek(stream, from, kTolvaFromStart), from);
         EXPECT_EQ(zunRead(stream, buffer.data(), 5000), got);
-        EXPECT_EQ(zunSeek(stream, 0, kFromCurrent), from + got);
+        EXPECT_EQ(zunSeek(stream, 0, kTolvaFromCurrent), from + got);
         closeSub(stream);
     }
 }
@@ -191,12 +191,12 @@ TEST(Compound, DamagedChainsEndTheReadShort) {
                     if (!links.empty()) links[random() % links.size()] = wild;
             }
         }
-        const Handle stream = openSub(file.path, sub);
+        const TolvaHandle stream = openSub(file.path, sub);
         Bytes buffer(20000);
         const int32_t got = zunRead(stream, buffer.data(), 20000);
         EXPECT_GE(got, 0);
         EXPECT_LE(static_cast<uint32_t>(got), sub.size);
-        zunSeek(stream, upTo(random, 9000), kFromStart);
+        zunSeek(stream, upTo(random, 9000), kTolvaFromStart);
         zunRead(stream, buffer.data(), 20000);
         closeSub(stream);
     }

@@ -17,7 +17,7 @@ TEST(Entries, AnswerVersionsAndAddressesAtAnyTime) {
     EXPECT_EQ(entry, reinterpret_cast<void*>(RASTER_dd_entry32));
     dd_entry(-3, &entry, nullptr);
     EXPECT_EQ(entry, reinterpret_cast<void*>(dd_entry32));
-    NameTableRecord record = {};
+    TolvaNameTableRecord record = {};
     fltLoadPointers(&record);
     EXPECT_EQ(record.count.rows, 9);
     struct Row {
@@ -46,8 +46,8 @@ TEST(Entries, AnswerVersionsAndAddressesAtAnyTime) {
     EXPECT_EQ(call(block), 0);
     EXPECT_EQ(getfunc(opOpen), d_noop);
     push_er(300);
-    for (const OpcodeHandler handler : {d_opdv, d_cldv, d_begp, d_begpb, d_endp, d_ca, d_gdp, d_popes, d_empes, dq_es,
-                                        ds_dvwn, ds_bgc, ds_dvvp, ds_vpsm, ds_ct, dq_dvwn, dq_dvvp}) {
+    for (const TolvaOpcodeHandler handler : {d_opdv, d_cldv, d_begp, d_begpb, d_endp, d_ca, d_gdp, d_popes, d_empes,
+                                             dq_es, ds_dvwn, ds_bgc, ds_dvvp, ds_vpsm, ds_ct, dq_dvwn, dq_dvvp}) {
         EXPECT_EQ(handler(block.data()), block.data());
     }
 }
@@ -72,7 +72,7 @@ TEST(Init, FillsTheHostsBlockAndCapabilities) {
                                     0,   -1, x,  x,  0,  -1, x,  4,  x,  x,  x,  x,  x,  x,  x,  0,  0,  -1, 0,  -1}));
     EXPECT_EQ(asked.calls, (std::vector<std::vector<intptr_t>>{{0, -2, 100, 0, 0, 0}}));
     EXPECT_EQ(lpSetup, host.settings());
-    const Handle first = hEMData;  // kept: a second init leaves the first block to whoever has its handle
+    const TolvaHandle first = hEMData;  // kept: a second init leaves the first block to whoever has its handle
     GlobalFree(lpEMData->replyHandle);
     ASSERT_EQ(startHost(host, ""), 0);
     EXPECT_NE(hEMData, first);
@@ -85,7 +85,7 @@ TEST(Init, RefusesWhatItCannotHold) {
     Host host;
     for (int n : {500, 144}) EXPECT_EQ(startHost(host, std::string(n, 'n').c_str()), 300);
     EXPECT_EQ(lpEMData, nullptr);
-    auto* const block = reinterpret_cast<RasterInitBlock*>(host.init.data());
+    auto* const block = reinterpret_cast<TolvaRasterInitBlock*>(host.init.data());
     host.init[13] = host.init[3] = 0;
     EXPECT_EQ(RASTER_initdvr(block), 300);
     EXPECT_EQ(RASTER_initdvr(nullptr), 300);
@@ -101,7 +101,7 @@ TEST(Init, RefusesWhatItCannotHold) {
 
 TEST(Dispatch, RunsEachOpcodeInItsStatesAndNoOther) {
     struct Row {
-        OpcodeHandler handler;
+        TolvaOpcodeHandler handler;
         int32_t opcode, states;
     };
     const Row rows[] = {{d_opdv, 1, 1},      {d_cldv, 2, 30},      {d_begp, 3, 18},      {d_begpb, 4, 4},
@@ -121,7 +121,7 @@ TEST(Dispatch, RunsEachOpcodeInItsStatesAndNoOther) {
             ASSERT_EQ(InquireSupport(opcode, 0), runs && opcode != opPrimitive ? 2 : 0) << opcode;
         }
     }
-    std::set<OpcodeHandler> handlers;
+    std::set<TolvaOpcodeHandler> handlers;
     for (const Row& row : rows) ASSERT_TRUE(handlers.insert(row.handler).second) << row.opcode;
     GDPSupport[1] = 6;
     EXPECT_EQ(InquireSupport(opPrimitive, -1), 6);
@@ -161,7 +161,7 @@ TEST(Errors, WithAHostsCapacityTheyStackUpAndPopNewestFirst) {
     EXPECT_EQ(call(block), 0);
     struct {
         int32_t count;
-        ErrorRecord errors[2];
+        TolvaErrorRecord errors[2];
     } reply;
     std::memcpy(&reply, lpEMData->replyBuffer, sizeof reply);
     EXPECT_EQ(reply.count, 2);
@@ -236,19 +236,19 @@ TEST(Settings, ComeBackAsTheyWereSet) {
 TEST(Calls, FromACallbackAreRefusedWhereTheyWouldPullAwayTheGround) {
     Asked asked;
     Device device;
-    const Handle other = defaultSetup();
-    std::vector<Handle> made = {other};
+    const TolvaHandle other = defaultSetup();
+    std::vector<TolvaHandle> made = {other};
     Bytes blocks[] = {opcodeBlock(opClose), Bytes(128)};
     int refused = 0, within = 0;
     asked.within = [&] {
-        const EMData before = *lpEMData;
+        const TolvaEMData before = *lpEMData;
         ++within;
         for (const auto entry : {RASTER_dd_entry32, dd_entry32}) {
             for (const int func : {0, 2, -1}) refused += entry(0, func, blocks[func == 0].data()) == 300;
             uint32_t version = 0;
             EXPECT_EQ(entry(0, -2, &version), 4);
         }
-        refused += RASTER_initdvr(reinterpret_cast<RasterInitBlock*>(device.host.init.data())) == 300;
+        refused += RASTER_initdvr(reinterpret_cast<TolvaRasterInitBlock*>(device.host.init.data())) == 300;
         refused += RASTER_termdvr() == 300;
         refused += initdvr(blocks[1].data()) == 300;
         refused += termdvr(0) == 300;
@@ -278,7 +278,7 @@ TEST(Calls, FromACallbackAreRefusedWhereTheyWouldPullAwayTheGround) {
     device.host.settings()->outputDevice = reinterpret_cast<uintptr_t>(opened);
     asked.record[12] = reinterpret_cast<intptr_t>(&asked);
     const uintptr_t arguments[] = {0, 0, device.host.setup, 0, 0, 0, reinterpret_cast<uintptr_t>(asked.address())};
-    PictureDescriptor none = {};
+    TolvaPictureDescriptor none = {};
     EXPECT_EQ(ExportCellData("", &none, &none, arguments), 0);
     device.host.settings()->outputDevice = 0;
     EXPECT_EQ(within, 6);
@@ -286,7 +286,7 @@ TEST(Calls, FromACallbackAreRefusedWhereTheyWouldPullAwayTheGround) {
     EXPECT_EQ(sendPicture(noise(9, 9, 256, 1)), 0);
     EXPECT_FALSE(device.written().empty());
     asked.within = {};
-    for (const Handle h : made) EXPECT_EQ(DestroySetup(h), 0);
+    for (const TolvaHandle h : made) EXPECT_EQ(DestroySetup(h), 0);
 }
 
 TEST(Status, AStopIsAskedForItsDetailAndDeletesTheFile) {
@@ -327,7 +327,7 @@ TEST(Device, TellsOfStreamsThatCannotBeOpenedOrWritten) {
     EXPECT_EQ(callOpcode(opOpen), 0);
     EXPECT_NE(lpEMData->outputStream, 0u);
     // One that the host puts in its place is closed, and its block left alone; the one taken out is the host's.
-    const Handle devices = std::exchange(lpEMData->outputStream, 0);
+    const TolvaHandle devices = std::exchange(lpEMData->outputStream, 0);
     MemoryFile mine;
     lpEMData->outputStream = mine.stream;
     zunWrite(mine.stream, "GIF", 3);

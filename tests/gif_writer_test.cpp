@@ -10,19 +10,19 @@
 namespace {
 
 struct Writer {
-    Handle setup = defaultSetup();
+    TolvaHandle setup = defaultSetup();
     SetupBlock& settings = *lpRaster;
     ~Writer() { DestroySetup(setup); }
 };
 
 Bytes write(const Picture& picture, Bytes palette, int bandRows) {
     MemoryFile file;
-    Handle state = 0;
+    TolvaHandle state = 0;
     EXPECT_EQ(BeginCellBitmap(file.stream, picture.width, picture.height, 8, palette.data(), &state), -1);
     for (int row = 0; row < picture.height; row += bandRows) {
         const int rows = std::min(bandRows, picture.height - row);
         const auto top = picture.pixels.begin() + picture.width * row;
-        const Handle band = handleOf(bottomUp({picture.width, rows, Bytes(top, top + picture.width * rows)}));
+        const TolvaHandle band = handleOf(bottomUp({picture.width, rows, Bytes(top, top + picture.width * rows)}));
         EXPECT_EQ(WriteCellBits(file.stream, band, picture.width, rows, 8, 0, state), 0);
         GlobalFree(band);
     }
@@ -46,7 +46,7 @@ TEST(GifWriter, OneBandAndManyAreTheFilesTheyShouldBe) {
         }
         writer.settings.interlaceChoice = 0;
         for (const int rows : {1, 2, 5, 60}) {
-            if (width * rows < kLargestMemorySpool && (width * rows >= 4 || rows >= height)) {
+            if (width * rows < kTolvaLargestMemorySpool && (width * rows >= 4 || rows >= height)) {
                 ASSERT_EQ(write(picture, palette, rows),
                           plainGif(picture, palette, {.segments = bandSegments(picture, rows)}));
             }
@@ -133,7 +133,7 @@ TEST(GifWriter, ChosenColoursFindTheirEntries) {
 TEST(GifWriter, WhatIsMissingIsAnsweredAndTouchesNothing) {
     Bytes palette = testPalette();
     MemoryFile file;
-    Handle state = 7;
+    TolvaHandle state = 7;
     EXPECT_EQ(BeginCellBitmap(file.stream, 4, 4, 8, palette.data(), &state), -1);  // no settings
     EXPECT_EQ(state, 0u);
     Writer writer;
@@ -147,7 +147,7 @@ TEST(GifWriter, WhatIsMissingIsAnsweredAndTouchesNothing) {
     EXPECT_EQ(WriteCellBits(second.stream, 0, 300, 1, 8, 0, state), 300);
     EXPECT_EQ(WriteCellBits(second.stream, 0, INT32_MAX, INT32_MAX, 8, 0, state), 300);
     Bytes foreign(900, 9);  // rows of a host's, and fewer than the call claims
-    const Handle band = GlobalPointerToHandle(foreign.data(), 900);
+    const TolvaHandle band = GlobalPointerToHandle(foreign.data(), 900);
     EXPECT_EQ(WriteCellBits(second.stream, band, 300, 4, 8, 0, state), 0);
     EXPECT_EQ(foreign, Bytes(900, 9));
     GlobalFree(band);

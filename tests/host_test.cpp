@@ -9,7 +9,7 @@
 
 TEST(Memory, BlocksAreZeroedAlignedAndFoundAgainByTheirAddress) {
     for (const uint32_t size : {0u, 1u, 7u, 8u, 1000u}) {
-        const Handle h = GlobalAlloc(0, size);
+        const TolvaHandle h = GlobalAlloc(0, size);
         uint8_t* const data = static_cast<uint8_t*>(GlobalLock(h));
         EXPECT_EQ(reinterpret_cast<uintptr_t>(data) % 8, 0u);
         EXPECT_EQ(GlobalHandle(data), h);
@@ -27,7 +27,7 @@ TEST(Memory, BlocksAreZeroedAlignedAndFoundAgainByTheirAddress) {
 }
 
 TEST(Memory, ReAllocKeepsWhatBothHold) {
-    Handle h = GlobalAlloc(66, 4);
+    TolvaHandle h = GlobalAlloc(66, 4);
     std::memcpy(GlobalLock(h), "abcd", 4);
     h = GlobalReAlloc(h, 6, 66);
     EXPECT_EQ(contents(h), (Bytes{'a', 'b', 'c', 'd', 0, 0}));
@@ -36,7 +36,7 @@ TEST(Memory, ReAllocKeepsWhatBothHold) {
 
 TEST(Memory, AForeignBlockIsDescribedNotOwned) {
     char mine[3] = "hi";
-    const Handle h = GlobalPointerToHandle(mine, sizeof mine);
+    const TolvaHandle h = GlobalPointerToHandle(mine, sizeof mine);
     EXPECT_EQ(GlobalLock(h), mine);
     EXPECT_EQ(GlobalSize(h), 3u);
     GlobalFree(h);

@@ -1,11 +1,11 @@
 // Asks for more than there is: the process must print its line and crash.
 #include <sys/resource.h>
 
-#include "host/host.h"
+#include <tolva/host.h>
 
 int main() {
     const rlimit little = {64u << 20, 64u << 20};
     setrlimit(RLIMIT_AS, &little);
-    GlobalAlloc(kMoveableZeroed, 0xFFFFFFF0u);
+    GlobalAlloc(kTolvaMoveableZeroed, 0xFFFFFFF0u);
     return 0;
 }

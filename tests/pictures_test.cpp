@@ -17,8 +17,8 @@ std::function<void(SetupBlock&)> box(double width, double height) {
 }
 
 Picture scaled(const Picture& picture, int width, int height) {
-    const Handle source = handleOf(bottomUp(picture));
-    const Handle result = rlStretchBitmap(source, 8, picture.width, picture.height, width, height);
+    const TolvaHandle source = handleOf(bottomUp(picture));
+    const TolvaHandle result = rlStretchBitmap(source, 8, picture.width, picture.height, width, height);
     GlobalFree(source);
     return topDown(result, width, height);
 }
@@ -113,7 +113,7 @@ TEST(Pictures, ThatCannotBeAreRefusedAndNothingIsWritten) {
         Bytes block = cellBlock(rows.data(), 8, 1);
         put(block, 96, bits);
         EXPECT_EQ(call(block), 300) << bits;
-        const Handle bitmap = handleOf(rows);
+        const TolvaHandle bitmap = handleOf(rows);
         for (const int depth : {bits, -8})
             RasterWriteCellData(bitmap, 8, 1, 64, static_cast<int16_t>(depth == 65544 ? 9 : depth), 0);
         GlobalFree(bitmap);

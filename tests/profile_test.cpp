@@ -248,7 +248,7 @@ TEST(Profile, SettingsComeFromItAndTheEscapeSavesThem) {
     save(file.path,
          "[TOLVA]\n~Mode=Web\n[Web]\nDriver=ALongDriverName\nWidth=8\nHeight=10\nX Resolution=31\n"
          "Y Resolution=400\nColor Mode=0x6a\n[none]\nWidth=3.000\n");
-    Handle h = CreateSetup(0, file, nullptr, 0);
+    TolvaHandle h = CreateSetup(0, file, nullptr, 0);
     SetupBlock* setup = lpRaster;
     EXPECT_STREQ(setup->sectionName, "Web");
     EXPECT_STREQ(setup->driverName, "ALongDriverNa");
@@ -294,7 +294,7 @@ TEST(Profile, SettingsComeFromItAndTheEscapeSavesThem) {
 }
 
 TEST(Geometry, HostsAreToldTheSizeRoundedUp) {
-    const Handle h = defaultSetup();
+    const TolvaHandle h = defaultSetup();
     int32_t in[] = {0, 0, 96, 960, 480, 0, 0};
     int32_t out[3] = {};
     EXPECT_EQ(xEscapeSetup(h, 56, 0, in, out, 0), 1);

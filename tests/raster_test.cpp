@@ -8,7 +8,7 @@ namespace {
 
 constexpr int16_t kDepths[] = {1, 4, 8, 24, 32};
 
-Handle randomBitmap(std::mt19937& random, int width, int height, int16_t bits) {
+TolvaHandle randomBitmap(std::mt19937& random, int width, int height, int16_t bits) {
     Bytes data(rlCalcNewSize(width, height, bits));
     for (uint8_t& b : data) b = random();
     return handleOf(data);
@@ -85,7 +85,7 @@ TEST(Bitmaps, PixelsComeBackAtEveryDepthAndLeaveTheirNeighbours) {
 }
 
 TEST(Bitmaps, DebugLevelsPrintWhatTheyName) {
-    const Handle dark = handleOf({0, 1, 0, 0}), table = handleOf({9, 8, 7, 255, 255, 255});
+    const TolvaHandle dark = handleOf({0, 1, 0, 0}), table = handleOf({9, 8, 7, 255, 255, 255});
     for (const int16_t level : {0, 1, 2, 3, 4}) {
         const bool rows = level == 1 || level == 2;
         const auto converted = [&](std::string bytes) {
@@ -97,7 +97,7 @@ TEST(Bitmaps, DebugLevelsPrintWhatTheyName) {
         };
         std::string expected = "Dithering to the following colortable:\ncolor 0: [9, 8, 7]\ncolor 1: [255, 255, 255]\n";
         if (rows) expected += "Dithering...each(.) represents one scan line\n.\n";
-        Handle chosen = table;
+        TolvaHandle chosen = table;
         EXPECT_EQ(printed(level, [&] { GlobalFree(rlDitherBitmap(dark, 2, 1, 8, 1, table, &chosen)); }),
                   level == 0 ? "|" : expected + "|" + converted("8") + converted("4"));
     }
@@ -116,7 +116,7 @@ TEST(Bitmaps, DebugLevelsPrintWhatTheyName) {
         EXPECT_EQ(printed(4, scale), std::string("|") + expected);
         EXPECT_EQ(printed(3, scale), "|");
     }
-    for (const Handle h : {dark, table}) GlobalFree(h);
+    for (const TolvaHandle h : {dark, table}) GlobalFree(h);
 }
 
 TEST(Colours, GreysMatchGreysAndTheFirstOfEqualsWins) {
@@ -148,12 +148,12 @@ TEST(Depths, NarrowPicturesWidenThroughTheNearestEntriesOfTheirOwnTable) {
     std::mt19937 random(11);
     for (const auto& [bits, entries] : {std::pair{1, 256}, {4, 256}, {8, 256}, {1, 1}, {4, 5}, {8, 70}, {8, 0}}) {
         const int width = 37, height = 5;
-        const Handle source = randomBitmap(random, width, height, bits);
+        const TolvaHandle source = randomBitmap(random, width, height, bits);
         Bytes colours = noise(3 * entries, 1, 256, entries).pixels;
         std::fill_n(colours.begin(), std::min(entries, 4) * 3, 77);  // equal entries: the first stands for all
         std::fill_n(colours.rbegin(), std::min(entries, 1) * 3, 3);  // nearest to black
-        Handle table = handleOf(colours);
-        const Handle given = table;
+        TolvaHandle table = handleOf(colours);
+        const TolvaHandle given = table;
         const Bytes to = taken(rlChangeColorResolution(source, width, height, bits, 8, &table));
         EXPECT_EQ(table, 0u);
         const Bytes from = taken(source);
@@ -170,9 +170,9 @@ TEST(Depths, NarrowPicturesWidenThroughTheNearestEntriesOfTheirOwnTable) {
 
 TEST(Depths, ATableOfItsOwnNeverLeadsOutsideIt) {
     std::mt19937 random(12);
-    const Handle source = randomBitmap(random, 5, 3, 8);
-    const Handle colours = randomBitmap(random, 256, 1, 24);
-    const Handle table = randomBitmap(random, 4, 1, 24);
+    const TolvaHandle source = randomBitmap(random, 5, 3, 8);
+    const TolvaHandle colours = randomBitmap(random, 256, 1, 24);
+    const TolvaHandle table = randomBitmap(random, 4, 1, 24);
     for (const uint8_t b : taken(rlConvertBitmapDepth(source, 5, 3, 8, 24, colours, table, 4))) EXPECT_EQ(b, 0);
     const Bytes to32 = taken(rlConvertBitmapDepth(source, 5, 3, 8, 32, colours, table, 4));
     const Bytes all = taken(colours), few = taken(table);
@@ -180,9 +180,9 @@ TEST(Depths, ATableOfItsOwnNeverLeadsOutsideIt) {
     EXPECT_EQ(to32[0], few[3 * rlNearestRGBIndex(c[0], c[1], c[2], few.data(), 4)]);
     EXPECT_EQ(to32[3], 0);
     for (const int16_t bits : {25, 31, 40}) {  // no pixels to read: black
-        const Handle wide = randomBitmap(random, 2, 1, bits), tinted = handleOf({200, 200, 200, 1, 1, 1});
+        const TolvaHandle wide = randomBitmap(random, 2, 1, bits), tinted = handleOf({200, 200, 200, 1, 1, 1});
         EXPECT_EQ(taken(rlConvertBitmapDepth(wide, 2, 1, bits, 8, 0, tinted, 2)), (Bytes{1, 1, 0, 0})) << bits;
-        for (const Handle h : {wide, tinted}) GlobalFree(h);
+        for (const TolvaHandle h : {wide, tinted}) GlobalFree(h);
     }
 }
 
@@ -192,9 +192,9 @@ TEST(Scaling, EqualsTheDefinitionAtEveryDepthAndDirection) {
         const int16_t bits = kDepths[round % 5];
         const int sw = 1 + upTo(random, 60), sh = 1 + upTo(random, 40);
         const int dw = round % 7 == 0 ? sw : 1 + upTo(random, 90), dh = round % 11 == 0 ? sh : 1 + upTo(random, 60);
-        const Handle source = randomBitmap(random, sw, sh, bits);
+        const TolvaHandle source = randomBitmap(random, sw, sh, bits);
         const auto scale = round % 2 == 0 ? rlShrinkBitmap : rlStretchBitmap;
-        Handle scaled = 0;
+        TolvaHandle scaled = 0;
         printed(round % 8 == 0 ? 4 : 0, [&] { scaled = scale(source, bits, sw, sh, dw, dh); });
         ASSERT_EQ(taken(scaled), plainlyScaled(taken(source), bits, sw, sh, dw, dh))
             << bits << ": " << sw << 'x' << sh << " to " << dw << 'x' << dh;
@@ -203,7 +203,7 @@ TEST(Scaling, EqualsTheDefinitionAtEveryDepthAndDirection) {
 
 TEST(Scaling, AbsurdSizesDrawNothing) {
     std::mt19937 random(6);
-    const Handle small = randomBitmap(random, 4, 4, 8);
+    const TolvaHandle small = randomBitmap(random, 4, 4, 8);
     EXPECT_EQ(rlShrinkBitmap(small, 8, 4, 4, 70000, 70000), 0u);
     for (const auto& [sw, sh, dw, dh] : {std::tuple{4u, 4u, 0u, 4u},
                                          {4u, 4u, 4u, 0u},
@@ -214,8 +214,8 @@ TEST(Scaling, AbsurdSizesDrawNothing) {
         for (const uint8_t b : taken(rlStretchBitmap(small, 8, sw, sh, dw, dh))) ASSERT_EQ(b, 0);
     }
     GlobalFree(small);
-    const Handle tall = randomBitmap(random, 1, 70000, 8);
-    const Handle two = rlShrinkBitmap(tall, 8, 1, 70000, 1, 2);  // the step between the rows turns negative
+    const TolvaHandle tall = randomBitmap(random, 1, 70000, 8);
+    const TolvaHandle two = rlShrinkBitmap(tall, 8, 1, 70000, 1, 2);  // the step between the rows turns negative
     EXPECT_EQ(taken(two)[4], taken(tall)[4 * 69999]);
     // Counters of 16 bits: which part of a row is drawn.
     const int rows[] = {3,     90000, 90000, 2,     70000, 0, 4,     131000, 131000,
@@ -231,7 +231,7 @@ TEST(Scaling, AbsurdSizesDrawNothing) {
 
 TEST(Flipping, PairsPixelsAsHostsKnowIt) {
     const auto flipped = [](Bytes data, int width, int16_t bits, int16_t horizontal, int16_t vertical) {
-        const Handle h = handleOf(data);
+        const TolvaHandle h = handleOf(data);
         const int height = static_cast<int>(data.size()) / rlBytesPerLine(width, bits);
         EXPECT_EQ(rlFlipBitmap(h, bits, width, height, horizontal, vertical), h);
         return taken(h);

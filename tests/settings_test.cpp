@@ -33,7 +33,7 @@ Extent asked(double width, double height, int32_t resolution) {
 }  // namespace
 
 TEST(Setup, DefaultsStandWhenThereIsNoProfile) {
-    const Handle h = CreateSetup(0, "/nowhere/at/all.ini", "Section", 0);
+    const TolvaHandle h = CreateSetup(0, "/nowhere/at/all.ini", "Section", 0);
     const SetupBlock& setup = *static_cast<SetupBlock*>(GlobalLock(h));
     EXPECT_EQ(lpRaster, &setup);
     EXPECT_STREQ(szFilter, "TOLVA");
@@ -63,7 +63,7 @@ TEST(Setup, DefaultsStandWhenThereIsNoProfile) {
     EXPECT_EQ(LoadString(0, 12, text, sizeof text), 0);
     EXPECT_STREQ(text, "Not Defined");
     std::string rows;
-    for (const StringRow& row : gStringTable) rows += std::to_string(row.id) + row.text + ",";
+    for (const TolvaStringRow& row : gStringTable) rows += std::to_string(row.id) + row.text + ",";
     EXPECT_EQ(rows,
               "0~Defaults,1~Mode,2~Header,3~Default Mode,4Driver,6DefaultFileSpec,7Font,11Color Mode,"
               "15User-Defined Patterns,5ColorTableSource,8Color,9FILE,10PROFILE,18Resolution Mode,19X Resolution,"
@@ -71,7 +71,7 @@ TEST(Setup, DefaultsStandWhenThereIsNoProfile) {
 }
 
 TEST(Setup, LimitsAreRepairedAndTheLastRepairIsTold) {
-    const Handle h = CreateSetup(0, std::string(500, 'x').c_str(), nullptr, 0);
+    const TolvaHandle h = CreateSetup(0, std::string(500, 'x').c_str(), nullptr, 0);
     SetupBlock& setup = *lpRaster;
     setup.xResolution = 31;
     setup.yResolution = 400;
@@ -142,7 +142,7 @@ TEST(Display, TheEnvironmentWinsOverTheHostAndTheHostOverTheDefaults) {
 }
 
 TEST(Geometry, FollowsTheModes) {
-    const Handle h = defaultSetup();
+    const TolvaHandle h = defaultSetup();
     SetupBlock& setup = *lpRaster;
     EXPECT_EQ(asked(10.0, 5.0, 64), Extent(640, 320, 64));
     EXPECT_EQ(setup.xResolution, 64);

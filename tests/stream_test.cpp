@@ -36,19 +36,19 @@ intptr_t hostProcedure(intptr_t instance, intptr_t operation, intptr_t a, intptr
     Model& host = *reinterpret_cast<Model*>(instance);
     uint8_t* const bytes = reinterpret_cast<uint8_t*>(a);
     switch (operation) {
-        case kProcOpen: return instance;
-        case kProcRead: {
+        case kTolvaProcOpen: return instance;
+        case kTolvaProcRead: {
             const Bytes got = host.read(static_cast<int32_t>(b));
             std::copy(got.begin(), got.end(), bytes);
             return static_cast<intptr_t>(got.size());
         }
-        case kProcWrite: host.write(Bytes(bytes, bytes + b)); return b;
-        case kProcSeek: return host.seek(*reinterpret_cast<int32_t*>(a), static_cast<int>(b));
+        case kTolvaProcWrite: host.write(Bytes(bytes, bytes + b)); return b;
+        case kTolvaProcSeek: return host.seek(*reinterpret_cast<int32_t*>(a), static_cast<int>(b));
         default: return 7;
     }
 }
 
-void checkRandomOperations(Handle stream, std::mt19937& random, Model& model) {
+void checkRandomOperations(TolvaHandle stream, std::mt19937& random, Model& model) {
     for (int step = 0; step < 3000; ++step) {
         const int size = upTo(random, 3) == 0 ? upTo(random, 30000) : upTo(random, 40);
         switch (random() % 4) {
@@ -74,7 +74,7 @@ void checkRandomOperations(Handle stream, std::mt19937& random, Model& model) {
                 ASSERT_EQ(zunSeek(stream, target - base[origin], origin), model.seek(target - base[origin], origin));
             }
         }
-        ASSERT_EQ(zunSeek(stream, 0, kFromCurrent), model.position);
+        ASSERT_EQ(zunSeek(stream, 0, kTolvaFromCurrent), model.position);
     }
 }
 
@@ -89,12 +89,12 @@ TEST(Streams, FilesMemoryAndProceduresActAsOneIdealFile) {
         std::mt19937 random(seed);
         Model model, host;
         MemoryFile memory;
-        Handle stream = memory.stream;
-        if (seed % 3 == 0) stream = zunOpen(file, nullptr, kCreateAndWrite);
+        TolvaHandle stream = memory.stream;
+        if (seed % 3 == 0) stream = zunOpen(file, nullptr, kTolvaCreateAndWrite);
         StreamDescriptor descriptor = {};
         descriptor.blockRef = reinterpret_cast<intptr_t>(&host);
         descriptor.ioProc = reinterpret_cast<intptr_t>(hostProcedure);
-        if (seed % 3 == 2) stream = zunOpen("theirs", &descriptor, kCreateAndWrite);
+        if (seed % 3 == 2) stream = zunOpen("theirs", &descriptor, kTolvaCreateAndWrite);
         checkRandomOperations(stream, random, model);
         if (HasFatalFailure()) return;
         if (seed % 3 != 1) {
@@ -103,24 +103,24 @@ TEST(Streams, FilesMemoryAndProceduresActAsOneIdealFile) {
         const Bytes inMemory = memory.close();
         EXPECT_EQ(seed % 3 == 0 ? readFile(file.path) : seed % 3 == 1 ? inMemory : host.contents, model.contents);
     }
-    EXPECT_EQ(zunOpen(file, nullptr, kDeleteFile), 1u);
-    EXPECT_EQ(zunOpen(file, nullptr, kDeleteFile), 0u);
-    EXPECT_EQ(zunOpen(file, nullptr, kFileExists), static_cast<Handle>(-1));
+    EXPECT_EQ(zunOpen(file, nullptr, kTolvaDeleteFile), 1u);
+    EXPECT_EQ(zunOpen(file, nullptr, kTolvaDeleteFile), 0u);
+    EXPECT_EQ(zunOpen(file, nullptr, kTolvaFileExists), static_cast<TolvaHandle>(-1));
 }
 
 TEST(Streams, ReadOnlyOnesRefuseToSeekPastTheEndAndRememberIt) {
     const Temporary file("refuse"), copy("copy");
-    Handle stream = zunOpen(file, nullptr, kCreateAndWrite);
-    Bytes bytes(kStreamBufferBytes + 1, 5);
-    EXPECT_EQ(zunWrite(stream, bytes.data(), kStreamBufferBytes + 1), kStreamBufferBytes + 1);
+    TolvaHandle stream = zunOpen(file, nullptr, kTolvaCreateAndWrite);
+    Bytes bytes(kTolvaStreamBufferBytes + 1, 5);
+    EXPECT_EQ(zunWrite(stream, bytes.data(), kTolvaStreamBufferBytes + 1), kTolvaStreamBufferBytes + 1);
     const StreamRecord& record = *static_cast<StreamRecord*>(GlobalLock(stream));
-    EXPECT_EQ(record.bufferStart, kStreamBufferBytes);
+    EXPECT_EQ(record.bufferStart, kTolvaStreamBufferBytes);
     EXPECT_EQ(record.cursor, 1);
     EXPECT_EQ(zunClose(stream), 0);
-    stream = zunOpen(file, nullptr, kReadFile);
-    EXPECT_EQ(zunSeek(stream, kStreamBufferBytes + 2, kFromStart), -1);
+    stream = zunOpen(file, nullptr, kTolvaReadFile);
+    EXPECT_EQ(zunSeek(stream, kTolvaStreamBufferBytes + 2, kTolvaFromStart), -1);
     EXPECT_EQ(static_cast<StreamRecord*>(GlobalLock(stream))->error, -1);
-    EXPECT_EQ(zunSeek(stream, 10, kFromStart), 10);
+    EXPECT_EQ(zunSeek(stream, 10, kTolvaFromStart), 10);
     EXPECT_EQ(zunSeek(stream, 0, 9), -1);
     EXPECT_EQ(zunClose(stream), 0);
     EXPECT_EQ(zunCopy(file, copy), 0);
@@ -130,27 +130,27 @@ TEST(Streams, ReadOnlyOnesRefuseToSeekPastTheEndAndRememberIt) {
     EXPECT_EQ(zunRead(0, bytes.data(), 1), 0);
     EXPECT_EQ(zunWrite(0, bytes.data(), 1), 0);
     EXPECT_EQ(zunSeek(0, 0, 0), -1);
-    EXPECT_EQ(zunOpen("", nullptr, kReadFile), 0u);
-    EXPECT_EQ(zunOpen(nullptr, nullptr, kWrapStream), 0u);
+    EXPECT_EQ(zunOpen("", nullptr, kTolvaReadFile), 0u);
+    EXPECT_EQ(zunOpen(nullptr, nullptr, kTolvaWrapStream), 0u);
 }
 
 TEST(Streams, AMemoryBlockReadsBackWithoutItsEndMarkerAndSlack) {
     MemoryFile memory;
     EXPECT_EQ(zunWrite(memory.stream, "ab", 2), 2);
-    EXPECT_EQ(zunSeek(memory.stream, 5000, kFromEnd), 5002);  // far past the block: the write grows it first
+    EXPECT_EQ(zunSeek(memory.stream, 5000, kTolvaFromEnd), 5002);  // far past the block: the write grows it first
     EXPECT_EQ(zunWrite(memory.stream, "c", 1), 1);
-    EXPECT_EQ(zunSeek(memory.stream, -1, kFromStart), -1);
-    EXPECT_EQ(zunSeek(memory.stream, INT32_MAX, kFromStart), -1);
+    EXPECT_EQ(zunSeek(memory.stream, -1, kTolvaFromStart), -1);
+    EXPECT_EQ(zunSeek(memory.stream, INT32_MAX, kTolvaFromStart), -1);
     EXPECT_EQ(zunClose(memory.stream), 0);
     StreamDescriptor descriptor = {};
     descriptor.blockRef = reinterpret_cast<intptr_t>(&memory.block);
     descriptor.size = 1 << 20;  // more than the block holds
-    const Handle stream = zunOpen(nullptr, &descriptor, kReadFile);
+    const TolvaHandle stream = zunOpen(nullptr, &descriptor, kTolvaReadFile);
     EXPECT_EQ(descriptor.size, 5003);
     char bytes[6000];
     EXPECT_EQ(zunRead(stream, bytes, sizeof bytes), 5003);
     EXPECT_EQ(bytes[5002], 'c');
-    EXPECT_EQ(zunSeek(stream, 5003, kFromStart), -1);  // kept: the size at open is one byte short
+    EXPECT_EQ(zunSeek(stream, 5003, kTolvaFromStart), -1);  // kept: the size at open is one byte short
     EXPECT_EQ(zunClose(stream), 0);
     GlobalFree(GlobalHandle(memory.block));
 }
@@ -167,7 +167,7 @@ TEST(Streams, GrowInMemoryStepByStepWithRoomThatIsNeverMissed) {
         ASSERT_EQ(std::memcmp(bytes + written - 1000, piece.data(), 1000), 0);
         ASSERT_EQ(std::count(bytes + written, bytes + size, 0), size - written);
     }
-    const Handle other = GlobalReAlloc(handleOf(contents(GlobalHandle(file.block))), 500000, 66);
+    const TolvaHandle other = GlobalReAlloc(handleOf(contents(GlobalHandle(file.block))), 500000, 66);
     const Bytes all = taken(other);
     EXPECT_EQ(zunClose(file.stream), 0);
     EXPECT_EQ(std::memcmp(file.block, all.data(), 400000), 0);
@@ -192,7 +192,7 @@ TEST(Streams, GrowInMemoryStepByStepWithRoomThatIsNeverMissed) {
 #endif
     void* block = GlobalLock(GlobalAlloc(66, 1));  // a block that may not grow
     StreamDescriptor descriptor = {reinterpret_cast<intptr_t>(&block), 0, 0, 0, 0, 0};
-    const Handle fixed = zunOpen(nullptr, &descriptor, 0x1001);
+    const TolvaHandle fixed = zunOpen(nullptr, &descriptor, 0x1001);
     EXPECT_EQ(zunWrite(fixed, "abc", 3), -1);
     EXPECT_EQ(zunClose(fixed), -1);
     GlobalFree(GlobalHandle(block));
@@ -200,11 +200,11 @@ TEST(Streams, GrowInMemoryStepByStepWithRoomThatIsNeverMissed) {
 
 TEST(Streams, AreMeasuredByTheirBlockWhateverTheDescriptorSays) {
     for (const intptr_t size : {INTPTR_MIN, intptr_t{-5}, intptr_t{1} << 30}) {
-        void* block = GlobalLock(GlobalAlloc(kMoveableZeroed, 100));
+        void* block = GlobalLock(GlobalAlloc(kTolvaMoveableZeroed, 100));
         StreamDescriptor descriptor = {};
         descriptor.blockRef = reinterpret_cast<intptr_t>(&block);
         descriptor.size = size;
-        const Handle stream = zunOpen(nullptr, &descriptor, kCreateAndWrite);
+        const TolvaHandle stream = zunOpen(nullptr, &descriptor, kTolvaCreateAndWrite);
         EXPECT_EQ(FlushZunIO(stream), 1);  // a step of 0 makes the block anew
         const Bytes bytes(5000, 1);
         EXPECT_EQ(zunWrite(stream, bytes.data(), 5000), -1);  // and no room
@@ -216,24 +216,24 @@ TEST(Streams, AreMeasuredByTheirBlockWhateverTheDescriptorSays) {
 TEST(Streams, ReadOnAfterAWriteThatFailed) {
     const Temporary file("readonly");
     save(file.path, Bytes(100));
-    const Handle stream = zunOpen(file, nullptr, kReadFile);
+    const TolvaHandle stream = zunOpen(file, nullptr, kTolvaReadFile);
     EXPECT_EQ(zunWrite(stream, "x", 1), 1);
     EXPECT_EQ(FlushZunIO(stream), -1);
-    EXPECT_EQ(zunSeek(stream, -50, kFromEnd), 50);
+    EXPECT_EQ(zunSeek(stream, -50, kTolvaFromEnd), 50);
     EXPECT_EQ(zunClose(stream), -1);
 }
 
 TEST(Streams, AProcedureThatDoesNotHandleTheOpenIsStillCalled) {
     StreamDescriptor descriptor = {};
     descriptor.ioProc = reinterpret_cast<intptr_t>(+[](intptr_t, intptr_t op, intptr_t, intptr_t b) -> intptr_t {
-        return op == kProcWrite ? b - 1 : op == kProcClose ? b : 0;
+        return op == kTolvaProcWrite ? b - 1 : op == kTolvaProcClose ? b : 0;
     });
     const Temporary file("unhandled");
-    Handle stream = zunOpen(file, &descriptor, kCreateAndWrite);
+    TolvaHandle stream = zunOpen(file, &descriptor, kTolvaCreateAndWrite);
     EXPECT_EQ(access(file, F_OK), 0);
     EXPECT_EQ(zunWrite(stream, "abc", 3), 2);
-    EXPECT_EQ(zunCloseandDelete(stream, file), kDeleteFile);
-    stream = zunOpen("", &descriptor, kCreateAndWrite);
+    EXPECT_EQ(zunCloseandDelete(stream, file), kTolvaDeleteFile);
+    stream = zunOpen("", &descriptor, kTolvaCreateAndWrite);
     EXPECT_EQ(zunWrite(stream, "abc", 3), 2);
     EXPECT_EQ(FlushZunIO(stream), -1);  // there is no block
     EXPECT_EQ(FillZunIOBuf(stream), 0);
@@ -243,10 +243,10 @@ TEST(Streams, AProcedureThatDoesNotHandleTheOpenIsStillCalled) {
 TEST(Streams, AFailedWriteIsNeverTakenForASuccess) {
     const Bytes bytes(30000, 1);
     for (const int32_t size : {1, 30000}) {
-        const Handle full = zunOpen("/dev/full", nullptr, kCreateAndWrite);
+        const TolvaHandle full = zunOpen("/dev/full", nullptr, kTolvaCreateAndWrite);
         ASSERT_NE(full, 0u);
         EXPECT_EQ(zunWrite(full, bytes.data(), size), size == 1 ? 1 : -1);
-        EXPECT_EQ(zunWrite(full, bytes.data(), kStreamBufferBytes), size == 1 ? -1 : 0);
+        EXPECT_EQ(zunWrite(full, bytes.data(), kTolvaStreamBufferBytes), size == 1 ? -1 : 0);
         EXPECT_EQ(zunClose(full), -1);
     }
     const tolva::SystemCalls real = tolva::systemCalls;
@@ -260,7 +260,7 @@ TEST(Streams, AFailedWriteIsNeverTakenForASuccess) {
     bool failed = true;
     for (int n = 0; failed; ++n) {
         failAfter = n;
-        const Handle stream = zunOpen(file, nullptr, kCreateAndWrite);
+        const TolvaHandle stream = zunOpen(file, nullptr, kTolvaCreateAndWrite);
         bool whole = zunWrite(stream, bytes.data(), 30000) == 30000;
         whole &= zunClose(stream) == 0;
         failed = failAfter < 0;

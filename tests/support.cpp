@@ -11,30 +11,30 @@
 MemoryFile::MemoryFile() {
     StreamDescriptor descriptor = {};
     descriptor.blockRef = reinterpret_cast<intptr_t>(&block);
-    descriptor.growBy = kUsualGrowth;
-    stream = zunOpen(nullptr, &descriptor, kCreateAndWrite);
+    descriptor.growBy = kTolvaUsualGrowth;
+    stream = zunOpen(nullptr, &descriptor, kTolvaCreateAndWrite);
 }
 
 Bytes MemoryFile::close() {
-    const int32_t length = zunSeek(stream, 0, kFromEnd);
+    const int32_t length = zunSeek(stream, 0, kTolvaFromEnd);
     zunClose(stream);
     Bytes bytes = taken(GlobalHandle(block));
     bytes.resize(length);
     return bytes;
 }
 
-Handle handleOf(const Bytes& bytes) {
-    const Handle h = GlobalAlloc(kMoveableZeroed, static_cast<uint32_t>(bytes.size()));
+TolvaHandle handleOf(const Bytes& bytes) {
+    const TolvaHandle h = GlobalAlloc(kTolvaMoveableZeroed, static_cast<uint32_t>(bytes.size()));
     std::copy(bytes.begin(), bytes.end(), static_cast<uint8_t*>(GlobalLock(h)));
     return h;
 }
 
-Bytes contents(Handle h) {
+Bytes contents(TolvaHandle h) {
     const uint8_t* const data = static_cast<const uint8_t*>(GlobalLock(h));
     return Bytes(data, data + GlobalSize(h));
 }
 
-Bytes taken(Handle h) {
+Bytes taken(TolvaHandle h) {
     const Bytes bytes = contents(h);
     GlobalFree(h);
     return bytes;
@@ -162,7 +162,7 @@ Bytes bottomUp(const Picture& picture) {
     return rows;
 }
 
-Picture topDown(Handle h, int width, int height) {
+Picture topDown(TolvaHandle h, int width, int height) {
     Picture picture = {width, height, {}};
     const Bytes rows = taken(h);
     for (int y = height - 1; y >= 0; --y) {
@@ -266,7 +266,7 @@ intptr_t answerStatus(intptr_t context, intptr_t a, intptr_t b, intptr_t c, intp
     return static_cast<int>(asked.progress.size()) > asked.stopAt ? 1 : asked.answer;
 }
 
-NativeWords statusWords(intptr_t context, StatusFunction function) {
+NativeWords statusWords(intptr_t context, TolvaStatusFunction function) {
     NativeWords words(13);
     words[1] = context;
     words[2] = reinterpret_cast<intptr_t>(function);

@@ -14,17 +14,17 @@
 #include <string>
 #include <vector>
 
-#include "driver/driver.h"
-#include "output/output.h"
+#include <tolva/driver.h>
+#include <tolva/output.h>
+#include <tolva/raster.h>
+#include <tolva/settings.h>
+#include <tolva/stream.h>
 #include "programs.h"
-#include "raster/raster.h"
-#include "settings/settings.h"
-#include "stream/stream.h"
 
 using Bytes = std::vector<uint8_t>;
 
-using SetupBlock = ::Setup;  // the test framework has a Setup of its own
-inline Handle defaultSetup() { return CreateSetup(0, "/nowhere/at/all.ini", nullptr, 0); }
+using SetupBlock = TolvaSetup;  // the test framework has a Setup of its own
+inline TolvaHandle defaultSetup() { return CreateSetup(0, "/nowhere/at/all.ini", nullptr, 0); }
 
 // Opcodes, as a host has them from the manual. So have the tests all numbers and positions of the protocol: from our
 // own headers a wrong one would agree with itself.
@@ -51,16 +51,16 @@ inline int upTo(std::mt19937& random, int most) { return static_cast<int>(random
 
 // A memory stream that is written.
 struct MemoryFile {
-    void* block = GlobalLock(GlobalAlloc(kMoveableZeroed, 1));
-    Handle stream;
+    void* block = GlobalLock(GlobalAlloc(kTolvaMoveableZeroed, 1));
+    TolvaHandle stream;
     MemoryFile();
     MemoryFile(const MemoryFile&) = delete;  // the stream knows where the block's address stands
     Bytes close();                           // what was written
 };
 
-Handle handleOf(const Bytes& bytes);  // a copy of them
-Bytes contents(Handle h);
-Bytes taken(Handle h);  // its contents; the handle is freed
+TolvaHandle handleOf(const Bytes& bytes);  // a copy of them
+Bytes contents(TolvaHandle h);
+Bytes taken(TolvaHandle h);  // its contents; the handle is freed
 
 std::string temporaryPath(const char* name);
 Bytes readFile(const std::string& path);
@@ -85,9 +85,9 @@ struct Picture {
     Bytes pixels;
 };
 Picture noise(int width, int height, int colours, uint32_t seed);
-Bytes bottomUp(const Picture& picture);            // rows padded to 4 bytes
-Picture topDown(Handle h, int width, int height);  // of a bitmap's rows; the handle is freed
-Bytes testPalette();                               // 256 triples, all different
+Bytes bottomUp(const Picture& picture);                 // rows padded to 4 bytes
+Picture topDown(TolvaHandle h, int width, int height);  // of a bitmap's rows; the handle is freed
+Bytes testPalette();                                    // 256 triples, all different
 
 // The whole file by the definition.
 struct GifOptions {
@@ -106,7 +106,7 @@ Picture decoded(const Bytes& gif, const Picture& otherwise);
 
 // What a host's status function is called with, and what it answers: `answer`, or 1 from query `stopAt` on.
 intptr_t answerStatus(intptr_t context, intptr_t a, intptr_t b, intptr_t c, intptr_t d, intptr_t e, intptr_t f);
-NativeWords statusWords(intptr_t context, StatusFunction function);  // 13: the context second, the function third
+NativeWords statusWords(intptr_t context, TolvaStatusFunction function);  // 13: the context second, the function third
 struct Asked {
     std::vector<std::vector<intptr_t>> calls;  // the address for details as 0
     std::vector<intptr_t> progress;
@@ -115,12 +115,12 @@ struct Asked {
     intptr_t detail = 1;                // the answer to the question for details
     std::function<void()> within = {};  // what the host does meanwhile
     NativeWords record = statusWords(reinterpret_cast<intptr_t>(this), answerStatus);
-    StatusRecord* address() { return reinterpret_cast<StatusRecord*>(record.data()); }
+    TolvaStatusRecord* address() { return reinterpret_cast<TolvaStatusRecord*>(record.data()); }
 };
 
 // A host. Handlers are reached through the entry, as any host reaches them.
 struct Host {
-    Handle setup = 0;
+    TolvaHandle setup = 0;
     NativeWords init = NativeWords(16);
     NativeWords status = NativeWords(13);
     int32_t capabilities[60] = {};

@@ -18,7 +18,7 @@ namespace {
 
 struct Info {
     OutputSize size;
-    int32_t answer[kInfoOutWords];
+    int32_t answer[kTolvaInfoOutWords];
 };
 
 int32_t wholeDots(double inches, int16_t resolution) { return static_cast<int32_t>(std::lround(inches * resolution)); }
@@ -27,18 +27,18 @@ ExitStatus askLibrary(const Library& library, const Settings& settings, const Pi
     GeometryCalls calls = {};
     const ExitStatus status = loadGeometryCalls(library, calls);
     if (status != kExitDone) return status;
-    int32_t in[kInfoInWords] = {};
-    in[kInfoDpi] = kPictureResolution;
-    in[kInfoDots] = static_cast<int32_t>(picture.width);
-    in[kInfoRows] = static_cast<int32_t>(picture.height);
+    int32_t in[kTolvaInfoInWords] = {};
+    in[kTolvaInfoDpi] = kPictureResolution;
+    in[kTolvaInfoDots] = static_cast<int32_t>(picture.width);
+    in[kTolvaInfoRows] = static_cast<int32_t>(picture.height);
     double width = 0;
     double height = 0;
     int16_t resolution = 0;
     calls.getDisplayInfo(&width, &height, &resolution, nullptr);
     if (resolution != 0) {
-        in[kInfoDisplayDpi] = resolution;
-        in[kInfoDisplayDots] = wholeDots(width, resolution);
-        in[kInfoDisplayRows] = wholeDots(height, resolution);
+        in[kTolvaInfoDisplayDpi] = resolution;
+        in[kTolvaInfoDisplayDots] = wholeDots(width, resolution);
+        in[kTolvaInfoDisplayRows] = wholeDots(height, resolution);
     }
     calls.getRasterInfo(settings.handle, in, answer);
     return kExitDone;
@@ -52,17 +52,18 @@ void printObject(const Settings& settings, const char* name, const Picture& pict
                 loaded ? jsonText(settings.setup->sectionName).c_str() : "null");
     std::printf(
         "\"width\": %.0f, \"height\": %.0f, \"bitsPerPixel\": %d, \"roundedUpWidth\": %d, \"roundedUpHeight\": %d}\n",
-        info.size.width, info.size.height, info.answer[kInfoBitsPerPixel], info.answer[kInfoPixelWidth],
-        info.answer[kInfoPixelHeight]);
+        info.size.width, info.size.height, info.answer[kTolvaInfoBitsPerPixel], info.answer[kTolvaInfoPixelWidth],
+        info.answer[kTolvaInfoPixelHeight]);
 }
 
 void printText(const char* name, const Picture& picture, const Info& info) {
     const int32_t* const answer = info.answer;
     std::printf("%s: %u x %u pixels\n", shownText(inputName(name)).c_str(), picture.width, picture.height);
-    std::printf("GIF: %.0f x %.0f pixels of %d bits\n", info.size.width, info.size.height, answer[kInfoBitsPerPixel]);
-    if (answer[kInfoPixelWidth] != info.size.width || answer[kInfoPixelHeight] != info.size.height) {
-        std::printf("hosts are told, with fractions rounded up: %d x %d pixels\n", answer[kInfoPixelWidth],
-                    answer[kInfoPixelHeight]);
+    std::printf("GIF: %.0f x %.0f pixels of %d bits\n", info.size.width, info.size.height,
+                answer[kTolvaInfoBitsPerPixel]);
+    if (answer[kTolvaInfoPixelWidth] != info.size.width || answer[kTolvaInfoPixelHeight] != info.size.height) {
+        std::printf("hosts are told, with fractions rounded up: %d x %d pixels\n", answer[kTolvaInfoPixelWidth],
+                    answer[kTolvaInfoPixelHeight]);
     }
 }
 

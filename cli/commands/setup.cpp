@@ -25,7 +25,7 @@ constexpr char kDriverKey[] = "Driver";
 // ---- show ----
 
 void printSettings(const Settings& settings) {
-    const Setup& setup = *settings.setup;
+    const TolvaSetup& setup = *settings.setup;
     if (settings.loaded) {
         std::printf("profile          %s\nsection          %s\ndriver           %s\n",
                     shownText(setup.profilePath).c_str(), shownText(setup.sectionName).c_str(),
@@ -92,7 +92,7 @@ ExitStatus writeKey(const Change& change, const std::string& section, const char
 }
 
 bool hasKey(const Change& change, const std::string& section, const std::string& key) {
-    char found[kSettingsNameBytes] = {};
+    char found[kTolvaSettingsNameBytes] = {};
     return change.calls.readString(section.c_str(), key.c_str(), "", found, sizeof found, change.copy.c_str()) > 0;
 }
 
@@ -108,8 +108,8 @@ ExitStatus writeMissingKey(const Change& change, const std::string& section, con
 // Another line of the same name, or a section's second header, may stand in the way.
 ExitStatus checkLoaded(const Change& change, const std::string& section) {
     const SettingKey& key = *change.options->key;
-    const Handle handle = change.library->createSetup(0, change.copy.c_str(), change.options->profile.section, 0);
-    const auto* const setup = static_cast<const Setup*>(change.library->globalLock(handle));
+    const TolvaHandle handle = change.library->createSetup(0, change.copy.c_str(), change.options->profile.section, 0);
+    const auto* const setup = static_cast<const TolvaSetup*>(change.library->globalLock(handle));
     const bool stands = setup != nullptr && change.copy == setup->profilePath && section == setup->sectionName &&
                         setup->driverName[0] != '\0' && settingIn(*setup, key) == change.options->value;
     if (handle != 0) change.library->destroySetup(handle);

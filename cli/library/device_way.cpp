@@ -19,14 +19,14 @@ constexpr uintptr_t kReplyBytes = 256;
 constexpr int16_t kScalingMetric = 1;  // the unit says how many millimetres a pixel measures
 constexpr uint32_t kPieceRows = 16;    // of a cell array in a bracket: between two the user's wish to stop is heard
 
-constexpr size_t kBareBlockBytes = kBlockData;
-constexpr size_t kWindowBlockBytes = kBlockData + 6 * sizeof(double);
-constexpr size_t kScalingBlockBytes = kScalingUnit + sizeof(double);
-constexpr size_t kTableBlockBytes = kTableColours + sizeof(Colour) * kPaletteEntries;
-constexpr size_t kCellBlockBytes = kCellData + sizeof(void*);
-constexpr size_t kOpenLength = kPrimitiveFirstPoint;  // there are no points
+constexpr size_t kBareBlockBytes = kTolvaBlockData;
+constexpr size_t kWindowBlockBytes = kTolvaBlockData + 6 * sizeof(double);
+constexpr size_t kScalingBlockBytes = kTolvaScalingUnit + sizeof(double);
+constexpr size_t kTableBlockBytes = kTolvaTableColours + sizeof(Colour) * kPaletteEntries;
+constexpr size_t kCellBlockBytes = kTolvaCellData + sizeof(void*);
+constexpr size_t kOpenLength = kTolvaPrimitiveFirstPoint;  // there are no points
 constexpr size_t kOpenData = kOpenLength + sizeof(int32_t);
-constexpr size_t kPrimitiveBlockBytes = kOpenData + kOpenBytes;
+constexpr size_t kPrimitiveBlockBytes = kOpenData + kTolvaOpenBytes;
 
 struct Device {
     const Library* library;
@@ -46,17 +46,17 @@ ExitStatus noteStreamFailure(const char* step, HostFile& file) {
     if (file.error != 0) return kExitDone;
     file.spoolError = temporaryFileError();
     clearBar();
-    note("%s: driver error %d, though every write was done%s%s", step, kStreamFailed,
+    note("%s: driver error %d, though every write was done%s%s", step, kTolvaStreamFailed,
          file.spoolError == 0 ? "" : ": no temporary file in /tmp: ",
          file.spoolError == 0 ? "" : std::strerror(file.spoolError));
     return kExitDone;
 }
 
 ExitStatus call(const Device& device, const char* step, int32_t opcode, uint8_t* block) {
-    put(block, kBlockOpcode, opcode);
-    const int32_t code = device.library->callDriver(0, kFuncCall, block);
+    put(block, kTolvaBlockOpcode, opcode);
+    const int32_t code = device.library->callDriver(0, kTolvaFuncCall, block);
     HostFile* const file = device.order->hostFile;
-    return code == kStreamFailed && file != nullptr ? noteStreamFailure(step, *file) : reportDriver(step, code);
+    return code == kTolvaStreamFailed && file != nullptr ? noteStreamFailure(step, *file) : reportDriver(step, code);
 }
 
 ExitStatus callBare(const Device& device, const char* step, int32_t opcode) {
@@ -69,23 +69,23 @@ ExitStatus setWindow(const Device& device) {
     const Picture& picture = *device.order->picture;
     const double corners[] = {0, 0, 0, picture.width - 1.0, picture.height - 1.0, 0};
     uint8_t block[kWindowBlockBytes] = {};
-    std::memcpy(block + kBlockData, corners, sizeof corners);
-    return call(device, "device window", kOpSetWindow, block);
+    std::memcpy(block + kTolvaBlockData, corners, sizeof corners);
+    return call(device, "device window", kTolvaOpSetWindow, block);
 }
 
 ExitStatus setScaling(const Device& device) {
     uint8_t block[kScalingBlockBytes] = {};
-    put(block, kScalingMode, kScalingMetric);
-    put(block, kScalingUnit, kMillimetresPerInch / kPictureResolution);
-    return call(device, "scaling", kOpSetScaling, block);
+    put(block, kTolvaScalingMode, kScalingMetric);
+    put(block, kTolvaScalingUnit, kMillimetresPerInch / kPictureResolution);
+    return call(device, "scaling", kTolvaOpSetScaling, block);
 }
 
 // All entries, those behind the picture's own as black: nothing of an earlier picture's table stays.
 ExitStatus setColourTable(const Device& device) {
     uint8_t block[kTableBlockBytes] = {};
-    put(block, kTableLength, static_cast<uint32_t>(2 + sizeof device.order->picture->palette));
-    std::memcpy(block + kTableColours, device.order->picture->palette, sizeof device.order->picture->palette);
-    return call(device, "colour table", kOpSetColourTable, block);
+    put(block, kTolvaTableLength, static_cast<uint32_t>(2 + sizeof device.order->picture->palette));
+    std::memcpy(block + kTolvaTableColours, device.order->picture->palette, sizeof device.order->picture->palette);
+    return call(device, "colour table", kTolvaOpSetColourTable, block);
 }
 
 // The second corner's y does not lie below the first's, as in the window: the rows then fill the bitmap from its first
@@ -93,12 +93,12 @@ ExitStatus setColourTable(const Device& device) {
 ExitStatus sendRows(const Device& device, uint32_t first, uint32_t rows) {
     const Picture& picture = *device.order->picture;
     uint8_t block[kCellBlockBytes] = {};
-    put(block, kCellSecondY, picture.height - 1.0);
-    put(block, kCellsPerRow, picture.width);
-    put(block, kCellRows, rows);
-    put(block, kCellBits, -picture.bitsPerPixel);
-    put(block, kCellData, picture.pixels + size_t{first} * picture.stride);
-    return call(device, "pixels", kOpCellArray, block);
+    put(block, kTolvaCellSecondY, picture.height - 1.0);
+    put(block, kTolvaCellsPerRow, picture.width);
+    put(block, kTolvaCellRows, rows);
+    put(block, kTolvaCellBits, -picture.bitsPerPixel);
+    put(block, kTolvaCellData, picture.pixels + size_t{first} * picture.stride);
+    return call(device, "pixels", kTolvaOpCellArray, block);
 }
 
 // ---- The bracket ----
@@ -106,18 +106,18 @@ ExitStatus sendRows(const Device& device, uint32_t first, uint32_t rows) {
 ExitStatus openBracket(const Device& device) {
     const Picture& picture = *device.order->picture;
     uint8_t block[kPrimitiveBlockBytes] = {};
-    put(block, kPrimitiveId, int32_t{kOpenPicture});
-    put(block, kOpenLength, int32_t{kOpenBytes});
-    put(block, kOpenData + kOpenWidth, picture.width);
-    put(block, kOpenData + kOpenRows, picture.height);
-    put(block, kOpenData + kOpenBits, picture.bitsPerPixel);
-    return call(device, "opening the picture", kOpPrimitive, block);
+    put(block, kTolvaPrimitiveId, int32_t{kTolvaOpenPicture});
+    put(block, kOpenLength, int32_t{kTolvaOpenBytes});
+    put(block, kOpenData + kTolvaOpenWidth, picture.width);
+    put(block, kOpenData + kTolvaOpenRows, picture.height);
+    put(block, kOpenData + kTolvaOpenBits, picture.bitsPerPixel);
+    return call(device, "opening the picture", kTolvaOpPrimitive, block);
 }
 
 ExitStatus closeBracket(const Device& device) {
     uint8_t block[kPrimitiveBlockBytes] = {};
-    put(block, kPrimitiveId, int32_t{kClosePicture});
-    return call(device, "closing the picture", kOpPrimitive, block);
+    put(block, kTolvaPrimitiveId, int32_t{kTolvaClosePicture});
+    return call(device, "closing the picture", kTolvaOpPrimitive, block);
 }
 
 // A bracket that is left open writes nothing.
@@ -138,38 +138,38 @@ ExitStatus sendPicture(const Device& device) {
 }
 
 ExitStatus drawPicture(const Device& device) {
-    ExitStatus status = callBare(device, "picture", kOpBeginPicture);
+    ExitStatus status = callBare(device, "picture", kTolvaOpBeginPicture);
     if (status == kExitDone) status = setWindow(device);
     if (status == kExitDone) status = setScaling(device);
-    if (status == kExitDone) status = callBare(device, "picture body", kOpBeginBody);
+    if (status == kExitDone) status = callBare(device, "picture body", kTolvaOpBeginBody);
     if (status == kExitDone && device.order->picture->bitsPerPixel == kIndexBits) status = setColourTable(device);
     if (status == kExitDone) status = sendPicture(device);
-    if (status == kExitDone) status = callBare(device, "end of picture", kOpEndPicture);
+    if (status == kExitDone) status = callBare(device, "end of picture", kTolvaOpEndPicture);
     return status;
 }
 
 ExitStatus useDevice(const Device& device) {
-    ExitStatus status = callBare(device, "opening", kOpOpenDevice);
+    ExitStatus status = callBare(device, "opening", kTolvaOpOpenDevice);
     if (status != kExitDone) return status;
     status = drawPicture(device);
-    const ExitStatus closed = callBare(device, "closing", kOpCloseDevice);
+    const ExitStatus closed = callBare(device, "closing", kTolvaOpCloseDevice);
     return status == kExitDone ? closed : status;
 }
 
 }  // namespace
 
-ExitStatus driveDevice(const Library& library, const ExportOrder& order, StatusRecord& status) {
-    int32_t capabilities[kCapabilitySlots] = {};
-    RasterInitBlock block = {};
+ExitStatus driveDevice(const Library& library, const ExportOrder& order, TolvaStatusRecord& status) {
+    int32_t capabilities[kTolvaCapabilitySlots] = {};
+    TolvaRasterInitBlock block = {};
     block.fileName = order.fileName;
     block.replySize = kReplyBytes;
     block.setup = order.setup;
     block.status = &status;
     block.capabilities = capabilities;
-    const int32_t code = library.callDriver(0, kFuncInit, &block);
-    if (code != kNoError) return reportDriver("init", code);
+    const int32_t code = library.callDriver(0, kTolvaFuncInit, &block);
+    if (code != kTolvaNoError) return reportDriver("init", code);
     const ExitStatus driven = useDevice(Device{&library, &order});
-    library.callDriver(0, kFuncTerm, nullptr);
+    library.callDriver(0, kTolvaFuncTerm, nullptr);
     return driven;
 }
 

@@ -10,7 +10,7 @@
 namespace cli {
 
 // A failure of the order's own file is not said here: whoever has the file knows the reason.
-ExitStatus driveDevice(const Library& library, const ExportOrder& order, StatusRecord& status);
+ExitStatus driveDevice(const Library& library, const ExportOrder& order, TolvaStatusRecord& status);
 
 }  // namespace cli
 

@@ -5,8 +5,8 @@
 #include <algorithm>
 #include <iterator>
 
+#include <tolva/driver.h>
 #include "cli/terminal/progress.h"
-#include "driver/driver.h"
 
 namespace cli {
 namespace {
@@ -19,12 +19,12 @@ struct DriverError {
 
 // clang-format off
 constexpr DriverError kDriverErrors[] = {
-    {kNoWorkBuffer,  kExitExportFailed, "a work buffer could not be had"},
-    {kNoSettings,    kExitExportFailed, "the settings block is missing"},
-    {kNoPicture,     kExitExportFailed, "no picture could be obtained"},
-    {kExportFailed,  kExitExportFailed, "memory could not be had, or the export could not run"},
-    {kStreamFailed,  kExitOutputFailed, "the output could not be opened, written or closed"},
-    {kStoppedByHost, kExitStopped,      "stopped"},
+    {kTolvaNoWorkBuffer,  kExitExportFailed, "a work buffer could not be had"},
+    {kTolvaNoSettings,    kExitExportFailed, "the settings block is missing"},
+    {kTolvaNoPicture,     kExitExportFailed, "no picture could be obtained"},
+    {kTolvaExportFailed,  kExitExportFailed, "memory could not be had, or the export could not run"},
+    {kTolvaStreamFailed,  kExitOutputFailed, "the output could not be opened, written or closed"},
+    {kTolvaStoppedByHost, kExitStopped,      "stopped"},
 };
 // clang-format on
 constexpr DriverError kUnknownError = {0, kExitExportFailed, "a code without a meaning here"};
@@ -32,7 +32,7 @@ constexpr DriverError kUnknownError = {0, kExitExportFailed, "a code without a m
 }  // namespace
 
 ExitStatus reportDriver(const char* step, int32_t code) {
-    if (code == kNoError) return kExitDone;
+    if (code == kTolvaNoError) return kExitDone;
     const auto hasCode = [code](const DriverError& e) { return e.code == code; };
     const DriverError* const found = std::find_if(std::begin(kDriverErrors), std::end(kDriverErrors), hasCode);
     const DriverError& error = found == std::end(kDriverErrors) ? kUnknownError : *found;

@@ -13,8 +13,8 @@ namespace {
 constexpr char kStep[] = "ExportCellData";
 
 // The bitmap and the palette are the picture's own bytes; freeing their handles leaves them.
-PictureDescriptor describe(const RasterCalls& calls, const Picture& picture, uint32_t bytes) {
-    PictureDescriptor cells = {};
+TolvaPictureDescriptor describe(const RasterCalls& calls, const Picture& picture, uint32_t bytes) {
+    TolvaPictureDescriptor cells = {};
     cells.depth = static_cast<int16_t>(picture.bitsPerPixel);
     cells.width = static_cast<uint16_t>(picture.width);
     cells.height = static_cast<uint16_t>(picture.height);
@@ -30,19 +30,19 @@ PictureDescriptor describe(const RasterCalls& calls, const Picture& picture, uin
 
 }  // namespace
 
-ExitStatus exportWhole(const Library& library, const ExportOrder& order, StatusRecord& status) {
+ExitStatus exportWhole(const Library& library, const ExportOrder& order, TolvaStatusRecord& status) {
     RasterCalls calls = {};
     const ExitStatus loaded = loadRasterCalls(library, calls);
     if (loaded != kExitDone) return loaded;
     const uint64_t bytes = uint64_t{order.picture->stride} * order.picture->height;
-    if (bytes > UINT32_MAX) return reportDriver(kStep, kExportFailed);
+    if (bytes > UINT32_MAX) return reportDriver(kStep, kTolvaExportFailed);
     if (stopWished()) return kExitStopped;
 
-    PictureDescriptor cells = describe(calls, *order.picture, static_cast<uint32_t>(bytes));
-    PictureDescriptor information = cells;
-    uintptr_t arguments[kExportArguments] = {};
-    arguments[kArgumentSetup] = order.setup;
-    arguments[kArgumentStatus] = reinterpret_cast<uintptr_t>(&status);
+    TolvaPictureDescriptor cells = describe(calls, *order.picture, static_cast<uint32_t>(bytes));
+    TolvaPictureDescriptor information = cells;
+    uintptr_t arguments[kTolvaExportArguments] = {};
+    arguments[kTolvaArgumentSetup] = order.setup;
+    arguments[kTolvaArgumentStatus] = reinterpret_cast<uintptr_t>(&status);
     const int32_t code = library.exportCellData(order.fileName, &information, &cells, arguments);
     calls.globalFree(cells.palette);
     calls.globalFree(cells.bitmap);

@@ -48,7 +48,7 @@ std::string asPath(const char* wanted) {
     return std::strchr(wanted, '/') == nullptr ? std::string("./") + wanted : std::string(wanted);
 }
 
-const NameRow* findRow(const NameTableRecord& table, const char* name) {
+const TolvaNameRow* findRow(const TolvaNameTableRecord& table, const char* name) {
     for (uint16_t i = 0; i < table.count.rows; ++i) {
         if (std::strcmp(table.table[i].name, name) == 0) return &table.table[i];
     }
@@ -62,15 +62,15 @@ bool take(Function& function, void* target) {
 }
 
 template <class Function>
-bool takeRow(Function& function, const NameTableRecord& table, const char* name) {
-    const NameRow* const row = findRow(table, name);
+bool takeRow(Function& function, const TolvaNameTableRecord& table, const char* name) {
+    const TolvaNameRow* const row = findRow(table, name);
     return row != nullptr && take(function, row->target);
 }
 
 // A path that does not fit counts by its file's name, which is all that names the profile.
 void storeModulePath(const std::string& path, char* place) {
-    const std::string name = path.size() < kModuleNameBytes ? path : path.substr(path.rfind('/') + 1);
-    const size_t length = std::min<size_t>(name.size(), kModuleNameBytes - 1);
+    const std::string name = path.size() < kTolvaModuleNameBytes ? path : path.substr(path.rfind('/') + 1);
+    const size_t length = std::min<size_t>(name.size(), kTolvaModuleNameBytes - 1);
     std::memcpy(place, name.data(), length);
     place[length] = '\0';
 }
@@ -87,7 +87,7 @@ ExitStatus collectEntries(Library& library) {
     decltype(&fltLoadPointers) loadPointers = nullptr;
     decltype(&RASTER_dd_entry) entry = nullptr;
     char* modulePath = nullptr;
-    NameTableRecord table = {};
+    TolvaNameTableRecord table = {};
     bool whole = take(loadPointers, dlsym(module, "fltLoadPointers"));
     if (whole) {
         loadPointers(&table);
@@ -100,13 +100,13 @@ ExitStatus collectEntries(Library& library) {
                 take(library.globalUnlock, dlsym(module, "GlobalUnlock"));
     }
     if (!whole) return fail(kExitExportFailed, "%s: lacks an entry that is needed", library.path.c_str());
-    entry(kFuncVersion, &library.version, nullptr);
-    if (library.version >> kMajorShift != uint32_t{kFilterVersion} >> kMajorShift) {
+    entry(kTolvaFuncVersion, &library.version, nullptr);
+    if (library.version >> kMajorShift != uint32_t{kTolvaFilterVersion} >> kMajorShift) {
         return fail(kExitExportFailed, "%s: is of version 0x%08x, which this tolva does not know", library.path.c_str(),
                     library.version);
     }
     storeModulePath(library.path, modulePath);
-    entry(kFuncEntry32, &library.callDriver, nullptr);
+    entry(kTolvaFuncEntry32, &library.callDriver, nullptr);
     return kExitDone;
 }
 

@@ -5,12 +5,12 @@
 #include <cstdint>
 #include <string>
 
+#include <tolva/driver.h>
+#include <tolva/host.h>
+#include <tolva/output.h>
+#include <tolva/raster.h>
+#include <tolva/settings.h>
 #include "cli/terminal/messages.h"
-#include "driver/driver.h"
-#include "host/host.h"
-#include "output/output.h"
-#include "raster/raster.h"
-#include "settings/settings.h"
 
 namespace cli {
 

@@ -13,7 +13,7 @@ namespace cli {
 namespace {
 
 constexpr uint32_t kWidestEnlarged = 32768;  // the library counts source columns in 16 signed bits
-constexpr double kLargest = kLargestExtent;
+constexpr double kLargest = kTolvaLargestExtent;
 constexpr double kMostCopies = 32767;  // and the copies of one
 
 // Where only the widths differ, a lone cell array is not scaled.
@@ -94,7 +94,7 @@ ExitStatus planOutputSize(const Library& library, Road road, uint64_t mostPixels
     // Not a number is neither smaller nor larger.
     if (!(size.width <= kLargest && size.height <= kLargest)) {
         return fail(kExitInputRefused, "a GIF of %.0f x %.0f pixels; the limit is %d in either direction", size.width,
-                    size.height, kLargestExtent);
+                    size.height, kTolvaLargestExtent);
     }
     if (size.width * size.height > static_cast<double>(mostPixels)) {
         return fail(kExitInputRefused, "a GIF of %.0f x %.0f pixels; --max-pixels allows %" PRIu64, size.width,

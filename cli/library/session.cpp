@@ -22,28 +22,28 @@ intptr_t answerStatus(intptr_t, intptr_t a, intptr_t b, intptr_t, intptr_t perce
 void putColour(uint8_t* bytes, Colour colour) { std::memcpy(bytes, &colour, sizeof colour); }
 
 // Size and resolution stand as the settings have them; the rest is the order's.
-void fillSetup(Setup& setup, const ExportOrder& order) {
-    setup.colourMode = static_cast<int32_t>(kColourNormal) + static_cast<int32_t>(order.tone);
+void fillSetup(TolvaSetup& setup, const ExportOrder& order) {
+    setup.colourMode = static_cast<int32_t>(kTolvaColourNormal) + static_cast<int32_t>(order.tone);
     setup.outputDevice = order.hostFile != nullptr ? reinterpret_cast<uintptr_t>(serveHostFile) : 0;
     if (order.sizeReached) {
-        setup.sizeMode = kSizeOfPicture;
-        setup.resolutionMode = kResolutionOfPicture;
+        setup.sizeMode = kTolvaSizeOfPicture;
+        setup.resolutionMode = kTolvaResolutionOfPicture;
     }
-    setup.interlaceChoice = order.interlace ? kInterlaced : 0;
-    setup.transparencyChoice = order.transparent ? kTransparentColour : 0;
+    setup.interlaceChoice = order.interlace ? kTolvaInterlaced : 0;
+    setup.transparencyChoice = order.transparent ? kTolvaTransparentColour : 0;
     if (order.transparent) putColour(setup.transparentColour, *order.transparent);
-    setup.backgroundChoice = order.background ? kBackgroundColour : 0;
+    setup.backgroundChoice = order.background ? kTolvaBackgroundColour : 0;
     if (order.background) putColour(setup.backgroundColour, *order.background);
 }
 
 }  // namespace
 
 ExitStatus runSession(const Library& library, const ExportOrder& order) {
-    StatusRecord status = {};
+    TolvaStatusRecord status = {};
     status.context = 1;  // without one the filter does not report its init
     status.function = answerStatus;
     status.streamContext = reinterpret_cast<intptr_t>(order.hostFile);
-    Setup& setup = *static_cast<Setup*>(library.globalLock(order.setup));
+    TolvaSetup& setup = *static_cast<TolvaSetup*>(library.globalLock(order.setup));
     fillSetup(setup, order);
     // A bracket's picture is reported through the settings, which the device's init does not tell of the record.
     if (order.road == Road::kBracket) setup.exporting.status = &status;

@@ -15,11 +15,11 @@ struct HostFile;
 
 struct ExportOrder {
     Road road;
-    Handle setup;  // size and resolution in it count, unless the picture has its size already
+    TolvaHandle setup;  // size and resolution in it count, unless the picture has its size already
     const Picture* picture;
     bool sizeReached;
     bool interlace;
-    ConversionMode tone;  // that the library has to apply
+    TolvaConversionMode tone;  // that the library has to apply
     std::optional<Colour> transparent;
     std::optional<Colour> background;
     const char* fileName;  // shorter than the driver's 144 bytes

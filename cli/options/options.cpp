@@ -8,9 +8,9 @@
 
 #include <getopt.h>
 
+#include <tolva/settings.h>
 #include "cli/options/numbers.h"
 #include "imageio/input.h"
-#include "settings/settings.h"
 
 namespace cli {
 namespace {
@@ -144,7 +144,7 @@ ExitStatus takeSize(Options& options, SizeWish wish, const char* value) {
     if (options.sizeWish != SizeWish::kAsPicture) return fail(kExitWrongUsage, "--fit and --size exclude each other");
     options.sizeWish = wish;
     if (wish == SizeWish::kFitPixels) {
-        return parseBox<int>(value, 1, kLargestExtent, options.box)
+        return parseBox<int>(value, 1, kTolvaLargestExtent, options.box)
                    ? kExitDone
                    : refuse("--fit", value, "WIDTHxHEIGHT, whole pixels from 1 to 65535,");
     }
@@ -154,14 +154,14 @@ ExitStatus takeSize(Options& options, SizeWish wish, const char* value) {
 }
 
 ExitStatus takeResolution(Options& options, const char* value) {
-    const bool good = parseNumber<int>(value, kLowestResolution, kHighestResolution, options.resolution);
+    const bool good = parseNumber<int>(value, kTolvaLowestResolution, kTolvaHighestResolution, options.resolution);
     return good ? kExitDone : refuse("--resolution", value, "a whole number from 32 to 400");
 }
 
 // A name that came back changed from a profile would not be found again.
 ExitStatus takeSection(const char* value, const char*& section) {
     const size_t length = std::strlen(value);
-    bool good = length > 0 && length < kSettingsNameBytes && value[0] != ' ' && value[length - 1] != ' ';
+    bool good = length > 0 && length < kTolvaSettingsNameBytes && value[0] != ' ' && value[length - 1] != ' ';
     for (size_t i = 0; i < length; ++i) {
         good = good && static_cast<uint8_t>(value[i]) >= ' ' && std::strchr("\"[];", value[i]) == nullptr;
     }

@@ -10,7 +10,7 @@
 
 #include <unistd.h>
 
-#include "stream/stream.h"
+#include <tolva/stream.h>
 
 namespace cli {
 namespace {
@@ -77,7 +77,7 @@ intptr_t readBytes(HostFile& file, void* to, int32_t count) {
 // Behind the end there is nothing to go to.
 intptr_t seekTo(HostFile& file, int32_t offset, intptr_t origin) {
     if (file.error != 0) return kFailed;
-    const int64_t base = origin == kFromStart ? 0 : origin == kFromCurrent ? file.position : file.size;
+    const int64_t base = origin == kTolvaFromStart ? 0 : origin == kTolvaFromCurrent ? file.position : file.size;
     const int64_t target = base + offset;
     if (target < 0 || target > file.size) return kFailed;
     file.position = target;
@@ -111,11 +111,11 @@ intptr_t serveHostFile(intptr_t instance, intptr_t operation, intptr_t a, intptr
     HostFile& file = *reinterpret_cast<HostFile*>(instance);
     void* const buffer = reinterpret_cast<void*>(a);
     switch (operation) {
-        case kProcOpen: return instance;
-        case kProcRead: return readBytes(file, buffer, static_cast<int32_t>(b));
-        case kProcWrite: return writeBytes(file, buffer, static_cast<int32_t>(b));
-        case kProcSeek: return seekTo(file, *static_cast<const int32_t*>(buffer), b);
-        case kProcClose: return closeFile(file);
+        case kTolvaProcOpen: return instance;
+        case kTolvaProcRead: return readBytes(file, buffer, static_cast<int32_t>(b));
+        case kTolvaProcWrite: return writeBytes(file, buffer, static_cast<int32_t>(b));
+        case kTolvaProcSeek: return seekTo(file, *static_cast<const int32_t*>(buffer), b);
+        case kTolvaProcClose: return closeFile(file);
         default: return kFailed;
     }
 }

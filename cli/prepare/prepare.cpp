@@ -31,10 +31,10 @@ int32_t heightOf(const Work& work) { return static_cast<int32_t>(work.picture->h
 int16_t bitsOf(const Work& work) { return static_cast<int16_t>(work.picture->bitsPerPixel); }
 
 // Describes the picture's own bytes; freeing the handle leaves them.
-Handle borrow(const Work& work, void* bytes, size_t count) {
+TolvaHandle borrow(const Work& work, void* bytes, size_t count) {
     return work.calls.pointerToHandle(bytes, static_cast<uint32_t>(count));
 }
-Handle borrowPixels(const Work& work) {
+TolvaHandle borrowPixels(const Work& work) {
     return borrow(work, work.picture->pixels, size_t{work.picture->stride} * work.picture->height);
 }
 
@@ -74,7 +74,7 @@ const uint8_t* findOpaquePixel(const Picture& picture) {
 // Transparent pixels take a colour that the picture has anyway: they then cost no entry of a reduced palette.
 void fillTransparentPixels(Picture& picture) {
     const auto bytes = static_cast<size_t>(picture.bitsPerPixel / 8);
-    uint8_t fill[kTripleBytes] = {};
+    uint8_t fill[kTolvaTripleBytes] = {};
     if (const uint8_t* const opaque = findOpaquePixel(picture)) std::memcpy(fill, opaque, bytes);
     for (uint32_t y = 0; y < picture.height; ++y) {
         const uint8_t* const mask = maskRow(picture, y);
@@ -127,8 +127,8 @@ ExitStatus shrinkFirst(const Work& work, OutputSize& size) {
     const auto height = static_cast<uint32_t>(size.height);
     if (height >= picture.height || width > picture.width) return kExitDone;
     const auto shrink = [&](uint8_t* bytes, int32_t bits) {
-        const Handle source = borrow(work, bytes, size_t{rowBytes(picture.width, bits)} * picture.height);
-        const Handle result =
+        const TolvaHandle source = borrow(work, bytes, size_t{rowBytes(picture.width, bits)} * picture.height);
+        const TolvaHandle result =
             work.calls.shrinkBitmap(source, static_cast<int16_t>(bits), picture.width, picture.height, width, height);
         work.calls.globalFree(source);
         if (result == 0) return false;
@@ -146,7 +146,7 @@ ExitStatus shrinkFirst(const Work& work, OutputSize& size) {
 }
 
 // Indices of fewer bits become bytes.
-void takeIndices(const Work& work, Handle bitmap, int16_t bits) {
+void takeIndices(const Work& work, TolvaHandle bitmap, int16_t bits) {
     Picture& picture = *work.picture;
     const uint8_t* const packed = static_cast<const uint8_t*>(work.library->globalLock(bitmap));
     const uint32_t packedStride = rowBytes(picture.width, bits);
@@ -168,7 +168,7 @@ void takeIndices(const Work& work, Handle bitmap, int16_t bits) {
     }
 }
 
-void takeColours(const Work& work, Handle table, uint32_t count) {
+void takeColours(const Work& work, TolvaHandle table, uint32_t count) {
     Picture& picture = *work.picture;
     std::memset(picture.palette, 0, sizeof picture.palette);
     std::memcpy(picture.palette, work.library->globalLock(table), count * sizeof(Colour));
@@ -176,10 +176,10 @@ void takeColours(const Work& work, Handle table, uint32_t count) {
 }
 
 ExitStatus reducePicture(const Work& work) {
-    const Handle pixels = borrowPixels(work);
+    const TolvaHandle pixels = borrowPixels(work);
     uint16_t count = kColoursBesideKey;
-    const Handle table = work.calls.reduceColorTable(pixels, widthOf(work), heightOf(work), &count);
-    Handle indices = 0;
+    const TolvaHandle table = work.calls.reduceColorTable(pixels, widthOf(work), heightOf(work), &count);
+    TolvaHandle indices = 0;
     if (table != 0 && !stopWished()) {
         indices = work.calls.convertBitmapDepth(pixels, widthOf(work), heightOf(work), kColourBits, kIndexBits, 0,
                                                 table, count);
@@ -195,15 +195,15 @@ ExitStatus reducePicture(const Work& work) {
     return indices != 0 ? kExitDone : reportNoResult("the colour reduction");
 }
 
-void convertColours(const RasterCalls& calls, ConversionMode& tone, Picture& picture) {
+void convertColours(const RasterCalls& calls, TolvaConversionMode& tone, Picture& picture) {
     if (picture.bitsPerPixel == kIndexBits) {
         calls.convertTone(kPaletteEntries, &picture.palette[0].red, tone);
     } else {
-        for (uint32_t y = 0; tone != kConvertNothing && y < picture.height; ++y) {
+        for (uint32_t y = 0; tone != kTolvaConvertNothing && y < picture.height; ++y) {
             calls.convertTone(static_cast<int32_t>(picture.width), picture.pixels + size_t{y} * picture.stride, tone);
         }
     }
-    tone = kConvertNothing;
+    tone = kTolvaConvertNothing;
 }
 
 ExitStatus ditherPicture(const Work& work, DitherWish wish) {
@@ -211,11 +211,11 @@ ExitStatus ditherPicture(const Work& work, DitherWish wish) {
     const int16_t bits = twoColours ? kOneBit : kFourBits;
     Colour own[std::size(kBlackAndWhite)];
     std::copy(std::begin(kBlackAndWhite), std::end(kBlackAndWhite), own);
-    const Handle pixels = borrowPixels(work);
-    const Handle palette = borrow(work, work.picture->palette, sizeof work.picture->palette);
-    Handle table = twoColours ? borrow(work, own, sizeof own) : 0;
-    const Handle indices = work.calls.ditherBitmap(pixels, widthOf(work), heightOf(work), bitsOf(work), bits,
-                                                   bitsOf(work) == kIndexBits ? palette : 0, &table);
+    const TolvaHandle pixels = borrowPixels(work);
+    const TolvaHandle palette = borrow(work, work.picture->palette, sizeof work.picture->palette);
+    TolvaHandle table = twoColours ? borrow(work, own, sizeof own) : 0;
+    const TolvaHandle indices = work.calls.ditherBitmap(pixels, widthOf(work), heightOf(work), bitsOf(work), bits,
+                                                        bitsOf(work) == kIndexBits ? palette : 0, &table);
     if (indices != 0 && table != 0) {
         takeColours(work, table, 1U << bits);
         takeIndices(work, indices, bits);
@@ -261,8 +261,8 @@ ExitStatus preparePicture(const Library& library, PrepareOrder& order, OutputSiz
     return status;
 }
 
-ExitStatus applyTone(const Library& library, ConversionMode& tone, Picture& picture) {
-    if (tone == kConvertNothing) return kExitDone;
+ExitStatus applyTone(const Library& library, TolvaConversionMode& tone, Picture& picture) {
+    if (tone == kTolvaConvertNothing) return kExitDone;
     RasterCalls calls = {};
     const ExitStatus status = loadRasterCalls(library, calls);
     if (status == kExitDone) convertColours(calls, tone, picture);

@@ -15,15 +15,15 @@ enum class DitherWish { kNone, kBlackAndWhite, kSixteenColours };
 
 struct PrepareOrder {
     DitherWish dither;
-    ConversionMode tone;  // kConvertNothing afterwards where it has been applied
-    Colour background;    // a transparent colour is shown like this where transparency is not
+    TolvaConversionMode tone;  // kTolvaConvertNothing afterwards where it has been applied
+    Colour background;         // a transparent colour is shown like this where transparency is not
 };
 
 // Afterwards the picture has no mask, and its size may already be the GIF's: `size` then says so.
 ExitStatus preparePicture(const Library& library, PrepareOrder& order, OutputSize& size, Picture& picture);
 
-// What the driver does with its own colours on other roads; `tone` is kConvertNothing afterwards.
-ExitStatus applyTone(const Library& library, ConversionMode& tone, Picture& picture);
+// What the driver does with its own colours on other roads; `tone` is kTolvaConvertNothing afterwards.
+ExitStatus applyTone(const Library& library, TolvaConversionMode& tone, Picture& picture);
 
 }  // namespace cli
 

@@ -8,7 +8,7 @@
 #include <cstring>
 #include <initializer_list>
 
-#include "raster/raster.h"
+#include <tolva/raster.h>
 
 namespace cli {
 namespace {
@@ -24,8 +24,8 @@ bool isGrey(Colour c) { return c.red == c.green && c.green == c.blue; }
 
 // What the search takes for a grey, though it lets only exact greys match it.
 bool isNearGrey(Colour c) {
-    return std::abs(c.red - c.green) <= kGreyTolerance && std::abs(c.green - c.blue) <= kGreyTolerance &&
-           std::abs(c.red - c.blue) <= kGreyTolerance;
+    return std::abs(c.red - c.green) <= kTolvaGreyTolerance && std::abs(c.green - c.blue) <= kTolvaGreyTolerance &&
+           std::abs(c.red - c.blue) <= kTolvaGreyTolerance;
 }
 
 // The palette as the library will have it.
@@ -60,13 +60,13 @@ int freeGrey(const ShownColours& shown, Colour colour, uint32_t index) {
     return wanted;
 }
 
-ExitStatus showColours(const Library& library, ConversionMode tone, const Picture& picture, ShownColours& shown) {
+ExitStatus showColours(const Library& library, TolvaConversionMode tone, const Picture& picture, ShownColours& shown) {
     std::memcpy(shown.palette, picture.palette, sizeof shown.palette);
     for (int level = 0; level < kGreyLevels; ++level) {
         const auto grey = static_cast<uint8_t>(level);
         shown.greys[level] = Colour{grey, grey, grey};
     }
-    if (tone == kConvertNothing) return kExitDone;
+    if (tone == kTolvaConvertNothing) return kExitDone;
     RasterCalls calls = {};
     const ExitStatus status = loadRasterCalls(library, calls);
     if (status != kExitDone) return status;
@@ -101,7 +101,7 @@ void settleTransparency(Picture& picture, const uint8_t* alpha, uint32_t count, 
     if (mapped) remapPixels(picture, map);
 }
 
-ExitStatus settleKey(const Library& library, ConversionMode tone, Picture& picture, Colour& named) {
+ExitStatus settleKey(const Library& library, TolvaConversionMode tone, Picture& picture, Colour& named) {
     ShownColours shown = {};
     const ExitStatus status = showColours(library, tone, picture, shown);
     if (status != kExitDone) return status;

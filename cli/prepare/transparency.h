@@ -21,7 +21,7 @@ inline uint8_t laidOver(uint32_t value, uint32_t below, uint32_t alpha) {
 void settleTransparency(Picture& picture, const uint8_t* alpha, uint32_t count, const ReadWishes& wishes);
 // Gives the transparent entry a colour that the library's search for the transparent colour finds again, and answers
 // how that colour is named to the library, which knows the palette after its tone.
-ExitStatus settleKey(const Library& library, ConversionMode tone, Picture& picture, Colour& named);
+ExitStatus settleKey(const Library& library, TolvaConversionMode tone, Picture& picture, Colour& named);
 
 }  // namespace cli
 

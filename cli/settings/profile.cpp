@@ -35,14 +35,14 @@ std::string defaultPath(const Library& library) {
     std::string path = folder;
     if (path.back() != '/') path += '/';
     path += name;
-    return path.size() < kProfilePathBytes ? path : name;
+    return path.size() < kTolvaProfilePathBytes ? path : name;
 }
 
 ExitStatus checkName(const ProfileChoice& choice) {
     if (choice.file == nullptr) return kExitDone;
-    if (std::strlen(choice.file) >= kProfilePathBytes) {
+    if (std::strlen(choice.file) >= kTolvaProfilePathBytes) {
         return fail(kExitInputRefused, "%s: a profile's path may have at most %d bytes", choice.file,
-                    kProfilePathBytes - 1);
+                    kTolvaProfilePathBytes - 1);
     }
     if (!isPlainOrMissing(choice.file)) return fail(kExitInputRefused, "%s: is no plain file", choice.file);
     return kExitDone;
@@ -52,7 +52,7 @@ ExitStatus makeBlock(const Library& library, const ProfileChoice& choice, Settin
     const ExitStatus status = checkName(choice);
     if (status != kExitDone) return status;
     settings.handle = library.createSetup(0, choice.none ? kNoProfile : choice.file, choice.section, 0);
-    settings.setup = static_cast<Setup*>(library.globalLock(settings.handle));
+    settings.setup = static_cast<TolvaSetup*>(library.globalLock(settings.handle));
     if (settings.setup == nullptr) return fail(kExitExportFailed, "the library gives no settings block");
     return kExitDone;
 }
@@ -70,15 +70,15 @@ ExitStatus reportMissing(const Library& library, const ProfileChoice& choice) {
                 whyUnread(path.c_str()));
 }
 
-bool hasKeys(const Library& library, const Setup& setup) {
+bool hasKeys(const Library& library, const TolvaSetup& setup) {
     ProfileCalls calls = {};
-    char keys[kSettingsNameBytes] = {};
+    char keys[kTolvaSettingsNameBytes] = {};
     return loadProfileCalls(library, calls) == kExitDone &&
            calls.readString(setup.sectionName, nullptr, "", keys, sizeof keys, setup.profilePath) > 0;
 }
 
 // A section that is not loaded leaves a block of zeros.
-ExitStatus reportUnloaded(const Library& library, const ProfileChoice& choice, const Setup& setup) {
+ExitStatus reportUnloaded(const Library& library, const ProfileChoice& choice, const TolvaSetup& setup) {
     const std::string section = setup.sectionName;
     const std::string why = section.empty()           ? "[TOLVA] has no ~Mode"
                             : hasKeys(library, setup) ? "there is no Driver in [" + section + "]"
@@ -94,7 +94,7 @@ ExitStatus loadSettings(const Library& library, const ProfileChoice& choice, Set
     settings = Settings{};
     const ExitStatus status = makeBlock(library, choice, settings);
     if (status != kExitDone) return status;
-    Setup& setup = *settings.setup;
+    TolvaSetup& setup = *settings.setup;
     if (!choice.none && setup.profilePath[0] == '\0') return reportMissing(library, choice);
     if (!choice.none && hasOpenEnd(setup.profilePath)) {
         warn("%s: nothing ends the last line, so it is not read", setup.profilePath);
@@ -114,40 +114,40 @@ void dropSettings(const Library& library, Settings& settings) {
     settings = Settings{};
 }
 
-ExitStatus applyOptions(const Options& options, Setup& setup) {
+ExitStatus applyOptions(const Options& options, TolvaSetup& setup) {
     if (options.colourMode) setup.colourMode = *options.colourMode;
-    if (options.sizeWish != SizeWish::kAsPicture) setup.sizeMode = kSizeSaved;
+    if (options.sizeWish != SizeWish::kAsPicture) setup.sizeMode = kTolvaSizeSaved;
     if (options.sizeWish == SizeWish::kFitInches) {
         setup.width = options.box.width;
         setup.height = options.box.height;
         // A picture has no resolution of its own that a size in inches could be meant for.
-        if (setup.resolutionMode == kResolutionOfPicture) setup.resolutionMode = kResolutionSaved;
+        if (setup.resolutionMode == kTolvaResolutionOfPicture) setup.resolutionMode = kTolvaResolutionSaved;
     } else if (options.sizeWish == SizeWish::kFitPixels) {
         setup.width = options.box.width / kPictureResolution;
         setup.height = options.box.height / kPictureResolution;
-        setup.resolutionMode = kResolutionSaved;
+        setup.resolutionMode = kTolvaResolutionSaved;
         setup.xResolution = setup.yResolution = kPictureResolution;
     }
     if (options.resolution == 0) return kExitDone;
-    if (setup.sizeMode == kSizeOfPicture && setup.resolutionMode == kResolutionOfPicture) {
+    if (setup.sizeMode == kTolvaSizeOfPicture && setup.resolutionMode == kTolvaResolutionOfPicture) {
         return fail(kExitWrongUsage, "--resolution goes with --size, or with a profile that has a size");
     }
-    setup.resolutionMode = kResolutionSaved;
+    setup.resolutionMode = kTolvaResolutionSaved;
     setup.xResolution = setup.yResolution = static_cast<int16_t>(options.resolution);
     return kExitDone;
 }
 
 // As the driver has it: a mode it does not know converts nothing.
-ConversionMode toneOf(const Setup& setup) {
-    if (setup.colourMode < kColourNormal || setup.colourMode > kColourInvertGrey) return kConvertNothing;
-    return static_cast<ConversionMode>(setup.colourMode - kColourNormal);
+TolvaConversionMode toneOf(const TolvaSetup& setup) {
+    if (setup.colourMode < kTolvaColourNormal || setup.colourMode > kTolvaColourInvertGrey) return kTolvaConvertNothing;
+    return static_cast<TolvaConversionMode>(setup.colourMode - kTolvaColourNormal);
 }
 
 ExitStatus locateProfile(const Library& library, const ProfileChoice& choice, ProfilePlace& place) {
     Settings settings = {};
     const ExitStatus status = makeBlock(library, choice, settings);
     if (status != kExitDone) return status;
-    Setup& setup = *settings.setup;
+    TolvaSetup& setup = *settings.setup;
     place.exists = setup.profilePath[0] != '\0';
     place.loads = place.exists && setup.driverName[0] != '\0';
     place.path = place.exists ? setup.profilePath : choice.file != nullptr ? choice.file : defaultPath(library);

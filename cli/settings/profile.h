@@ -12,8 +12,8 @@
 namespace cli {
 
 struct Settings {
-    Handle handle;
-    Setup* setup;
+    TolvaHandle handle;
+    TolvaSetup* setup;
     bool loaded;  // from the profile and section that the block names; else these are the defaults
 };
 
@@ -22,9 +22,9 @@ struct Settings {
 ExitStatus loadSettings(const Library& library, const ProfileChoice& choice, Settings& settings);
 void dropSettings(const Library& library, Settings& settings);
 // What the user asks for wins over the profile.
-ExitStatus applyOptions(const Options& options, Setup& setup);
+ExitStatus applyOptions(const Options& options, TolvaSetup& setup);
 // What happens to a colour in this colour mode.
-ConversionMode toneOf(const Setup& setup);
+TolvaConversionMode toneOf(const TolvaSetup& setup);
 
 struct ProfilePlace {
     std::string path;

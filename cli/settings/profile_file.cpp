@@ -15,8 +15,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <tolva/host.h>
 #include "cli/terminal/progress.h"
-#include "host/host.h"
 
 namespace cli {
 namespace {
@@ -56,7 +56,7 @@ std::vector<std::string> linesOf(const std::string& text) {
 ExitStatus checkText(const char* path, const std::string& text) {
     if (text.find('\0') != std::string::npos) return refuseToWrite(path, "has NUL bytes, so it is no profile");
     for (const std::string& line : linesOf(text)) {
-        if (line.size() < kProfileLineBytes) continue;
+        if (line.size() < kTolvaProfileLineBytes) continue;
         return refuseToWrite(path, "has a line of 256 characters or more, which would be torn apart");
     }
     return kExitDone;

@@ -16,14 +16,15 @@ constexpr size_t kLongestNumber = 40;
 // A shorter value would keep the tail of the default that it is laid over, and the longest default is "6.67".
 constexpr size_t kFewestDecimals = 3;
 
-constexpr ValueWord kToneWords[] = {{"normal", kColourNormal},
-                                    {"invert", kColourInvert},
-                                    {"invert-greys", kColourInvertGreys},
-                                    {"grey", kColourGrey},
-                                    {"invert-grey", kColourInvertGrey}};
-constexpr ValueWord kSizeWords[] = {{"screen", kSizeOfScreen}, {"saved", kSizeSaved}, {"picture", kSizeOfPicture}};
+constexpr ValueWord kToneWords[] = {{"normal", kTolvaColourNormal},
+                                    {"invert", kTolvaColourInvert},
+                                    {"invert-greys", kTolvaColourInvertGreys},
+                                    {"grey", kTolvaColourGrey},
+                                    {"invert-grey", kTolvaColourInvertGrey}};
+constexpr ValueWord kSizeWords[] = {
+    {"screen", kTolvaSizeOfScreen}, {"saved", kTolvaSizeSaved}, {"picture", kTolvaSizeOfPicture}};
 constexpr ValueWord kResolutionWords[] = {
-    {"screen", kResolutionOfScreen}, {"saved", kResolutionSaved}, {"picture", kResolutionOfPicture}};
+    {"screen", kTolvaResolutionOfScreen}, {"saved", kTolvaResolutionSaved}, {"picture", kTolvaResolutionOfPicture}};
 
 constexpr char kToneWanted[] = "normal, invert, invert-greys, grey or invert-grey";
 constexpr char kModeWanted[] = "screen, saved or picture";
@@ -31,16 +32,16 @@ constexpr char kDotsWanted[] = "a whole number from 32 to 400";
 constexpr char kInchesWanted[] = "a number of inches from 0.03125 to 22";
 
 template <size_t Count>
-constexpr SettingKey ofWords(const char* word, const char* profileKey, int32_t Setup::*mode,
+constexpr SettingKey ofWords(const char* word, const char* profileKey, int32_t TolvaSetup::*mode,
                              const ValueWord (&words)[Count], const char* wanted) {
     return {word, profileKey, mode, nullptr, nullptr, words, Count, wanted};
 }
 
-constexpr SettingKey ofDots(const char* word, const char* profileKey, int16_t Setup::*resolution) {
+constexpr SettingKey ofDots(const char* word, const char* profileKey, int16_t TolvaSetup::*resolution) {
     return {word, profileKey, nullptr, resolution, nullptr, nullptr, 0, kDotsWanted};
 }
 
-constexpr SettingKey ofInches(const char* word, const char* profileKey, double Setup::*extent) {
+constexpr SettingKey ofInches(const char* word, const char* profileKey, double TolvaSetup::*extent) {
     return {word, profileKey, nullptr, nullptr, extent, nullptr, 0, kInchesWanted};
 }
 
@@ -54,13 +55,13 @@ std::string shortestText(double value) {
 
 // clang-format off
 const SettingKey kSettingTable[kSettingKeys] = {
-    ofWords ("colour-mode",     "Color Mode",      &Setup::colourMode,     kToneWords,       kToneWanted),
-    ofWords ("size-mode",       "Size Mode",       &Setup::sizeMode,       kSizeWords,       kModeWanted),
-    ofInches("width",           "Width",           &Setup::width),
-    ofInches("height",          "Height",          &Setup::height),
-    ofWords ("resolution-mode", "Resolution Mode", &Setup::resolutionMode, kResolutionWords, kModeWanted),
-    ofDots  ("x-resolution",    "X Resolution",    &Setup::xResolution),
-    ofDots  ("y-resolution",    "Y Resolution",    &Setup::yResolution),
+    ofWords ("colour-mode",     "Color Mode",      &TolvaSetup::colourMode,     kToneWords,       kToneWanted),
+    ofWords ("size-mode",       "Size Mode",       &TolvaSetup::sizeMode,       kSizeWords,       kModeWanted),
+    ofInches("width",           "Width",           &TolvaSetup::width),
+    ofInches("height",          "Height",          &TolvaSetup::height),
+    ofWords ("resolution-mode", "Resolution Mode", &TolvaSetup::resolutionMode, kResolutionWords, kModeWanted),
+    ofDots  ("x-resolution",    "X Resolution",    &TolvaSetup::xResolution),
+    ofDots  ("y-resolution",    "Y Resolution",    &TolvaSetup::yResolution),
 };
 // clang-format on
 const SettingKey& kColourModeKey = kSettingTable[0];
@@ -79,7 +80,7 @@ ExitStatus parseSetting(const SettingKey& key, const char* shown, const char* te
         return kExitDone;
     }
     int dots = 0;
-    if (key.resolution != nullptr && parseNumber<int>(text, kLowestResolution, kHighestResolution, dots)) {
+    if (key.resolution != nullptr && parseNumber<int>(text, kTolvaLowestResolution, kTolvaHighestResolution, dots)) {
         value = dots;
         return kExitDone;
     }
@@ -87,7 +88,7 @@ ExitStatus parseSetting(const SettingKey& key, const char* shown, const char* te
     return fail(kExitWrongUsage, "%s %s: %s is wanted", shown, text, key.wanted);
 }
 
-double settingIn(const Setup& setup, const SettingKey& key) {
+double settingIn(const TolvaSetup& setup, const SettingKey& key) {
     if (key.mode != nullptr) return setup.*key.mode;
     return key.resolution != nullptr ? static_cast<double>(setup.*key.resolution) : setup.*key.extent;
 }
@@ -107,10 +108,10 @@ std::string profileText(const SettingKey& key, double value) {
     return text;
 }
 
-bool isInUse(const Setup& setup, const SettingKey& key) {
-    if (key.extent != nullptr) return setup.sizeMode != kSizeOfPicture && setup.sizeMode != kSizeOfScreen;
+bool isInUse(const TolvaSetup& setup, const SettingKey& key) {
+    if (key.extent != nullptr) return setup.sizeMode != kTolvaSizeOfPicture && setup.sizeMode != kTolvaSizeOfScreen;
     if (key.resolution == nullptr) return true;
-    return setup.resolutionMode != kResolutionOfPicture && setup.resolutionMode != kResolutionOfScreen;
+    return setup.resolutionMode != kTolvaResolutionOfPicture && setup.resolutionMode != kTolvaResolutionOfScreen;
 }
 
 }  // namespace cli

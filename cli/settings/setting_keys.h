@@ -6,8 +6,8 @@
 #include <cstddef>
 #include <string>
 
+#include <tolva/settings.h>
 #include "cli/terminal/messages.h"
-#include "settings/settings.h"
 
 namespace cli {
 
@@ -24,9 +24,9 @@ struct ValueWord {
 struct SettingKey {
     const char* word;        // the user's
     const char* profileKey;  // the profile's
-    int32_t Setup::*mode;
-    int16_t Setup::*resolution;
-    double Setup::*extent;
+    int32_t TolvaSetup::*mode;
+    int16_t TolvaSetup::*resolution;
+    double TolvaSetup::*extent;
     const ValueWord* words;
     size_t wordCount;
     const char* wanted;  // for messages
@@ -40,13 +40,13 @@ extern const SettingKey& kColourModeKey;
 const SettingKey* findSettingKey(const char* word);
 // Says what is wanted where it is none of that; `shown` is the option or the key.
 ExitStatus parseSetting(const SettingKey& key, const char* shown, const char* text, double& value);
-double settingIn(const Setup& setup, const SettingKey& key);
+double settingIn(const TolvaSetup& setup, const SettingKey& key);
 // As the user writes it; a mode without a word as its number.
 std::string shownSetting(const SettingKey& key, double value);
 // As a profile has to hold it.
 std::string profileText(const SettingKey& key, double value);
 // Whether the modes leave it any effect.
-bool isInUse(const Setup& setup, const SettingKey& key);
+bool isInUse(const TolvaSetup& setup, const SettingKey& key);
 
 }  // namespace cli
 

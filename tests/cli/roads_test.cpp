@@ -5,8 +5,8 @@
 #include <cstdio>
 #include <future>
 
+#include <tolva/stream.h>
 #include "cli/output/host_file.h"
-#include "stream/stream.h"
 #include "support.h"
 
 class Roads : public Program {
@@ -103,15 +103,15 @@ TEST(HostFile, InMemoryGrowsAndIsRewoundAndEndsAtTwoGigabytes) {
     const std::string text(140000, 'x');
     const int32_t back = -1;
     char last[9] = {};
-    EXPECT_EQ(call(kProcWrite, text.data(), 140000), 140000);
-    EXPECT_EQ(call(kProcSeek, &back, kFromCurrent), 139999);
-    EXPECT_EQ(call(kProcRead, last, sizeof last), 1);
-    EXPECT_EQ(call(kProcSeek, &back, kFromEnd), 139999);
-    EXPECT_EQ(call(kProcWrite, "yz", 2), 2);
+    EXPECT_EQ(call(kTolvaProcWrite, text.data(), 140000), 140000);
+    EXPECT_EQ(call(kTolvaProcSeek, &back, kTolvaFromCurrent), 139999);
+    EXPECT_EQ(call(kTolvaProcRead, last, sizeof last), 1);
+    EXPECT_EQ(call(kTolvaProcSeek, &back, kTolvaFromEnd), 139999);
+    EXPECT_EQ(call(kTolvaProcWrite, "yz", 2), 2);
     EXPECT_EQ(std::string(file.bytes, file.bytes + file.size), text.substr(1) + "yz");
     file.position = file.size = INT32_MAX - 1;
-    EXPECT_EQ(call(kProcWrite, "yz", 2), -1);
+    EXPECT_EQ(call(kTolvaProcWrite, "yz", 2), -1);
     EXPECT_EQ(file.error, EFBIG);
-    EXPECT_EQ(call(kProcClose, nullptr, 0), -1);
+    EXPECT_EQ(call(kTolvaProcClose, nullptr, 0), -1);
     cli::freeHostFile(file);
 }

@@ -8,7 +8,7 @@
 #include <stdint.h>
 #include <stdio.h>
 
-#include "host/host.h"
+#include <tolva/host.h>
 
 #ifdef __cplusplus
 extern "C" {
@@ -22,54 +22,54 @@ typedef struct StreamDescriptor {
     intptr_t blockRef;   /* memory: address of the variable with the block's locked pointer; procedure: its context */
     intptr_t size;       /* memory: bytes of contents; rewritten when opened for reading */
     intptr_t growBy;     /* memory: bytes added at each growth; 4096 is usual */
-    intptr_t file;       /* mode kWrapStream: an open standard I/O stream */
+    intptr_t file;       /* mode kTolvaWrapStream: an open standard I/O stream */
     intptr_t ioProc;     /* a StreamIOProc, or 0 */
-    intptr_t ioInstance; /* mode kWrapStream with a procedure: its instance */
+    intptr_t ioInstance; /* mode kTolvaWrapStream with a procedure: its instance */
 } StreamDescriptor;
 
 /* A host's own I/O: (instance, operation, a, b). */
 typedef intptr_t (*StreamIOProc)(intptr_t instance, intptr_t operation, intptr_t a, intptr_t b);
 
-enum StreamOperation {
-    kProcOpen = 1,   /* name, mode: the instance, 0 = not handled */
-    kProcRead = 2,   /* buffer, count: bytes read */
-    kProcWrite = 3,  /* buffer, count: bytes written */
-    kProcSeek = 4,   /* address of a 32-bit offset, origin: the new position or -1 */
-    kProcClose = 5,  /* 0, 0 or kDeleteFile: status */
-    kProcExists = 6, /* name, 0 */
-    kProcDelete = 7  /* name, 0 */
+enum TolvaStreamOperation {
+    kTolvaProcOpen = 1,   /* name, mode: the instance, 0 = not handled */
+    kTolvaProcRead = 2,   /* buffer, count: bytes read */
+    kTolvaProcWrite = 3,  /* buffer, count: bytes written */
+    kTolvaProcSeek = 4,   /* address of a 32-bit offset, origin: the new position or -1 */
+    kTolvaProcClose = 5,  /* 0, 0 or kTolvaDeleteFile: status */
+    kTolvaProcExists = 6, /* name, 0 */
+    kTolvaProcDelete = 7  /* name, 0 */
 };
 
-enum StreamMode {
-    kReadFile = 0,
-    kWriteFile = 0x0001,
-    kUpdateFile = 0x0002,
-    kDeleteFile = 0x0200, /* no stream: deletes the name; 1 = done */
-    kCreateFile = 0x1000, /* truncates; memory streams start empty */
-    kFileExists = 0x4000, /* no stream: -1 = absent */
-    kCreateAndWrite = kCreateFile | kWriteFile,
-    kWrapStream = -1 /* takes the descriptor's open stream or procedure instance */
+enum TolvaStreamMode {
+    kTolvaReadFile = 0,
+    kTolvaWriteFile = 0x0001,
+    kTolvaUpdateFile = 0x0002,
+    kTolvaDeleteFile = 0x0200, /* no stream: deletes the name; 1 = done */
+    kTolvaCreateFile = 0x1000, /* truncates; memory streams start empty */
+    kTolvaFileExists = 0x4000, /* no stream: -1 = absent */
+    kTolvaCreateAndWrite = kTolvaCreateFile | kTolvaWriteFile,
+    kTolvaWrapStream = -1 /* takes the descriptor's open stream or procedure instance */
 };
 
-enum SeekOrigin { kFromStart = 0, kFromCurrent = 1, kFromEnd = 2 };
+enum TolvaSeekOrigin { kTolvaFromStart = 0, kTolvaFromCurrent = 1, kTolvaFromEnd = 2 };
 
-enum DataFormat { kLittleEndian = 0, kBigEndian = 1 };
-enum FloatFormat { kIeeeFloat = 0, kFixed16_16 = 1 };
-enum LineFormat { kLineCrLf = 0, kLineCr = 1, kLineLf = 2 };
+enum TolvaDataFormat { kTolvaLittleEndian = 0, kTolvaBigEndian = 1 };
+enum TolvaFloatFormat { kTolvaIeeeFloat = 0, kTolvaFixed16_16 = 1 };
+enum TolvaLineFormat { kTolvaLineCrLf = 0, kTolvaLineCr = 1, kTolvaLineLf = 2 };
 
-enum { kStreamBufferBytes = 12288, kUsualGrowth = 4096 };
+enum { kTolvaStreamBufferBytes = 12288, kTolvaUsualGrowth = 4096 };
 
 /* One per open stream, behind the stream's handle. */
 typedef struct StreamRecord {
-    FILE* file;             /* null for memory and procedure streams */
-    Handle bufferHandle;    /* files: the I/O buffer; memory: the caller's block */
-    void** blockPointerRef; /* memory: the caller's variable, rewritten after every growth */
-    int32_t cursor;         /* index of the next byte */
-    int32_t lastValid;      /* index of the last valid byte, -1 = empty */
-    int32_t lastSlot;       /* index of the last usable byte */
-    int32_t bufferStart;    /* file offset of buffer byte 0 */
-    int32_t nextFill;       /* file offset of the next fill; -1 marks a memory stream */
-    int32_t dirty;          /* 1 = bytes not yet in the file */
+    FILE* file;               /* null for memory and procedure streams */
+    TolvaHandle bufferHandle; /* files: the I/O buffer; memory: the caller's block */
+    void** blockPointerRef;   /* memory: the caller's variable, rewritten after every growth */
+    int32_t cursor;           /* index of the next byte */
+    int32_t lastValid;        /* index of the last valid byte, -1 = empty */
+    int32_t lastSlot;         /* index of the last usable byte */
+    int32_t bufferStart;      /* file offset of buffer byte 0 */
+    int32_t nextFill;         /* file offset of the next fill; -1 marks a memory stream */
+    int32_t dirty;            /* 1 = bytes not yet in the file */
     int32_t growBy;
     int32_t size;         /* files: length at open and after each flush; memory: lastValid at open */
     void** ownedBlockRef; /* non-null: zunCloseandDelete frees this block instead of deleting a file */
@@ -78,14 +78,14 @@ typedef struct StreamRecord {
     uint32_t mode;
     int32_t borrowedFile; /* 1 = the caller's standard I/O stream, not closed here */
     int32_t error;        /* -1 once anything has failed */
-    uint16_t dataFormat;  /* a DataFormat */
-    uint16_t floatFormat; /* a FloatFormat */
-    uint16_t lineFormat;  /* a LineFormat */
+    uint16_t dataFormat;  /* a TolvaDataFormat */
+    uint16_t floatFormat; /* a TolvaFloatFormat */
+    uint16_t lineFormat;  /* a TolvaLineFormat */
     int32_t namedFile;    /* 1 = opened by name */
     uint32_t docPosition; /* compound documents, from here on */
     int32_t docMode;
-    Handle docSectorTable;
-    Handle docMiniSectorTable;
+    TolvaHandle docSectorTable;
+    TolvaHandle docMiniSectorTable;
     uint32_t docMiniStreamStart;
     uint32_t docStartSector;
     uint32_t docSize;
@@ -97,64 +97,64 @@ typedef struct StreamRecord {
 
 /* ---- Streams --------------------------------------------------------------------------------------------------- */
 
-/* A stream, or 0. For kDeleteFile: 1 or 0. For kFileExists: -1 when absent. With a procedure in the descriptor these
- * two, and every later operation, are the procedure's. */
-Handle zunOpen(const char* name, StreamDescriptor* descriptor, int32_t mode);
+/* A stream, or 0. For kTolvaDeleteFile: 1 or 0. For kTolvaFileExists: -1 when absent. With a procedure in the
+ * descriptor these two, and every later operation, are the procedure's. */
+TolvaHandle zunOpen(const char* name, StreamDescriptor* descriptor, int32_t mode);
 /* 0; -1 for a null handle, for bytes that could not be written, or the close's own failure; a procedure's status. */
-int32_t zunClose(Handle stream);
+int32_t zunClose(TolvaHandle stream);
 /* Closes and deletes the named file (or frees the owned block). 0; -1 for a null handle; a procedure's status. */
-int32_t zunCloseandDelete(Handle stream, const char* name);
+int32_t zunCloseandDelete(TolvaHandle stream, const char* name);
 /* Bytes read, 0 at the end or for a null handle, -1 on error. */
-int32_t zunRead(Handle stream, void* buffer, int32_t count);
+int32_t zunRead(TolvaHandle stream, void* buffer, int32_t count);
 /* Bytes written, 0 for a null handle, -1 on error; 0 also when the buffer is full after an earlier error. */
-int32_t zunWrite(Handle stream, const void* buffer, int32_t count);
-/* The new position, -1 on error. (stream, 0, kFromCurrent) tells the position and moves nothing. */
-int32_t zunSeek(Handle stream, int32_t offset, int32_t origin);
+int32_t zunWrite(TolvaHandle stream, const void* buffer, int32_t count);
+/* The new position, -1 on error. (stream, 0, kTolvaFromCurrent) tells the position and moves nothing. */
+int32_t zunSeek(TolvaHandle stream, int32_t offset, int32_t origin);
 /* Copies a file; bytes written less bytes read. A missing source copies nothing and gives 0. */
 int32_t zunCopy(const char* source, const char* destination);
 /* Bytes loaded, 0 at the end and for memory streams, -1 on error. */
-int32_t FillZunIOBuf(Handle stream);
+int32_t FillZunIOBuf(TolvaHandle stream);
 /* Bytes written, 0 when nothing was dirty, 1 after a memory block grew, -1 on error. */
-int32_t FlushZunIO(Handle stream);
+int32_t FlushZunIO(TolvaHandle stream);
 /* Seek, then tell; -1 when the seek fails or the position does not fit. */
 int32_t unxSeek(FILE* file, int32_t offset, int32_t origin);
 /* The sub-stream of a compound document; zunRead and zunSeek come here while docMode is set. */
-int32_t docRead(Handle stream, void* buffer, int32_t count);
-int32_t docSeek(Handle stream, int32_t offset, int32_t origin);
+int32_t docRead(TolvaHandle stream, void* buffer, int32_t count);
+int32_t docSeek(TolvaHandle stream, int32_t offset, int32_t origin);
 /* 1 with a fresh path in "/tmp" in the buffer (an empty file stands there), or 0. The first three are ignored. */
 int32_t ZUNGetTempFileName(int32_t drive, const char* prefix, int32_t unique, char* buffer);
 
 /* ---- Pointer-style memory -------------------------------------------------------------------------------------- */
 
 void* zunPtrGlobalAlloc(uint32_t size); /* null for size 0 */
-Handle zunPtrGlobalHandle(const void* data);
-Handle zunPtrGlobalFree(void* data);
+TolvaHandle zunPtrGlobalHandle(const void* data);
+TolvaHandle zunPtrGlobalFree(void* data);
 void* zunPtrGlobalReAlloc(void* data, uint32_t size, uint32_t flags);
 
 /* ---- Typed transfers: count elements, in place ----------------------------------------------------------------- */
 
 /* Readers: count, or 0 with nothing converted when fewer bytes arrived. zunReadChar: zunRead's result. */
-int32_t zunReadChar(Handle stream, void* buffer, int32_t count);
-int32_t zunReadShort(Handle stream, void* buffer, int32_t count);
-int32_t zunReadLong(Handle stream, void* buffer, int32_t count);
-int32_t zunReadFloat(Handle stream, void* buffer, int32_t count);
-int32_t zunReadDouble(Handle stream, void* buffer, int32_t count);
+int32_t zunReadChar(TolvaHandle stream, void* buffer, int32_t count);
+int32_t zunReadShort(TolvaHandle stream, void* buffer, int32_t count);
+int32_t zunReadLong(TolvaHandle stream, void* buffer, int32_t count);
+int32_t zunReadFloat(TolvaHandle stream, void* buffer, int32_t count);
+int32_t zunReadDouble(TolvaHandle stream, void* buffer, int32_t count);
 /* Writers: elements written, or the failing write's result (0 or -1). */
-int32_t zunWriteChar(Handle stream, const void* buffer, int32_t count);
-int32_t zunWriteShort(Handle stream, const void* buffer, int32_t count);
-int32_t zunWriteLong(Handle stream, const void* buffer, int32_t count);
-int32_t zunWriteFloat(Handle stream, const void* buffer, int32_t count);
-int32_t zunWriteDouble(Handle stream, const void* buffer, int32_t count);
+int32_t zunWriteChar(TolvaHandle stream, const void* buffer, int32_t count);
+int32_t zunWriteShort(TolvaHandle stream, const void* buffer, int32_t count);
+int32_t zunWriteLong(TolvaHandle stream, const void* buffer, int32_t count);
+int32_t zunWriteFloat(TolvaHandle stream, const void* buffer, int32_t count);
+int32_t zunWriteDouble(TolvaHandle stream, const void* buffer, int32_t count);
 
 /* Records by format: items of an optional count and C, S, L, F or D (1, 2, 4, 4, 8 bytes), structures in braces,
  * unions in parentheses (read: skipped in memory; written: an error), runs in brackets that move through memory and
  * transfer nothing. Packed in the file, naturally aligned in memory. The number of records, or the last transfer's
  * result (0 or -1) when one failed. */
-int32_t zunReadStruct(Handle stream, const char* format, void* buffer, int32_t records);
-int32_t zunWriteStruct(Handle stream, const char* format, const void* buffer, int32_t records);
+int32_t zunReadStruct(TolvaHandle stream, const char* format, void* buffer, int32_t records);
+int32_t zunWriteStruct(TolvaHandle stream, const char* format, const void* buffer, int32_t records);
 
-int32_t zunSetDataFormat(Handle stream, uint16_t dataFormat, uint16_t floatFormat);
-int32_t zunGetDataFormat(Handle stream, uint16_t* dataFormat, uint16_t* floatFormat);
+int32_t zunSetDataFormat(TolvaHandle stream, uint16_t dataFormat, uint16_t floatFormat);
+int32_t zunGetDataFormat(TolvaHandle stream, uint16_t* dataFormat, uint16_t* floatFormat);
 /* The n low-order bytes of a value, least or most significant first. */
 void zunNativeToLE(uint8_t* destination, uint32_t value, int32_t n);
 void zunNativeToBE(uint8_t* destination, uint32_t value, int32_t n);
@@ -166,11 +166,11 @@ const char* GetUnionSize(const char* format, int32_t* size);
 /* ---- Lines ----------------------------------------------------------------------------------------------------- */
 
 /* Characters stored, or -1 at the end of the data (a last line without a line end is in the buffer then too). */
-int32_t zunReadLine(Handle stream, char* buffer, int32_t size);
-int32_t zunWriteLine(Handle stream, const char* text, int32_t length);
-int32_t zunSetLineFormat(Handle stream, uint16_t format);
+int32_t zunReadLine(TolvaHandle stream, char* buffer, int32_t size);
+int32_t zunWriteLine(TolvaHandle stream, const char* text, int32_t length);
+int32_t zunSetLineFormat(TolvaHandle stream, uint16_t format);
 /* The line end found in the data, -1 for none; the stream then stands at its start. */
-int32_t zunGetLineFormat(Handle stream);
+int32_t zunGetLineFormat(TolvaHandle stream);
 
 #pragma GCC visibility pop
 #ifdef __cplusplus

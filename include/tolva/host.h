@@ -14,41 +14,41 @@ extern "C" {
 
 /* ---- Memory handles -------------------------------------------------------------------------------------------- */
 
-/* The address of a BlockHeader; 0 means no block. Native word: 4 bytes on a 32-bit build, 8 on a 64-bit one. */
-typedef uintptr_t Handle;
+/* The address of a TolvaBlockHeader; 0 means no block. Native word: 4 bytes on a 32-bit build, 8 on a 64-bit one. */
+typedef uintptr_t TolvaHandle;
 
 /* Stands in front of every block's data, in the same allocation. Hosts read it through the calls below alone. */
-typedef struct BlockHeader {
+typedef struct TolvaBlockHeader {
     uint32_t size;      /* bytes asked for, not the rounded size */
     uint32_t flags;     /* as given; stored only, never interpreted */
     uint32_t reserved;  /* 0 */
     void* data;         /* what GlobalLock hands out */
     uint8_t dataOffset; /* from the header's start to the data */
     uint8_t reserved2[3];
-} BlockHeader;
+} TolvaBlockHeader;
 
 enum {
-    kMoveableZeroed = 66, /* the flags every block of the filter is taken with: moveable, zero-filled */
-    kBlockAlignment = 8   /* where data starts, so that doubles in a block can be read directly */
+    kTolvaMoveableZeroed = 66, /* the flags every block of the filter is taken with: moveable, zero-filled */
+    kTolvaBlockAlignment = 8   /* where data starts, so that doubles in a block can be read directly */
 };
 
 /* A zero-filled block of `size` bytes, whatever the flags say. Never returns 0: when the memory is not there it prints
  * a line to standard output and ends the process abnormally. */
-Handle GlobalAlloc(uint32_t flags, uint32_t size);
+TolvaHandle GlobalAlloc(uint32_t flags, uint32_t size);
 /* The block's address, the same at every call; null for 0. There is no lock count. */
-void* GlobalLock(Handle h);
+void* GlobalLock(TolvaHandle h);
 /* Always 0: nothing is ever held. */
-int32_t GlobalUnlock(Handle h);
+int32_t GlobalUnlock(TolvaHandle h);
 /* Releases the block; 0 is ignored. Always 0. */
-Handle GlobalFree(Handle h);
+TolvaHandle GlobalFree(TolvaHandle h);
 /* A new block with the old one's first bytes; the old handle is dead whatever happens. */
-Handle GlobalReAlloc(Handle h, uint32_t size, uint32_t flags);
+TolvaHandle GlobalReAlloc(TolvaHandle h, uint32_t size, uint32_t flags);
 /* The handle of an address that GlobalLock gave for a GlobalAlloc handle; 0 for null. */
-Handle GlobalHandle(const void* data);
+TolvaHandle GlobalHandle(const void* data);
 /* The size asked for; 0 for 0. */
-uint32_t GlobalSize(Handle h);
+uint32_t GlobalSize(TolvaHandle h);
 /* A handle that describes memory of the caller's; freeing it releases the description only. */
-Handle GlobalPointerToHandle(void* data, uint32_t size);
+TolvaHandle GlobalPointerToHandle(void* data, uint32_t size);
 /* The argument, or 65536 for 0. */
 uint32_t GlobalCompact(uint32_t bytes);
 
@@ -78,17 +78,17 @@ int32_t roundd(double x);
 /* ---- Profile files --------------------------------------------------------------------------------------------- */
 
 /* Sections of key=value lines: "[Section]", "Key=value", ";" comments. Names match without regard to case. Lines are
- * read in pieces of kProfileLineBytes; a last line without a line end is not seen, and a rewrite drops it. */
+ * read in pieces of kTolvaProfileLineBytes; a last line without a line end is not seen, and a rewrite drops it. */
 
 enum {
-    kProfilePathBytes = 144, /* room for a profile's path, terminator included */
-    kProfileLineBytes = 256, /* a longer line counts as several */
-    kProfileNumberBytes = 32 /* of a value that is read as a number */
+    kTolvaProfilePathBytes = 144, /* room for a profile's path, terminator included */
+    kTolvaProfileLineBytes = 256, /* a longer line counts as several */
+    kTolvaProfileNumberBytes = 32 /* of a value that is read as a number */
 };
 
-enum ProfileKeep { /* what CleanProfileLine leaves in the text */
-                   kKeepBrackets = 1,
-                   kKeepQuotes = 4
+enum TolvaProfileKeep { /* what CleanProfileLine leaves in the text */
+                        kTolvaKeepBrackets = 1,
+                        kTolvaKeepQuotes = 4
 };
 
 /* The value of a key, over the default, without a terminator of its own: a value shorter than the default leaves the
@@ -109,10 +109,10 @@ int32_t WriteProfileString(const char* section, const char* key, const char* val
 
 /* A stream on the profile, as named or in the folder that "INIDIR" names, or 0. The path used replaces the name when
  * it is not the name and `size` is not 0: at most `size` bytes of it. */
-Handle INIopen(char* name, int32_t size, int32_t mode);
+TolvaHandle INIopen(char* name, int32_t size, int32_t mode);
 /* 0, or what closing gives. */
-int32_t INIclose(Handle stream);
-/* Completes a profile's name (kProfilePathBytes of room) to the path it was found at: in the folder that "INIDIR"
+int32_t INIclose(TolvaHandle stream);
+/* Completes a profile's name (kTolvaProfilePathBytes of room) to the path it was found at: in the folder that "INIDIR"
  * names, then as given. An empty name becomes the module's base name with ".ini". Returns 0 when found, 1 when not. */
 int32_t GetProfileDirectory(char* name, const char* module);
 

@@ -1,0 +1,254 @@
+/* settings.h: the filter's settings for one use. A host makes a Setup block, changes its fields through GlobalLock or
+ * the setup escape, and hands its handle over at init. Also what the filter knows of the screen and the printer.
+ * Readable as C and as C++. */
+#ifndef TOLVA_SETTINGS_SETTINGS_H
+#define TOLVA_SETTINGS_SETTINGS_H
+
+#include <stdint.h>
+
+#include <tolva/host.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+#pragma GCC visibility push(default)
+
+/* ---- The Setup block ------------------------------------------------------------------------------------------- */
+
+enum TolvaColourMode { /* how colours are converted on their way in; the values behind are those of TolvaConversionMode
+                        */
+                       kTolvaColourNormal = 103,
+                       kTolvaColourInvert = 104,
+                       kTolvaColourInvertGreys = 105,
+                       kTolvaColourGrey = 106,
+                       kTolvaColourInvertGrey = 107
+};
+enum TolvaColourClass { /* the same for a host's dialog */
+                        kTolvaColourClassNormal = 101,
+                        kTolvaColourClassInvertGrey = 105
+};
+enum TolvaSizeMode {
+    kTolvaSizeOfScreen = 600,
+    kTolvaSizeSaved = 601, /* the saved width and height are a box that the picture is fitted into */
+    kTolvaSizeOfPicture = 602,
+    kTolvaSizeFourth = 603
+};
+enum TolvaResolutionMode {
+    kTolvaResolutionOfScreen = 307,
+    kTolvaResolutionSaved = 308,
+    kTolvaResolutionOfPicture = 309,
+    kTolvaResolutionFourth = 310
+};
+enum TolvaInterlaceChoice { kTolvaInterlaced = 715 };
+enum TolvaTransparencyChoice { kTolvaTransparentColour = 719 };
+enum TolvaBackgroundChoice { kTolvaBackgroundColour = 728 };
+
+enum { kTolvaModesEach = 4 }; /* selectors 0 to 3 choose a size or resolution mode */
+enum {
+    kTolvaSettingsNameBytes = 144,
+    kTolvaDriverNameBytes = 13,
+    kTolvaSetupBytes = 2128,
+    kTolvaModuleNameBytes = 260,
+    kTolvaLowestResolution = 32,
+    kTolvaHighestResolution = 400,
+    kTolvaDefaultResolution = 96,
+    kTolvaDefaultLineMode = 119,
+    kTolvaResolutionRepaired = -62,
+    kTolvaExtentRepaired = -63,
+    kTolvaStringRows = 23
+};
+
+/* Doubles are aligned to 8 bytes on some 32-bit machines and to 4 on others: positions behind the Setup block's width
+ * differ there, its size does not. */
+typedef struct TolvaDoubleInRecord {
+    char first;
+    double second;
+} TolvaDoubleInRecord;
+
+enum {
+    kTolvaSetupNamedBytes = sizeof(void*) == 8 ? 688 : 664 + offsetof(TolvaDoubleInRecord, second) / 8 * 4 + 4,
+    kTolvaSetupReserve = kTolvaSetupBytes - kTolvaSetupNamedBytes
+};
+
+struct TolvaStatusRecord; /* driver.h */
+
+/* What an export outside a device keeps: the export variant from init to term, ExportCellData while it runs. */
+typedef struct TolvaExportState {
+    struct TolvaStatusRecord* status; /* the host's; progress goes there */
+    intptr_t statusWord;              /* its word 4 */
+    TolvaHandle outputStream;         /* of the export variant; 0 = none */
+    void* streamMemory;               /* its block, when it goes to memory */
+    void* memory;           /* ExportCellData to memory: its block, the host's to read until the next export or
+                               DestroySetup; behind the GIF one byte 0xFF, then zeros */
+    uintptr_t metafileWord; /* written by the metafile hooks */
+    uintptr_t secondWord;
+    intptr_t hookResult;
+    double resolution; /* of the page, dots per inch */
+    int32_t page[4];   /* left, top, right, bottom */
+    int32_t propertyWord;
+    char fileName[kTolvaSettingsNameBytes];
+} TolvaExportState;
+
+typedef struct TolvaSetup {
+    uint8_t hostArea[kTolvaSettingsNameBytes]; /* the host's; not touched here */
+    char sectionName[kTolvaSettingsNameBytes]; /* profile section that holds the settings */
+    char profilePath[kTolvaSettingsNameBytes]; /* profile file */
+    char thirdName[kTolvaSettingsNameBytes];   /* the saved profile path while a backup is in use */
+    char driverName[16];                       /* kTolvaDriverNameBytes of text */
+    uintptr_t reserved[3];                     /* the second holds the parent that EditSetup is given */
+    int32_t colourMode;                        /* a TolvaColourMode */
+    int32_t secondMode;
+    uintptr_t outputDevice;      /* a StreamIOProc: non-zero sends the output through the host */
+    uint8_t backgroundColour[3]; /* red, green, blue; used when backgroundChoice is set */
+    int32_t lineMode;
+    int32_t sizeMode;       /* a TolvaSizeMode */
+    int32_t resolutionMode; /* a TolvaResolutionMode */
+    int16_t xResolution;    /* dots per inch */
+    int16_t yResolution;
+    double width; /* inches */
+    double height;
+    int32_t interlaceChoice;      /* kTolvaInterlaced, anything else = not */
+    int32_t transparencyChoice;   /* kTolvaTransparentColour, anything else = none */
+    uint8_t transparentColour[3]; /* red, green, blue */
+    int32_t backgroundChoice;     /* kTolvaBackgroundColour, anything else = none */
+    union {
+        TolvaExportState exporting;
+        uint8_t reserve[kTolvaSetupReserve];
+    };
+} TolvaSetup;
+
+/* ---- Exported data --------------------------------------------------------------------------------------------- */
+
+extern TolvaHandle hSetup; /* as locked by the raster variant's init */
+extern TolvaSetup* lpSetup;
+extern TolvaHandle hRaster; /* the last Setup block made, or locked by the export variant's init */
+extern TolvaSetup* lpRaster;
+extern char* szFilter;                               /* the module's name; upper case once a Setup block was made */
+extern char export_szDLLName[kTolvaModuleNameBytes]; /* the host may store the module's path here */
+
+typedef struct TolvaStringRow {
+    uint16_t id;
+    const char* text;
+} TolvaStringRow;
+
+enum TolvaStringId {
+    kTolvaStringDefaults = 0,
+    kTolvaStringMode = 1,
+    kTolvaStringHeader = 2,
+    kTolvaStringDefaultMode = 3,
+    kTolvaStringDriver = 4,
+    kTolvaStringColourTableSource = 5,
+    kTolvaStringDefaultFileSpec = 6,
+    kTolvaStringFont = 7,
+    kTolvaStringColour = 8,
+    kTolvaStringFile = 9,
+    kTolvaStringProfile = 10,
+    kTolvaStringColourMode = 11,
+    kTolvaStringGifExport = 13,
+    kTolvaStringUserPatterns = 15,
+    kTolvaStringResolutionMode = 18,
+    kTolvaStringXResolution = 19,
+    kTolvaStringYResolution = 20,
+    kTolvaStringWidth = 21,
+    kTolvaStringHeight = 22,
+    kTolvaStringFileType = 23,
+    kTolvaStringSizeMode = 24,
+    kTolvaStringLineMode = 34,
+    kTolvaStringFallback = 0xFFFF
+};
+
+extern const TolvaStringRow gStringTable[kTolvaStringRows];
+
+/* ---- Setup calls ----------------------------------------------------------------------------------------------- */
+
+/* A new Setup block, filled from the profile (given, or named after the module) or with defaults. Becomes lpRaster. */
+TolvaHandle CreateSetup(uintptr_t ignored, const char* profile, const char* section, uintptr_t ignored2);
+/* Stores the value in the second reserved word; 0, or -1 for a null handle. */
+int32_t EditSetup(TolvaHandle setup, uintptr_t value);
+/* Frees the block, and what an export of that very block left; 0, or 1 for a null handle and, with nothing freed, from
+ * a callback of a call that is under way. Clears lpRaster, whichever block that was, and a matching lpSetup. */
+int32_t DestroySetup(TolvaHandle setup);
+/* Writes the defaults; always 0. */
+int32_t UseDefaultSettings(TolvaSetup* setup);
+/* Reads lpRaster's settings from its profile; 1 when its section has a "Driver" key, else 0. */
+int32_t LoadProfile(uintptr_t ignored);
+/* Repairs what is out of range in lpRaster: 0, kTolvaResolutionRepaired or kTolvaExtentRepaired, whichever came last.
+ */
+int32_t LimitCheck(void);
+/* The text for an identifier: its length, or 0 with "Not Defined" for an unknown one. Unterminated when cut. */
+int32_t LoadString(uintptr_t module, uint32_t id, char* buffer, int32_t size);
+/* Always 1; does nothing. */
+int32_t SaveProfile(void);
+/* Keeps the profile path in the third name and replaces it by a fresh temporary file's; always 1. */
+int32_t BackupProfile(TolvaSetup* setup);
+/* Always 0; does nothing. */
+int32_t LoadProfileList(uint32_t first, uint32_t second, uint16_t third);
+
+enum TolvaSetupEscapeCode {
+    kTolvaEscSetColourClass = 1,  /* in: 32-bit TolvaColourClass; saved */
+    kTolvaEscSetXResolution = 11, /* in: 32-bit, kTolvaLowestResolution to kTolvaHighestResolution; saved */
+    kTolvaEscSetYResolution = 12,
+    kTolvaEscSetWidth = 13, /* in: double, 0.03125 to 22 inches; saved */
+    kTolvaEscSetHeight = 14,
+    kTolvaEscQueryResolution = 16,      /* out: two 32-bit, 0 when the picture's own counts */
+    kTolvaEscQuerySize = 17,            /* out: two doubles, 0 when the picture's own counts */
+    kTolvaEscSelectResolutionMode = 18, /* size: 0 to 3, from kTolvaResolutionOfScreen */
+    kTolvaEscSelectSizeMode = 19,       /* size: 0 to 3, from kTolvaSizeOfScreen */
+    kTolvaEscRasterInfo = 56,           /* as GetRasterInfo */
+    kTolvaEscQueryColourClass = 57,     /* out: 32-bit TolvaColourClass */
+    kTolvaEscSetOutputDevice = 81       /* in: the value itself */
+};
+
+enum TolvaRasterInfoIn {
+    kTolvaInfoDisplayDpi, /* 0 = unknown */
+    kTolvaInfoUnused,
+    kTolvaInfoDpi,  /* the picture's, 0 = none */
+    kTolvaInfoDots, /* the picture's width and height at that resolution */
+    kTolvaInfoRows,
+    kTolvaInfoDisplayDots, /* pixels */
+    kTolvaInfoDisplayRows,
+    kTolvaInfoInWords
+};
+enum TolvaRasterInfoOut { kTolvaInfoPixelWidth, kTolvaInfoPixelHeight, kTolvaInfoBitsPerPixel, kTolvaInfoOutWords };
+
+/* The setup escape: reads and changes single settings by code; `size` must be the input's for the codes that have one.
+ * 1 = done, -1 = refused and nothing changed, 0 = not handled. A profile that cannot be written is not told. */
+int32_t xEscapeSetup(TolvaHandle setup, int32_t code, int32_t size, void* in, void* out, int32_t save);
+/* How many pixels a picture will have: kTolvaInfoInWords words in, kTolvaInfoOutWords out. Rounds up where the export
+ * truncates, and keeps size and resolution in lpRaster as the export does. Without lpRaster all answers are 0. */
+void GetRasterInfo(TolvaHandle setup, const int32_t* in, int32_t* out);
+/* Caps a size in inches at the largest extent; always 0. */
+int32_t ScaleImageSize(double* width, double* height);
+
+/* ---- Geometry: how large will a picture be? -------------------------------------------------------------------- */
+
+enum {
+    kTolvaOutputDepth = 8,      /* every GIF is written with 8 bits a pixel */
+    kTolvaLargestExtent = 65535 /* pixels in either direction: what the file's 16-bit fields hold */
+};
+
+/* Size and depth of the output by the settings: width and height come in as the picture's and go out in pixels, the
+ * resolution (0 = none) comes in as the picture's and goes out as the one used. The last two are not used. */
+void QueryCellFormat(double* width, double* height, int16_t* bitsPerPixel, int32_t* resolution, void* unused,
+                     void* unused2);
+/* Fits a picture's aspect into the box of the settings; `size` receives width and height in inches. Always 0. */
+int32_t RasterAdjustAspect(double* size, double width, double height);
+
+/* ---- Display and printer --------------------------------------------------------------------------------------- */
+
+void SetDisplayInfo(double width, double height, int16_t xDpi, int16_t yDpi);
+void SetPrinterInfo(double width, double height, int16_t xDpi, int16_t yDpi);
+/* Width and height in inches; each pointer may be null; always 0. "DISPLAYINFO" in the environment wins. */
+int32_t GetDisplayInfo(double* width, double* height, int16_t* xDpi, int16_t* yDpi);
+/* The record as set; each pointer may be null; always 0. */
+int32_t GetPrinterInfo(double* width, double* height, int16_t* xDpi, int16_t* yDpi);
+int32_t GetDisplayColorInfo(uintptr_t ignored);
+/* Past a run of digits and one more character, but never past the terminator. */
+void moveptr(const char** text);
+
+#pragma GCC visibility pop
+#ifdef __cplusplus
+}
+#endif
+
+#endif
