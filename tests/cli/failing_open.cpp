@@ -1,12 +1,18 @@
-// failing_open.cpp: preloaded into the program: of all openings of files the one that FAILING_OPEN counts to fails.
+// failing_open.cpp: preloaded into the program: of all openings of files the one that FAILING_OPEN counts to fails, and
+// when the GIF's temporary file has been made the signal SIGNAL_WITHIN comes.
 
 #include <dlfcn.h>
 
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 
-static int left = std::atoi(std::getenv("FAILING_OPEN"));
+static int numberIn(const char* name) {
+    const char* const text = std::getenv(name);
+    return text == nullptr ? 0 : std::atoi(text);
+}
+static int left = numberIn("FAILING_OPEN");
 
 template <class Result, class... Words>
 static Result unlessItsTurn(const char* name, Result failed, Words... words) {
@@ -19,4 +25,8 @@ extern "C" FILE* fopen64(const char* path, const char* mode) {
 }
 extern "C" int open64(const char* path, int flags, unsigned mode) {
     return unlessItsTurn("open64", -1, path, flags, mode);
+}
+extern "C" FILE* fdopen(int file, const char* mode) {
+    if (const int signal = numberIn("SIGNAL_WITHIN")) raise(signal);
+    return reinterpret_cast<FILE* (*)(int, const char*)>(dlsym(RTLD_NEXT, "fdopen"))(file, mode);
 }
