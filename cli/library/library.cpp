@@ -16,7 +16,7 @@
 namespace cli {
 namespace {
 
-constexpr char kLibraryName[] = "libtolva.so.1";
+constexpr char kLibraryName[] = TOLVA_SONAME;
 constexpr size_t kLongestLink = 4096;
 constexpr uint32_t kMajorShift = 24;
 

@@ -45,7 +45,7 @@ TEST_F(PnmReader, RefusesWithStatus3AndTheReason) {
 }
 
 TEST_F(PnmReader, TakesTheFirstPictureOfSeveralAndSaysSo) {
-    for (const std::string picture : {greyMap(5, 4), std::string("P2 2 1 9 1 2\n")}) {
+    for (const std::string& picture : {greyMap(5, 4), std::string("P2 2 1 9 1 2\n")}) {
         for (const std::string more : {"", "\n", "\nP", "Q5", "P7\n", "\nP1\n"}) {
             const RunResult result = run("- -f -o a.gif", {.input = picture + more});
             EXPECT_EQ(result.status, 0) << more;
