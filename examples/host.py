@@ -3,7 +3,7 @@
 
     host.py LIBRARY FILE.gif [WIDTH HEIGHT]
 
-The picture and its pixels are those of host.c. Numbers of the protocol are those of driver/driver.h.
+The picture and its pixels are those of host.c. Numbers of the protocol are those of tolva/driver.h.
 """
 import ctypes
 import os

@@ -4,8 +4,8 @@
  * A host loads the library, looks the entries up in fltLoadPointers' table, asks the version (-2) and the 32-bit entry
  * (-3), inits (0), calls opcodes (2) and terminates (-1). One device at a time; one thread.
  * Readable as C and as C++. */
-#ifndef TOLVA_DRIVER_DRIVER_H
-#define TOLVA_DRIVER_DRIVER_H
+#ifndef TOLVA_DRIVER_H
+#define TOLVA_DRIVER_H
 
 #include <stdint.h>
 
@@ -26,12 +26,13 @@ enum TolvaFunctionCode {
     kTolvaFuncEntry32 = -3
 };
 
-enum TolvaDeviceState { /* one bit each, so that a mask can name several */
-                        kTolvaInitialised = 1,
-                        kTolvaDeviceOpen = 2,
-                        kTolvaPictureBegun = 4,
-                        kTolvaPictureBody = 8,
-                        kTolvaPictureEnded = 16
+/* One bit each, so that a mask can name several. */
+enum TolvaDeviceState {
+    kTolvaInitialised = 1,
+    kTolvaDeviceOpen = 2,
+    kTolvaPictureBegun = 4,
+    kTolvaPictureBody = 8,
+    kTolvaPictureEnded = 16
 };
 
 enum TolvaOpcode {
@@ -202,6 +203,11 @@ typedef struct TolvaNameTableRecord {
     const TolvaNameRow* table;
 } TolvaNameTableRecord;
 
+/* Takes the opcode block and returns it; reports only through the error stack and the reply buffer. */
+typedef void* (*TolvaOpcodeHandler)(void* block);
+
+#ifndef TOLVA_TYPES_ONLY
+
 /* ---- Exported data --------------------------------------------------------------------------------------------- */
 
 extern uint16_t FilterVersion;
@@ -237,9 +243,6 @@ int32_t AltFontsAvailable(void);
 int32_t esc_mode(int32_t flag);
 
 /* ---- Dispatch -------------------------------------------------------------------------------------------------- */
-
-/* Takes the opcode block and returns it; reports only through the error stack and the reply buffer. */
-typedef void* (*TolvaOpcodeHandler)(void* block);
 
 TolvaOpcodeHandler getfunc(int32_t opcode);
 /* 2 = handled in the current state, 0 = not; for the primitive, GDPSupport's word. */
@@ -282,6 +285,8 @@ intptr_t CallGetSet_Status(TolvaStatusFunction function, intptr_t context, intpt
 int32_t RASTER_escape(void);         /* 0 or kTolvaStoppedByHost, which is then also pushed */
 int32_t escape(void);                /* the export variant's */
 int32_t UpdateStatus(int32_t value); /* 0 or kTolvaStoppedByHost; pushes nothing */
+
+#endif
 
 #pragma GCC visibility pop
 #ifdef __cplusplus

@@ -1,8 +1,8 @@
 /* host.h: what the floor under everything offers: movable memory handles, byte-string helpers, numeric helpers and
  * the finding of profile files. A host that has no such services of its own uses these; the filter uses nothing else.
  * Readable as C and as C++. All functions are exported under exactly these names. */
-#ifndef TOLVA_HOST_HOST_H
-#define TOLVA_HOST_HOST_H
+#ifndef TOLVA_HOST_H
+#define TOLVA_HOST_H
 
 #include <stddef.h>
 #include <stdint.h>
@@ -31,6 +31,17 @@ enum {
     kTolvaMoveableZeroed = 66, /* the flags every block of the filter is taken with: moveable, zero-filled */
     kTolvaBlockAlignment = 8   /* where data starts, so that doubles in a block can be read directly */
 };
+
+enum {
+    kTolvaProfilePathBytes = 144, /* room for a profile's path, terminator included */
+    kTolvaProfileLineBytes = 256, /* a longer line counts as several */
+    kTolvaProfileNumberBytes = 32 /* of a value that is read as a number */
+};
+
+/* What CleanProfileLine leaves in the text. */
+enum TolvaProfileKeep { kTolvaKeepBrackets = 1, kTolvaKeepQuotes = 4 };
+
+#ifndef TOLVA_TYPES_ONLY
 
 /* A zero-filled block of `size` bytes, whatever the flags say. Never returns 0: when the memory is not there it prints
  * a line to standard output and ends the process abnormally. */
@@ -80,17 +91,6 @@ int32_t roundd(double x);
 /* Sections of key=value lines: "[Section]", "Key=value", ";" comments. Names match without regard to case. Lines are
  * read in pieces of kTolvaProfileLineBytes; a last line without a line end is not seen, and a rewrite drops it. */
 
-enum {
-    kTolvaProfilePathBytes = 144, /* room for a profile's path, terminator included */
-    kTolvaProfileLineBytes = 256, /* a longer line counts as several */
-    kTolvaProfileNumberBytes = 32 /* of a value that is read as a number */
-};
-
-enum TolvaProfileKeep { /* what CleanProfileLine leaves in the text */
-                        kTolvaKeepBrackets = 1,
-                        kTolvaKeepQuotes = 4
-};
-
 /* The value of a key, over the default, without a terminator of its own: a value shorter than the default leaves the
  * default's tail. Without a key: the names of the section's keys, each with a zero behind it. Returns the value's or
  * the default's length; for names, the default's length and theirs, separators not counted. A section of null or "", or
@@ -124,6 +124,8 @@ char* CutProfileComment(char* text);
 char* TrimProfileChar(char* text, char character);
 /* Decimal, or hexadecimal behind "0x"; what follows the digits is passed over, 0 where there are none. Wraps. */
 int32_t ParseProfileNumber(const char* text);
+
+#endif
 
 #pragma GCC visibility pop
 #ifdef __cplusplus

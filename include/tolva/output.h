@@ -1,7 +1,7 @@
 /* output.h: from a bitmap, or from bands of rows, to the one GIF image of the output stream.
  * Readable as C and as C++. */
-#ifndef TOLVA_OUTPUT_OUTPUT_H
-#define TOLVA_OUTPUT_OUTPUT_H
+#ifndef TOLVA_OUTPUT_H
+#define TOLVA_OUTPUT_H
 
 #include <stdint.h>
 
@@ -16,14 +16,6 @@ enum {
     kTolvaSpoolNameBytes = 256,
     kTolvaLargestMemorySpool = 349999 /* pixels; one more goes to a file */
 };
-
-/* ---- The pipeline ---------------------------------------------------------------------------------------------- */
-
-/* Writes a whole bitmap, bottom row first, to the device's output stream. Reports nothing. */
-void RasterWriteCellData(TolvaHandle bitmap, int32_t width, int32_t height, int32_t resolution, int16_t bitsPerPixel,
-                         int16_t colourModel);
-
-/* ---- Pictures drawn band by band -------------------------------------------------------------------------------- */
 
 /* A picture handed over whole, as the closing primitive and ExportCellData give it to DrawExportCellData. */
 typedef struct TolvaPictureDescriptor {
@@ -48,12 +40,12 @@ typedef struct TolvaMetafilePicture {
     uint8_t reserve[sizeof(void*) == 8 ? 8 : 28];
 } TolvaMetafilePicture;
 
+/* What the callback is called for, with which arguments, and what it answers. */
 enum TolvaOffscreenOperation {
     kTolvaOffscreenQuery = 0, /* host context, TolvaOffscreenQuery*: fills it */
-    kTolvaOffscreenInit =
-        1, /* record, TolvaOffscreenInit*: fills the colour table; the rows of a band, 0 = no picture */
-    kTolvaOffscreenTerm = 2, /* record */
-    kTolvaOffscreenDraw = 3  /* record, lower row, upper row (from the bottom): the band's bitmap, 0 = none */
+    kTolvaOffscreenInit = 1,  /* record, TolvaOffscreenInit*: fills the table; the rows of a band, 0 = no picture */
+    kTolvaOffscreenTerm = 2,  /* record */
+    kTolvaOffscreenDraw = 3   /* record, lower row, upper row (from the bottom): the band's bitmap, 0 = none */
 };
 
 /* The host's picture, drawn on demand: (operation, record, argument 1, argument 2). */
@@ -66,12 +58,13 @@ typedef struct TolvaOffscreenQuery {
     int16_t value;      /* handed on to the writer, which does not use it */
 } TolvaOffscreenQuery;
 
-typedef struct TolvaOffscreenInit { /* five native words */
-    intptr_t width;                 /* pixels */
-    intptr_t bandRows;              /* as many as are wanted at once */
-    intptr_t depth;                 /* bits a pixel that bands must have */
-    intptr_t colours;               /* room in the table */
-    uint8_t* palette;               /* triples, to be filled */
+/* Five native words. */
+typedef struct TolvaOffscreenInit {
+    intptr_t width;    /* pixels */
+    intptr_t bandRows; /* as many as are wanted at once */
+    intptr_t depth;    /* bits a pixel that bands must have */
+    intptr_t colours;  /* room in the table */
+    uint8_t* palette;  /* triples, to be filled */
 } TolvaOffscreenInit;
 
 typedef struct TolvaOffscreenRecord {
@@ -87,16 +80,40 @@ typedef struct TolvaOffscreenRecord {
     uint8_t reserve[7];
 } TolvaOffscreenRecord;
 
-/* Asks the host for the picture's size, for colours and a band height, then for band after band, top band first, and
- * writes each as it comes; heights are made even. Of pictures in several bands some cannot be decoded. 0;
- * kTolvaNoPicture when the host has none or no GIF has its size, and nothing is written; else the failing band's
- * kTolvaExportFailed or kTolvaStreamFailed, or kTolvaStoppedByHost. The bands' memory is left alone. */
-int32_t OutputPicture(TolvaHandle stream, void* hostContext, TolvaOffscreenCallback callback);
 enum TolvaExportArgument {
     kTolvaArgumentSetup = 2,
     kTolvaArgumentStatus = 6,
     kTolvaExportArguments = 7
 }; /* native words */
+
+/* One image being written. */
+typedef struct CellBitmapState {
+    uint32_t calls; /* bands so far */
+    int32_t height;
+    int32_t rowsToCome;
+    uint32_t bytesPerRow;
+    uint32_t bitCarry;      /* bits of the last byte already written, 0 to 7 */
+    void* spoolData;        /* memory spool: its block, kept up to date by its stream */
+    TolvaHandle spoolBlock; /* memory spool: non-zero while there is one */
+    char spoolName[kTolvaSpoolNameBytes];
+    TolvaHandle spool; /* spool stream, 0 when none is open */
+} CellBitmapState;
+
+#ifndef TOLVA_TYPES_ONLY
+
+/* ---- The pipeline ---------------------------------------------------------------------------------------------- */
+
+/* Writes a whole bitmap, bottom row first, to the device's output stream. Reports nothing. */
+void RasterWriteCellData(TolvaHandle bitmap, int32_t width, int32_t height, int32_t resolution, int16_t bitsPerPixel,
+                         int16_t colourModel);
+
+/* ---- Pictures drawn band by band -------------------------------------------------------------------------------- */
+
+/* Asks the host for the picture's size, for colours and a band height, then for band after band, top band first, and
+ * writes each as it comes; heights are made even. Of pictures in several bands some cannot be decoded. 0;
+ * kTolvaNoPicture when the host has none or no GIF has its size, and nothing is written; else the failing band's
+ * kTolvaExportFailed or kTolvaStreamFailed, or kTolvaStoppedByHost. The bands' memory is left alone. */
+int32_t OutputPicture(TolvaHandle stream, void* hostContext, TolvaOffscreenCallback callback);
 /* Writes a picture handed over whole, as one band, with the settings and the status record that the host's
  * arguments name: through the settings' output device, to the file, or (empty name) to memory. 0, whatever became of
  * the picture; kTolvaStreamFailed without a stream. `picture` receives its size and resolution. */
@@ -123,19 +140,6 @@ uintptr_t GetMetaFileHandle(intptr_t a, intptr_t b);
 int32_t DeleteMetaFileHandle(uintptr_t a);
 
 /* ---- The GIF writer -------------------------------------------------------------------------------------------- */
-
-/* One image being written. */
-typedef struct CellBitmapState {
-    uint32_t calls; /* bands so far */
-    int32_t height;
-    int32_t rowsToCome;
-    uint32_t bytesPerRow;
-    uint32_t bitCarry;      /* bits of the last byte already written, 0 to 7 */
-    void* spoolData;        /* memory spool: its block, kept up to date by its stream */
-    TolvaHandle spoolBlock; /* memory spool: non-zero while there is one */
-    char spoolName[kTolvaSpoolNameBytes];
-    TolvaHandle spool; /* spool stream, 0 when none is open */
-} CellBitmapState;
 
 /* Writes everything up to the image data. The palette (2^bits triples, room for 16) gets the transparent colour.
  * Always -1; `state` receives the image's handle, or 0. */
@@ -167,6 +171,8 @@ int32_t LZWCompression(TolvaHandle stream, const uint8_t* pixels, uint8_t* work,
 void LZWPutCode(uint8_t* work, uint32_t* bitPosition, uint32_t code, uint16_t width);
 /* Sub-blocks of at most 254 bytes; 0 or 303. */
 int32_t LZWWriteSubBlocks(TolvaHandle stream, const uint8_t* bytes, uint32_t count);
+
+#endif
 
 #pragma GCC visibility pop
 #ifdef __cplusplus

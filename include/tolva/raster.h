@@ -3,8 +3,8 @@
  * significant bits first, 24- and 32-bit pixels red, green, blue (, fourth byte). Colour tables are handles or
  * pointers of red, green, blue triples with a separate 16-bit count. New bitmaps and tables belong to the caller.
  * Readable as C and as C++. */
-#ifndef TOLVA_RASTER_RASTER_H
-#define TOLVA_RASTER_RASTER_H
+#ifndef TOLVA_RASTER_H
+#define TOLVA_RASTER_H
 
 #include <stdint.h>
 
@@ -26,13 +26,50 @@ enum {
     kTolvaGreyTolerance = 4 /* components this close make a colour grey for the nearest-colour search */
 };
 
-enum TolvaConversionMode { /* what rev_rgb does to a pixel */
-                           kTolvaConvertNothing = 0,
-                           kTolvaConvertInvert = 1,
-                           kTolvaConvertInvertGreys = 2,
-                           kTolvaConvertGrey = 3,
-                           kTolvaConvertInvertGrey = 4
+/* What rev_rgb does to a pixel. */
+enum TolvaConversionMode {
+    kTolvaConvertNothing = 0,
+    kTolvaConvertInvert = 1,
+    kTolvaConvertInvertGreys = 2,
+    kTolvaConvertGrey = 3,
+    kTolvaConvertInvertGrey = 4
 };
+
+typedef struct TolvaColourBox {
+    uint16_t first; /* colour-list entries, inclusive */
+    uint16_t last;
+    uint32_t pixels;                                              /* in all of them */
+    uint8_t redMin, redMax, greenMin, greenMax, blueMin, blueMax; /* in 5-bit units */
+    uint8_t axis;                                                 /* to be split: 0 red, 1 green, 2 blue */
+    uint8_t meanRed, meanGreen, meanBlue;
+} TolvaColourBox;
+
+typedef struct TolvaColourEntry {
+    uint16_t key;    /* red << 10 | green << 5 | blue, 5 bits each */
+    uint16_t pixels; /* saturates */
+} TolvaColourEntry;
+
+typedef struct TolvaColourContext {
+    TolvaHandle histogram; /* kTolvaColourKeys 16-bit counters, allocated on first use */
+    TolvaHandle boxes;
+    TolvaHandle boxStatus;
+    uint16_t distinct; /* keys whose counter is not zero */
+    uint16_t boxCount;
+    uint16_t currentBox;
+    uint16_t currentFirst;
+    uint16_t currentLast;
+    uint16_t median;
+} TolvaColourContext;
+
+enum {
+    kTolvaColourKeys = 32768,
+    kTolvaBuildTable = 1, /* flags of direct_indexed */
+    kTolvaKeepHistogram = 2,
+    kTolvaSlotFree = 0xFFFF, /* status of a box slot; below 0x8000 the box may be split */
+    kTolvaBoxFinal = 0xFFFE
+};
+
+#ifndef TOLVA_TYPES_ONLY
 
 /* The default 256-colour palette, published for hosts; nothing here reads it. */
 extern const uint8_t ZUNLColorTable[kTolvaLargestColourTable * kTolvaTripleBytes];
@@ -90,40 +127,6 @@ void rlALPHAtoRGB(TolvaHandle bits, int32_t width, int32_t height);
 /* A new table of at most *count colours for a 24-bit bitmap; *count receives how many it has. */
 TolvaHandle rlReduceColorTable(TolvaHandle bits, int32_t width, int32_t height, uint16_t* count);
 
-typedef struct TolvaColourBox {
-    uint16_t first; /* colour-list entries, inclusive */
-    uint16_t last;
-    uint32_t pixels;                                              /* in all of them */
-    uint8_t redMin, redMax, greenMin, greenMax, blueMin, blueMax; /* in 5-bit units */
-    uint8_t axis;                                                 /* to be split: 0 red, 1 green, 2 blue */
-    uint8_t meanRed, meanGreen, meanBlue;
-} TolvaColourBox;
-
-typedef struct TolvaColourEntry {
-    uint16_t key;    /* red << 10 | green << 5 | blue, 5 bits each */
-    uint16_t pixels; /* saturates */
-} TolvaColourEntry;
-
-typedef struct TolvaColourContext {
-    TolvaHandle histogram; /* kTolvaColourKeys 16-bit counters, allocated on first use */
-    TolvaHandle boxes;
-    TolvaHandle boxStatus;
-    uint16_t distinct; /* keys whose counter is not zero */
-    uint16_t boxCount;
-    uint16_t currentBox;
-    uint16_t currentFirst;
-    uint16_t currentLast;
-    uint16_t median;
-} TolvaColourContext;
-
-enum {
-    kTolvaColourKeys = 32768,
-    kTolvaBuildTable = 1, /* flags of direct_indexed */
-    kTolvaKeepHistogram = 2,
-    kTolvaSlotFree = 0xFFFF, /* status of a box slot; below 0x8000 the box may be split */
-    kTolvaBoxFinal = 0xFFFE
-};
-
 TolvaHandle InitColorLib(void);
 int32_t TermColorLib(TolvaHandle context); /* 0, or -1 when the context does not lock */
 /* Counts the pixels and, by the flags, builds the table: *count colours in, those produced out. 0 or -1. */
@@ -179,6 +182,8 @@ int32_t StretchX(const uint8_t* src, uint8_t* dst, int16_t bitsPerPixel, uint32_
 /* Mirrors in place; returns the handle. */
 TolvaHandle rlFlipBitmap(TolvaHandle bits, int16_t bitsPerPixel, int32_t width, int32_t height, int16_t horizontal,
                          int16_t vertical);
+
+#endif
 
 #pragma GCC visibility pop
 #ifdef __cplusplus

@@ -1,8 +1,8 @@
 /* settings.h: the filter's settings for one use. A host makes a Setup block, changes its fields through GlobalLock or
  * the setup escape, and hands its handle over at init. Also what the filter knows of the screen and the printer.
  * Readable as C and as C++. */
-#ifndef TOLVA_SETTINGS_SETTINGS_H
-#define TOLVA_SETTINGS_SETTINGS_H
+#ifndef TOLVA_SETTINGS_H
+#define TOLVA_SETTINGS_H
 
 #include <stdint.h>
 
@@ -15,18 +15,16 @@ extern "C" {
 
 /* ---- The Setup block ------------------------------------------------------------------------------------------- */
 
-enum TolvaColourMode { /* how colours are converted on their way in; the values behind are those of TolvaConversionMode
-                        */
-                       kTolvaColourNormal = 103,
-                       kTolvaColourInvert = 104,
-                       kTolvaColourInvertGreys = 105,
-                       kTolvaColourGrey = 106,
-                       kTolvaColourInvertGrey = 107
+/* How colours are converted on their way in; the values behind are those of TolvaConversionMode. */
+enum TolvaColourMode {
+    kTolvaColourNormal = 103,
+    kTolvaColourInvert = 104,
+    kTolvaColourInvertGreys = 105,
+    kTolvaColourGrey = 106,
+    kTolvaColourInvertGrey = 107
 };
-enum TolvaColourClass { /* the same for a host's dialog */
-                        kTolvaColourClassNormal = 101,
-                        kTolvaColourClassInvertGrey = 105
-};
+/* The same for a host's dialog. */
+enum TolvaColourClass { kTolvaColourClassNormal = 101, kTolvaColourClassInvertGrey = 105 };
 enum TolvaSizeMode {
     kTolvaSizeOfScreen = 600,
     kTolvaSizeSaved = 601, /* the saved width and height are a box that the picture is fitted into */
@@ -117,15 +115,6 @@ typedef struct TolvaSetup {
     };
 } TolvaSetup;
 
-/* ---- Exported data --------------------------------------------------------------------------------------------- */
-
-extern TolvaHandle hSetup; /* as locked by the raster variant's init */
-extern TolvaSetup* lpSetup;
-extern TolvaHandle hRaster; /* the last Setup block made, or locked by the export variant's init */
-extern TolvaSetup* lpRaster;
-extern char* szFilter;                               /* the module's name; upper case once a Setup block was made */
-extern char export_szDLLName[kTolvaModuleNameBytes]; /* the host may store the module's path here */
-
 typedef struct TolvaStringRow {
     uint16_t id;
     const char* text;
@@ -157,6 +146,50 @@ enum TolvaStringId {
     kTolvaStringFallback = 0xFFFF
 };
 
+enum TolvaSetupEscapeCode {
+    kTolvaEscSetColourClass = 1,  /* in: 32-bit TolvaColourClass; saved */
+    kTolvaEscSetXResolution = 11, /* in: 32-bit, kTolvaLowestResolution to kTolvaHighestResolution; saved */
+    kTolvaEscSetYResolution = 12,
+    kTolvaEscSetWidth = 13, /* in: double, 0.03125 to 22 inches; saved */
+    kTolvaEscSetHeight = 14,
+    kTolvaEscQueryResolution = 16,      /* out: two 32-bit, 0 when the picture's own counts */
+    kTolvaEscQuerySize = 17,            /* out: two doubles, 0 when the picture's own counts */
+    kTolvaEscSelectResolutionMode = 18, /* size: 0 to 3, from kTolvaResolutionOfScreen */
+    kTolvaEscSelectSizeMode = 19,       /* size: 0 to 3, from kTolvaSizeOfScreen */
+    kTolvaEscRasterInfo = 56,           /* as GetRasterInfo */
+    kTolvaEscQueryColourClass = 57,     /* out: 32-bit TolvaColourClass */
+    kTolvaEscSetOutputDevice = 81       /* in: the value itself */
+};
+
+enum TolvaRasterInfoIn {
+    kTolvaInfoDisplayDpi, /* 0 = unknown */
+    kTolvaInfoUnused,
+    kTolvaInfoDpi,  /* the picture's, 0 = none */
+    kTolvaInfoDots, /* the picture's width and height at that resolution */
+    kTolvaInfoRows,
+    kTolvaInfoDisplayDots, /* pixels */
+    kTolvaInfoDisplayRows,
+    kTolvaInfoInWords
+};
+
+enum TolvaRasterInfoOut { kTolvaInfoPixelWidth, kTolvaInfoPixelHeight, kTolvaInfoBitsPerPixel, kTolvaInfoOutWords };
+
+enum {
+    kTolvaOutputDepth = 8,      /* every GIF is written with 8 bits a pixel */
+    kTolvaLargestExtent = 65535 /* pixels in either direction: what the file's 16-bit fields hold */
+};
+
+#ifndef TOLVA_TYPES_ONLY
+
+/* ---- Exported data --------------------------------------------------------------------------------------------- */
+
+extern TolvaHandle hSetup; /* as locked by the raster variant's init */
+extern TolvaSetup* lpSetup;
+extern TolvaHandle hRaster; /* the last Setup block made, or locked by the export variant's init */
+extern TolvaSetup* lpRaster;
+extern char* szFilter;                               /* the module's name; upper case once a Setup block was made */
+extern char export_szDLLName[kTolvaModuleNameBytes]; /* the host may store the module's path here */
+
 extern const TolvaStringRow gStringTable[kTolvaStringRows];
 
 /* ---- Setup calls ----------------------------------------------------------------------------------------------- */
@@ -184,33 +217,6 @@ int32_t BackupProfile(TolvaSetup* setup);
 /* Always 0; does nothing. */
 int32_t LoadProfileList(uint32_t first, uint32_t second, uint16_t third);
 
-enum TolvaSetupEscapeCode {
-    kTolvaEscSetColourClass = 1,  /* in: 32-bit TolvaColourClass; saved */
-    kTolvaEscSetXResolution = 11, /* in: 32-bit, kTolvaLowestResolution to kTolvaHighestResolution; saved */
-    kTolvaEscSetYResolution = 12,
-    kTolvaEscSetWidth = 13, /* in: double, 0.03125 to 22 inches; saved */
-    kTolvaEscSetHeight = 14,
-    kTolvaEscQueryResolution = 16,      /* out: two 32-bit, 0 when the picture's own counts */
-    kTolvaEscQuerySize = 17,            /* out: two doubles, 0 when the picture's own counts */
-    kTolvaEscSelectResolutionMode = 18, /* size: 0 to 3, from kTolvaResolutionOfScreen */
-    kTolvaEscSelectSizeMode = 19,       /* size: 0 to 3, from kTolvaSizeOfScreen */
-    kTolvaEscRasterInfo = 56,           /* as GetRasterInfo */
-    kTolvaEscQueryColourClass = 57,     /* out: 32-bit TolvaColourClass */
-    kTolvaEscSetOutputDevice = 81       /* in: the value itself */
-};
-
-enum TolvaRasterInfoIn {
-    kTolvaInfoDisplayDpi, /* 0 = unknown */
-    kTolvaInfoUnused,
-    kTolvaInfoDpi,  /* the picture's, 0 = none */
-    kTolvaInfoDots, /* the picture's width and height at that resolution */
-    kTolvaInfoRows,
-    kTolvaInfoDisplayDots, /* pixels */
-    kTolvaInfoDisplayRows,
-    kTolvaInfoInWords
-};
-enum TolvaRasterInfoOut { kTolvaInfoPixelWidth, kTolvaInfoPixelHeight, kTolvaInfoBitsPerPixel, kTolvaInfoOutWords };
-
 /* The setup escape: reads and changes single settings by code; `size` must be the input's for the codes that have one.
  * 1 = done, -1 = refused and nothing changed, 0 = not handled. A profile that cannot be written is not told. */
 int32_t xEscapeSetup(TolvaHandle setup, int32_t code, int32_t size, void* in, void* out, int32_t save);
@@ -221,11 +227,6 @@ void GetRasterInfo(TolvaHandle setup, const int32_t* in, int32_t* out);
 int32_t ScaleImageSize(double* width, double* height);
 
 /* ---- Geometry: how large will a picture be? -------------------------------------------------------------------- */
-
-enum {
-    kTolvaOutputDepth = 8,      /* every GIF is written with 8 bits a pixel */
-    kTolvaLargestExtent = 65535 /* pixels in either direction: what the file's 16-bit fields hold */
-};
 
 /* Size and depth of the output by the settings: width and height come in as the picture's and go out in pixels, the
  * resolution (0 = none) comes in as the picture's and goes out as the one used. The last two are not used. */
@@ -245,6 +246,8 @@ int32_t GetPrinterInfo(double* width, double* height, int16_t* xDpi, int16_t* yD
 int32_t GetDisplayColorInfo(uintptr_t ignored);
 /* Past a run of digits and one more character, but never past the terminator. */
 void moveptr(const char** text);
+
+#endif
 
 #pragma GCC visibility pop
 #ifdef __cplusplus

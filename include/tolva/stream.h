@@ -2,8 +2,8 @@
  * own I/O procedure, or a sub-stream of a compound document; typed and structured transfers with a chosen byte order
  * stand on top. Positions and counts are signed 32-bit. Failures are return values; nothing is printed.
  * Readable as C and as C++. */
-#ifndef TOLVA_STREAM_STREAM_H
-#define TOLVA_STREAM_STREAM_H
+#ifndef TOLVA_STREAM_H
+#define TOLVA_STREAM_H
 
 #include <stdint.h>
 #include <stdio.h>
@@ -95,6 +95,8 @@ typedef struct StreamRecord {
     struct StreamRecord* nextWithRoom;
 } StreamRecord;
 
+#ifndef TOLVA_TYPES_ONLY
+
 /* ---- Streams --------------------------------------------------------------------------------------------------- */
 
 /* A stream, or 0. For kTolvaDeleteFile: 1 or 0. For kTolvaFileExists: -1 when absent. With a procedure in the
@@ -171,6 +173,8 @@ int32_t zunWriteLine(TolvaHandle stream, const char* text, int32_t length);
 int32_t zunSetLineFormat(TolvaHandle stream, uint16_t format);
 /* The line end found in the data, -1 for none; the stream then stands at its start. */
 int32_t zunGetLineFormat(TolvaHandle stream);
+
+#endif
 
 #pragma GCC visibility pop
 #ifdef __cplusplus
