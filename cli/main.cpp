@@ -15,14 +15,12 @@
 #include "cli/library/session.h"
 #include "cli/options/options.h"
 #include "cli/output/output_file.h"
-#include "cli/prepare/prepare.h"
-#include "cli/prepare/transparency.h"
+#include "cli/picture/key_colour.h"
+#include "cli/picture/prepare.h"
+#include "cli/picture/read.h"
 #include "cli/settings/profile.h"
 #include "cli/terminal/progress.h"
 #include "cli/terminal/text.h"
-#include "imageio/input.h"
-#include "imageio/picture.h"
-#include "imageio/read_picture.h"
 
 namespace {
 
@@ -108,7 +106,7 @@ ExitStatus exportPicture(const Options& options, const char* programWord) {
     ExitStatus status = checkTarget(options);
     if (status != kExitDone) return status;
     status = locateOutput(output, options.output, options.overwrite);
-    Picture picture = {};
+    Picture picture;
     Library library = {};
     Settings settings = {};
     if (status == kExitDone) status = loadLibrary(library, options.library, programWord);
@@ -118,12 +116,10 @@ ExitStatus exportPicture(const Options& options, const char* programWord) {
     }
     if (status == kExitDone) status = applyOptions(options, *settings.setup);
     if (status == kExitDone) {
-        const ReadWishes wishes = {options.background.value_or(kWhite), !options.transparent, options.mostPixels,
-                                   &library};
-        status = readPicture(options.picture, wishes, picture);
+        status = readPicture(options.picture, options.background.value_or(kWhite), !options.transparent,
+                             options.mostPixels, picture);
     }
     if (status == kExitDone) status = drawAndKeep(options, library, settings, picture, output);
-    freePicture(picture);
     dropSettings(library, settings);
     closeOutput(output);
     return status == kExitStopped ? fail(status, "stopped") : status;

@@ -5,22 +5,22 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdarg>
+#include <cstdio>
 #include <cstring>
 
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "cli/terminal/progress.h"
-
-namespace cli {
+namespace imageio {
 namespace {
 
 // A signal ends the wait only when the user wants to stop; any other interruption tries again.
 size_t readSome(Input& input, void* to, size_t room) {
     ssize_t got = -1;
     do {
-        if (stopWished()) return 0;
+        if (isStopped(input)) return 0;
         got = read(input.file, to, room);
     } while (got < 0 && errno == EINTR);
     if (got < 0) input.error = errno;
@@ -32,11 +32,11 @@ size_t readSome(Input& input, void* to, size_t room) {
     return static_cast<size_t>(got);
 }
 
-int openWaiting(const char* path) {
+int openWaiting(const Input& input) {
     int file = -1;
     do {
-        file = open(path, O_RDONLY | O_CLOEXEC | O_NOCTTY);
-    } while (file < 0 && errno == EINTR && !stopWished());
+        file = open(input.path, O_RDONLY | O_CLOEXEC | O_NOCTTY);
+    } while (file < 0 && errno == EINTR && !isStopped(input));
     return file;
 }
 
@@ -44,31 +44,45 @@ int openWaiting(const char* path) {
 
 bool isStandard(const char* path) { return std::strcmp(path, "-") == 0; }
 
-const char* inputName(const char* path) { return isStandard(path) ? "standard input" : path; }
-
-ExitStatus openInput(Input& input, const char* path) {
-    input.name = inputName(path);
+Reason openInput(Input& input, const char* path, const ReadRequest& request) {
+    input.path = path;
+    input.request = &request;
     input.error = 0;
     input.ended = false;
     input.beyond = kUnknownSize;
     input.next = input.end = 0;
-    input.file = isStandard(path) ? STDIN_FILENO : openWaiting(path);
-    if (stopWished()) return kExitStopped;
+    input.file = isStandard(path) ? STDIN_FILENO : openWaiting(input);
+    if (isStopped(input)) return kStopped;
     struct stat about = {};
-    if (input.file < 0 || fstat(input.file, &about) != 0) {
-        return fail(kExitInputRefused, "%s: %s", input.name, std::strerror(errno));
-    }
-    if (S_ISDIR(about.st_mode)) return fail(kExitInputRefused, "%s: is a folder", input.name);
-    if (!S_ISREG(about.st_mode)) return kExitDone;
+    if (input.file < 0 || fstat(input.file, &about) != 0) return refuse(input, "%s", std::strerror(errno));
+    if (S_ISDIR(about.st_mode)) return refuse(input, "is a folder");
+    if (!S_ISREG(about.st_mode)) return kDone;
     // Standard input may already stand somewhere behind the start.
     const off_t here = lseek(input.file, 0, SEEK_CUR);
     if (here >= 0) input.beyond = std::max<int64_t>(about.st_size - here, 0);
-    return kExitDone;
+    return kDone;
 }
 
 void closeInput(Input& input) {
     if (input.file > STDIN_FILENO) close(input.file);
     input.file = -1;
+}
+
+Reason refuse(Input& input, const char* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    std::vsnprintf(input.refusal, sizeof input.refusal, format, arguments);
+    va_end(arguments);
+    return kRefused;
+}
+
+void warn(const Input& input, const char* format, ...) {
+    char text[kRefusalBytes];
+    va_list arguments;
+    va_start(arguments, format);
+    std::vsnprintf(text, sizeof text, format, arguments);
+    va_end(arguments);
+    input.request->warn(input.path, text);
 }
 
 size_t lookAhead(Input& input, size_t wanted) {
@@ -102,10 +116,9 @@ bool canHold(const Input& input, uint64_t bytes) {
     return input.beyond == kUnknownSize || bytes <= static_cast<uint64_t>(input.beyond) + (input.end - input.next);
 }
 
-ExitStatus reportShortRead(const Input& input) {
-    if (stopWished()) return kExitStopped;
-    if (input.error != 0) return fail(kExitInputRefused, "%s: %s", input.name, std::strerror(input.error));
-    return fail(kExitInputRefused, "%s: the file ends before the picture does", input.name);
+Reason reportShortRead(Input& input) {
+    if (isStopped(input)) return kStopped;
+    return refuse(input, "%s", input.error != 0 ? std::strerror(input.error) : "the file ends before the picture does");
 }
 
-}  // namespace cli
+}  // namespace imageio

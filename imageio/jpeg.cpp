@@ -1,22 +1,21 @@
 // jpeg.cpp: JPEG through libjpeg's rows. Called by readPicture; compiled only with the picture libraries. Greys become
-// indices, everything else red, green, blue; print colours go through the library row by row. libjpeg leaves errors by
+// indices, everything else red, green, blue. libjpeg leaves errors by
 // longjmp: the frames it crosses hold nothing that would need destroying, and what must outlive a jump stands in
 // JpegJob.
 
+#include <algorithm>
 #include <cinttypes>
 #include <csetjmp>
 #include <cstdio>
-#include <cstring>
 
 #include <jpeglib.h>
 
 #include <jerror.h>  // its list depends on what jpeglib.h says
 
-#include "cli/terminal/progress.h"
 #include "imageio/orientation.h"
-#include "imageio/read_picture.h"
+#include "imageio/readers.h"
 
-namespace cli {
+namespace imageio {
 namespace {
 
 constexpr int kExifMarker = JPEG_APP0 + 1;
@@ -41,20 +40,18 @@ struct JpegJob {
     jpeg_progress_mgr progress;
     jmp_buf whereErrorsEnd;
     Input* input;
-    const ReadWishes* wishes;
     Picture* picture;
-    RasterCalls calls;
     uint8_t* rows;  // as the file has them, where they cannot be read into place
     size_t rowsStride;
     int orientation;
-    ExitStatus status;  // what an error ends with, once somebody has said why
+    Reason reason;  // what an error ends with, once somebody has said why
 };
 
 JpegJob& jobOf(j_common_ptr jpeg) { return *reinterpret_cast<JpegJob*>(jpeg); }
 JpegJob& jobOf(j_decompress_ptr jpeg) { return *reinterpret_cast<JpegJob*>(jpeg); }
 
-[[noreturn]] void endWith(JpegJob& job, ExitStatus status) {
-    job.status = status;
+[[noreturn]] void endWith(JpegJob& job, Reason reason) {
+    job.reason = reason;
     std::longjmp(job.whereErrorsEnd, 1);
 }
 
@@ -63,7 +60,7 @@ JpegJob& jobOf(j_decompress_ptr jpeg) { return *reinterpret_cast<JpegJob*>(jpeg)
 [[noreturn]] void endWithError(j_common_ptr jpeg) {
     char text[JMSG_LENGTH_MAX];
     jpeg->err->format_message(jpeg, text);
-    endWith(jobOf(jpeg), fail(kExitInputRefused, "%s: %s", jobOf(jpeg).input->name, text));
+    endWith(jobOf(jpeg), refuse(*jobOf(jpeg).input, "%s", text));
 }
 
 void passWarning(j_common_ptr jpeg, int level) {
@@ -73,7 +70,7 @@ void passWarning(j_common_ptr jpeg, int level) {
     }
     char text[JMSG_LENGTH_MAX];
     jpeg->err->format_message(jpeg, text);
-    warn("%s: warning: %s", jobOf(jpeg).input->name, text);
+    warn(*jobOf(jpeg).input, "warning: %s", text);
 }
 
 void startSource(j_decompress_ptr) {}
@@ -103,17 +100,16 @@ void skipSource(j_decompress_ptr jpeg, long count) {
 
 void watchProgress(j_common_ptr jpeg) {
     JpegJob& job = jobOf(jpeg);
-    if (stopWished()) endWith(job, kExitStopped);
+    if (isStopped(*job.input)) endWith(job, kStopped);
     const int scans = job.jpeg.input_scan_number;  // so far
     if (scans > kMostScans) {
-        endWith(job, fail(kExitInputRefused, "%s: more than %d scans", job.input->name, kMostScans));
+        endWith(job, refuse(*job.input, "more than %d scans", kMostScans));
     }
     const uint64_t pixels = uint64_t{job.jpeg.image_width} * job.jpeg.image_height;
-    const uint64_t mostPixels = kMostScansOfLargest * job.wishes->mostPixels;
+    const uint64_t mostPixels = kMostScansOfLargest * job.input->request->mostPixels;
     if (static_cast<uint64_t>(scans) * pixels > mostPixels) {
-        endWith(job, fail(kExitInputRefused,
-                          "%s: %d or more scans of %" PRIu64 " pixels; --max-pixels allows %" PRIu64 " in all scans",
-                          job.input->name, scans, pixels, mostPixels));
+        endWith(job, refuse(*job.input, "%d or more scans of %" PRIu64 " pixels; %s allows %" PRIu64 " in all scans",
+                            scans, pixels, job.input->request->mostPixelsName, mostPixels));
     }
 }
 
@@ -148,9 +144,9 @@ uint64_t blocksAlong(uint32_t pixels, int factor, int largestFactor) {
     return (uint64_t{pixels} * static_cast<uint64_t>(factor) + whole - 1) / whole;
 }
 
-ExitStatus checkLength(const JpegJob& job) {
+Reason checkLength(const JpegJob& job) {
     const jpeg_decompress_struct& jpeg = job.jpeg;
-    if (jpeg.arith_code != FALSE) return kExitDone;  // may take next to nothing
+    if (jpeg.arith_code != FALSE) return kDone;  // may take next to nothing
     uint64_t blocks = 0;
     for (int i = 0; i < jpeg.num_components; ++i) {
         const jpeg_component_info& component = jpeg.comp_info[i];
@@ -158,54 +154,54 @@ ExitStatus checkLength(const JpegJob& job) {
                   blocksAlong(jpeg.image_height, component.v_samp_factor, jpeg.max_v_samp_factor);
     }
     job.input->next = job.input->end - job.source.bytes_in_buffer;  // known to libjpeg alone until now
-    return canHold(*job.input, blocks / kBlocksPerByte) ? kExitDone : reportShortRead(*job.input);
+    return canHold(*job.input, blocks / kBlocksPerByte) ? kDone : reportShortRead(*job.input);
 }
 
-ExitStatus chooseColours(JpegJob& job) {
+Reason chooseColours(JpegJob& job) {
     switch (job.jpeg.jpeg_color_space) {
-        case JCS_GRAYSCALE: job.jpeg.out_color_space = JCS_GRAYSCALE; return kExitDone;
+        case JCS_GRAYSCALE: job.jpeg.out_color_space = JCS_GRAYSCALE; return kDone;
         case JCS_YCbCr:
-        case JCS_RGB: job.jpeg.out_color_space = JCS_RGB; return kExitDone;
+        case JCS_RGB: job.jpeg.out_color_space = JCS_RGB; return kDone;
         case JCS_CMYK:
-        case JCS_YCCK: job.jpeg.out_color_space = JCS_CMYK; return loadRasterCalls(*job.wishes->library, job.calls);
+        case JCS_YCCK: job.jpeg.out_color_space = JCS_CMYK; return kDone;
         default:
-            return fail(kExitInputRefused, "%s: %d colour components that no known model goes with", job.input->name,
-                        job.jpeg.num_components);
+            return refuse(*job.input, "%d colour components that no known model goes with", job.jpeg.num_components);
     }
 }
 
 bool isPrint(const JpegJob& job) { return job.jpeg.out_color_space == JCS_CMYK; }
 
-ExitStatus makeRoom(JpegJob& job) {
+Reason makeRoom(JpegJob& job) {
     const uint32_t width = job.jpeg.image_width;
     const uint32_t height = job.jpeg.image_height;
     const bool exchanged = exchangesAxes(job.orientation);
     const int32_t bits = job.jpeg.out_color_space == JCS_GRAYSCALE ? kIndexBits : kColourBits;
-    const ExitStatus status =
-        makePicture(*job.picture, job.input->name, exchanged ? height : width, exchanged ? width : height, bits);
-    if (status != kExitDone) return status;
+    const Reason failed =
+        startPicture(*job.input, *job.picture, exchanged ? height : width, exchanged ? width : height, bits);
+    if (failed) return failed;
     if (bits == kIndexBits) setGreyRamp(*job.picture);
     job.rowsStride = size_t{width} * kPrintChannels;
     const size_t bytes = job.rowsStride * (exchanged ? kRowsAtOnce : 1);
     const auto common = reinterpret_cast<j_common_ptr>(&job.jpeg);
     job.rows = static_cast<uint8_t*>(job.jpeg.mem->alloc_large(common, JPOOL_IMAGE, bytes));
-    return kExitDone;
+    return kDone;
 }
 
-// Print colours as they are written together with an Adobe marker stand for the lack of ink.
-void convertPrintRow(const JpegJob& job, uint8_t* row) {
-    const size_t bytes = job.rowsStride;
-    if (job.jpeg.saw_Adobe_marker != FALSE) {
-        for (size_t i = 0; i < bytes; ++i) row[i] = static_cast<uint8_t>(UINT8_MAX - row[i]);
+// What ink and black leave of the light. Colours as they are written together with an Adobe marker stand for the lack
+// of ink. `to` may be where `from` is: it never gets ahead.
+void convertPrintRow(const JpegJob& job, const uint8_t* from, uint8_t* to) {
+    const uint8_t inverted = job.jpeg.saw_Adobe_marker != FALSE ? UINT8_MAX : 0;
+    for (uint32_t x = 0; x < job.jpeg.image_width; ++x, from += kPrintChannels, to += kColourBytes) {
+        const uint8_t black = from[kColourBytes] ^ inverted;
+        for (uint32_t i = 0; i < kColourBytes; ++i) {
+            to[i] = static_cast<uint8_t>(UINT8_MAX - std::max<uint8_t>(from[i] ^ inverted, black));
+        }
     }
-    const TolvaHandle handle = job.calls.pointerToHandle(row, static_cast<uint32_t>(bytes));
-    job.calls.cmykToRgb(handle, static_cast<int32_t>(job.jpeg.image_width), 1);
-    job.calls.globalFree(handle);
 }
 
 void readRow(JpegJob& job, uint8_t* row) {
     JSAMPROW rows[] = {row};
-    if (stopWished()) endWith(job, kExitStopped);
+    if (isStopped(*job.input)) endWith(job, kStopped);
     jpeg_read_scanlines(&job.jpeg, rows, 1);
 }
 
@@ -215,8 +211,7 @@ void readInPlace(JpegJob& job) {
         uint8_t* const row = rowOfFile(picture, y, job.orientation);
         if (isPrint(job)) {
             readRow(job, job.rows);
-            convertPrintRow(job, job.rows);
-            std::memcpy(row, job.rows, size_t{picture.width} * kTolvaTripleBytes);
+            convertPrintRow(job, job.rows, row);
         } else {
             readRow(job, row);
         }
@@ -231,49 +226,45 @@ void readIntoColumns(JpegJob& job) {
         for (uint32_t k = 0; k < count; ++k) {
             uint8_t* const row = job.rows + k * job.rowsStride;
             readRow(job, row);
-            if (isPrint(job)) convertPrintRow(job, row);
+            if (isPrint(job)) convertPrintRow(job, row, row);
         }
         placeColumns(*job.picture, job.rows, job.rowsStride, y, count, job.orientation);
     }
 }
 
-ExitStatus readSteps(JpegJob& job) {
-    if (setjmp(job.whereErrorsEnd) != 0) return job.status;
+Reason readSteps(JpegJob& job) {
+    if (setjmp(job.whereErrorsEnd) != 0) return job.reason;
     jpeg_create_decompress(&job.jpeg);
     connect(job);
     jpeg_read_header(&job.jpeg, TRUE);
-    ExitStatus status =
-        checkExtents(job.input->name, job.jpeg.image_width, job.jpeg.image_height, job.wishes->mostPixels);
-    if (status == kExitDone) status = checkLength(job);
-    if (status == kExitDone) status = chooseColours(job);
-    if (status != kExitDone) return status;
+    if (const Reason failed = checkExtents(*job.input, job.jpeg.image_width, job.jpeg.image_height)) return failed;
+    if (const Reason failed = checkLength(job)) return failed;
+    if (const Reason failed = chooseColours(job)) return failed;
     job.orientation = findOrientation(job);
     jpeg_start_decompress(&job.jpeg);
-    status = makeRoom(job);
-    if (status != kExitDone) return status;
+    if (const Reason failed = makeRoom(job)) return failed;
     if (exchangesAxes(job.orientation)) {
         readIntoColumns(job);
     } else {
         readInPlace(job);
     }
     jpeg_finish_decompress(&job.jpeg);
-    return stopWished() ? kExitStopped : kExitDone;
+    return doneUnlessStopped(*job.input);
 }
 
 }  // namespace
 
-ExitStatus readJpeg(Input& input, const ReadWishes& wishes, Picture& picture) {
+Reason readJpeg(Input& input, Picture& picture) {
     static JpegJob job;
     job = JpegJob{};
     job.input = &input;
-    job.wishes = &wishes;
     job.picture = &picture;
     job.jpeg.err = jpeg_std_error(&job.errors);
     job.errors.error_exit = endWithError;
     job.errors.emit_message = passWarning;
-    const ExitStatus status = readSteps(job);
+    const Reason reason = readSteps(job);
     jpeg_destroy_decompress(&job.jpeg);
-    return status;
+    return reason;
 }
 
-}  // namespace cli
+}  // namespace imageio

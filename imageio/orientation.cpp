@@ -6,9 +6,7 @@
 #include <algorithm>
 #include <cstring>
 
-#include <tolva/raster.h>
-
-namespace cli {
+namespace imageio {
 namespace {
 
 constexpr char kExifName[] = {'E', 'x', 'i', 'f', 0, 0};
@@ -95,4 +93,4 @@ void placeColumns(const Picture& picture, const uint8_t* rows, size_t stride, ui
     }
 }
 
-}  // namespace cli
+}  // namespace imageio

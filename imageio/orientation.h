@@ -8,7 +8,7 @@
 
 #include "imageio/picture.h"
 
-namespace cli {
+namespace imageio {
 
 inline constexpr int kUpright = 1;
 
@@ -26,6 +26,6 @@ void mirrorRow(const Picture& picture, uint8_t* row, int orientation);
 void placeColumns(const Picture& picture, const uint8_t* rows, size_t stride, uint32_t y, uint32_t count,
                   int orientation);
 
-}  // namespace cli
+}  // namespace imageio
 
 #endif

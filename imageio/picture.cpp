@@ -1,21 +1,16 @@
-// picture.cpp: limits and memory of a picture. Called by the readers; the one place where extents are multiplied.
+// picture.cpp: memory of a picture; the one place where its extents are multiplied.
 
 #include "imageio/picture.h"
 
-#include <cinttypes>
 #include <cstdlib>
 #include <limits>
 
 #include <sys/mman.h>
 
-#include <tolva/raster.h>
-#include <tolva/settings.h>
-
-namespace cli {
+namespace imageio {
 namespace {
 
-constexpr uint64_t kMostPixelBytes = std::numeric_limits<uint32_t>::max();
-
+constexpr uint64_t kRowAlignment = 4;
 constexpr size_t kHugePage = size_t{2} << 20;
 
 // Large pictures lie in huge pages where the system gives them: filling fresh memory costs a fault a page, which for
@@ -31,52 +26,25 @@ void* allocPixels(size_t bytes) {
 }  // namespace
 
 uint32_t rowBytes(uint64_t width, int32_t bitsPerPixel) {
-    constexpr uint64_t kRowBits = 8 * kTolvaRowAlignment;
+    constexpr uint64_t kRowBits = 8 * kRowAlignment;
     return static_cast<uint32_t>((width * static_cast<uint64_t>(bitsPerPixel) + kRowBits - 1) / kRowBits *
-                                 kTolvaRowAlignment);
+                                 kRowAlignment);
 }
 
-ExitStatus checkExtents(const char* name, uint64_t width, uint64_t height, uint64_t mostPixels) {
-    if (width == 0 || height == 0) return fail(kExitInputRefused, "%s: the picture has no pixels", name);
-    if (width > kTolvaLargestExtent || height > kTolvaLargestExtent) {
-        return fail(kExitInputRefused, "%s: %" PRIu64 " x %" PRIu64 " pixels; the limit is %d in either direction",
-                    name, width, height, kTolvaLargestExtent);
-    }
-    if (width * height > mostPixels) {
-        return fail(kExitInputRefused, "%s: %" PRIu64 " pixels; --max-pixels allows %" PRIu64, name, width * height,
-                    mostPixels);
-    }
-    return kExitDone;
+bool makePicture(Picture& picture, uint32_t width, uint32_t height, int32_t bitsPerPixel) {
+    picture.width = width;
+    picture.height = height;
+    picture.bitsPerPixel = bitsPerPixel;
+    picture.stride = rowBytes(width, bitsPerPixel);
+    const uint64_t bytes = uint64_t{picture.stride} * height;
+    if (bytes > std::numeric_limits<size_t>::max()) return false;
+    picture.pixels = static_cast<uint8_t*>(allocPixels(static_cast<size_t>(bytes)));
+    return picture.pixels != nullptr;
 }
 
-ExitStatus makePicture(Picture& picture, const char* name, uint64_t width, uint64_t height, int32_t bitsPerPixel) {
-    const uint32_t stride = rowBytes(width, bitsPerPixel);
-    const uint64_t bytes = stride * height;
-    if (bytes > kMostPixelBytes) {
-        return fail(kExitInputRefused, "%s: %" PRIu64 " bytes of pixels; the limit is %" PRIu64, name, bytes,
-                    kMostPixelBytes);
-    }
-    void* const pixels =
-        bytes <= std::numeric_limits<size_t>::max() ? allocPixels(static_cast<size_t>(bytes)) : nullptr;
-    if (pixels == nullptr) {
-        return fail(kExitInputRefused, "%s: no memory for the picture's %" PRIu64 " bytes", name, bytes);
-    }
-    picture = Picture{.width = static_cast<uint32_t>(width),
-                      .height = static_cast<uint32_t>(height),
-                      .stride = stride,
-                      .bitsPerPixel = bitsPerPixel,
-                      .pixels = static_cast<uint8_t*>(pixels),
-                      .mask = nullptr,
-                      .palette = {},
-                      .colours = 0,
-                      .transparentIndex = kNoTransparency};
-    return kExitDone;
-}
-
-void freePicture(Picture& picture) {
-    std::free(picture.pixels);
-    std::free(picture.mask);
-    picture.pixels = picture.mask = nullptr;
+Picture::~Picture() {
+    std::free(pixels);
+    std::free(mask);
 }
 
 void setGreyRamp(Picture& picture) {
@@ -93,4 +61,9 @@ bool makeMask(Picture& picture) {
     return picture.mask != nullptr;
 }
 
-}  // namespace cli
+void dropMask(Picture& picture) {
+    std::free(picture.mask);
+    picture.mask = nullptr;
+}
+
+}  // namespace imageio

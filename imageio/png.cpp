@@ -9,12 +9,10 @@
 #include <csetjmp>
 #include <cstring>
 
-#include <tolva/settings.h>
-#include "cli/prepare/transparency.h"
-#include "cli/terminal/progress.h"
-#include "imageio/read_picture.h"
+#include "imageio/readers.h"
+#include "imageio/transparency.h"
 
-namespace cli {
+namespace imageio {
 namespace {
 
 constexpr uint32_t kMostCachedChunks = 64;
@@ -26,17 +24,15 @@ constexpr size_t kHeadBytes = 24;         // signature, length and name of the f
 constexpr size_t kWidthAt = 16;
 constexpr size_t kHeightAt = 20;
 constexpr int kWideSamples = 16;
-constexpr uint32_t kColourChannels = 3;
 constexpr uint32_t kMostChannels = 4;  // red, green, blue, alpha; or grey, alpha
 
 struct PngJob {
     Input* input;
-    const ReadWishes* wishes;
     Picture* picture;
     png_structp png;
     png_infop info;
     png_bytep scratch;  // a row with alpha
-    ExitStatus status;  // what an error ends with, once somebody has said why
+    Reason reason;      // what an error ends with, once somebody has said why
 };
 
 // ---- What libpng calls ----
@@ -44,32 +40,31 @@ struct PngJob {
 void takeBytes(png_structp png, png_bytep to, size_t count) {
     PngJob* const job = static_cast<PngJob*>(png_get_io_ptr(png));
     if (readBytes(*job->input, to, count)) return;
-    job->status = reportShortRead(*job->input);
+    job->reason = reportShortRead(*job->input);
     png_longjmp(png, 1);
 }
 
 [[noreturn]] void endWithError(png_structp png, png_const_charp text) {
     PngJob* const job = static_cast<PngJob*>(png_get_error_ptr(png));
-    job->status = fail(kExitInputRefused, "%s: %s", job->input->name, text);
+    job->reason = refuse(*job->input, "%s", text);
     png_longjmp(png, 1);
 }
 
 void passWarning(png_structp png, png_const_charp text) {
     const PngJob* const job = static_cast<const PngJob*>(png_get_error_ptr(png));
-    warn("%s: warning: %s", job->input->name, text);
+    warn(*job->input, "warning: %s", text);
 }
 
 // ---- Steps ----
 
 // libpng's own refusal would not name the limit, and comes too late to spare the memory of one row.
-ExitStatus checkHead(Input& input, uint64_t mostPixels) {
+Reason checkHead(Input& input) {
     if (lookAhead(input, kHeadBytes) < kHeadBytes) return reportShortRead(input);
-    return checkExtents(input.name, png_get_uint_32(input.buffer + kWidthAt), png_get_uint_32(input.buffer + kHeightAt),
-                        mostPixels);
+    return checkExtents(input, png_get_uint_32(input.buffer + kWidthAt), png_get_uint_32(input.buffer + kHeightAt));
 }
 
 void setLimits(png_structp png) {
-    png_set_user_limits(png, kTolvaLargestExtent, kTolvaLargestExtent);
+    png_set_user_limits(png, kLargestExtent, kLargestExtent);
     png_set_chunk_cache_max(png, kMostCachedChunks);
     png_set_chunk_malloc_max(png, kMostChunkBytes);
     // Texts, profiles and the like are skipped unread: none reaches the GIF, and some can unpack to any size.
@@ -83,13 +78,13 @@ void warnOfMorePictures(const PngJob& job) {
     const int count = png_get_unknown_chunks(job.png, job.info, &chunks);
     if (count < 1 || chunks[0].size != kAnimationBytes) return;
     const uint32_t frames = png_get_uint_32(chunks[0].data);
-    if (frames > 1) warn("%s: an animation of %u pictures; the first is taken", job.input->name, frames);
+    if (frames > 1) warn(*job.input, "an animation of %u pictures; the first is taken", frames);
 }
 
 // What the header promises must fit the file, at deflate's best.
-ExitStatus checkLength(const PngJob& job) {
+Reason checkLength(const PngJob& job) {
     const uint64_t packed = uint64_t{png_get_rowbytes(job.png, job.info)} * png_get_image_height(job.png, job.info);
-    return canHold(*job.input, packed / kDeflateRatio) ? kExitDone : reportShortRead(*job.input);
+    return canHold(*job.input, packed / kDeflateRatio) ? kDone : reportShortRead(*job.input);
 }
 
 bool isGrey(Colour c) { return c.red == c.green && c.green == c.blue; }
@@ -108,7 +103,7 @@ bool hasAlpha(const PngJob& job) {
 bool isIndexed(const PngJob& job) {
     if (hasPalette(job)) return true;
     if ((png_get_color_type(job.png, job.info) & PNG_COLOR_MASK_COLOR) != 0) return false;
-    return !hasAlpha(job) || isGrey(job.wishes->background);
+    return !hasAlpha(job) || isGrey(job.input->request->background);
 }
 
 // libpng compares the transparent colour before it scales: only the exact 16 bits are transparent.
@@ -142,9 +137,9 @@ void setPalette(const PngJob& job) {
 // From every `step`th column on, those that a pass of an interlaced picture brings.
 bool layRow(const PngJob& job, uint32_t y, uint32_t first, uint32_t step) {
     Picture& picture = *job.picture;
-    const Colour background = job.wishes->background;
+    const Colour background = job.input->request->background;
     const uint8_t below[] = {background.red, background.green, background.blue};
-    const uint32_t channels = picture.bitsPerPixel == kColourBits ? kColourChannels : 1;
+    const uint32_t channels = picture.bitsPerPixel == kColourBits ? kColourBytes : 1;
     uint8_t* const row = rowFromTop(picture, y);
     for (uint32_t x = first; x < picture.width; x += step) {
         const uint8_t* const from = job.scratch + size_t{x} * (channels + 1);
@@ -152,7 +147,7 @@ bool layRow(const PngJob& job, uint32_t y, uint32_t first, uint32_t step) {
         const uint32_t alpha = from[channels];
         if (alpha == kOpaque) {
             std::memcpy(to, from, channels);
-        } else if (alpha < kHalfOpaque && job.wishes->keepTransparency) {
+        } else if (alpha < kHalfOpaque && job.input->request->keepTransparency) {
             if (!makeMask(picture)) return false;
             maskRow(picture, picture.height - 1 - y)[x / 8] |= maskBit(x);
         } else {
@@ -188,28 +183,28 @@ void applyTransparentEntries(const PngJob& job) {
     png_color_16p key = nullptr;
     if (hasAlpha(job) || png_get_tRNS(job.png, job.info, &alpha, &count, &key) == 0) return;
     if (hasPalette(job)) {
-        settleTransparency(*job.picture, alpha, static_cast<uint32_t>(count), *job.wishes);
+        settleTransparency(*job.picture, alpha, static_cast<uint32_t>(count), *job.input->request);
         return;
     }
     // Only the level's own bits count; the rest of its 16 are to be ignored.
     const uint32_t level = key->gray & (job.picture->colours - 1);
     uint8_t levels[kPaletteEntries];
     for (uint32_t i = 0; i < job.picture->colours; ++i) levels[i] = i == level ? 0 : UINT8_MAX;
-    settleTransparency(*job.picture, levels, job.picture->colours, *job.wishes);
+    settleTransparency(*job.picture, levels, job.picture->colours, *job.input->request);
 }
 
-ExitStatus readSteps(PngJob& job) {
-    if (setjmp(png_jmpbuf(job.png)) != 0) return job.status;
+Reason readSteps(PngJob& job) {
+    if (setjmp(png_jmpbuf(job.png)) != 0) return job.reason;
     setLimits(job.png);
     png_set_read_fn(job.png, &job, takeBytes);
     png_read_info(job.png, job.info);
-    job.status = checkLength(job);
-    if (job.status != kExitDone) return job.status;
+    job.reason = checkLength(job);
+    if (job.reason != kDone) return job.reason;
     warnOfMorePictures(job);
     const bool withAlpha = hasAlpha(job);
-    job.status = makePicture(*job.picture, job.input->name, png_get_image_width(job.png, job.info),
-                             png_get_image_height(job.png, job.info), isIndexed(job) ? kIndexBits : kColourBits);
-    if (job.status != kExitDone) return job.status;
+    job.reason = startPicture(*job.input, *job.picture, png_get_image_width(job.png, job.info),
+                              png_get_image_height(job.png, job.info), isIndexed(job) ? kIndexBits : kColourBits);
+    if (job.reason != kDone) return job.reason;
     if (isIndexed(job)) setPalette(job);
     const int passes = png_set_interlace_handling(job.png);
     askForBytes(job);
@@ -223,24 +218,24 @@ ExitStatus readSteps(PngJob& job) {
     }
     png_read_end(job.png, nullptr);
     applyTransparentEntries(job);
-    return stopWished() ? kExitStopped : kExitDone;
+    return doneUnlessStopped(*job.input);
 }
 
 }  // namespace
 
-ExitStatus readPng(Input& input, const ReadWishes& wishes, Picture& picture) {
-    PngJob job = {&input, &wishes, &picture, nullptr, nullptr, nullptr, checkHead(input, wishes.mostPixels)};
-    if (job.status != kExitDone) return job.status;
+Reason readPng(Input& input, Picture& picture) {
+    PngJob job = {&input, &picture, nullptr, nullptr, nullptr, checkHead(input)};
+    if (job.reason != kDone) return job.reason;
     job.png = png_create_read_struct(PNG_LIBPNG_VER_STRING, &job, endWithError, passWarning);
     job.info = job.png == nullptr ? nullptr : png_create_info_struct(job.png);
     if (job.info == nullptr) {
         png_destroy_read_struct(&job.png, nullptr, nullptr);
-        return fail(kExitInputRefused, "%s: libpng could not be started", input.name);
+        return refuse(input, "libpng could not be started");
     }
-    const ExitStatus status = readSteps(job);
+    const Reason reason = readSteps(job);
     png_free(job.png, job.scratch);
     png_destroy_read_struct(&job.png, &job.info, nullptr);
-    return status;
+    return reason;
 }
 
-}  // namespace cli
+}  // namespace imageio

@@ -5,10 +5,9 @@
 #include <algorithm>
 #include <cctype>
 
-#include "cli/terminal/progress.h"
-#include "imageio/read_picture.h"
+#include "imageio/readers.h"
 
-namespace cli {
+namespace imageio {
 namespace {
 
 constexpr uint64_t kSaturatedNumber = 1'000'000'000;  // far beyond every limit, and still printable in a message
@@ -64,9 +63,9 @@ uint64_t nextNumber(Input& input) {
     return c == kNoMoreBytes || std::isspace(c) != 0 ? value : kNoNumber;
 }
 
-ExitStatus reportBadText(const Input& input, const char* what) {
-    if (input.ended || stopWished()) return reportShortRead(input);
-    return fail(kExitInputRefused, "%s: the PNM file's %s cannot be read", input.name, what);
+Reason reportBadText(Input& input, const char* what) {
+    if (input.ended || isStopped(input)) return reportShortRead(input);
+    return refuse(input, "the PNM file's %s cannot be read", what);
 }
 
 bool isBits(Kind kind) { return kind == kPlainBits || kind == kRawBits; }
@@ -79,7 +78,7 @@ uint8_t scaled(uint32_t value, uint32_t maximum) {
     return static_cast<uint8_t>((value * 2 * kByteMaximum + maximum) / (2 * maximum));
 }
 
-ExitStatus readHeader(Input& input, uint64_t mostPixels, Header& header) {
+Reason readHeader(Input& input, Header& header) {
     nextByte(input);
     header.kind = static_cast<Kind>(nextByte(input));
     header.width = nextNumber(input);
@@ -87,7 +86,7 @@ ExitStatus readHeader(Input& input, uint64_t mostPixels, Header& header) {
     const uint64_t maximum = header.height == kNoNumber ? kNoNumber : isBits(header.kind) ? 1 : nextNumber(input);
     if (maximum == kNoNumber || maximum == 0 || maximum > kLargestMaximum) return reportBadText(input, "header");
     header.maximum = static_cast<uint32_t>(maximum);
-    return checkExtents(input.name, header.width, header.height, mostPixels);
+    return checkExtents(input, header.width, header.height);
 }
 
 // The fewest bytes that can hold the pixels: plain numbers need one each, and one between them.
@@ -196,25 +195,23 @@ bool readRow(Input& input, const Header& header, uint8_t* row, uint32_t width) {
 void warnOfMorePictures(Input& input) {
     if (nextVisible(input) != 'P') return;
     const int digit = nextByte(input);
-    if (digit >= kPlainBits && digit <= kAnyMap) warn("%s: several pictures; the first is taken", input.name);
+    if (digit >= kPlainBits && digit <= kAnyMap) warn(input, "several pictures; the first is taken");
 }
 
 }  // namespace
 
-ExitStatus readPnm(Input& input, const ReadWishes& wishes, Picture& picture) {
+Reason readPnm(Input& input, Picture& picture) {
     Header header = {};
-    ExitStatus status = readHeader(input, wishes.mostPixels, header);
-    if (status != kExitDone) return status;
+    if (const Reason failed = readHeader(input, header)) return failed;
     if (!canHold(input, fewestBytes(header))) return reportShortRead(input);
     const int32_t bits = isColours(header.kind) ? kColourBits : kIndexBits;
-    status = makePicture(picture, input.name, header.width, header.height, bits);
-    if (status != kExitDone) return status;
+    if (const Reason failed = startPicture(input, picture, header.width, header.height, bits)) return failed;
     setPalette(picture, header);
     for (uint32_t y = 0; y < picture.height; ++y) {
         if (!readRow(input, header, rowFromTop(picture, y), picture.width)) return reportBadText(input, "pixels");
     }
     warnOfMorePictures(input);
-    return stopWished() ? kExitStopped : kExitDone;
+    return doneUnlessStopped(input);
 }
 
-}  // namespace cli
+}  // namespace imageio

@@ -2,13 +2,19 @@
 
 #include "imageio/read_picture.h"
 
+#include <cinttypes>
 #include <cstring>
+#include <limits>
 
-namespace cli {
+#include "imageio/input.h"
+#include "imageio/readers.h"
+
+namespace imageio {
 namespace {
 
 constexpr uint8_t kPngSignature[] = {0x89, 'P', 'N', 'G', '\r', '\n', 0x1A, '\n'};
 constexpr uint8_t kJpegSignature[] = {0xFF, 0xD8, 0xFF};
+constexpr uint64_t kMostPixelBytes = std::numeric_limits<uint32_t>::max();
 
 template <size_t Count>
 bool beginsWith(const Input& input, const uint8_t (&signature)[Count]) {
@@ -19,29 +25,53 @@ bool isPnm(const Input& input) {
     return input.end >= 2 && input.buffer[0] == 'P' && input.buffer[1] >= '1' && input.buffer[1] <= '6';
 }
 
-ExitStatus readByContent(Input& input, const ReadWishes& wishes, Picture& picture) {
+Reason readByContent(Input& input, Picture& picture) {
     if (lookAhead(input, sizeof kPngSignature) == 0) return reportShortRead(input);
-    if (isPnm(input)) return readPnm(input, wishes, picture);
+    if (isPnm(input)) return readPnm(input, picture);
     const bool isPng = beginsWith(input, kPngSignature);
-    if (!isPng && !beginsWith(input, kJpegSignature))
-        return fail(kExitInputRefused, "%s: not a picture that is read here: PNM (P1 to P6), PNG or JPEG", input.name);
+    if (!isPng && !beginsWith(input, kJpegSignature)) {
+        return refuse(input, "not a picture that is read here: PNM (P1 to P6), PNG or JPEG");
+    }
 #ifdef TOLVA_HAS_PICTURE_LIBRARIES
-    return isPng ? readPng(input, wishes, picture) : readJpeg(input, wishes, picture);
+    return isPng ? readPng(input, picture) : readJpeg(input, picture);
 #else
-    return fail(kExitInputRefused, "%s: this tolva was built without PNG and JPEG", input.name);
+    return refuse(input, "this tolva was built without PNG and JPEG");
 #endif
 }
 
 }  // namespace
 
-ExitStatus readPicture(const char* path, const ReadWishes& wishes, Picture& picture) {
-    static Input input;  // too large for a stack, and one picture is read at a time
-    picture.pixels = picture.mask = nullptr;
-    ExitStatus status = openInput(input, path);
-    if (status == kExitDone) status = readByContent(input, wishes, picture);
-    closeInput(input);
-    if (status != kExitDone) freePicture(picture);
-    return status;
+Reason checkExtents(Input& input, uint64_t width, uint64_t height) {
+    if (width == 0 || height == 0) return refuse(input, "the picture has no pixels");
+    if (width > kLargestExtent || height > kLargestExtent) {
+        return refuse(input, "%" PRIu64 " x %" PRIu64 " pixels; the limit is %d in either direction", width, height,
+                      kLargestExtent);
+    }
+    if (width * height > input.request->mostPixels) {
+        return refuse(input, "%" PRIu64 " pixels; %s allows %" PRIu64, width * height, input.request->mostPixelsName,
+                      input.request->mostPixels);
+    }
+    return kDone;
 }
 
-}  // namespace cli
+Reason startPicture(Input& input, Picture& picture, uint64_t width, uint64_t height, int32_t bitsPerPixel) {
+    const uint64_t bytes = rowBytes(width, bitsPerPixel) * height;
+    if (bytes > kMostPixelBytes) {
+        return refuse(input, "%" PRIu64 " bytes of pixels; the limit is %" PRIu64, bytes, kMostPixelBytes);
+    }
+    if (makePicture(picture, static_cast<uint32_t>(width), static_cast<uint32_t>(height), bitsPerPixel)) {
+        return kDone;
+    }
+    return refuse(input, "no memory for the picture's %" PRIu64 " bytes", bytes);
+}
+
+Reason readPicture(const char* path, const ReadRequest& request, Picture& picture, std::string& text) {
+    static Input input;  // too large for a stack, and one picture is read at a time
+    Reason reason = openInput(input, path, request);
+    if (reason == kDone) reason = readByContent(input, picture);
+    closeInput(input);
+    text = reason == kRefused ? input.refusal : "";
+    return reason;
+}
+
+}  // namespace imageio

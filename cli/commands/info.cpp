@@ -8,10 +8,10 @@
 
 #include "cli/library/library.h"
 #include "cli/library/output_size.h"
+#include "cli/picture/read.h"
 #include "cli/settings/profile.h"
 #include "cli/terminal/json.h"
 #include "cli/terminal/text.h"
-#include "imageio/read_picture.h"
 
 namespace cli {
 namespace {
@@ -85,16 +85,14 @@ ExitStatus printInfo(const Library& library, const Settings& settings, const Opt
 ExitStatus showInfo(const Options& options, const char* programWord) {
     Library library = {};
     Settings settings = {};
-    Picture picture = {};
+    Picture picture;
     ExitStatus status = loadLibrary(library, options.library, programWord);
     if (status == kExitDone) status = loadSettings(library, options.profile, settings);
     if (status == kExitDone) status = applyOptions(options, *settings.setup);
     if (status == kExitDone) {
-        const ReadWishes wishes = {Colour{}, true, options.mostPixels, &library};
-        status = readPicture(options.picture, wishes, picture);
+        status = readPicture(options.picture, Colour{}, true, options.mostPixels, picture);
     }
     if (status == kExitDone) status = printInfo(library, settings, options, picture);
-    freePicture(picture);
     dropSettings(library, settings);
     return status == kExitStopped ? fail(status, "stopped") : status;
 }

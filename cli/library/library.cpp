@@ -150,7 +150,6 @@ ExitStatus loadRasterCalls(const Library& library, RasterCalls& calls) {
                        takeNamed(library, calls.reduceColorTable, "rlReduceColorTable") &&
                        takeNamed(library, calls.convertBitmapDepth, "rlConvertBitmapDepth") &&
                        takeNamed(library, calls.ditherBitmap, "rlDitherBitmap") &&
-                       takeNamed(library, calls.cmykToRgb, "rlCMYKtoRGB") &&
                        takeNamed(library, calls.convertTone, "rev_rgb");
     return whole ? kExitDone : kExitExportFailed;
 }

@@ -47,7 +47,6 @@ struct RasterCalls {
     decltype(&rlReduceColorTable) reduceColorTable;
     decltype(&rlConvertBitmapDepth) convertBitmapDepth;
     decltype(&rlDitherBitmap) ditherBitmap;
-    decltype(&rlCMYKtoRGB) cmykToRgb;
     decltype(&rev_rgb) convertTone;
 };
 

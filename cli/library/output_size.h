@@ -4,8 +4,8 @@
 
 #include "cli/library/library.h"
 #include "cli/library/way.h"
+#include "cli/picture/read.h"
 #include "cli/terminal/messages.h"
-#include "imageio/picture.h"
 
 namespace cli {
 

@@ -1,47 +1,24 @@
-// help.cpp: what --help prints.
+// help.cpp: what --help prints: the usage, a row for every option, and what cannot be told in a row.
 
 #include <cstdio>
+#include <string>
 
-#include "cli/options/options.h"
+#include "cli/options/option_table.h"
 
 namespace cli {
 namespace {
 
-constexpr char kHelp[] =
+constexpr size_t kHelpColumn = 26;
+
+constexpr char kUsage[] =
     "Usage: tolva [OPTION]... PICTURE -o FILE\n"
     "       tolva [OPTION]... info PICTURE\n"
     "       tolva [OPTION]... setup show | set KEY VALUE | path\n"
     "Writes PICTURE as a GIF. PICTURE is a PNM, PNG or JPEG file, told by its content; - is standard\n"
     "input. Of several pictures in it the first is taken. More than 256 colours are reduced to 256.\n"
-    "\n"
-    "  -o, --output FILE       the GIF; - is standard output, unless that is a terminal\n"
-    "  -f, --force             overwrite FILE, but never PICTURE itself\n"
-    "      --interlace         write the rows in four passes, coarse to fine\n"
-    "      --transparent COLOUR\n"
-    "                          the colour nearest to this, after --tone, becomes this and\n"
-    "                          transparent\n"
-    "      --background COLOUR the GIF's background colour, and what half-transparent\n"
-    "                          colours are laid over (white)\n"
-    "      --tone TONE         normal, invert, invert-greys, grey or invert-grey\n"
-    "      --dither 2|16       black and white, or 16 colours, by error diffusion\n"
-    "      --fit WxH           fit into a box of pixels; the aspect is kept\n"
-    "      --size WxH          fit into a box of inches, 0.03125 to 22\n"
-    "      --resolution DPI    dots per inch for --size, 32 to 400 (the profile's, or 96)\n"
-    "      --road ROAD         how the picture goes to the library: cells (one call writes it),\n"
-    "                          bracket (collected piece by piece) or export (without a device);\n"
-    "                          the last two round odd heights up\n"
-    "      --max-pixels N      refuse larger pictures and larger GIFs, and a JPEG whose scans add up\n"
-    "                          to more than 20 times as much (200000000)\n"
-    "      --profile FILE      settings to start from, under the options above (libtolva.ini in\n"
-    "                          the folder that INIDIR names, or in the current one)\n"
-    "      --section NAME      its section (the one that ~Mode in [TOLVA] names)\n"
-    "      --no-profile        start from the defaults\n"
-    "      --library PATH      the library to load; otherwise the one beside this program,\n"
-    "                          in ../lib, or where the system finds it\n"
-    "  -q, --quiet             print errors only\n"
-    "  -v, --verbose           tell what is done\n"
-    "  -h, --help              print this\n"
-    "  -V, --version           print the versions of program and library\n"
+    "\n";
+
+constexpr char kRest[] =
     "\n"
     "COLOUR is RRGGBB or RGB in hexadecimal digits, with or without a # in front, black or white.\n"
     "\n"
@@ -59,10 +36,25 @@ constexpr char kHelp[] =
     "Exit status: 0 done, 1 export failed, 2 wrong usage, 3 picture or profile refused, 4 GIF or\n"
     "profile not written, 5 stopped by the user.\n";
 
+// In two columns; a left one that does not fit has its own line.
+void printRow(const OptionRow& row) {
+    std::string left = row.letter != 0 ? std::string("  -") + row.letter + ", --" : "      --";
+    left += row.name;
+    if (row.argument != nullptr) left += std::string(" ") + row.argument;
+    const std::string indent = '\n' + std::string(kHelpColumn, ' ');
+    left += left.size() < kHelpColumn ? std::string(kHelpColumn - left.size(), ' ') : indent;
+    for (const char* c = row.help; *c != '\0'; ++c) left += *c == '\n' ? indent : std::string(1, *c);
+    std::puts(left.c_str());
+}
+
 }  // namespace
 
 ExitStatus printHelp() {
-    std::fputs(kHelp, stdout);
+    std::fputs(kUsage, stdout);
+    for (const OptionRow& row : kOptionTable) {
+        if (row.help != nullptr) printRow(row);
+    }
+    std::fputs(kRest, stdout);
     return flushOutput();
 }
 

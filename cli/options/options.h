@@ -6,10 +6,10 @@
 #include <optional>
 
 #include "cli/library/way.h"
-#include "cli/prepare/prepare.h"
+#include "cli/picture/prepare.h"
+#include "cli/picture/read.h"
 #include "cli/settings/setting_keys.h"
 #include "cli/terminal/messages.h"
-#include "imageio/picture.h"
 
 namespace cli {
 

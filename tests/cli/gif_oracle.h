@@ -14,10 +14,10 @@ struct SeenGif {
     bool interlaced = false;
     int transparent = -1;
     int background = 0;
-    std::vector<cli::Colour> palette;
+    std::vector<imageio::Colour> palette;
     std::vector<int> pixels;  // indices, top row first
 
-    cli::Colour colourAt(int x, int y) const { return palette[static_cast<size_t>(pixelAt(x, y))]; }
+    imageio::Colour colourAt(int x, int y) const { return palette[static_cast<size_t>(pixelAt(x, y))]; }
     int pixelAt(int x, int y) const { return pixels[static_cast<size_t>(y * width + x)]; }
 };
 

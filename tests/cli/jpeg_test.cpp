@@ -8,7 +8,7 @@
 #include "imageio/orientation.h"
 #include "pictures.h"
 
-using cli::Colour;
+using imageio::Colour;
 using Samples = std::vector<uint8_t>;
 
 // Six fields of one colour each, 3 x 2, told apart again in what comes out.
@@ -83,10 +83,10 @@ TEST_F(Jpeg, OrientationIsNotReadOutsideItsSegment) {
     for (size_t i = 0; i < whole.size(); ++i) {
         const Samples cut(whole.begin(), whole.begin() + static_cast<long>(i));
         // The value stands two bytes before the end.
-        EXPECT_EQ(cli::orientationOf(cut.data(), i), i < whole.size() - 2 ? cli::kNoOrientation : 6) << i;
+        EXPECT_EQ(imageio::orientationOf(cut.data(), i), i < whole.size() - 2 ? imageio::kNoOrientation : 6) << i;
         Samples bent(whole.begin(), whole.end());
         bent[i] = 0xFF;
-        EXPECT_EQ(cli::orientationOf(bent.data(), bent.size()) % 6, 0) << i;
+        EXPECT_EQ(imageio::orientationOf(bent.data(), bent.size()) % 6, 0) << i;
     }
 }
 

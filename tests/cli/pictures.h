@@ -16,7 +16,7 @@ struct PictureOrder {
     int stored = 0;           // a JPEG colour space, or as the channels say
     bool interlaced = false;  // of a JPEG, progressive
     bool apart = false;       // of a JPEG, a scan for each of three components
-    std::vector<cli::Colour> palette = {};
+    std::vector<imageio::Colour> palette = {};
     std::vector<uint8_t> alpha = {};  // of palette entries
     std::vector<int> key = {};        // the transparent grey, or red, green and blue
     std::string exif = {};

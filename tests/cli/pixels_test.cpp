@@ -20,7 +20,7 @@ class Pixels : public Decoded {
         for (int y = 0; y < height; ++y) {
             for (int x = 0; x < width; ++x) {
                 const auto grey = static_cast<uint8_t>(greyAt(map, width, height, x, y));
-                ASSERT_EQ(seen.colourAt(x, y), (cli::Colour{grey, grey, grey})) << x << ", " << y;
+                ASSERT_EQ(seen.colourAt(x, y), (imageio::Colour{grey, grey, grey})) << x << ", " << y;
             }
         }
     }

@@ -4,7 +4,7 @@
 
 #include "pictures.h"
 
-using cli::Colour;
+using imageio::Colour;
 
 class Png : public Pictures {
   protected:

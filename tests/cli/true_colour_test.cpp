@@ -7,7 +7,7 @@
 
 #include "pictures.h"
 
-using cli::Colour;
+using imageio::Colour;
 
 class TrueColour : public Pictures {
   protected:

@@ -2,10 +2,9 @@
 // the session. Results of the library come in blocks of its own and are copied into the picture's: they are never
 // larger, so the picture stays the only large block.
 
-#include "cli/prepare/prepare.h"
+#include "cli/picture/prepare.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <cstring>
 
 #include "cli/library/output_size.h"
@@ -42,7 +41,7 @@ ExitStatus reportNoResult(const char* what) {
     return fail(kExitExportFailed, "the library returned nothing from %s", what);
 }
 
-bool isTransparent(const uint8_t* maskRow, uint32_t x) { return (maskRow[x / 8] & maskBit(x)) != 0; }
+bool isTransparent(const uint8_t* maskRow, uint32_t x) { return (maskRow[x / 8] & imageio::maskBit(x)) != 0; }
 
 // ---- Transparent pixels ----
 
@@ -52,7 +51,7 @@ ExitStatus makeMaskFromIndex(Picture& picture) {
         const uint8_t* const row = picture.pixels + size_t{y} * picture.stride;
         uint8_t* const mask = maskRow(picture, y);
         for (uint32_t x = 0; x < picture.width; ++x) {
-            if (row[x] == picture.transparentIndex) mask[x / 8] |= maskBit(x);
+            if (row[x] == picture.transparentIndex) mask[x / 8] |= imageio::maskBit(x);
         }
     }
     picture.transparentIndex = kNoTransparency;
@@ -93,8 +92,7 @@ void putTransparentIndex(Picture& picture, uint32_t index, Colour colour) {
             if (isTransparent(mask, x)) row[x] = static_cast<uint8_t>(index);
         }
     }
-    std::free(picture.mask);
-    picture.mask = nullptr;
+    dropMask(picture);
     picture.palette[index] = colour;
     picture.colours = std::max(picture.colours, index + 1);
     picture.transparentIndex = static_cast<int>(index);
@@ -127,12 +125,12 @@ ExitStatus shrinkFirst(const Work& work, OutputSize& size) {
     const auto height = static_cast<uint32_t>(size.height);
     if (height >= picture.height || width > picture.width) return kExitDone;
     const auto shrink = [&](uint8_t* bytes, int32_t bits) {
-        const TolvaHandle source = borrow(work, bytes, size_t{rowBytes(picture.width, bits)} * picture.height);
+        const TolvaHandle source = borrow(work, bytes, size_t{imageio::rowBytes(picture.width, bits)} * picture.height);
         const TolvaHandle result =
             work.calls.shrinkBitmap(source, static_cast<int16_t>(bits), picture.width, picture.height, width, height);
         work.calls.globalFree(source);
         if (result == 0) return false;
-        std::memcpy(bytes, work.library->globalLock(result), size_t{rowBytes(width, bits)} * height);
+        std::memcpy(bytes, work.library->globalLock(result), size_t{imageio::rowBytes(width, bits)} * height);
         work.calls.globalFree(result);
         return true;
     };
@@ -140,7 +138,7 @@ ExitStatus shrinkFirst(const Work& work, OutputSize& size) {
     if (picture.mask != nullptr && !shrink(picture.mask, kMaskBits)) return reportNoResult("rlShrinkBitmap");
     picture.width = width;
     picture.height = height;
-    picture.stride = rowBytes(width, picture.bitsPerPixel);
+    picture.stride = imageio::rowBytes(width, picture.bitsPerPixel);
     size.reached = true;
     return kExitDone;
 }
@@ -149,11 +147,11 @@ ExitStatus shrinkFirst(const Work& work, OutputSize& size) {
 void takeIndices(const Work& work, TolvaHandle bitmap, int16_t bits) {
     Picture& picture = *work.picture;
     const uint8_t* const packed = static_cast<const uint8_t*>(work.library->globalLock(bitmap));
-    const uint32_t packedStride = rowBytes(picture.width, bits);
+    const uint32_t packedStride = imageio::rowBytes(picture.width, bits);
     const uint32_t perByte = 8U / static_cast<uint32_t>(bits);
     const uint32_t lowBits = (1U << bits) - 1;
     picture.bitsPerPixel = kIndexBits;
-    picture.stride = rowBytes(picture.width, kIndexBits);
+    picture.stride = imageio::rowBytes(picture.width, kIndexBits);
     for (uint32_t y = 0; y < picture.height; ++y) {
         const uint8_t* const from = packed + size_t{y} * packedStride;
         uint8_t* const row = picture.pixels + size_t{y} * picture.stride;

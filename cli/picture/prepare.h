@@ -1,11 +1,11 @@
 // prepare.h: what the host does with a picture before the driver gets it: dithering, and the reduction of pictures with
 // transparent pixels. Both are the library's own work, called through its exported functions.
-#ifndef TOLVA_CLI_PREPARE_PREPARE_H
-#define TOLVA_CLI_PREPARE_PREPARE_H
+#ifndef TOLVA_CLI_PICTURE_PREPARE_H
+#define TOLVA_CLI_PICTURE_PREPARE_H
 
 #include "cli/library/library.h"
+#include "cli/picture/read.h"
 #include "cli/terminal/messages.h"
-#include "imageio/picture.h"
 
 namespace cli {
 

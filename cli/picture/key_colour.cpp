@@ -1,8 +1,7 @@
-// transparency.cpp: the palette of a picture that brings its own transparency. Called by the PNG reader once the pixels
-// stand, and before the session for the key colour: the library is told a colour, not an index, and searches the
-// palette for it; what is done here makes sure that its answer is the entry that is meant.
+// key_colour.cpp: the colour that stands for transparency. Called before the session: the library is told a colour, not
+// an index, and searches the palette for it; what is done here makes sure that its answer is the entry that is meant.
 
-#include "cli/prepare/transparency.h"
+#include "cli/picture/key_colour.h"
 
 #include <cstdlib>
 #include <cstring>
@@ -14,11 +13,6 @@ namespace cli {
 namespace {
 
 constexpr int kGreyLevels = 256;
-
-Colour laidOverColour(Colour colour, Colour below, uint32_t alpha) {
-    return {laidOver(colour.red, below.red, alpha), laidOver(colour.green, below.green, alpha),
-            laidOver(colour.blue, below.blue, alpha)};
-}
 
 bool isGrey(Colour c) { return c.red == c.green && c.green == c.blue; }
 
@@ -75,31 +69,7 @@ ExitStatus showColours(const Library& library, TolvaConversionMode tone, const P
     return kExitDone;
 }
 
-void remapPixels(Picture& picture, const uint8_t* map) {
-    for (uint32_t y = 0; y < picture.height; ++y) {
-        uint8_t* const row = rowFromTop(picture, y);
-        for (uint32_t x = 0; x < picture.width; ++x) row[x] = map[row[x]];
-    }
-}
-
 }  // namespace
-
-void settleTransparency(Picture& picture, const uint8_t* alpha, uint32_t count, const ReadWishes& wishes) {
-    uint8_t map[kPaletteEntries];
-    for (uint32_t i = 0; i < kPaletteEntries; ++i) map[i] = static_cast<uint8_t>(i);
-    bool mapped = false;
-    for (uint32_t i = 0; i < count; ++i) {
-        if (alpha[i] != 0 || !wishes.keepTransparency) {
-            picture.palette[i] = laidOverColour(picture.palette[i], wishes.background, alpha[i]);
-        } else if (picture.transparentIndex == kNoTransparency) {
-            picture.transparentIndex = static_cast<int>(i);
-        } else {
-            map[i] = static_cast<uint8_t>(picture.transparentIndex);
-            mapped = true;
-        }
-    }
-    if (mapped) remapPixels(picture, map);
-}
 
 ExitStatus settleKey(const Library& library, TolvaConversionMode tone, Picture& picture, Colour& named) {
     ShownColours shown = {};
