@@ -249,7 +249,7 @@ TEST(Bracket, PushesAnErrorForWhatIsNoPicture) {
 }
 
 TEST(HandedOver, WholePicturesTakeEachKindOfStream) {
-    const Temporary path("cells.gif");
+    const Temporary path;
     const TolvaHandle h = defaultSetup();
     SetupBlock& setup = *static_cast<SetupBlock*>(GlobalLock(h));
     const StreamIOProc procedure = [](intptr_t instance, intptr_t operation, intptr_t a, intptr_t b) -> intptr_t {
@@ -290,7 +290,7 @@ TEST(HandedOver, WholePicturesTakeEachKindOfStream) {
 
 TEST(ExportVariant, LivesFromInitToItsError) {
     const TolvaHandle h = defaultSetup();
-    const Temporary path("variant.gif");
+    const Temporary path;
     char name[144] = {};
     uintptr_t block[15] = {};
     EXPECT_EQ(dd_entry32(0, 0, block), 22);

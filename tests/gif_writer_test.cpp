@@ -42,7 +42,7 @@ TEST(GifWriter, OneBandAndManyAreTheFilesTheyShouldBe) {
             writer.settings.interlaceChoice = interlaced ? 715 : 0;
             const Bytes file = write(picture, palette, height);
             ASSERT_EQ(file, plainGif(picture, palette, {.interlaced = interlaced})) << width << 'x' << height;
-            EXPECT_TRUE(width * height == 1 || decoded(file, picture).pixels == picture.pixels);
+            EXPECT_TRUE(width * height == 1 || decoded(file, picture.pixels) == picture.pixels);
         }
         writer.settings.interlaceChoice = 0;
         for (const int rows : {1, 2, 5, 60}) {
@@ -66,7 +66,7 @@ TEST(GifWriter, BandsOfAnInterlacedPictureWaitInMemoryOrInAFile) {
         const Bytes file = write(picture, palette, (height + 2) / 3);
         ASSERT_EQ(file, plainGif(picture, palette, {.interlaced = true, .segments = spoolSegments(picture)}))
             << width << 'x' << height;
-        EXPECT_EQ(decoded(file, picture).pixels, picture.pixels);
+        EXPECT_EQ(decoded(file, picture.pixels), picture.pixels);
     }
     EXPECT_EQ(temporaryFiles(), before);
     const Picture low = noise(8, 3, 256, 2);  // kept: ends after its first pass, without an end code

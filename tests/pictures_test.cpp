@@ -32,7 +32,7 @@ TEST(Pictures, AreWrittenPixelForPixelAtAPowerOfTwo) {
         EXPECT_EQ(sendPicture(picture), 0);
         const Bytes file = device.written();
         EXPECT_EQ(file, plainGif(picture, testPalette(), {}));
-        EXPECT_EQ(decoded(file, picture).pixels, picture.pixels);
+        EXPECT_EQ(decoded(file, picture.pixels), picture.pixels);
     }
     Device device;  // kept: other resolutions may lose a row or column
     EXPECT_EQ(sendPicture(noise(29, 57, 256, 5), 100.0), 0);

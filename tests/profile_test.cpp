@@ -148,7 +148,7 @@ mode_t umask(mode_t) noexcept {
 
 TEST(Profile, KeepsToItsDefinition) {
     const int leftBefore = temporaryFiles();
-    const Temporary file("random.ini");
+    const Temporary file;
     Lines pieces = {"[A]",          "[ a ];x", "[B]", "[\"\"c\"\"]", "Key=1", " key = 2 ", "K=\"q;\"",
                     "K=\"q\"\"r\"", ";c=3",    "",    "[",           "bare",  "=void",     "k]=[v]"};
     pieces.insert(pieces.end(), {"LongName=" + std::string(300, 'v'), std::string(254, 'x') + "=y",
@@ -193,7 +193,7 @@ TEST(Profile, NumbersWrapAndStopAtWhatIsNone) {
          {std::pair{"0x1fz", 31}, {"0X", 0}, {"010", 10}, {"-5", 0}, {"4294967297", 1}, {"0x1ffffffff", -1}}) {
         EXPECT_EQ(ParseProfileNumber(text), number) << text;
     }
-    const Temporary file("number.ini");
+    const Temporary file;
     save(file.path, "[s]\nempty=\ntext=x\nlong=" + std::string(40, '1') + "\n");
     EXPECT_EQ(GetPrivateProfileInt("S", "Empty", 9, file), 9);
     EXPECT_EQ(GetPrivateProfileInt("S", "Text", 9, file), 0);
@@ -202,10 +202,8 @@ TEST(Profile, NumbersWrapAndStopAtWhatIsNone) {
 
 TEST(Profile, AFileThatCannotBeChangedStaysWhole) {
     const int leftBefore = temporaryFiles();
-    const Temporary closed("closed");
-    const std::string folder = closed.path;
-    const std::string path = folder + "/p.ini";
-    std::filesystem::create_directory(folder);
+    const Temporary closed;
+    const std::string &folder = closed.folder, path = folder + "/p.ini";
     EXPECT_EQ(WritePrivateProfileString("s", "k", "v", folder.c_str()), 0);
     EXPECT_EQ(WritePrivateProfileString("s", "k", "v", (folder + "/no/p.ini").c_str()), 0);
     EXPECT_EQ(WritePrivateProfileString("s", "k", nullptr, path.c_str()), 0);
@@ -244,7 +242,7 @@ TEST(Profile, AFileThatCannotBeChangedStaysWhole) {
 }
 
 TEST(Profile, SettingsComeFromItAndTheEscapeSavesThem) {
-    const Temporary file("settings.ini");
+    const Temporary file;
     save(file.path,
          "[TOLVA]\n~Mode=Web\n[Web]\nDriver=ALongDriverName\nWidth=8\nHeight=10\nX Resolution=31\n"
          "Y Resolution=400\nColor Mode=0x6a\n[none]\nWidth=3.000\n");

@@ -89,6 +89,12 @@ RunResult runProgram(const Launch& launch) {
     return {WIFSIGNALED(status) ? -WTERMSIG(status) : WEXITSTATUS(status), out.get(), said.get()};
 }
 
+Temporary::Temporary() : folder(std::filesystem::temp_directory_path() / "tolva-test-XXXXXX") {
+    path = std::string(mkdtemp(folder.data())) + "/file";
+}
+
+Temporary::~Temporary() { std::filesystem::remove_all(folder); }
+
 std::string textOf(const std::string& path) {
     std::ifstream file(path, std::ios::binary);
     return std::string(std::istreambuf_iterator<char>(file), {});

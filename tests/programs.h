@@ -40,6 +40,13 @@ struct RunResult {
 };
 RunResult runProgram(const Launch& launch);
 
+// A folder of which nothing is left in the end, and the path of a file in it, which is not made.
+struct Temporary {
+    std::string folder, path;
+    Temporary();
+    ~Temporary();
+    operator const char*() const { return path.c_str(); }
+};
 std::string textOf(const std::string& path);
 void save(const std::string& path, const std::string& text);
 uint64_t sumOf(const std::string& bytes);  // FNV-1a, for golden files

@@ -93,13 +93,12 @@ TEST(Setup, LimitsAreRepairedAndTheLastRepairIsTold) {
 }
 
 TEST(Setup, AProfileIsLookedForInItsFolderFirst) {
-    const Temporary folder("ini");
-    std::filesystem::create_directory(folder.path);
-    const std::string found = folder.path + "/tolva_found.ini";
+    const Temporary ini;
+    const std::string found = ini.folder + "/tolva_found.ini";
     save(found, "");
     char name[144] = "tolva_found.ini";
     EXPECT_EQ(GetProfileDirectory(name, nullptr), 1);
-    setenv("INIDIR", folder, 1);
+    setenv("INIDIR", ini.folder.c_str(), 1);
     EXPECT_EQ(GetProfileDirectory(name, nullptr), 0);
     EXPECT_EQ(name, found);
     name[0] = '\0';

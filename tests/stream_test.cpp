@@ -84,7 +84,7 @@ bool failsNow() { return failAfter >= 0 && failAfter-- == 0; }
 }  // namespace
 
 TEST(Streams, FilesMemoryAndProceduresActAsOneIdealFile) {
-    const Temporary file("ideal");
+    const Temporary file;
     for (uint32_t seed = 1; seed <= 6; ++seed) {
         std::mt19937 random(seed);
         Model model, host;
@@ -109,7 +109,7 @@ TEST(Streams, FilesMemoryAndProceduresActAsOneIdealFile) {
 }
 
 TEST(Streams, ReadOnlyOnesRefuseToSeekPastTheEndAndRememberIt) {
-    const Temporary file("refuse"), copy("copy");
+    const Temporary file, copy;
     TolvaHandle stream = zunOpen(file, nullptr, kTolvaCreateAndWrite);
     Bytes bytes(kTolvaStreamBufferBytes + 1, 5);
     EXPECT_EQ(zunWrite(stream, bytes.data(), kTolvaStreamBufferBytes + 1), kTolvaStreamBufferBytes + 1);
@@ -214,7 +214,7 @@ TEST(Streams, AreMeasuredByTheirBlockWhateverTheDescriptorSays) {
 }
 
 TEST(Streams, ReadOnAfterAWriteThatFailed) {
-    const Temporary file("readonly");
+    const Temporary file;
     save(file.path, Bytes(100));
     const TolvaHandle stream = zunOpen(file, nullptr, kTolvaReadFile);
     EXPECT_EQ(zunWrite(stream, "x", 1), 1);
@@ -228,7 +228,7 @@ TEST(Streams, AProcedureThatDoesNotHandleTheOpenIsStillCalled) {
     descriptor.ioProc = reinterpret_cast<intptr_t>(+[](intptr_t, intptr_t op, intptr_t, intptr_t b) -> intptr_t {
         return op == kTolvaProcWrite ? b - 1 : op == kTolvaProcClose ? b : 0;
     });
-    const Temporary file("unhandled");
+    const Temporary file;
     TolvaHandle stream = zunOpen(file, &descriptor, kTolvaCreateAndWrite);
     EXPECT_EQ(access(file, F_OK), 0);
     EXPECT_EQ(zunWrite(stream, "abc", 3), 2);
@@ -256,7 +256,7 @@ TEST(Streams, AFailedWriteIsNeverTakenForASuccess) {
     tolva::systemCalls.flush = [](FILE* f) { return failsNow() ? EOF : std::fflush(f); };
     tolva::systemCalls.seek = [](FILE* f, off_t o, int w) { return failsNow() ? -1 : fseeko(f, o, w); };
     tolva::systemCalls.close = [](FILE* f) { return std::fclose(f) != 0 || failsNow() ? EOF : 0; };
-    const Temporary file("failing");
+    const Temporary file;
     bool failed = true;
     for (int n = 0; failed; ++n) {
         failAfter = n;

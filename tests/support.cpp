@@ -1,12 +1,9 @@
 #include "support.h"
 
+#include "gif_oracle.h"
 #include "stream/system_calls.h"
 
 #include <unistd.h>
-
-#ifdef TOLVA_GIF_ORACLE
-#include <gif_lib.h>
-#endif
 
 MemoryFile::MemoryFile() {
     StreamDescriptor descriptor = {};
@@ -40,18 +37,12 @@ Bytes taken(TolvaHandle h) {
     return bytes;
 }
 
-std::string temporaryPath(const char* name) {
-    return testing::TempDir() + "tolva_test_" + std::to_string(getpid()) + "_" + name;
-}
-
 Bytes readFile(const std::string& path) {
     const std::string text = textOf(path);
     return Bytes(text.begin(), text.end());
 }
 
 void save(const std::string& path, const Bytes& bytes) { save(path, std::string(bytes.begin(), bytes.end())); }
-
-Temporary::~Temporary() { std::filesystem::remove_all(path); }
 
 namespace {
 std::vector<std::string> temporaryNames;
@@ -236,24 +227,14 @@ Bytes plainGif(const Picture& picture, const Bytes& palette, const GifOptions& o
     return out;
 }
 
+Bytes decoded([[maybe_unused]] const Bytes& gif, const Bytes& otherwise) {
 #ifdef TOLVA_GIF_ORACLE
-Picture decoded(const Bytes& gif, const Picture&) {
-    const Temporary path("decoded.gif");
-    save(path.path, gif);
-    int error = 0;
-    GifFileType* const file = DGifOpenFileName(path, &error);
-    Picture picture = {};
-    if (file != nullptr && DGifSlurp(file) == GIF_OK && file->ImageCount == 1) {
-        const GifImageDesc& size = file->SavedImages[0].ImageDesc;
-        const uint8_t* const pixels = file->SavedImages[0].RasterBits;
-        picture = {size.Width, size.Height, Bytes(pixels, pixels + size.Width * size.Height)};
-    }
-    if (file != nullptr) DGifCloseFile(file, &error);
-    return picture;
-}
-#else
-Picture decoded(const Bytes&, const Picture& otherwise) { return otherwise; }
+    const Temporary file;
+    save(file.path, gif);
+    return seenIn(file.path).pixels;
 #endif
+    return otherwise;
+}
 
 intptr_t answerStatus(intptr_t context, intptr_t a, intptr_t b, intptr_t c, intptr_t d, intptr_t e, intptr_t f) {
     Asked& asked = *reinterpret_cast<Asked*>(context);

@@ -1,5 +1,5 @@
-// support.h: what the library's tests share: streams over memory, the plain definition of the file, decoding by an
-// independent library, and a host that drives the device.
+// support.h: what the library's tests share: streams over memory, the plain definition of the file, and a host that
+// drives the device.
 #ifndef TOLVA_TESTS_SUPPORT_H
 #define TOLVA_TESTS_SUPPORT_H
 
@@ -8,7 +8,6 @@
 #include <climits>
 #include <cstdint>
 #include <cstring>
-#include <filesystem>
 #include <functional>
 #include <random>
 #include <string>
@@ -28,23 +27,9 @@ inline TolvaHandle defaultSetup() { return CreateSetup(0, "/nowhere/at/all.ini",
 
 // Opcodes, as a host has them from the manual. So have the tests all numbers and positions of the protocol: from our
 // own headers a wrong one would agree with itself.
-enum Opcodes {
-    opOpen = 0x1,
-    opClose = 0x2,
-    opBegin = 0x3,
-    opBody = 0x4,
-    opEnd = 0x5,
-    opWindow = 0x206,
-    opViewport = 0x208,
-    opScaling = 0x209,
-    opQueryViewport = 0x2fd,
-    opQueryWindow = 0x2ff,
-    opCells = 0x409,
-    opPrimitive = 0x40a,
-    opColours = 0x522,
-    opPopErrors = 0xf02,
-    opClearErrors = 0xf03
-};
+constexpr int32_t opOpen = 0x1, opClose = 0x2, opBegin = 0x3, opBody = 0x4, opEnd = 0x5, opWindow = 0x206,
+                  opViewport = 0x208, opScaling = 0x209, opQueryViewport = 0x2fd, opQueryWindow = 0x2ff,
+                  opCells = 0x409, opPrimitive = 0x40a, opColours = 0x522, opPopErrors = 0xf02, opClearErrors = 0xf03;
 using NativeWords = std::vector<intptr_t>;  // of a record of native words
 
 inline int upTo(std::mt19937& random, int most) { return static_cast<int>(random() % (most + 1u)); }
@@ -62,18 +47,9 @@ TolvaHandle handleOf(const Bytes& bytes);  // a copy of them
 Bytes contents(TolvaHandle h);
 Bytes taken(TolvaHandle h);  // its contents; the handle is freed
 
-std::string temporaryPath(const char* name);
 Bytes readFile(const std::string& path);
 void save(const std::string& path, const Bytes& bytes);
 int temporaryFiles();  // how many of the library's stand in /tmp
-
-// A path of which nothing is left in the end, be it a file's or a folder's.
-struct Temporary {
-    std::string path;
-    explicit Temporary(const char* name) : path(temporaryPath(name)) {}
-    ~Temporary();
-    operator const char*() const { return path.c_str(); }
-};
 
 // Segments by the definition: a linear search, a code at a time into a work buffer of 70000 bytes.
 void plainSegment(Bytes& out, Bytes& work, const uint8_t* pixels, int count, bool first, bool last, uint32_t& carry);
@@ -99,10 +75,9 @@ struct GifOptions {
 std::vector<int> bandSegments(const Picture& picture, int rows);  // one a band
 std::vector<int> spoolSegments(const Picture& picture);           // one a buffer-load of each interlace pass
 Bytes plainGif(const Picture& picture, const Bytes& palette, const GifOptions& options);
+// The pixels that an independent decoder sees, where the build has one; else those given.
+Bytes decoded(const Bytes& gif, const Bytes& otherwise = {});
 Bytes inFileOrder(const Picture& picture, bool interlaced);
-
-// Decodes with an independent library where the build has it; otherwise answers the picture given.
-Picture decoded(const Bytes& gif, const Picture& otherwise);
 
 // What a host's status function is called with, and what it answers: `answer`, or 1 from query `stopAt` on.
 intptr_t answerStatus(intptr_t context, intptr_t a, intptr_t b, intptr_t c, intptr_t d, intptr_t e, intptr_t f);
@@ -134,7 +109,7 @@ void endHost(Host& host);
 
 // A host after init; its file goes with it.
 struct Device {
-    Temporary file{"device.gif"};
+    Temporary file;
     Host host;
     explicit Device(const std::function<void(SetupBlock&)>& set = {});
     ~Device() { endHost(host); }

@@ -1,11 +1,12 @@
-// pictures.h: PNG and JPEG files for the tests, made through the libraries' writers.
+// pictures.h: PNG and JPEG files for the tests, made through the libraries' writers, and the GIFs they become.
 #ifndef TOLVA_TESTS_CLI_PICTURES_H
 #define TOLVA_TESTS_CLI_PICTURES_H
 
 #include <string>
 #include <vector>
 
-#include "gif_oracle.h"
+#include "../gif_oracle.h"
+#include "support.h"
 
 struct PictureOrder {
     int width = 0;
@@ -26,8 +27,13 @@ struct PictureOrder {
 void makePng(const std::string& path, const PictureOrder& order);
 void makeJpeg(const std::string& path, const PictureOrder& order);
 
-class Pictures : public Decoded {
+class Pictures : public Program {
   protected:
+    SeenGif convert(const std::string& words, const Launch& launch = {}) {
+        const RunResult result = run("-f -o a.gif " + words, launch);
+        EXPECT_EQ(result.status, 0) << words << ": " << result.said;
+        return seenIn(path("a.gif"));
+    }
     SeenGif convertPng(const PictureOrder& png, const std::string& words = "") {
         makePng(path("a.png"), png);
         return convert("a.png " + words);

@@ -4,11 +4,11 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include "gif_oracle.h"
+#include "pictures.h"
 
 using namespace std::string_literals;
 
-class Pixels : public Decoded {
+class Pixels : public Pictures {
   protected:
     // The grey of pixel (x, y) of a grey map with one byte a pixel.
     static int greyAt(const std::string& map, int width, int height, int x, int y) {

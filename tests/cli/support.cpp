@@ -12,14 +12,10 @@
 namespace files = std::filesystem;
 
 Program::Program() {
-    std::string pattern = testing::TempDir() + "tolva-cli-XXXXXX";
-    folder = mkdtemp(pattern.data());
     // The user's settings and screen are not the tests'.
     unsetenv("INIDIR");
     unsetenv("DISPLAYINFO");
 }
-
-Program::~Program() { files::remove_all(folder); }
 
 RunResult Program::run(const Words& words, Launch launch) {
     launch.words = Words{TOLVA_PROGRAM} + words;

@@ -9,13 +9,13 @@
 
 #include "../programs.h"
 
-class Program : public testing::Test {
+class Program : public testing::Test, Temporary {
   protected:
     Program();
-    ~Program() override;
 
     // `words` are the program's arguments; the rest of `launch` is as the test wants it.
     RunResult run(const Words& words, Launch launch = {});
+    using Temporary::folder;
     std::string path(const std::string& name) const { return folder + "/" + name; }
     void write(const std::string& name, const std::string& bytes) const { save(path(name), bytes); }
     std::string read(const std::string& name) const { return textOf(path(name)); }
@@ -24,8 +24,6 @@ class Program : public testing::Test {
     std::vector<std::string> names() const;  // of everything in the folder
     // What makes nobody of root; nothing where the tests are somebody else's, or nobody cannot reach the program.
     static Words unprivileged();
-
-    std::string folder;
 };
 
 // Row by row from the top, every pixel told by its position and a multiplier.

@@ -1,0 +1,86 @@
+// The shared library as hosts see it, and the example hosts, as somebody runs them who wants to copy from them.
+#include <unistd.h>
+
+#include <set>
+#include <sstream>
+
+#include "support.h"
+
+namespace {
+
+const Launch kHostInC = {.words = {TOLVA_EXAMPLE_HOST, TOLVA_LIBRARY}, .emulated = true};
+
+Bytes drawn(Launch host, const Words& size) {
+    const Temporary file;
+    host.words = host.words + Words{file.path} + size;
+    const RunResult result = runProgram(host);
+    EXPECT_EQ(result.status, 0) << result.said;
+    EXPECT_NE(result.said.find("100%"), std::string::npos) << result.said;
+    return readFile(file.path);
+}
+
+}  // namespace
+
+TEST(SharedLibrary, ShowsItsExportsAndNothingElse) {
+    std::set<std::string> listed;
+    std::istringstream words(textOf(TOLVA_EXPORTS));
+    for (std::string word; words >> word;) {
+        if (word.back() == ';' && word != "*;" && word != "};") listed.insert(word.substr(0, word.size() - 1));
+    }
+    std::set<std::string> visible;
+    std::istringstream lines(runProgram({.words = {TOLVA_NM, "-D", "--defined-only", TOLVA_LIBRARY}}).out);
+    for (std::string address, kind, name; lines >> address >> kind >> name;) visible.insert(name);
+    EXPECT_EQ(visible, listed);
+    EXPECT_GT(listed.size(), 180u);
+}
+
+TEST(SharedLibrary, IsNotMovedByAHostWithTheSameNames) {
+#if defined(__SANITIZE_ADDRESS__)
+    GTEST_SKIP() << "the sanitizer's own loader checks are in the way";
+#endif
+    const Temporary link;  // no path with blanks in it can be preloaded
+    ASSERT_EQ(symlink(TOLVA_ODD_NAMES, link), 0);
+    Launch host = kHostInC;
+    host.before = {"env", "LD_PRELOAD=" + link.path};
+    EXPECT_EQ(drawn(host, "191 121"), drawn(kHostInC, "191 121"));
+}
+
+TEST(ExampleHosts, TheOneInCDrawsTheSamePictureInBandsOfAnyHeight) {
+    const Bytes whole = drawn(kHostInC, "191 121 1000");
+    EXPECT_EQ(sumOf({whole.begin(), whole.end()}), 0x235616F50215BED2u)
+        << "not the landscape that was looked at, or not the same on this machine";
+    for (const char* const size : {"191 121", "191 121 1", "191 121 7"}) {
+        EXPECT_EQ(decoded(drawn(kHostInC, size)), decoded(whole)) << size;
+    }
+}
+
+#ifdef TOLVA_PYTHON
+const Launch kHostInPython = {.words = {TOLVA_PYTHON, TOLVA_EXAMPLES_FOLDER "/host.py", TOLVA_LIBRARY}};
+#endif
+
+TEST(ExampleHosts, TheOneInPythonWritesTheSameFileByOpcodes) {
+#ifndef TOLVA_PYTHON
+    GTEST_SKIP() << "no Python that could load this library";
+#else
+    EXPECT_EQ(drawn(kHostInPython, "191 121"), drawn(kHostInC, "191 121 1000"));
+#endif
+}
+
+TEST(ExampleHosts, FailuresShowAndHarmNoEarlierFile) {
+    std::vector<Launch> hosts = {kHostInC};
+#ifdef TOLVA_PYTHON
+    hosts.push_back(kHostInPython);
+#endif
+    for (Launch& host : hosts) {
+        const Temporary earlier;
+        host.folder = earlier.folder;
+        host.words.push_back("missing/file");
+        EXPECT_EQ(runProgram(host).status, 1);
+        save(earlier.path, "earlier");
+        host.words.back() = "file";
+        host.before = "env --ignore-signal=XFSZ prlimit --fsize=4096";
+        EXPECT_EQ(runProgram(host).status, 1);
+        EXPECT_EQ(textOf(earlier.path), "earlier");
+        EXPECT_EQ(runProgram({.words = {"ls", earlier.folder}}).out, "file\n");
+    }
+}
