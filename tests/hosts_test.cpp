@@ -47,7 +47,7 @@ TEST(SharedLibrary, IsNotMovedByAHostWithTheSameNames) {
 
 TEST(ExampleHosts, TheOneInCDrawsTheSamePictureInBandsOfAnyHeight) {
     const Bytes whole = drawn(kHostInC, "191 121 1000");
-    EXPECT_EQ(sumOf({whole.begin(), whole.end()}), 0x235616F50215BED2u)
+    EXPECT_EQ(sumOf(whole), 0x235616F50215BED2u)
         << "not the landscape that was looked at, or not the same on this machine";
     for (const char* const size : {"191 121", "191 121 1", "191 121 7"}) {
         EXPECT_EQ(decoded(drawn(kHostInC, size)), decoded(whole)) << size;

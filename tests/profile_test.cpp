@@ -1,4 +1,4 @@
-// Profile files, against a definition in strings; files that cannot be changed; settings from profiles and the escape.
+// Profile files, also those that cannot be changed; settings from profiles and the escape.
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
@@ -8,183 +8,82 @@
 
 #include "support.h"
 
-namespace {
-
-using Lines = std::vector<std::string>;
-
-Lines linesOf(const std::string& file) {
-    Lines lines(1);
-    for (size_t i = 0; i < file.size(); ++i) {
-        if (lines.back().size() == 256) lines.emplace_back();
-        if (file[i] != '\r' && file[i] != '\n') {
-            lines.back() += file[i];
-        } else if (file[i] == '\n' || i + 1 < file.size()) {
-            i += file.compare(i, 2, "\r\n") == 0;
-            lines.emplace_back();
-        }
-    }
-    if (lines.back().size() < 256) lines.pop_back();
-    return lines;
-}
-
-std::string trimmed(const std::string& text) {
-    const size_t first = text.find_first_not_of(' ');
-    return first == std::string::npos ? "" : text.substr(first, text.find_last_not_of(' ') + 1 - first);
-}
-
-std::string cleaned(const std::string& line, bool all) {
-    std::string text;
-    for (size_t i = 0; i < line.size() && line[i] != '\0' && line[i] != ';'; ++i) {
-        const bool pair = line.compare(i, 2, "\"\"") == 0;
-        if (!all || pair || !std::strchr("\"[]", line[i])) text += line[i];
-        if (all && pair) ++i;
-    }
-    return trimmed(text);
-}
-
-bool same(const std::string& a, const std::string& b) { return stricmp(a.c_str(), b.c_str()) == 0; }
-bool isHead(const std::string& line) { return line[0] == '['; }
-bool isHead(const std::string& line, const std::string& name) {
-    return isHead(line) && same(cleaned(line, true), name);
-}
-
-struct Profile {
-    std::string file;
-    int count = 0;
-    std::string buffer;
-};
-
-// Behind a header; answers where the search for headers goes on, the end when it is over.
-size_t scan(Profile& p, const Lines& lines, size_t at, const char* key, size_t& position) {
-    const size_t size = p.buffer.size();
-    for (; at < lines.size() && !isHead(lines[at]); ++at) {
-        const std::string line = cleaned(lines[at], false);
-        const size_t equals = line.find('=');
-        if (equals == std::string::npos) continue;
-        const std::string name = line.substr(0, equals);
-        const int length = static_cast<int>(equals);
-        if (key == nullptr) {
-            if (position + length + 1 < size) {
-                p.buffer.replace(position, length + 2, name + std::string(2, '\0'));
-                position += length + 1;
-                p.count += length;
-            } else if (position < size) {
-                p.buffer = (p.buffer.substr(0, position) + name).substr(0, std::max<size_t>(size, 2) - 2);
-                p.buffer.resize(size);
-                position = size;
-                p.count = static_cast<int>(size) - 1;
-                return at + 1;
-            } else {
-                p.count = std::max(p.count, 1) + 1 + length;
-            }
-        } else if (same(name, key)) {
-            std::string value = line.substr(equals + 1);
-            if (!value.empty() && value.front() == '"') value.erase(0, 1);
-            if (!value.empty() && value.back() == '"') value.pop_back();
-            value.resize(std::min(value.size(), size));
-            p.buffer.replace(0, value.size(), value);
-            p.count = static_cast<int>(value.size());
-            return lines.size();
-        }
-    }
-    return at + 1;
-}
-
-void look(Profile& p, const char* section, const char* key, const std::string& fallback, int size) {
-    p.buffer = fallback.substr(0, size);
-    p.buffer.resize(size);
-    p.count = static_cast<int>(fallback.size());
-    const Lines lines = linesOf(p.file);
-    const std::string name = cleaned(section, true);
-    for (size_t at = 0, position = 0; at < lines.size() && !name.empty();) {
-        at = isHead(lines[at], name) ? scan(p, lines, at + 1, key, position) : at + 1;
-    }
-}
-
-void change(Profile& p, const char* section, const char* key, const char* value) {
-    const std::string name = cleaned(section, true);
-    const std::string pair = key != nullptr && value != nullptr ? std::string(key) + "=" + value : "";
-    Lines out;
-    bool found = false;
-    bool changed = false;
-    const Lines lines = linesOf(p.file);
-    for (size_t i = 0; i < lines.size(); ++i) {
-        out.push_back(lines[i]);
-        if (!isHead(lines[i], name)) continue;
-        found = true;
-        const size_t header = out.size();
-        bool set = false;
-        for (++i; i < lines.size() && !isHead(lines[i]); ++i) {
-            const std::string line = lines[i].c_str();
-            const size_t equals = line.find('=');
-            const bool match = key != nullptr && equals != std::string::npos && trimmed(line)[0] != ';' &&
-                               same(cleaned(line.substr(0, equals), false), key);
-            if (!match && key != nullptr) out.push_back(lines[i]);
-            if (match && value != nullptr) out.push_back(pair);
-            changed = changed || match;
-            set = set || match;
-        }
-        if (!pair.empty() && !set) out.push_back(pair);
-        if (pair.empty() && out.size() == header) out.pop_back();
-        changed = changed || key == nullptr || value != nullptr;
-        if (i < lines.size()) out.push_back(lines[i]);
-    }
-    if (!found && !pair.empty()) out.insert(out.end(), {"", "[" + name + "]", pair});
-    if (!changed && (found || pair.empty())) return;
-    const size_t first = p.file.find_first_of("\r\n");
-    std::string end = first == std::string::npos ? "\r\n" : p.file.substr(first, 1);
-    if (p.file.compare(std::min(first, p.file.size()), 2, "\r\n") == 0) end = "\r\n";
-    p.file.clear();
-    for (const std::string& line : out) p.file += line + end;
-}
-
-}  // namespace
-
 // The process's mask is the host's, whose other threads make files: it may not change, not even for a moment.
 mode_t umask(mode_t) noexcept {
     ADD_FAILURE() << "the mask is asked for";
     return 0;
 }
 
-TEST(Profile, KeepsToItsDefinition) {
+TEST(Profile, SectionsAndKeysAreFoundAndChangedInPlace) {
+    const Temporary file;
+    for (const auto& [text, section, key, value] :
+         {std::tuple{"[A]\nKey=1\n", "a", "KEY", "1"},
+          {"[ a ];x\n key = 2 ;c\n", "A", "key ", " 2"},
+          {"[B]\nk=1\n[\"\"c\"\"]\nk=3\n", "\"\"C\"\"", "k", "3"},
+          {"[A]\nk=\"q;\"\n", "A", "k", "q"},
+          {"[A]\r\nk=\"q\"\"r\"\r\n", "A", "k", "q\"\"r"},
+          {"[A]\n;c=3\nbare\n=void\n", "A", "", "void"},
+          {"[A]\nk=0123456789abc\n", "A", "k", "0123456789ab"},  // kept: without a terminator
+          {"[A]\nk=1", "A", "k", "none"},                        // kept: a last line that does not end is not read
+          {"[A]\nx=1\n[B]\ny=2\n", "A", nullptr, "x"}}) {
+        save(file.path, std::string(text));
+        std::string buffer(12, '#');
+        const char* const fallback = key == nullptr ? "" : "none";
+        const int count = GetPrivateProfileString(section, key, fallback, buffer.data(), 12, file);
+        EXPECT_EQ(buffer.substr(0, count), value) << text;
+    }
+    for (const auto& [text, key, value, after] : {std::tuple{"", "k", "7", "\r\n[A]\r\nk=7\r\n"},
+                                                  {"[ a ]\nK=1\n[B]\n", "k", "2", "[ a ]\nk=2\n[B]\n"},
+                                                  {"[A]\n;k=1\n[B]\n", "k", "2", "[A]\n;k=1\nk=2\n[B]\n"},
+                                                  {"[A]\nk=1\nm=2\n", "k", nullptr, "[A]\nm=2\n"},
+                                                  {"[A]\nk=1\n[B]\nm=2\n", nullptr, nullptr, "[B]\nm=2\n"}}) {
+        save(file.path, std::string(text));
+        EXPECT_EQ(WritePrivateProfileString("A", key, value, file), 1);
+        EXPECT_EQ(textOf(file.path), after);
+    }
+}
+
+TEST(Profile, IsReadAndChangedAsEver) {
     const int leftBefore = temporaryFiles();
     const Temporary file;
-    Lines pieces = {"[A]",          "[ a ];x", "[B]", "[\"\"c\"\"]", "Key=1", " key = 2 ", "K=\"q;\"",
-                    "K=\"q\"\"r\"", ";c=3",    "",    "[",           "bare",  "=void",     "k]=[v]"};
+    std::vector<std::string> pieces = {"[A]",       "[ a ];x",  "[B]",          "[\"\"c\"\"]", "Key=1",
+                                       " key = 2 ", "K=\"q;\"", "K=\"q\"\"r\"", ";c=3",        "",
+                                       "[",         "bare",     "=void",        "k]=[v]"};
     pieces.insert(pieces.end(), {"LongName=" + std::string(300, 'v'), std::string(254, 'x') + "=y",
                                  std::string(255, 'z') + "=", std::string("n\0k=1", 5)});
     const char* const sections[] = {"A", "b", "\"\"C\"\"", " a ", "new", "[]"};
     const char* const keys[] = {"KEY", "k", "", "Longname", "bare", "key ", nullptr};
     const char* const values[] = {"7", "", "a longer value", nullptr};
-    const char* const ends[] = {"\n", "\r", "\r\n"};
+    const std::string ends[] = {"\n", "\r", "\r\n"};
     std::mt19937 random(11);
     const auto any = [&random](const auto& list) { return list[upTo(random, int(std::size(list)) - 1)]; };
+    std::string all;
     for (int i = 0; i < 1000; ++i) {
-        Profile p;
-        const char* const usual = any(ends);
-        for (int n = upTo(random, 12); n > 0; --n) p.file += any(pieces) + (upTo(random, 9) == 0 ? any(ends) : usual);
-        if (upTo(random, 2) == 0) p.file += any(pieces);
-        save(file.path, p.file);
+        std::string text;
+        const std::string usual = any(ends);
+        for (int n = upTo(random, 12); n > 0; --n) {
+            text += any(pieces);
+            text += upTo(random, 9) == 0 ? any(ends) : usual;
+        }
+        if (upTo(random, 2) == 0) text += any(pieces);
+        save(file.path, text);
         for (int step = 0; step < 4; ++step) {
             const char* const section = any(sections);
             const char* const key = any(keys);
-            const std::string before = p.file + "\n--\n" + section + " " + (key ? key : "all");
             if (upTo(random, 1) == 0) {
                 const int size = upTo(random, 1) == 0 ? upTo(random, 9) : 300;
-                const char* const fallback = step == 0 ? "default" : "";
                 std::string buffer(size + 1, '#');
-                look(p, section, key, fallback, size);
-                ASSERT_EQ(GetPrivateProfileString(section, key, fallback, buffer.data(), size, file), p.count)
-                    << before;
-                ASSERT_EQ(buffer, p.buffer + "#") << before;
+                const char* const fallback = step == 0 ? "default" : "";
+                all += std::to_string(GetPrivateProfileString(section, key, fallback, buffer.data(), size, file));
+                ASSERT_EQ(buffer.back(), '#');
+                all += buffer;
             } else {
-                const char* const value = any(values);
-                change(p, section, key, value);
-                ASSERT_EQ(WritePrivateProfileString(section, key, value, file), 1);
-                ASSERT_EQ(textOf(file.path), p.file) << before << " " << (value ? value : "-");
+                ASSERT_EQ(WritePrivateProfileString(section, key, any(values), file), 1);
+                all += textOf(file.path);
             }
         }
     }
+    EXPECT_EQ(sumOf(all), 8423344730325353412u) << "not what the plain definition came to as well";
     EXPECT_EQ(temporaryFiles(), leftBefore);
 }
 
@@ -227,7 +126,8 @@ TEST(Profile, AFileThatCannotBeChangedStaysWhole) {
         ASSERT_TRUE(textOf(path) == old) << most;
     }
     EXPECT_EQ(WritePrivateProfileString("s", "k", "2", (folder + "/link.ini").c_str()), 1);
-    EXPECT_TRUE(textOf(path) == old.replace(6, 1, "2"));
+    old[6] = '2';
+    EXPECT_TRUE(textOf(path) == old);
     const std::string fresh = folder + "/fresh.ini";
     const long mask = syscall(SYS_umask, 0137);
     EXPECT_EQ(WritePrivateProfileString("s", "k", "v", fresh.c_str()), 1);

@@ -101,9 +101,3 @@ std::string textOf(const std::string& path) {
 }
 
 void save(const std::string& path, const std::string& text) { std::ofstream(path, std::ios::binary) << text; }
-
-uint64_t sumOf(const std::string& bytes) {
-    uint64_t sum = 0xCBF29CE484222325u;
-    for (const char c : bytes) sum = (sum ^ static_cast<uint8_t>(c)) * 0x100000001B3u;
-    return sum;
-}

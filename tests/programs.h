@@ -49,6 +49,12 @@ struct Temporary {
 };
 std::string textOf(const std::string& path);
 void save(const std::string& path, const std::string& text);
-uint64_t sumOf(const std::string& bytes);  // FNV-1a, for golden files
+// FNV-1a, for golden files.
+template <class Bytes>
+uint64_t sumOf(const Bytes& bytes) {
+    uint64_t sum = 0xCBF29CE484222325u;
+    for (const auto c : bytes) sum = (sum ^ static_cast<uint8_t>(c)) * 0x100000001B3u;
+    return sum;
+}
 
 #endif
