@@ -12,7 +12,6 @@ SeenGif seenIn(const std::string& path) {
         seen.width = gif->SWidth;
         seen.height = gif->SHeight;
         seen.interlaced = image.ImageDesc.Interlace;
-        seen.background = gif->SBackGroundColor;
         for (int i = 0; i < gif->SColorMap->ColorCount; ++i) {
             const GifColorType& c = gif->SColorMap->Colors[i];
             seen.palette.push_back({c.Red, c.Green, c.Blue});

@@ -12,7 +12,6 @@ struct SeenGif {
     int height = 0;
     bool interlaced = false;
     int transparent = -1;
-    int background = 0;
     std::vector<imageio::Colour> palette;
     std::vector<uint8_t> pixels;  // indices, top row first
 

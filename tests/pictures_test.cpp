@@ -33,6 +33,20 @@ TEST(Pictures, AreWrittenPixelForPixelAtAPowerOfTwo) {
         const Bytes file = device.written();
         EXPECT_EQ(file, plainGif(picture, testPalette(), {}));
         EXPECT_EQ(decoded(file, picture.pixels), picture.pixels);
+
+        const Bytes rows = bottomUp(picture);
+        Bytes upward = cellBlock(rows.data(), width, height);
+        put(upward, 48, -1.0);
+        openBody(width - 1, height - 1, 128);
+        EXPECT_EQ(call(upward), 0);
+        closeBody();
+        EXPECT_EQ(lpEMData->pictureHeight + lpEMData->currentRow, 0u);
+        Picture expected = {width, height, Bytes(width)};  // kept: the first row lands in the last but one
+        for (int y = height - 1; y > 0; --y) {
+            const auto row = picture.pixels.begin() + width * y;
+            expected.pixels.insert(expected.pixels.end(), row, row + width);
+        }
+        EXPECT_EQ(device.written(), plainGif(expected, testPalette(), {}));
     }
     Device device;  // kept: other resolutions may lose a row or column
     EXPECT_EQ(sendPicture(noise(29, 57, 256, 5), 100.0), 0);
@@ -75,22 +89,6 @@ TEST(Pictures, OfOneAndFourBitsAreWidened) {
         const Picture picture = {4, 2, {0, 1, 0, 1, 1, 0, 1, 1}};
         EXPECT_EQ(device.written(), plainGif(scaled(picture, 640, 320), testPalette(), {}));
     }
-}
-
-TEST(Pictures, RowsThatRunUpwardLoseTheBottomOne) {
-    const Picture picture = noise(8, 4, 256, 3);
-    Device device(box(8, 4));
-    openBody(7, 3);
-    const Bytes rows = bottomUp(picture);
-    Bytes block = cellBlock(rows.data(), 8, 4);
-    put(block, 48, -4.0);
-    EXPECT_EQ(call(block), 0);
-    closeBody();
-    Picture expected = {8, 4, Bytes(32)};  // kept: bitmap rows 2, 1, 0 are filled, row 3 stays
-    for (int k = 0; k < 3; ++k) std::copy_n(rows.begin() + 8 * k, 8, expected.pixels.begin() + 8 * (3 - (2 - k)));
-    EXPECT_EQ(device.written(), plainGif(expected, testPalette(), {}));
-    EXPECT_EQ(lpEMData->pictureHeight, 0u);
-    EXPECT_EQ(lpEMData->currentRow, 0);
 }
 
 TEST(Pictures, ThatCannotBeAreRefusedAndNothingIsWritten) {

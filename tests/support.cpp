@@ -5,6 +5,8 @@
 
 #include <unistd.h>
 
+#include <map>
+
 MemoryFile::MemoryFile() {
     StreamDescriptor descriptor = {};
     descriptor.blockRef = reinterpret_cast<intptr_t>(&block);
@@ -60,80 +62,58 @@ int temporaryFiles() {
                                           [](const std::string& name) { return access(name.c_str(), F_OK) == 0; }));
 }
 
-namespace {
-
-struct PlainEncoder {
-    Bytes& out;
-    uint8_t* work;
-    uint32_t bits;
+void plainSegment(Bytes& out, Bytes& work, const uint8_t* pixels, int count, bool first, bool last, uint32_t& carry) {
+    uint32_t bits = carry, next = 258, prefix = count > 0 ? pixels[0] : 0;
     uint16_t width = 9;
-    uint32_t next = 258;
-    uint32_t table[4096] = {};
-
-    void emit(uint32_t code) { LZWPutCode(work, &bits, code, width); }
-    void subBlocks(const uint8_t* p, uint32_t n) {
-        for (uint32_t k; n > 0; p += k, n -= k) {
-            k = n < 254 ? n : 254;
-            out.push_back(static_cast<uint8_t>(k));
-            out.insert(out.end(), p, p + k);
+    std::map<uint32_t, uint32_t> codes;  // of strings, by a shorter one's code and a pixel
+    const auto emit = [&](uint32_t code) { LZWPutCode(work.data(), &bits, code, width); };
+    const auto flush = [&](uint32_t count) {
+        for (uint32_t at = 0, n = 0; at < count; at += n) {
+            n = std::min(count - at, 254u);
+            out.push_back(static_cast<uint8_t>(n));
+            out.insert(out.end(), work.begin() + at, work.begin() + at + n);
         }
-    }
-    void test() {
-        if (next == 513 || next == 1025 || next == 2049) ++width;
-        if (next != 4090) return;
-        emit(256);
-        width = 9;
-        next = 258;
-    }
-};
-
-}  // namespace
-
-void plainSegment(Bytes& out, Bytes& workBytes, const uint8_t* pixels, int count, bool first, bool last,
-                  uint32_t& carry) {
-    workBytes.resize(70000);
-    std::fill_n(workBytes.begin(), std::max(std::min(count, 254), 0), uint8_t{0});
-    PlainEncoder e{out, workBytes.data(), carry};
+    };
+    work.resize(70000);
+    std::fill_n(work.begin(), std::clamp(count, 0, 254), uint8_t{0});
     if (carry != 0) {
-        e.work[0] = out.back();
+        work[0] = out.back();
         out.pop_back();
     }
-    if (first) e.emit(256);
-    uint32_t prefix = count > 0 ? pixels[0] : 0;
-    uint32_t at = 258;
+    if (first) emit(256);
     for (int i = 1; i < count;) {
-        const uint32_t c = pixels[i++];
-        const uint32_t key = prefix << 16 | c;
-        bool found = false;
-        for (; at < e.next; ++at) {
-            found = e.table[at] == key;
-            if (found) break;
-        }
-        if (found) prefix = at;
+        const uint32_t c = pixels[i++], key = prefix << 16 | c;
+        bool found = codes.contains(key);
+        if (found) prefix = codes[key];
         if (!found || i == count) {
-            at = 258;
-            e.table[e.next++] = key;
+            codes.emplace(key, next++);
             for (;;) {
-                e.emit(prefix);
-                e.test();
+                emit(prefix);
+                if (next == 513 || next == 1025 || next == 2049) ++width;
+                if (next == 4090) {
+                    emit(256);
+                    width = 9;
+                    next = 258;
+                    codes.clear();
+                }
                 prefix = c;
                 if (found || i < count) break;
                 found = true;
             }
         }
-        const uint32_t group = e.bits / 8 / 254 * 254;
+        const uint32_t group = bits / 8 / 254 * 254;
         if (group == 0) continue;
-        e.subBlocks(e.work, group);
-        e.bits -= 8 * group;
-        std::fill_n(e.work, 254, uint8_t{0});
-        std::memmove(e.work, e.work + group, (e.bits + 7) / 8);
+        flush(group);
+        bits -= 8 * group;
+        std::fill_n(work.begin(), 254, uint8_t{0});
+        std::memmove(work.data(), work.data() + group, (bits + 7) / 8);
     }
-    e.emit(last ? 257 : 256);
-    const uint32_t n = last ? (e.bits + 7) / 8 : e.bits / 8;
-    carry = last ? 0 : e.bits % 8;
-    e.subBlocks(e.work, n);
+    emit(last ? 257 : 256);
+    const uint32_t n = last ? (bits + 7) / 8 : bits / 8;
+    carry = last ? 0 : bits % 8;
+    flush(n);
     if (last) out.push_back(0);
-    if (carry != 0) out.push_back(e.work[n]);
+    if (carry != 0) out.push_back(work[n]);
 }
 
 Picture noise(int width, int height, int colours, uint32_t seed) {

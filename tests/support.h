@@ -51,7 +51,7 @@ Bytes readFile(const std::string& path);
 void save(const std::string& path, const Bytes& bytes);
 int temporaryFiles();  // how many of the library's stand in /tmp
 
-// Segments by the definition: a linear search, a code at a time into a work buffer of 70000 bytes.
+// Segments by the definition: a pixel and a code at a time, into a work buffer of 70000 bytes.
 void plainSegment(Bytes& out, Bytes& work, const uint8_t* pixels, int count, bool first, bool last, uint32_t& carry);
 
 // A picture of 8-bit indices, top row first.
