@@ -11,6 +11,7 @@
 
 #include "cli/library/library.h"
 #include "cli/settings/profile.h"
+#include "cli/settings/profile_change.h"
 #include "cli/settings/profile_file.h"
 #include "cli/settings/setting_keys.h"
 #include "cli/terminal/text.h"
@@ -81,14 +82,14 @@ struct Change {
     const Options* options;
     ProfileCalls calls;
     HeldProfile held;
-    std::string shown;
     std::string copy;
 };
 
 // A file whose lines end with CR alone has an open end after every rewrite.
 ExitStatus writeKey(const Change& change, const std::string& section, const char* key, const std::string& value) {
+    errno = 0;
     const bool written = change.calls.writeString(section.c_str(), key, value.c_str(), change.copy.c_str()) == 1;
-    return written ? endLastLine(change.copy) : refuseCopy(change.shown);
+    return written && endLastLine(change.copy) ? kExitDone : refuseCopy(change.held);
 }
 
 bool hasKey(const Change& change, const std::string& section, const std::string& key) {
@@ -101,8 +102,7 @@ ExitStatus writeMissingKey(const Change& change, const std::string& section, con
                            const std::string& value) {
     if (hasKey(change, section, key)) return kExitDone;
     if (!hasKey(change, section, std::string(key) + ' ')) return writeKey(change, section, key, value);
-    return fail(kExitOutputFailed, "%s: in [%s] a space before the \"=\" hides %s; it is left as it was",
-                change.shown.c_str(), section.c_str(), key);
+    return refuseChange(change.held, "in [" + section + "] a space before the \"=\" hides " + key);
 }
 
 // Another line of the same name, or a section's second header, may stand in the way.
@@ -114,17 +114,16 @@ ExitStatus checkLoaded(const Change& change, const std::string& section) {
                         setup->driverName[0] != '\0' && settingIn(*setup, key) == change.options->value;
     if (handle != 0) change.library->destroySetup(handle);
     if (stands) return kExitDone;
-    return fail(kExitOutputFailed,
-                "%s: something else in the file would be loaded in place of %s; it is left as it was",
-                change.shown.c_str(), key.profileKey);
+    return refuseChange(change.held,
+                        std::string("something else in the file would be loaded in place of ") + key.profileKey);
 }
 
 // What the library did not find at first may be what it failed to read: now it is there to be found.
 ExitStatus checkPlace(const Change& change) {
     ProfilePlace place = {};
     const ExitStatus status = locateProfile(*change.library, change.options->profile, place);
-    if (status != kExitDone || (place.exists && place.path == change.shown)) return status;
-    return fail(kExitOutputFailed, "%s: is not what is read; it is left as it was", change.shown.c_str());
+    if (status != kExitDone || (place.exists && place.path == change.held.shown)) return status;
+    return refuseChange(change.held, "is not the one that is read");
 }
 
 ExitStatus changeCopy(const Change& change, std::string& section) {
@@ -150,24 +149,23 @@ ExitStatus changeProfile(Change& change) {
     if (status == kExitDone) status = changeCopy(change, section);
     if (status == kExitDone) {
         const auto lineOf = [](const char* key) { return std::string(key) + '='; };
-        status = replaceProfile(change.held, change.copy,
-                                {"[", lineOf(kSectionKey), lineOf(kDriverKey), lineOf(options.key->profileKey)});
+        status = replaceProfile(change.held, change.copy, options.key->profileKey,
+                                {"[", lineOf(kSectionKey), lineOf(kDriverKey)});
     }
     if (!change.copy.empty()) unlink(change.copy.c_str());
     if (status != kExitDone || options.verbosity == kQuiet) return status;
-    std::printf("%s: [%s] %s=%s\n", shownText(change.shown).c_str(), shownText(section).c_str(),
+    std::printf("%s: [%s] %s=%s\n", shownText(change.held.shown).c_str(), shownText(section).c_str(),
                 options.key->profileKey, profileText(*options.key, options.value).c_str());
     return kExitDone;
 }
 
 ExitStatus setSetting(const Library& library, const Options& options) {
-    Change change = {&library, &options, {}, {"", "", false, -1}, "", ""};
+    Change change = {&library, &options, {}, {"", "", "", false, -1}, ""};
     ProfilePlace place = {};
     ExitStatus status = locateProfile(library, options.profile, place);
     if (status != kExitDone) return status;
-    change.shown = place.path;
     status = loadProfileCalls(library, change.calls);
-    if (status == kExitDone) status = holdProfile(change.shown.c_str(), change.held);
+    if (status == kExitDone) status = holdProfile(place.path, change.held);
     if (status == kExitDone) status = changeProfile(change);
     releaseProfile(change.held);
     // Said, and no more: the setting stands.

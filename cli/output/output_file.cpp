@@ -14,6 +14,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "cli/output/descriptors.h"
 #include "cli/output/gif_check.h"
 #include "cli/terminal/progress.h"
 
@@ -175,17 +176,6 @@ ExitStatus renameOverTarget(OutputFile& output) {
     output.temporaryName.clear();
     crashFolder = -1;
     return kExitDone;
-}
-
-bool writeAll(int target, const uint8_t* bytes, size_t count) {
-    while (count > 0) {
-        const ssize_t written = write(target, bytes, count);
-        if (written < 0 && (errno != EINTR || stopWished())) return false;
-        if (written < 0) continue;
-        bytes += written;
-        count -= static_cast<size_t>(written);
-    }
-    return true;
 }
 
 ExitStatus sendTo(const OutputFile& output, int target) {

@@ -1,5 +1,6 @@
-// failing_open.cpp: preloaded into the program: of all openings of files the one that FAILING_OPEN counts to fails, and
-// when the GIF's temporary file has been made the signal SIGNAL_WITHIN comes.
+// failing_open.cpp: preloaded into the program: of all openings, lockings and looks at files the one that FAILING_OPEN
+// counts to fails; when the GIF's temporary file has been made the signal SIGNAL_WITHIN comes, and when it is closed
+// SIGNAL_AT_CLOSE; nobody sleeps.
 
 #include <dlfcn.h>
 
@@ -25,6 +26,14 @@ extern "C" FILE* fopen64(const char* path, const char* mode) {
 }
 extern "C" int open64(const char* path, int flags, unsigned mode) {
     return unlessItsTurn("open64", -1, path, flags, mode);
+}
+extern "C" int flock(int file, int operation) { return unlessItsTurn("flock", -1, file, operation); }
+extern "C" int fstat64(int file, void* about) { return unlessItsTurn("fstat64", -1, file, about); }
+extern "C" int stat64(const char* path, void* about) { return unlessItsTurn("stat64", -1, path, about); }
+extern "C" int usleep(unsigned) { return 0; }
+extern "C" int fclose(FILE* file) {
+    if (const int signal = numberIn("SIGNAL_AT_CLOSE")) raise(signal);
+    return reinterpret_cast<int (*)(FILE*)>(dlsym(RTLD_NEXT, "fclose"))(file);
 }
 extern "C" FILE* fdopen(int file, const char* mode) {
     if (const int signal = numberIn("SIGNAL_WITHIN")) raise(signal);

@@ -1,6 +1,9 @@
 // settings_test.cpp: settings that stay: what is set is loaded, wherever it comes from, and no profile is harmed.
 
+#include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <future>
@@ -131,16 +134,43 @@ TEST_F(StayingSettings, ThatCannotBeWrittenLeaveTheFileAsItIs) {
 
 TEST_F(StayingSettings, AreNotChangedByWhatCouldNotBeRead) {
     files::create_symlink(TOLVA_FAILING_OPEN, path("failing.so"));  // no path with blanks in it can be preloaded
-    int failed = 0;
-    for (int n = 1; n < 60; ++n) {
-        write("p.ini", profileOf("Width=2.000\n"));
-        const Words before = {"env", "LD_PRELOAD=" + path("failing.so"), "FAILING_OPEN=" + std::to_string(n),
-                              "ASAN_OPTIONS=verify_asan_link_order=0"};
-        const bool done = run("-q setup set width 3 --profile p.ini", {.before = before}).status == 0;
-        EXPECT_EQ(read("p.ini"), profileOf(done ? "Width=3.000\n" : "Width=2.000\n")) << n;
-        if (!done) ++failed;
+    files::create_directory(path("ini"));
+    files::create_symlink("ini/made.ini", path("link.ini"));
+    const std::string old = profileOf("Width=2.000\n");
+    // The one given, one missing behind a link, and the one in INIDIR while there is another in the folder.
+    for (const std::string name : {"p.ini", "link.ini", "ini/libtolva.ini"}) {
+        const bool isNew = name == "link.ini";
+        int failed = 0;
+        for (int n = 1; n < 90; ++n) {
+            for (const std::string& each : {std::string("libtolva.ini"), name}) write(each, old);
+            chmod(path(name).c_str(), 0640);
+            if (isNew) files::remove(path("ini/made.ini"));
+            const Words before = {"env", "LD_PRELOAD=" + path("failing.so"), "FAILING_OPEN=" + std::to_string(n),
+                                  "ASAN_OPTIONS=verify_asan_link_order=0", "INIDIR=ini"};
+            const Words profile = name[0] == 'i' ? Words() : Words{"--profile", name};
+            const bool done = run("-q setup set width 3" + profile, {.before = before}).status == 0;
+            EXPECT_TRUE(isNew ? exists(name) && exists("ini/made.ini") == done
+                              : read(name) == profileOf(done ? "Width=3.000\n" : "Width=2.000\n") && mode(name) == 0640)
+                << name << n;
+            EXPECT_EQ(read("libtolva.ini"), old) << name << n;
+            if (!done) ++failed;
+        }
+        EXPECT_GT(failed, 9) << name;
     }
-    EXPECT_GT(failed, 9);
+}
+
+TEST_F(StayingSettings, AreWaitedForAndGivenUp) {
+    files::create_symlink(TOLVA_FAILING_OPEN, path("sleepless.so"));
+    write("p.ini", profileOf(""));
+    const int held = open(path("p.ini").c_str(), O_RDONLY | O_CLOEXEC);
+    ASSERT_EQ(flock(held, LOCK_SH), 0);
+    const Words set = "setup set width 3 --profile p.ini";
+    EXPECT_EQ(run(set, {.before = "timeout --preserve-status -s INT 0.5"}).status, 5);
+    const Words before = {"env", "LD_PRELOAD=" + path("sleepless.so"), "ASAN_OPTIONS=verify_asan_link_order=0"};
+    const RunResult result = run(set, {.before = before});
+    EXPECT_EQ(result.status, 4);
+    EXPECT_NE(result.said.find("is being changed by somebody else"), std::string::npos) << result.said;
+    close(held);
 }
 
 TEST_F(StayingSettings, SetAtOnceAllStandAlsoInAFolderThatCannotBeListed) {
