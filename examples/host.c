@@ -168,34 +168,36 @@ static int fail(const char* what, const char* how, int code) {
     return EXIT_FAILURE;
 }
 
-static int exportScene(const char* name, Scene* scene) {
-    const TolvaHandle stream = tolva.zunOpen(name, NULL, kTolvaCreateAndWrite);
+static int exportScene(const char* name, const char* part, Scene* scene) {
+    const TolvaHandle stream = tolva.zunOpen(part, NULL, kTolvaCreateAndWrite);
     if (stream == 0) return fail(name, "cannot be created", kTolvaStreamFailed);
     const int32_t result = tolva.OutputPicture(stream, scene, answerOffscreen);
     fputs("\n", stderr);
     if (result != kTolvaNoError) { /* what stands there by now has no end */
-        tolva.zunCloseandDelete(stream, name);
+        tolva.zunCloseandDelete(stream, part);
         return fail(name, result == kTolvaStoppedByHost ? "stopped" : "not exported", result);
     }
     return tolva.zunClose(stream) == 0 ? EXIT_SUCCESS
                                        : fail(name, "could not be written to its end", kTolvaStreamFailed);
 }
 
-/* Under another name in the same folder, and renamed when it is whole: until then an earlier GIF stays as it is. */
+/* Under another name in the same folder, and renamed when it is whole: until then an earlier GIF stays as it is. What a
+ * link leads to is replaced, not the link; one that leads to nothing is refused. */
 static int replaceByScene(const char* name, Scene* scene) {
     char target[PATH_MAX], part[PATH_MAX + 32];
     struct stat earlier;
-    const int exists = realpath(name, target) != NULL; /* renaming onto a link would take the link's place */
-    if (!exists && errno != ENOENT) return fail(name, strerror(errno), errno);
+    const int exists = realpath(name, target) != NULL;
+    const int reason = errno;
+    if (!exists && (reason != ENOENT || lstat(name, &earlier) == 0)) return fail(name, strerror(reason), reason);
     if (!exists) snprintf(target, sizeof target, "%s", name);
     if (exists && (stat(target, &earlier) != 0 || !S_ISREG(earlier.st_mode))) return fail(name, "not a plain file", 0);
     const char* const slash = strrchr(target, '/');
     const int folder = slash == NULL ? 0 : (int)(slash + 1 - target);
     snprintf(part, sizeof part, "%.*sexample-%ld.part", folder, target, (long)getpid());
     const int file = open(part, O_WRONLY | O_CREAT | O_EXCL, 0666); /* nobody else's: the library truncates it */
-    if (file < 0) return fail(part, strerror(errno), errno);
+    if (file < 0) return fail(name, strerror(errno), errno);
     close(file);
-    if (exportScene(part, scene) == EXIT_SUCCESS) {
+    if (exportScene(name, part, scene) == EXIT_SUCCESS) {
         if (exists) chmod(part, earlier.st_mode & 07777);
         if (rename(part, target) == 0) return EXIT_SUCCESS;
         fail(name, strerror(errno), errno);
@@ -225,6 +227,8 @@ int main(int count, char** arguments) {
     TolvaStatusRecord status = {.function = answerStatus};
     settings->exporting.status = &status;
     signal(SIGINT, interrupt);
+    signal(SIGTERM, interrupt);
+    signal(SIGXFSZ, SIG_IGN); /* a file that may not grow is then a failed write */
 
     Scene scene = {.width = (int32_t)width, .height = (int32_t)height, .bandRows = (int32_t)bandRows};
     const int result = replaceByScene(arguments[2], &scene);

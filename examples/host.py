@@ -3,10 +3,13 @@
 
     host.py LIBRARY FILE.gif [WIDTH HEIGHT]
 
+A GIF has 2 to 65535 columns here, and 1 to 65534 rows.
+
 The picture and its pixels are those of host.c. Numbers of the protocol are those of tolva/driver.h.
 """
 import ctypes
 import os
+import signal
 import struct
 import sys
 from ctypes import c_int16, c_int32, c_size_t, c_ssize_t, c_void_p
@@ -166,10 +169,12 @@ def export(library, file_name, width, height):
 
 def export_and_replace(library, file_name, width, height):
     """Under another name in the same folder, and renamed when it is whole: until then an earlier GIF stays."""
-    target = os.path.realpath(file_name)  # renaming onto a link would take the link's place
+    target = file_name
+    if os.path.islink(file_name):  # renaming onto a link would take the link's place
+        target = os.path.relpath(os.path.realpath(file_name))  # relative, as the driver takes 143 bytes at most
     mode = os.stat(target).st_mode if os.path.exists(target) else None
     if mode is not None and not os.path.isfile(target):
-        raise RuntimeError(f"{file_name} is not a plain file")
+        raise RuntimeError("not a plain file")
     part = os.path.join(os.path.dirname(target), f"example-{os.getpid()}.part")
     os.close(os.open(part, os.O_WRONLY | os.O_CREAT | os.O_EXCL, 0o666))  # nobody else's: the library truncates it
     try:
@@ -184,16 +189,26 @@ def export_and_replace(library, file_name, width, height):
 
 
 def main(arguments):
-    if len(arguments) not in (2, 4):
+    extents = arguments[2:] or ["640", "400"]
+    if len(arguments) < 2 or len(extents) != 2 or not all(text.isdecimal() for text in extents):
         sys.exit(__doc__)
-    width, height = map(int, arguments[2:] or (640, 400))
+    width, height = map(int, extents)
     if not (2 <= width <= 65535 and 1 <= height < 65535):
-        sys.exit("a GIF has 2 to 65535 columns here, and 1 to 65534 rows")
+        sys.exit(__doc__)
+    signal.signal(signal.SIGTERM, signal.default_int_handler)
+    try:
+        library = load(arguments[0])
+    except OSError as error:
+        sys.exit(f"host.py: {error}")
     try:
         # The bracket makes heights even.
-        export_and_replace(load(arguments[0]), arguments[1], width, height + height % 2)
-    except (OSError, RuntimeError) as error:
-        sys.exit(f"host.py: {error}")
+        export_and_replace(library, arguments[1], width, height + height % 2)
+    except OSError as error:
+        sys.exit(f"{arguments[1]}: {error.strerror}")
+    except RuntimeError as error:
+        sys.exit(f"{arguments[1]}: {error}")
+    except KeyboardInterrupt:
+        sys.exit(f"{arguments[1]}: stopped")
 
 
 if __name__ == "__main__":

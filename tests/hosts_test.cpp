@@ -1,6 +1,7 @@
 // The shared library as hosts see it, and the example hosts, as somebody runs them who wants to copy from them.
 #include <unistd.h>
 
+#include <filesystem>
 #include <set>
 #include <sstream>
 
@@ -72,15 +73,26 @@ TEST(ExampleHosts, FailuresShowAndHarmNoEarlierFile) {
     hosts.push_back(kHostInPython);
 #endif
     for (Launch& host : hosts) {
-        const Temporary earlier;
-        host.folder = earlier.folder;
-        host.words.push_back("missing/file");
-        EXPECT_EQ(runProgram(host).status, 1);
-        save(earlier.path, "earlier");
-        host.words.back() = "file";
-        host.before = "env --ignore-signal=XFSZ prlimit --fsize=4096";
-        EXPECT_EQ(runProgram(host).status, 1);
-        EXPECT_EQ(textOf(earlier.path), "earlier");
-        EXPECT_EQ(runProgram({.words = {"ls", earlier.folder}}).out, "file\n");
+        const Temporary temporary;
+        const std::string folder = temporary.folder + "/" + std::string(150, 'd');
+        std::filesystem::create_directory(folder);
+        host.folder = folder;
+        const auto outcome = [&](const Words& words) {
+            Launch launch = host;
+            launch.words = launch.words + words;
+            const RunResult result = runProgram(launch);
+            EXPECT_EQ(result.said.find(".part"), std::string::npos) << result.said;
+            return std::to_string(result.status) +
+                   (result.said.find("LIBRARY FILE.gif") != std::string::npos ? " usage" : "");
+        };
+        EXPECT_EQ(outcome("missing/a.gif") + outcome("a.gif eight 8"), "11 usage");
+        save(folder + "/a.gif", "earlier");
+        std::filesystem::create_symlink("a.gif", folder + "/link.gif");
+        host.before = "prlimit --fsize=4096";
+        EXPECT_EQ(outcome("link.gif"), "1");
+        EXPECT_EQ(textOf(folder + "/a.gif"), "earlier");
+        EXPECT_EQ(outcome("link.gif 8 8"), "0");
+        EXPECT_EQ(textOf(folder + "/a.gif").substr(0, 6), "GIF89a");
+        EXPECT_EQ(runProgram({.words = {"ls", "-F", folder}}).out, "a.gif\nlink.gif@\n");
     }
 }
