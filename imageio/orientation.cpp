@@ -47,7 +47,7 @@ int orientationOf(const uint8_t* segment, size_t size) {
     if (size < sizeof kExifName + kTiffHeaderBytes) return kNoOrientation;
     if (std::memcmp(segment, kExifName, sizeof kExifName) != 0) return kNoOrientation;
     Tiff tiff = {segment + sizeof kExifName, size - sizeof kExifName, segment[sizeof kExifName] == 'M'};
-    const char mark = tiff.bigEndian ? 'M' : 'I';
+    const uint8_t mark = tiff.bigEndian ? 'M' : 'I';
     if (tiff.bytes[0] != mark || tiff.bytes[1] != mark || shortAt(tiff, 2) != kTiffNumber) return kNoOrientation;
     const size_t directory = longAt(tiff, kFirstDirectoryAt);
     const uint32_t entries = shortAt(tiff, directory);

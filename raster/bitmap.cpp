@@ -71,9 +71,9 @@ int32_t rlSetPixel(uint8_t* data, int32_t bytesPerLine, int32_t x, int32_t y, in
     if (map != nullptr) {
         v = map[value];
     } else if (table != nullptr && bitsPerPixel < 24) {
-        v = static_cast<uint32_t>(static_cast<int8_t>(
+        v = static_cast<uint32_t>(int32_t{static_cast<int8_t>(
             rlNearestRGBIndex(static_cast<int16_t>(value >> 24), static_cast<int16_t>((value >> 16) & 0xFF),
-                              static_cast<int16_t>((value >> 8) & 0xFF), table, tableCount)));
+                              static_cast<int16_t>((value >> 8) & 0xFF), table, tableCount))});
     }
     if (!isAddressable(bitsPerPixel)) return 0;
     uint8_t* const p = data + byteOf(bytesPerLine, x, y, bitsPerPixel);

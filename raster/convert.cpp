@@ -142,6 +142,7 @@ void convertMatched(Conversion& c, int32_t height) {
         isDirectDepth(c.srcBits) && isIndexedDepth(c.dstBits) && makeMatcher(matcher, c.table, c.count);
     c.matcher = matches ? &matcher : nullptr;
     convertRows(c, height);
+    c.matcher = nullptr;
     if (matches) freeMatcher(matcher);
 }
 

@@ -17,9 +17,9 @@ const uint8_t MonoTable[kTolvaMonoColours * kTolvaTripleBytes] = {
 const uint8_t must_have_colors[kTolvaMustHaveColours * kTolvaTripleBytes] = {
     255, 255, 255,  255, 255, 0,  255, 0, 255,  0, 255, 255,  255, 0, 0,  0, 255, 0,  0, 0, 255,  0, 0, 0,
 };
-#define ROW16(v) v, v + 1, v + 2, v + 3, v + 4, v + 5, v + 6, v + 7, \
-                 v + 8, v + 9, v + 10, v + 11, v + 12, v + 13, v + 14, v + 15
-#define SAME16(v) v, v, v, v, v, v, v, v, v, v, v, v, v, v, v, v
+#define ROW16(v) (v), (v) + 1, (v) + 2, (v) + 3, (v) + 4, (v) + 5, (v) + 6, (v) + 7, \
+                 (v) + 8, (v) + 9, (v) + 10, (v) + 11, (v) + 12, (v) + 13, (v) + 14, (v) + 15
+#define SAME16(v) (v), (v), (v), (v), (v), (v), (v), (v), (v), (v), (v), (v), (v), (v), (v), (v)
 const uint8_t BOUNDARY_CHK[kTolvaClampBytes] = {
     SAME16(0), SAME16(0), SAME16(0), SAME16(0), SAME16(0), SAME16(0), SAME16(0), SAME16(0),
     ROW16(0), ROW16(16), ROW16(32), ROW16(48), ROW16(64), ROW16(80), ROW16(96), ROW16(112),

@@ -108,7 +108,7 @@ bool isNearGrey(const uint8_t* c) {
     return !(isFar(c[0], c[1]) | isFar(c[1], c[2]) | isFar(c[0], c[2]));
 }
 
-uint32_t partOf(const uint8_t* c) { return (c[0] >> 2) << 12 | (c[1] >> 2) << 6 | c[2] >> 2; }
+uint32_t partOf(const uint8_t* c) { return uint32_t{c[0]} >> 2 << 12 | uint32_t{c[1]} >> 2 << 6 | uint32_t{c[2]} >> 2; }
 
 // Whether a near-grey lies in the part of this colour: components of 4 values each that are neighbours at most.
 bool mayBeGrey(const uint8_t* c) {

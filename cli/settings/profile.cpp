@@ -29,7 +29,7 @@ std::string defaultName(const Library& library) {
 
 // The library passes over a folder with which the path would not fit, and so is the profile made where it is found.
 std::string defaultPath(const Library& library) {
-    const std::string name = defaultName(library);
+    std::string name = defaultName(library);
     const char* const folder = std::getenv(kFolderVariable);
     if (folder == nullptr || folder[0] == '\0') return name;
     std::string path = folder;
