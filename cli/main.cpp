@@ -42,10 +42,22 @@ bool lookAt(const char* path, int standardFile, struct stat& about) {
     return (isStandard(path) ? fstat(standardFile, &about) : stat(path, &about)) == 0;
 }
 
-// Nothing is opened yet: the picture stays as it is whatever its other name, and whether overwriting is wished or not.
+// Under any name of it.
+bool isTerminal(const char* output) {
+    struct stat about = {};
+    if (isStandard(output)) return isatty(STDOUT_FILENO) != 0;
+    if (stat(output, &about) != 0 || !S_ISCHR(about.st_mode)) return false;
+    const int file = open(output, O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+    const bool is = file >= 0 && isatty(file) != 0;
+    if (file >= 0) close(file);
+    return is;
+}
+
+// No file is opened yet: the picture stays as it is whatever its other name, and whether overwriting is wished or not.
 ExitStatus checkTarget(const Options& options) {
-    if (isStandard(options.output) && isatty(STDOUT_FILENO) != 0) {
-        return fail(kExitWrongUsage, "standard output is a terminal, which shows no GIF: redirect it, or name a file");
+    if (isTerminal(options.output)) {
+        return fail(kExitWrongUsage, "%s is a terminal, which shows no GIF: redirect it, or name a file",
+                    isStandard(options.output) ? "standard output" : options.output);
     }
     struct stat from = {};
     struct stat to = {};

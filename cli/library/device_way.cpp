@@ -42,8 +42,7 @@ void put(uint8_t* block, size_t position, Field value) {
 
 // Where no write failed, it was the temporary file that an interlaced picture's rows would wait in if they came in
 // several bands. Here they come in one; whether they were put in order all the same is seen in the GIF.
-ExitStatus noteStreamFailure(const char* step, HostFile& file) {
-    if (file.error != 0) return kExitDone;
+ExitStatus noteMissingSpool(const char* step, HostFile& file) {
     file.spoolError = temporaryFileError();
     clearBar();
     note("%s: driver error %d, though every write was done%s%s", step, kTolvaStreamFailed,
@@ -52,11 +51,27 @@ ExitStatus noteStreamFailure(const char* step, HostFile& file) {
     return kExitDone;
 }
 
-ExitStatus call(const Device& device, const char* step, int32_t opcode, uint8_t* block) {
+int32_t ask(const Device& device, int32_t opcode, uint8_t* block) {
     put(block, kTolvaBlockOpcode, opcode);
-    const int32_t code = device.library->callDriver(0, kTolvaFuncCall, block);
+    return device.library->callDriver(0, kTolvaFuncCall, block);
+}
+
+ExitStatus report(const Device& device, const char* step, int32_t code) {
+    const HostFile* const file = device.order->hostFile;
+    const bool isKnownBetter = code == kTolvaStreamFailed && file != nullptr && file->error != 0;
+    return isKnownBetter ? kExitDone : reportDriver(step, code);
+}
+
+ExitStatus call(const Device& device, const char* step, int32_t opcode, uint8_t* block) {
+    return report(device, step, ask(device, opcode, block));
+}
+
+// What writes the picture, and may want a spool for it.
+ExitStatus callWriting(const Device& device, const char* step, int32_t opcode, uint8_t* block) {
+    const int32_t code = ask(device, opcode, block);
     HostFile* const file = device.order->hostFile;
-    return code == kTolvaStreamFailed && file != nullptr ? noteStreamFailure(step, *file) : reportDriver(step, code);
+    const bool isSpool = code == kTolvaStreamFailed && file != nullptr && file->error == 0;
+    return isSpool ? noteMissingSpool(step, *file) : report(device, step, code);
 }
 
 ExitStatus callBare(const Device& device, const char* step, int32_t opcode) {
@@ -98,7 +113,7 @@ ExitStatus sendRows(const Device& device, uint32_t first, uint32_t rows) {
     put(block, kTolvaCellRows, rows);
     put(block, kTolvaCellBits, -picture.bitsPerPixel);
     put(block, kTolvaCellData, picture.pixels + size_t{first} * picture.stride);
-    return call(device, "pixels", kTolvaOpCellArray, block);
+    return callWriting(device, "pixels", kTolvaOpCellArray, block);
 }
 
 // ---- The bracket ----
@@ -117,7 +132,7 @@ ExitStatus openBracket(const Device& device) {
 ExitStatus closeBracket(const Device& device) {
     uint8_t block[kPrimitiveBlockBytes] = {};
     put(block, kTolvaPrimitiveId, int32_t{kTolvaClosePicture});
-    return call(device, "closing the picture", kTolvaOpPrimitive, block);
+    return callWriting(device, "closing the picture", kTolvaOpPrimitive, block);
 }
 
 // A bracket that is left open writes nothing.

@@ -12,7 +12,7 @@ struct GifSummary {
     int64_t bytes;
 };
 
-// Of a file or, in the other form, of memory. The file's position is neither used nor changed.
+// Of a file, false with errno where it cannot be read, or of memory. The file's position is neither used nor changed.
 bool summariseGif(int file, GifSummary& summary);
 bool summariseGif(const uint8_t* bytes, int64_t count, GifSummary& summary);
 

@@ -105,8 +105,13 @@ bool isStreamed(const char* path) {
 ExitStatus locateFile(OutputFile& output) {
     if (!followLinks(output, output.shown)) return failWithErrno(output, "");
     struct stat about = {};
+    struct stat meant = {};
     const bool exists = fstatat(output.folder, output.name.c_str(), &about, AT_SYMLINK_NOFOLLOW) == 0;
     if (!exists && errno != ENOENT) return failWithErrno(output, "");
+    // Links under /proc lead to files that have been deleted, too, and then have no name to replace.
+    if (!exists && stat(output.shown, &meant) == 0) {
+        return fail(kExitOutputFailed, "%s: is a file that has been deleted", output.shown);
+    }
     if (output.name.empty() || (exists && !S_ISREG(about.st_mode))) {
         return fail(kExitOutputFailed, "%s: is a folder", output.shown);
     }
@@ -197,7 +202,9 @@ bool isGif(const OutputFile& output, GifSummary& summary) {
     return summariseGif(output.hostFile.bytes, output.hostFile.size, summary);
 }
 
+// With errno where the file could not be read.
 ExitStatus reportBroken(const OutputFile& output) {
+    if (errno != 0) return failWithErrno(output, "could not be read back: ");
     if (output.hostFile.spoolError == 0) {
         return fail(kExitOutputFailed, "%s: what was written is no whole GIF; it is not kept", output.shown);
     }
@@ -238,6 +245,7 @@ ExitStatus keepOutput(OutputFile& output) {
     }
     if (stopWished()) return kExitStopped;
     GifSummary summary = {};
+    errno = 0;
     if (!isGif(output, summary)) return reportBroken(output);
     const ExitStatus status = output.streamed ? streamToTarget(output) : renameOverTarget(output);
     if (status == kExitDone) {

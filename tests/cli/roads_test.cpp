@@ -79,12 +79,13 @@ TEST_F(Roads, LeaveTheEarlierFileWhereverTheyAreStoppedOrCrash) {
     std::filesystem::create_symlink(TOLVA_FAILING_OPEN, path("preloaded.so"));  // no path with blanks in it can be
     for (const std::string& road : roads) {
         for (const auto& [signal, status] : ends) {
+            const std::string when = signal == SIGINT ? "SIGNAL_AT_CLOSE=" : "SIGNAL_WITHIN=";
             write("a.gif", "earlier");
             const Words before = {"prlimit",
                                   "--core=0",
                                   "env",
                                   "LD_PRELOAD=" + path("preloaded.so"),
-                                  "SIGNAL_WITHIN=" + std::to_string(signal),
+                                  when + std::to_string(signal),
                                   "ASAN_OPTIONS=verify_asan_link_order=0"};
             EXPECT_EQ(run("a.ppm -f -o a.gif --road " + road, {.before = before}).status, status) << road << signal;
             EXPECT_EQ(read("a.gif"), "earlier");
