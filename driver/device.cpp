@@ -48,8 +48,10 @@ void* d_cldv(void* block) {
     if (lpEMData == nullptr) return block;
     TolvaEMData& em = *lpEMData;
     em.state = kTolvaInitialised;
+    // First, because the host may put another stream there while it is asked.
+    const bool stops = RASTER_escape() != kTolvaNoError;
     void** const memory = memoryOf(em.outputStream);
-    if (RASTER_escape() != kTolvaNoError) {
+    if (stops) {
         zunCloseandDelete(em.outputStream, em.fileName);
     } else if (zunClose(em.outputStream) != 0) {
         push_er(kTolvaStreamFailed);

@@ -72,18 +72,10 @@ bool takeFileName(TolvaExportState& state, const char* name) {
     return true;
 }
 
-// False when the stream's last bytes could not be written.
-bool closeStream(Setup& setup) {
-    const Handle stream = takeStream(setup);
-    if (stream == 0) return true;
-    const bool closed = zunClose(stream) == 0;
-    freeOutputMemory(&setup.exporting.streamMemory);
-    return closed;
-}
-
 bool openStream(Setup& setup, const char* name) {
     TolvaExportState& state = setup.exporting;
-    closeStream(setup);  // of an init that was never terminated
+    if (ownsStream(setup)) closeStream(setup);  // of an init that was never terminated
+    state.streamMemory = nullptr;
     if (!takeFileName(state, name)) return false;
     keepStream(setup, openOutputStream(&setup, state.status, state.fileName, &state.streamMemory));
     // Kept: an output device that does not open is not reported; everything written then goes nowhere.
@@ -131,7 +123,7 @@ int32_t callOpcode(void* block) {
 }
 
 // Kept: state 1 here, where the raster variant asks for -1; hosts init either way.
-bool isInitialised() { return hCommon != 0 && lpCommon != nullptr && commonState() != kTolvaInitialised; }
+bool refusesInit() { return hCommon != 0 && lpCommon != nullptr && commonState() != kTolvaInitialised; }
 
 int32_t initVariant(void* block) {
     if (block == nullptr) return kTolvaNoSettings;
@@ -165,7 +157,7 @@ int32_t termVariant() {
     const int32_t hookResult = TermPlatformMetafileFilter(lpRaster == nullptr ? 0 : lpRaster->exporting.hookResult);
     Setup* const setup = lpRaster;
     if (setup != nullptr) {
-        if (!closeStream(*setup)) result = kTolvaStreamFailed;
+        if (closeStream(*setup) != 0) result = kTolvaStreamFailed;
         // The host's record may be gone after term.
         setup->exporting.status = nullptr;
     }
@@ -173,7 +165,7 @@ int32_t termVariant() {
 }
 
 int32_t serveEntry(int16_t func, void* block) {
-    if (func == kTolvaFuncInit) return isInitialised() ? 0 : initVariant(block);
+    if (func == kTolvaFuncInit) return refusesInit() ? 0 : initVariant(block);
     if (func == kTolvaFuncCall) return callOpcode(block);
     if (lpCommon != nullptr) clearCommonResult();
     return termVariant();

@@ -17,8 +17,7 @@ constexpr int16_t kScalingByUnit = 1;
 constexpr int16_t kLastScalingMode = 2;
 constexpr double kMillimetresAnInch = 25.4;
 constexpr uint32_t kLengthBeforeColours = 2;
-constexpr uint32_t kMostColoursSent = 65535;
-constexpr uint32_t kLengthTooLarge = kLengthBeforeColours + (kMostColoursSent + 1) * kTolvaTripleBytes;
+constexpr uint32_t kLengthTooLarge = kLengthBeforeColours + 65536 * kTolvaTripleBytes;
 
 uint8_t* field(void* block, int at) { return static_cast<uint8_t*>(block) + at; }
 

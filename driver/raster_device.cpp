@@ -95,7 +95,7 @@ int32_t callOpcode(void* block) {
     return lpEMData == nullptr ? 0 : lpEMData->result;
 }
 
-bool isInitialised() { return hCommon != 0 && lpEMData != nullptr && lpEMData->state != -1; }
+bool refusesInit() { return hCommon != 0 && lpEMData != nullptr && lpEMData->state != -1; }
 
 int32_t initDevice(TolvaRasterInitBlock* block) {
     if (block == nullptr || AllocGlobal() != 0 || lpEMData == nullptr) return kTolvaExportFailed;
@@ -121,7 +121,7 @@ int32_t termDevice() {
 }
 
 int32_t serveEntry(int16_t func, void* block) {
-    if (func == kTolvaFuncInit) return isInitialised() ? 0 : initDevice(static_cast<TolvaRasterInitBlock*>(block));
+    if (func == kTolvaFuncInit) return refusesInit() ? 0 : initDevice(static_cast<TolvaRasterInitBlock*>(block));
     if (func == kTolvaFuncCall) return callOpcode(block);
     if (lpEMData != nullptr) lpEMData->result = kTolvaNoError;
     return termDevice();

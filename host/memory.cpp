@@ -57,7 +57,7 @@ Handle startBlock(void* allocation, uint32_t flags, uint32_t size) {
 
 namespace tolva {
 
-bool (*giveAllRoomBack)() = nullptr;
+const RoomOwners* roomOwners = nullptr;
 
 Handle allocWithRoom(uint32_t flags, uint32_t size, uint32_t room) {
     void* const allocation = allocate(bytesFor(uint64_t{size} + room));
@@ -78,7 +78,8 @@ Handle giveRoomBack(Handle h) {
 Handle GlobalAlloc(uint32_t flags, uint32_t size) {
     const uint64_t bytes = bytesFor(size);
     void* allocation = allocate(bytes);
-    if (allocation == nullptr && tolva::giveAllRoomBack != nullptr && tolva::giveAllRoomBack()) {
+    if (allocation == nullptr && roomOwners != nullptr) {
+        roomOwners->giveBack();
         allocation = allocate(bytes);
     }
     if (allocation == nullptr) endOutOfMemory(bytes);
@@ -99,6 +100,7 @@ void* GlobalLock(Handle h) {
 int32_t GlobalUnlock(Handle) { return 0; }
 
 Handle GlobalFree(Handle h) {
+    if (roomOwners != nullptr) roomOwners->forget(h);
     std::free(headerOf(h));
     return 0;
 }

@@ -14,8 +14,12 @@ void growIntoRoom(Handle h, uint32_t size);
 // Gives the room back to the system. As good as always the handle stays, but the system may move the block.
 Handle giveRoomBack(Handle h);
 
-// Asked when no memory can be had; true when room was given back. A seam: the owners of growing blocks stand above.
-extern bool (*giveAllRoomBack)();
+// A seam: the owners of growing blocks stand above. Null while there are none.
+struct RoomOwners {
+    void (*giveBack)();            // when no memory can be had, and when a host's call ends
+    void (*forget)(Handle freed);  // a block that a host frees, be it with room or what its owner is told by
+};
+extern const RoomOwners* roomOwners;
 
 }  // namespace tolva
 

@@ -191,13 +191,18 @@ TolvaPictureDescriptor takeCells(TolvaPictureDescriptor* picture, const TolvaPic
 
 int32_t drawToStream(Setup& setup, const char* fileName, TolvaPictureDescriptor* picture,
                      const TolvaPictureDescriptor& cells) {
-    void* memory = nullptr;
-    const Handle stream = openOutputStream(&setup, setup.exporting.status, fileName, &memory);
-    if (stream == 0) return kTolvaStreamFailed;
+    // Outside this frame, because a host may leave a callback for good while the stream still points at it.
+    void** const memory = static_cast<void**>(zunPtrGlobalAlloc(sizeof(void*)));
+    const Handle stream = openOutputStream(&setup, setup.exporting.status, fileName, memory);
+    if (stream == 0) {
+        zunPtrGlobalFree(memory);
+        return kTolvaStreamFailed;
+    }
     TolvaPictureDescriptor drawn = takeCells(picture, cells);
     drawBands(stream, &drawn, DrawExportCellData);
     zunClose(stream);
-    if (memory != nullptr) keepMemory(setup, memory);
+    if (*memory != nullptr) keepMemory(setup, *memory);
+    zunPtrGlobalFree(memory);
     return kTolvaNoError;
 }
 

@@ -286,28 +286,38 @@ void freeEncoder() {
 
 }  // namespace tolva
 
-// By name there is no image whose end would free the block.
+namespace {
 
-int32_t CompressAndWrite(Handle stream, const uint8_t* pixels, uint8_t* work, int32_t count, int32_t first,
-                         int32_t last, uint32_t* carry) {
+// By name there is no image whose end would free the block.
+template <class Encode>
+int32_t encodeByName(Encode encode) {
     const bool kept = keptBlock != 0;
-    Encoder& e = beginSegment(stream, count, work, first != 0, carry);
-    encodeRow(e, pixels, count);
-    const int32_t result = endSegment(e, last != 0);
+    const int32_t result = encode();
     if (!kept) freeEncoder();
     return result;
 }
 
+}  // namespace
+
+int32_t CompressAndWrite(Handle stream, const uint8_t* pixels, uint8_t* work, int32_t count, int32_t first,
+                         int32_t last, uint32_t* carry) {
+    return encodeByName([=] {
+        Encoder& e = beginSegment(stream, count, work, first != 0, carry);
+        encodeRow(e, pixels, count);
+        return endSegment(e, last != 0);
+    });
+}
+
 int32_t LZWCompression(Handle stream, const uint8_t* pixels, uint8_t* work, int32_t count, int32_t first, int32_t last,
                        uint32_t* carry) {
-    const bool kept = keptBlock != 0;
-    Encoder& e = takeEncoder();
-    openSegment(e, stream, count, work, first != 0, carry);
-    encodeRow(e, pixels, count);
-    const int32_t bytes = closeSegment(e, last != 0);
-    leaveEncoder(e);
-    if (!kept) freeEncoder();
-    return bytes;
+    return encodeByName([=] {
+        Encoder& e = takeEncoder();
+        openSegment(e, stream, count, work, first != 0, carry);
+        encodeRow(e, pixels, count);
+        const int32_t bytes = closeSegment(e, last != 0);
+        leaveEncoder(e);
+        return bytes;
+    });
 }
 
 void LZWPutCode(uint8_t* work, uint32_t* bitPosition, uint32_t code, uint16_t width) {

@@ -150,7 +150,9 @@ void convertMatched(Conversion& c, int32_t height) {
 // which the definition gives for 24 bits only.
 Handle mapFor(Handle srcTable, int16_t srcBits, ColourTable destination, int16_t dstBits, uint16_t dstCount) {
     const bool wantsColours = dstBits == 32 && destination.triples == nullptr;
-    return buildColourMap(tableOf(srcTable), srcBits, destination, wantsColours ? int16_t{24} : dstBits, dstCount);
+    // Between the two depths of direct colour there is none: such pixels are index 0, as at any depth that is none.
+    const int16_t indexBits = srcBits > 24 && srcBits < 32 ? int16_t{0} : srcBits;
+    return buildColourMap(tableOf(srcTable), indexBits, destination, wantsColours ? int16_t{24} : dstBits, dstCount);
 }
 
 }  // namespace

@@ -50,21 +50,36 @@ void keepStream(Setup& setup, Handle stream) {
     if (stream != 0) remainsOf(setup).stream = stream;
 }
 
-Handle takeStream(Setup& setup) {
-    Remains& entry = remainsOf(setup);
-    const Handle stream = entry.stream == setup.exporting.outputStream ? entry.stream : 0;
-    entry.stream = 0;
-    setup.exporting.outputStream = 0;
+bool ownsStream(const Setup& setup) {
+    const Remains* const entry = *linkTo(setup);
+    return entry != nullptr && entry->stream != 0 && entry->stream == setup.exporting.outputStream;
+}
+
+int32_t closeStream(Setup& setup) {
+    const Handle stream = setup.exporting.outputStream;
+    const auto* const record = static_cast<const StreamRecord*>(GlobalLock(stream));
+    const bool toMemory = ownsStream(setup) && record->blockPointerRef == &setup.exporting.streamMemory;
+    if (Remains* const entry = *linkTo(setup)) entry->stream = 0;
     forgetEmpty(setup);
-    return stream;
+    setup.exporting.outputStream = 0;
+    const int32_t result = stream == 0 ? 0 : zunClose(stream);
+    if (toMemory) zunPtrGlobalFree(setup.exporting.streamMemory);
+    setup.exporting.streamMemory = nullptr;
+    return result;
 }
 
 void keepMemory(Setup& setup, void* memory) {
-    Remains& entry = remainsOf(setup);
-    // A host that took the address out of the block has taken the memory over.
-    if (entry.memory == setup.exporting.memory) zunPtrGlobalFree(entry.memory);
-    entry.memory = memory;
+    dropMemory(setup);
+    remainsOf(setup).memory = memory;
     setup.exporting.memory = memory;
+}
+
+void dropMemory(Setup& setup) {
+    Remains* const entry = *linkTo(setup);
+    if (entry == nullptr) return;
+    // A host that took the address out of the block has taken the memory over.
+    if (entry->memory == setup.exporting.memory) zunPtrGlobalFree(entry->memory);
+    entry->memory = nullptr;
     forgetEmpty(setup);
 }
 

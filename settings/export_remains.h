@@ -9,12 +9,15 @@ namespace tolva {
 
 // The export variant's stream, from its init to its term, kept in exporting.outputStream.
 void keepStream(Setup& setup, Handle stream);
-// The stream, if this block's own still stands there, and else 0; forgotten here and in the block.
-Handle takeStream(Setup& setup);
+// Whether what stands there is this block's own.
+bool ownsStream(const Setup& setup);
+// Closes what stands there, a host's stream too; the memory of this block's own is freed. What zunClose gives, or 0
+// without a stream.
+int32_t closeStream(Setup& setup);
 
-// The memory that ExportCellData wrote to, kept in exporting.memory until the block's next export or its end. What the
-// block had before is freed.
+// The memory that ExportCellData wrote to, kept in exporting.memory until the block's next export to memory or its end.
 void keepMemory(Setup& setup, void* memory);
+void dropMemory(Setup& setup);
 
 }  // namespace tolva
 

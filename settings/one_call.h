@@ -5,6 +5,8 @@
 
 #include <cstdint>
 
+#include "host/memory.h"
+
 namespace tolva {
 
 extern bool callUnderWay;
@@ -17,6 +19,8 @@ int32_t asOneCall(int32_t refusal, Serve serve) {
     callUnderWay = true;
     const int32_t result = serve();
     callUnderWay = false;
+    // What streams have in reserve is not to be missed by the host between its calls.
+    if (roomOwners != nullptr) roomOwners->giveBack();
     return result;
 }
 

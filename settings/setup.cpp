@@ -54,12 +54,8 @@ void nameSection(Setup& setup, const char* given) {
 
 // What an export left is freed for the block that it wrote to alone.
 void destroy(Setup& setup) {
-    const Handle stream = takeStream(setup);
-    if (stream != 0) {
-        zunClose(stream);
-        zunPtrGlobalFree(setup.exporting.streamMemory);
-    }
-    keepMemory(setup, nullptr);
+    if (ownsStream(setup)) closeStream(setup);
+    dropMemory(setup);
     // A block that init locked must not be looked at once it is gone.
     if (lpSetup == &setup) lpSetup = nullptr;
     hRaster = 0;

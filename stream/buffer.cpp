@@ -34,36 +34,44 @@ int32_t failFlush(StreamRecord& s) {
 // Streams whose blocks have room in reserve: where memory runs out it is given back, so that it is never the reason.
 StreamRecord* withRoom = nullptr;
 
-void forgetRoom(StreamRecord& s) {
-    StreamRecord** link = &withRoom;
-    while (*link != nullptr && *link != &s) link = &(*link)->nextWithRoom;
-    if (*link != nullptr) *link = s.nextWithRoom;
-    s.room = 0;
-}
-
-bool giveBackAll() {
-    const bool any = withRoom != nullptr;
-    while (withRoom != nullptr) giveBackRoom(*withRoom);
-    return any;
-}
-
 void useBlock(StreamRecord& s, Handle block) {
     s.bufferHandle = block;
     store(s.blockPointerRef, GlobalLock(block));
 }
 
+void forgetRoom(StreamRecord& s) {
+    StreamRecord** link = &withRoom;
+    while (*link != nullptr && *link != &s) link = &(*link)->nextWithRoom;
+    if (*link != nullptr) *link = s.nextWithRoom;
+    s.room = 0;
+    if (withRoom == nullptr) roomOwners = nullptr;
+}
+
+void giveBackAll() {
+    while (withRoom != nullptr) giveBackRoom(*withRoom);
+}
+
+// A host may free a stream's handle, or its block, without closing it.
+void forgetFreed(Handle freed) {
+    for (StreamRecord* s = withRoom; s != nullptr; s = s->nextWithRoom) {
+        if (s->bufferHandle == freed || s == GlobalLock(freed)) return forgetRoom(*s);
+    }
+}
+
+constexpr RoomOwners kStreams = {giveBackAll, forgetFreed};
+
 void keepRoom(StreamRecord& s, uint32_t room) {
     s.room = room;
     s.nextWithRoom = withRoom;
     withRoom = &s;
-    giveAllRoomBack = giveBackAll;
+    roomOwners = &kStreams;
 }
 
 // A larger block, with as much room behind as can be had up to its own size; without any, the step alone.
 void moveToLarger(StreamRecord& s, uint32_t size) {
     constexpr uint32_t kLeastRoom = 65536;
+    giveBackRoom(s);
     const Handle old = s.bufferHandle;
-    forgetRoom(s);
     for (uint32_t room = std::min(size, uint32_t{kLastPosition} - size); room >= kLeastRoom; room /= 4) {
         const Handle grown = allocWithRoom(kTolvaMoveableZeroed, size, room);
         if (grown == 0) continue;
@@ -87,6 +95,7 @@ bool growBlock(StreamRecord& s, int64_t lastSlot) {
     if (size >= held && size - held <= s.room) {
         growIntoRoom(s.bufferHandle, size);
         s.room -= size - held;
+        useBlock(s, s.bufferHandle);
     } else {
         moveToLarger(s, size);
     }
@@ -141,9 +150,11 @@ int32_t seekFile(StreamRecord& s, int64_t offset, int32_t origin) {
 }  // namespace
 
 void giveBackRoom(StreamRecord& s) {
-    if (s.room == 0) return;
+    const bool hasRoom = s.room != 0;
     forgetRoom(s);
-    if (load<void*>(s.blockPointerRef) != nullptr) useBlock(s, giveRoomBack(s.bufferHandle));
+    if (!hasRoom) return;
+    const Handle block = giveRoomBack(s.bufferHandle);
+    if (block != s.bufferHandle) useBlock(s, block);
 }
 
 void measureFile(StreamRecord& s) {

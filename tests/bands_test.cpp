@@ -305,7 +305,14 @@ TEST(ExportVariant, LivesFromInitToItsError) {
         EXPECT_EQ(dd_entry32(0, 0, block), 0);
         EXPECT_EQ(UpdateStatus(44), 0);
         EXPECT_EQ(heard.progress, std::vector<intptr_t>{44});
-        EXPECT_EQ(DestroySetup(handleOf(contents(h))), 0);  // a copy does not own the stream
+        const TolvaHandle copy = handleOf(contents(h));  // owns neither the stream nor its memory
+        uintptr_t again[15] = {};
+        again[3] = reinterpret_cast<uintptr_t>(std::strcpy(name, path));
+        again[13] = copy;
+        EXPECT_EQ(dd_entry32(0, 0, again), 0);
+        EXPECT_EQ(dd_entry32(0, -1, nullptr), 300);
+        EXPECT_EQ(DestroySetup(copy), 0);
+        if (toMemory) unlink(path);
         hRaster = h;
         lpRaster = static_cast<SetupBlock*>(GlobalLock(h));
         EXPECT_EQ(block[13], 0u);  // what the metafile hook made of hSetup

@@ -321,11 +321,14 @@ TEST(Device, TellsOfStreamsThatCannotBeOpenedOrWritten) {
     EXPECT_EQ(callOpcode(opOpen), 0);
     EXPECT_NE(lpEMData->outputStream, 0u);
     // One that the host puts in its place is closed, and its block left alone; the one taken out is the host's.
-    const TolvaHandle devices = std::exchange(lpEMData->outputStream, 0);
+    TolvaHandle devices = 0;
     MemoryFile mine;
-    lpEMData->outputStream = mine.stream;
+    Asked asked;
+    asked.within = [&] { devices = std::exchange(lpEMData->outputStream, mine.stream); };
+    host.status = asked.record;
     zunWrite(mine.stream, "GIF", 3);
     callOpcode(opClose);
+    asked.within = {};
     EXPECT_EQ(std::memcmp(mine.block, "GIF\xFF", 4), 0);
     GlobalFree(GlobalHandle(mine.block));
     lpEMData->outputStream = devices;

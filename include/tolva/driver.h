@@ -225,14 +225,16 @@ extern int32_t GDPSupport[kTolvaPrimitiveIds]; /* by negated primitive; the host
 /* -2 writes the version (4 bytes) to `out`, -3 the 32-bit entry's address (a native word). Always 0. */
 int32_t RASTER_dd_entry(int16_t func, void* out, void* arg);
 int32_t dd_entry(int16_t func, void* out, void* arg);
-/* A TolvaFunctionCode with its block. Init: 0 or an TolvaErrorCode. Call: the opcode's result. Term: 0. Version: 4. */
+/* A TolvaFunctionCode with its block. Init: 0 or a TolvaErrorCode. Call: the opcode's result. Term: 0,
+ * or the export variant's error. Version: 4. Init, call and term from a callback of another call: kTolvaExportFailed,
+ * with nothing touched; so do the four functions below. */
 int32_t RASTER_dd_entry32(uintptr_t ignored, int16_t func, void* block);
 int32_t dd_entry32(uintptr_t ignored, int16_t func, void* block);
 uint32_t ZUNGetFilterVersion(void);
 void fltLoadPointers(TolvaNameTableRecord* record);
 
 int32_t RASTER_initdvr(TolvaRasterInitBlock* block); /* 0 or kTolvaExportFailed */
-int32_t RASTER_termdvr(void);                        /* always 0 */
+int32_t RASTER_termdvr(void);                        /* 0 */
 int32_t initdvr(void* block);
 int32_t termdvr(uintptr_t unused);
 int32_t AllocGlobal(void);

@@ -112,7 +112,8 @@ void RasterWriteCellData(TolvaHandle bitmap, int32_t width, int32_t height, int3
 /* Asks the host for the picture's size, for colours and a band height, then for band after band, top band first, and
  * writes each as it comes; heights are made even. Of pictures in several bands some cannot be decoded. 0;
  * kTolvaNoPicture when the host has none or no GIF has its size, and nothing is written; else the failing band's
- * kTolvaExportFailed or kTolvaStreamFailed, or kTolvaStoppedByHost. The bands' memory is left alone. */
+ * kTolvaExportFailed or kTolvaStreamFailed, or kTolvaStoppedByHost. The bands' memory is left alone. Neither this nor
+ * ExportCellData can begin in a callback of a call that is under way: kTolvaExportFailed, and nothing is done. */
 int32_t OutputPicture(TolvaHandle stream, void* hostContext, TolvaOffscreenCallback callback);
 /* Writes a picture handed over whole, as one band, with the settings and the status record that the host's
  * arguments name: through the settings' output device, to the file, or (empty name) to memory. 0, whatever became of
