@@ -60,7 +60,7 @@ Bytes pixels(std::mt19937& random, int count, int colours, int runs) {
 
 }  // namespace
 
-TEST(Lzw, EverySegmentLengthEndsAsTheDefinitionDoes) {
+TEST(Lzw, SegmentsOfEveryLengthEndAndAreJoinedAsTheDefinitionSays) {
     std::mt19937 random(1);
     // Lengths that end on every bit position; noise reaches 513, 1025, 2049 and the reset at 4090 one string a pixel.
     for (int count = 0; count < 70; ++count) compare({pixels(random, count, 256, 1)});
@@ -71,10 +71,7 @@ TEST(Lzw, EverySegmentLengthEndsAsTheDefinitionDoes) {
         compare({pixels(random, 1 + upTo(random, 20000), 1 + upTo(random, 255), upTo(random, 9))});
     }
     compare({Bytes(60000, 7)});
-}
-
-TEST(Lzw, SegmentsAreJoinedThroughTheParkedByte) {
-    std::mt19937 random(2);
+    // Joined through the parked byte.
     for (int round = 0; round < 150; ++round) {
         std::vector<Bytes> segments;
         for (int n = 1 + upTo(random, 5); n > 0; --n) {

@@ -25,13 +25,6 @@ std::string exported(const Picture& picture, double dpi, const std::function<voi
     return textOf(device.file.path);
 }
 
-void fit(SetupBlock& setup) {
-    setup.sizeMode = 601;
-    setup.resolutionMode = 308;
-    setup.xResolution = 100;
-    setup.yResolution = 75;
-}
-
 }  // namespace
 
 TEST(Golden, PicturesGiveTheSameFileEverywhere) {
@@ -40,7 +33,13 @@ TEST(Golden, PicturesGiveTheSameFileEverywhere) {
         {"plain", exported(picture, 128)},
         {"default-box", exported(picture, 0)},
         {"box-40x50", exported(scene(40, 50), 0)},
-        {"fitted", exported(picture, 100, fit)},
+        {"fitted", exported(picture, 100,
+                            [](SetupBlock& s) {
+                                s.sizeMode = 601;
+                                s.resolutionMode = 308;
+                                s.xResolution = 100;
+                                s.yResolution = 75;
+                            })},
         {"at-300-dpi", exported(scene(481, 333), 300)},
         {"interlaced", exported(picture, 128, [](SetupBlock& s) { s.interlaceChoice = 715; })},
         {"transparent", exported(picture, 128,

@@ -151,19 +151,8 @@ Bytes testPalette() {
     return palette;
 }
 
-constexpr std::pair<int, int> kPasses[] = {{0, 8}, {4, 8}, {2, 4}, {1, 2}};  // of an interlaced file: start, step
-
-Bytes inFileOrder(const Picture& picture, bool interlaced) {
-    if (!interlaced) return picture.pixels;
-    Bytes ordered;
-    for (const auto& [start, step] : kPasses) {
-        for (int y = start; y < picture.height; y += step) {
-            const auto row = picture.pixels.begin() + picture.width * y;
-            ordered.insert(ordered.end(), row, row + picture.width);
-        }
-    }
-    return ordered;
-}
+const std::vector<std::pair<int, int>> kPasses = {
+    {0, 8}, {4, 8}, {2, 4}, {1, 2}};  // of an interlaced file: start, step
 
 std::vector<int> bandSegments(const Picture& picture, int rows) {
     std::vector<int> segments;
@@ -193,7 +182,13 @@ Bytes plainGif(const Picture& picture, const Bytes& palette, const GifOptions& o
     out.insert(out.end(), palette.begin(), palette.end());
     add({0x21, 0xF9, 4, options.transparent >= 0, 0, 0, std::max(options.transparent, 0), 0});
     add({0x2C, 0, 0, 0, 0, width, width >> 8, height, height >> 8, options.interlaced ? 0x40 : 0, 8});
-    const Bytes pixels = inFileOrder(picture, options.interlaced);
+    Bytes pixels;
+    for (const auto& [start, step] : options.interlaced ? kPasses : std::vector{std::pair{0, 1}}) {
+        for (int y = start; y < height; y += step) {
+            const auto row = picture.pixels.begin() + width * y;
+            pixels.insert(pixels.end(), row, row + width);
+        }
+    }
     std::vector<int> segments = options.segments;
     if (segments.empty()) segments = {width * height};
     uint32_t carry = 0;

@@ -77,7 +77,6 @@ std::vector<int> spoolSegments(const Picture& picture);           // one a buffe
 Bytes plainGif(const Picture& picture, const Bytes& palette, const GifOptions& options);
 // The pixels that an independent decoder sees, where the build has one; else those given.
 Bytes decoded(const Bytes& gif, const Bytes& otherwise = {});
-Bytes inFileOrder(const Picture& picture, bool interlaced);
 
 // What a host's status function is called with, and what it answers: `answer`, or 1 from query `stopAt` on.
 intptr_t answerStatus(intptr_t context, intptr_t a, intptr_t b, intptr_t c, intptr_t d, intptr_t e, intptr_t f);

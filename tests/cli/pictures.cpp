@@ -20,10 +20,9 @@ void makePng(const std::string& path, const PictureOrder& order) {
     if (!order.alpha.empty())
         png_set_tRNS(png, info, order.alpha.data(), static_cast<int>(order.alpha.size()), nullptr);
     std::vector<png_uint_16> k(order.key.begin(), order.key.end());
-    png_color_16 key = {};
-    if (k.size() == 1) key.gray = k[0];
-    if (k.size() == 3) key = {0, k[0], k[1], k[2], 0};
-    if (!k.empty()) png_set_tRNS(png, info, nullptr, 0, &key);
+    k.resize(3, k.empty() ? 0 : k[0]);
+    const png_color_16 key = {0, k[0], k[1], k[2], k[0]};
+    if (!order.key.empty()) png_set_tRNS(png, info, nullptr, 0, &key);
     png_write_info(png, info);
     png_set_packing(png);
     png_set_interlace_handling(png);

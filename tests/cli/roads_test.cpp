@@ -16,15 +16,11 @@ class Roads : public Program {
         EXPECT_EQ(run("-q -f --road " + road + " -o a.gif " + words).status, 0) << road << " " << words;
         return read("a.gif");
     }
-    static std::string samples(int width, int height) {
-        const std::string map = greyMap(width, height);
-        return map.substr(map.size() - static_cast<size_t>(width * height));
-    }
 };
 
 TEST_F(Roads, GiveTheSameFile) {
     write("a.pgm", greyMap(64, 70));
-    write("a.ppm", "P6\n40 31\n255\n" + samples(120, 31));
+    write("a.ppm", "P6\n40 31\n255\n" + greys(120, 31));
     for (const std::string words : {"", "--interlace", "--tone invert-greys --transparent 404040", "--fit 40x30",
                                     "--tone grey --background 808080", "--dither 16 --tone invert"}) {
         const std::string gif = exported("cells", "a.pgm " + words);
@@ -38,7 +34,7 @@ TEST_F(Roads, GiveTheSameFile) {
 
 TEST_F(Roads, RepeatTheLastRowOfAnOddHeightAndSaySo) {
     write("a.pgm", greyMap(13, 15));
-    write("b.pgm", "P5\n13 16\n255\n" + samples(13, 15) + samples(13, 15).substr(13 * 14));
+    write("b.pgm", "P5\n13 16\n255\n" + greys(13, 15) + greys(13, 15).substr(13 * 14));
     for (const std::string& road : roads) {
         const bool evened = road != "cells";
         EXPECT_EQ(exported(road, "a.pgm") == exported("cells", "b.pgm"), evened);
@@ -75,7 +71,7 @@ TEST_F(Roads, LeaveTheEarlierFileWhereverTheyAreStoppedOrCrash) {
 #if !defined __SANITIZE_ADDRESS__ && !defined __powerpc__  // the sanitizer and the emulator take these themselves
     ends.insert(ends.end(), {{SIGABRT, -SIGABRT}, {SIGSEGV, -SIGSEGV}});
 #endif
-    write("a.ppm", "P6\n150 100\n255\n" + samples(450, 100));
+    write("a.ppm", "P6\n150 100\n255\n" + greys(450, 100));
     std::filesystem::create_symlink(TOLVA_FAILING_OPEN, path("preloaded.so"));  // no path with blanks in it can be
     for (const std::string& road : roads) {
         for (const auto& [signal, status] : ends) {

@@ -44,10 +44,15 @@ std::vector<std::string> Program::names() const {
     return found;
 }
 
-std::string greyMap(int width, int height, int step) {
-    std::string bytes = "P5\n" + std::to_string(width) + " " + std::to_string(height) + "\n255\n";
-    for (int y = 0; y < height; ++y) {
-        for (int x = 0; x < width; ++x) bytes += static_cast<char>((x * step + y * 31 + x * y) % 256);
+std::string greys(int width, int height) {
+    std::string bytes;
+    for (int i = 0; i < width * height; ++i) {
+        const int x = i % width, y = i / width;
+        bytes += static_cast<char>((x * 7 + y * 31 + x * y) % 256);
     }
     return bytes;
+}
+
+std::string greyMap(int width, int height) {
+    return "P5\n" + std::to_string(width) + " " + std::to_string(height) + "\n255\n" + greys(width, height);
 }

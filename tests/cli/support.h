@@ -26,7 +26,8 @@ class Program : public testing::Test, Temporary {
     static Words unprivileged();
 };
 
-// Row by row from the top, every pixel told by its position and a multiplier.
-std::string greyMap(int width, int height, int step = 7);
+// Row by row from the top, every pixel told by its position.
+std::string greys(int width, int height);
+std::string greyMap(int width, int height);
 
 #endif
