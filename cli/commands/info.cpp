@@ -1,7 +1,7 @@
 // info.cpp: answers how large the GIF will be without writing it. Called by main. The library's answer to a
 // host's dialog is rounded up where an export truncates: both are told.
 
-#include "cli/commands/info.h"
+#include "cli/commands/commands.h"
 
 #include <cmath>
 #include <cstdio>
@@ -24,9 +24,7 @@ struct Info {
 int32_t wholeDots(double inches, int16_t resolution) { return static_cast<int32_t>(std::lround(inches * resolution)); }
 
 ExitStatus askLibrary(const Library& library, const Settings& settings, const Picture& picture, int32_t* answer) {
-    GeometryCalls calls = {};
-    const ExitStatus status = loadGeometryCalls(library, calls);
-    if (status != kExitDone) return status;
+    if (const ExitStatus failed = needEntries(library, EntryGroup::kGeometry)) return failed;
     int32_t in[kTolvaInfoInWords] = {};
     in[kTolvaInfoDpi] = kPictureResolution;
     in[kTolvaInfoDots] = static_cast<int32_t>(picture.width);
@@ -34,13 +32,13 @@ ExitStatus askLibrary(const Library& library, const Settings& settings, const Pi
     double width = 0;
     double height = 0;
     int16_t resolution = 0;
-    calls.getDisplayInfo(&width, &height, &resolution, nullptr);
+    library.calls.GetDisplayInfo(&width, &height, &resolution, nullptr);
     if (resolution != 0) {
         in[kTolvaInfoDisplayDpi] = resolution;
         in[kTolvaInfoDisplayDots] = wholeDots(width, resolution);
         in[kTolvaInfoDisplayRows] = wholeDots(height, resolution);
     }
-    calls.getRasterInfo(settings.handle, in, answer);
+    library.calls.GetRasterInfo(settings.handle, in, answer);
     return kExitDone;
 }
 
@@ -67,34 +65,29 @@ void printText(const char* name, const Picture& picture, const Info& info) {
     }
 }
 
-ExitStatus printInfo(const Library& library, const Settings& settings, const Options& options, const Picture& picture) {
+}  // namespace
+
+ExitStatus showInfo(const Options& options, const char* programWord) {
+    Library library = {};
+    Settings settings;
+    Picture picture;
+    if (const ExitStatus failed = loadLibrary(library, options.library, programWord)) return failed;
+    if (const ExitStatus failed = loadSettings(library, options.profile, settings)) return failed;
+    if (const ExitStatus failed = applyOptions(options, *settings.setup)) return failed;
+    if (const ExitStatus failed = readPicture(options.picture, Colour{}, true, options.mostPixels, picture)) {
+        return failed;
+    }
     Info info = {};
-    ExitStatus status = planOutputSize(library, options.road, options.mostPixels, picture, info.size);
-    if (status == kExitDone) status = askLibrary(library, settings, picture, info.answer);
-    if (status != kExitDone) return status;
+    if (const ExitStatus failed = planOutputSize(library, options.way, options.mostPixels, picture, info.size)) {
+        return failed;
+    }
+    if (const ExitStatus failed = askLibrary(library, settings, picture, info.answer)) return failed;
     if (options.json) {
         printObject(settings, options.picture, picture, info);
     } else {
         printText(options.picture, picture, info);
     }
     return flushOutput();
-}
-
-}  // namespace
-
-ExitStatus showInfo(const Options& options, const char* programWord) {
-    Library library = {};
-    Settings settings = {};
-    Picture picture;
-    ExitStatus status = loadLibrary(library, options.library, programWord);
-    if (status == kExitDone) status = loadSettings(library, options.profile, settings);
-    if (status == kExitDone) status = applyOptions(options, *settings.setup);
-    if (status == kExitDone) {
-        status = readPicture(options.picture, Colour{}, true, options.mostPixels, picture);
-    }
-    if (status == kExitDone) status = printInfo(library, settings, options, picture);
-    dropSettings(library, settings);
-    return status == kExitStopped ? fail(status, "stopped") : status;
 }
 
 }  // namespace cli

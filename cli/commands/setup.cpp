@@ -1,7 +1,7 @@
-// setup.cpp: shows, changes and finds the settings that stay. Called by main. A change is written through the
-// library's profile calls and loaded again, so that what is said to be set is set.
+// setup.cpp: shows, changes and finds the settings that stay. Called by main. A change is written through the library's
+// profile calls and loaded again, so that what is said to be set is set.
 
-#include "cli/commands/setup.h"
+#include "cli/commands/commands.h"
 
 #include <cerrno>
 #include <cstdio>
@@ -41,14 +41,10 @@ void printSettings(const Settings& settings) {
 }
 
 ExitStatus showSettings(const Library& library, const Options& options) {
-    Settings settings = {};
-    ExitStatus status = loadSettings(library, options.profile, settings);
-    if (status == kExitDone) {
-        printSettings(settings);
-        status = flushOutput();
-    }
-    dropSettings(library, settings);
-    return status;
+    Settings settings;
+    if (const ExitStatus failed = loadSettings(library, options.profile, settings)) return failed;
+    printSettings(settings);
+    return flushOutput();
 }
 
 // ---- path ----
@@ -64,8 +60,7 @@ const char* describe(const ProfilePlace& place) {
 
 ExitStatus showPath(const Library& library, const Options& options) {
     ProfilePlace place = {};
-    const ExitStatus status = locateProfile(library, options.profile, place);
-    if (status != kExitDone) return status;
+    if (const ExitStatus failed = locateProfile(library, options.profile, place)) return failed;
     if (options.verbosity == kQuiet) {
         std::printf("%s\n", place.path.c_str());  // for programs: as it is
     } else {
@@ -76,25 +71,25 @@ ExitStatus showPath(const Library& library, const Options& options) {
 
 // ---- set ----
 
-// The library changes a copy: what it cannot read, or half writes, then costs nothing.
 struct Change {
-    const Library* library;
-    const Options* options;
-    ProfileCalls calls;
+    const Library& library;
+    const Options& options;
     HeldProfile held;
-    std::string copy;
+    ProfileCopy copy;
 };
 
 // A file whose lines end with CR alone has an open end after every rewrite.
 ExitStatus writeKey(const Change& change, const std::string& section, const char* key, const std::string& value) {
     errno = 0;
-    const bool written = change.calls.writeString(section.c_str(), key, value.c_str(), change.copy.c_str()) == 1;
-    return written && endLastLine(change.copy) ? kExitDone : refuseCopy(change.held);
+    const bool written = change.library.calls.WritePrivateProfileString(section.c_str(), key, value.c_str(),
+                                                                        change.copy.path.c_str()) == 1;
+    return written && endLastLine(change.copy.path) ? kExitDone : refuseCopy(change.held);
 }
 
 bool hasKey(const Change& change, const std::string& section, const std::string& key) {
     char found[kTolvaSettingsNameBytes] = {};
-    return change.calls.readString(section.c_str(), key.c_str(), "", found, sizeof found, change.copy.c_str()) > 0;
+    return change.library.calls.GetPrivateProfileString(section.c_str(), key.c_str(), "", found, sizeof found,
+                                                        change.copy.path.c_str()) > 0;
 }
 
 // A name written by hand with a space behind it is not read; a rewrite would take its value away.
@@ -107,12 +102,13 @@ ExitStatus writeMissingKey(const Change& change, const std::string& section, con
 
 // Another line of the same name, or a section's second header, may stand in the way.
 ExitStatus checkLoaded(const Change& change, const std::string& section) {
-    const SettingKey& key = *change.options->key;
-    const TolvaHandle handle = change.library->createSetup(0, change.copy.c_str(), change.options->profile.section, 0);
-    const auto* const setup = static_cast<const TolvaSetup*>(change.library->globalLock(handle));
-    const bool stands = setup != nullptr && change.copy == setup->profilePath && section == setup->sectionName &&
-                        setup->driverName[0] != '\0' && settingIn(*setup, key) == change.options->value;
-    if (handle != 0) change.library->destroySetup(handle);
+    const SettingKey& key = *change.options.key;
+    const TolvaHandle handle =
+        change.library.calls.CreateSetup(0, change.copy.path.c_str(), change.options.profile.section, 0);
+    const auto* const setup = static_cast<const TolvaSetup*>(change.library.calls.GlobalLock(handle));
+    const bool stands = setup != nullptr && change.copy.path == setup->profilePath && section == setup->sectionName &&
+                        setup->driverName[0] != '\0' && settingIn(*setup, key) == change.options.value;
+    if (handle != 0) change.library.calls.DestroySetup(handle);
     if (stands) return kExitDone;
     return refuseChange(change.held,
                         std::string("something else in the file would be loaded in place of ") + key.profileKey);
@@ -121,53 +117,46 @@ ExitStatus checkLoaded(const Change& change, const std::string& section) {
 // What the library did not find at first may be what it failed to read: now it is there to be found.
 ExitStatus checkPlace(const Change& change) {
     ProfilePlace place = {};
-    const ExitStatus status = locateProfile(*change.library, change.options->profile, place);
+    const ExitStatus status = locateProfile(change.library, change.options.profile, place);
     if (status != kExitDone || (place.exists && place.path == change.held.shown)) return status;
     return refuseChange(change.held, "is not the one that is read");
 }
 
 ExitStatus changeCopy(const Change& change, std::string& section) {
-    const SettingKey& key = *change.options->key;
+    const SettingKey& key = *change.options.key;
     ProfilePlace place = {};
-    ProfileChoice choice = change.options->profile;
-    choice.file = change.copy.c_str();
-    ExitStatus status = locateProfile(*change.library, choice, place);
+    ProfileChoice choice = change.options.profile;
+    choice.file = change.copy.path.c_str();
+    if (const ExitStatus failed = locateProfile(change.library, choice, place)) return failed;
     section = place.section;
-    if (status == kExitDone) status = writeMissingKey(change, kModuleSection, kSectionKey, section);
-    if (status == kExitDone) status = writeMissingKey(change, section, kDriverKey, place.driverName);
-    if (status == kExitDone) {
-        status = writeKey(change, section, key.profileKey, profileText(key, change.options->value));
-    }
-    return status == kExitDone ? checkLoaded(change, section) : status;
+    if (const ExitStatus failed = writeMissingKey(change, kModuleSection, kSectionKey, section)) return failed;
+    if (const ExitStatus failed = writeMissingKey(change, section, kDriverKey, place.driverName)) return failed;
+    const std::string value = profileText(key, change.options.value);
+    if (const ExitStatus failed = writeKey(change, section, key.profileKey, value)) return failed;
+    return checkLoaded(change, section);
 }
 
-ExitStatus changeProfile(Change& change) {
-    const Options& options = *change.options;
+ExitStatus changeProfile(const Library& library, const Options& options) {
+    ProfilePlace place = {};
+    if (const ExitStatus failed = locateProfile(library, options.profile, place)) return failed;
+    if (const ExitStatus failed = needEntries(library, EntryGroup::kProfiles)) return failed;
+    Change change = {.library = library, .options = options, .held = {}, .copy = {}};
+    if (const ExitStatus failed = holdProfile(place.path, change.held)) return failed;
+    if (const ExitStatus failed = checkPlace(change)) return failed;
+    if (const ExitStatus failed = copyProfile(change.held, change.copy)) return failed;
     std::string section;
-    ExitStatus status = checkPlace(change);
-    if (status == kExitDone) status = copyProfile(change.held, change.copy);
-    if (status == kExitDone) status = changeCopy(change, section);
-    if (status == kExitDone) {
-        const auto lineOf = [](const char* key) { return std::string(key) + '='; };
-        status = replaceProfile(change.held, change.copy, options.key->profileKey,
-                                {"[", lineOf(kSectionKey), lineOf(kDriverKey)});
-    }
-    if (!change.copy.empty()) unlink(change.copy.c_str());
-    if (status != kExitDone || options.verbosity == kQuiet) return status;
-    std::printf("%s: [%s] %s=%s\n", shownText(change.held.shown).c_str(), shownText(section).c_str(),
-                options.key->profileKey, profileText(*options.key, options.value).c_str());
+    if (const ExitStatus failed = changeCopy(change, section)) return failed;
+    const SettingKey& key = *options.key;
+    const std::vector<std::string> added = {"[", std::string(kSectionKey) + '=', std::string(kDriverKey) + '='};
+    if (const ExitStatus failed = replaceProfile(change.held, change.copy.path, key.profileKey, added)) return failed;
+    if (options.verbosity == kQuiet) return kExitDone;
+    std::printf("%s: [%s] %s=%s\n", shownText(change.held.shown).c_str(), shownText(section).c_str(), key.profileKey,
+                profileText(key, options.value).c_str());
     return kExitDone;
 }
 
 ExitStatus setSetting(const Library& library, const Options& options) {
-    Change change = {&library, &options, {}, {"", "", "", false, -1}, ""};
-    ProfilePlace place = {};
-    ExitStatus status = locateProfile(library, options.profile, place);
-    if (status != kExitDone) return status;
-    status = loadProfileCalls(library, change.calls);
-    if (status == kExitDone) status = holdProfile(place.path, change.held);
-    if (status == kExitDone) status = changeProfile(change);
-    releaseProfile(change.held);
+    const ExitStatus status = changeProfile(library, options);
     // Said, and no more: the setting stands.
     static_cast<void>(flushOutput());
     return status;
@@ -177,8 +166,7 @@ ExitStatus setSetting(const Library& library, const Options& options) {
 
 ExitStatus runSetup(const Options& options, const char* programWord) {
     Library library = {};
-    const ExitStatus status = loadLibrary(library, options.library, programWord);
-    if (status != kExitDone) return status;
+    if (const ExitStatus failed = loadLibrary(library, options.library, programWord)) return failed;
     if (options.command == Command::kShowSettings) return showSettings(library, options);
     return options.command == Command::kSetSetting ? setSetting(library, options) : showPath(library, options);
 }

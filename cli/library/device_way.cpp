@@ -9,7 +9,8 @@
 #include "cli/library/driver_errors.h"
 #include "cli/library/output_size.h"
 #include "cli/output/host_file.h"
-#include "cli/terminal/progress.h"
+#include "cli/terminal/bar.h"
+#include "cli/terminal/stop.h"
 
 namespace cli {
 namespace {
@@ -17,7 +18,7 @@ namespace {
 constexpr double kMillimetresPerInch = 25.4;
 constexpr uintptr_t kReplyBytes = 256;
 constexpr int16_t kScalingMetric = 1;  // the unit says how many millimetres a pixel measures
-constexpr uint32_t kPieceRows = 16;    // of a cell array in a bracket: between two the user's wish to stop is heard
+constexpr uint32_t kPieceRows = 16;    // of a cell array in a bracket: between two the user may stop
 
 constexpr size_t kBareBlockBytes = kTolvaBlockData;
 constexpr size_t kWindowBlockBytes = kTolvaBlockData + 6 * sizeof(double);
@@ -138,37 +139,38 @@ ExitStatus closeBracket(const Device& device) {
 // A bracket that is left open writes nothing.
 ExitStatus sendBracket(const Device& device) {
     const uint32_t height = device.order->picture->height;
-    ExitStatus status = openBracket(device);
-    for (uint32_t first = 0; status == kExitDone && first < height; first += kPieceRows) {
-        status = stopWished() ? kExitStopped : sendRows(device, first, std::min(kPieceRows, height - first));
+    if (const ExitStatus failed = openBracket(device)) return failed;
+    for (uint32_t first = 0; first < height; first += kPieceRows) {
+        if (stopRequested()) return kExitStopped;
+        if (const ExitStatus failed = sendRows(device, first, std::min(kPieceRows, height - first))) return failed;
     }
-    return status == kExitDone ? closeBracket(device) : status;
+    return closeBracket(device);
 }
 
 // ---- The device's life ----
 
 ExitStatus sendPicture(const Device& device) {
-    if (device.order->road == Road::kBracket) return sendBracket(device);
+    if (device.order->way == Way::kBracket) return sendBracket(device);
     return sendRows(device, 0, device.order->picture->height);
 }
 
 ExitStatus drawPicture(const Device& device) {
-    ExitStatus status = callBare(device, "picture", kTolvaOpBeginPicture);
-    if (status == kExitDone) status = setWindow(device);
-    if (status == kExitDone) status = setScaling(device);
-    if (status == kExitDone) status = callBare(device, "picture body", kTolvaOpBeginBody);
-    if (status == kExitDone && device.order->picture->bitsPerPixel == kIndexBits) status = setColourTable(device);
-    if (status == kExitDone) status = sendPicture(device);
-    if (status == kExitDone) status = callBare(device, "end of picture", kTolvaOpEndPicture);
-    return status;
+    if (const ExitStatus failed = callBare(device, "picture", kTolvaOpBeginPicture)) return failed;
+    if (const ExitStatus failed = setWindow(device)) return failed;
+    if (const ExitStatus failed = setScaling(device)) return failed;
+    if (const ExitStatus failed = callBare(device, "picture body", kTolvaOpBeginBody)) return failed;
+    if (device.order->picture->bitsPerPixel == kIndexBits) {
+        if (const ExitStatus failed = setColourTable(device)) return failed;
+    }
+    if (const ExitStatus failed = sendPicture(device)) return failed;
+    return callBare(device, "end of picture", kTolvaOpEndPicture);
 }
 
 ExitStatus useDevice(const Device& device) {
-    ExitStatus status = callBare(device, "opening", kTolvaOpOpenDevice);
-    if (status != kExitDone) return status;
-    status = drawPicture(device);
+    if (const ExitStatus failed = callBare(device, "opening", kTolvaOpOpenDevice)) return failed;
+    const ExitStatus drawn = drawPicture(device);
     const ExitStatus closed = callBare(device, "closing", kTolvaOpCloseDevice);
-    return status == kExitDone ? closed : status;
+    return drawn != kExitDone ? drawn : closed;
 }
 
 }  // namespace

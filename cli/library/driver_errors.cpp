@@ -1,4 +1,4 @@
-// driver_errors.cpp: called by every road to the file, with what its calls answered.
+// driver_errors.cpp: called by every way to the file, with what its calls answered.
 
 #include "cli/library/driver_errors.h"
 
@@ -6,7 +6,7 @@
 #include <iterator>
 
 #include <tolva/driver.h>
-#include "cli/terminal/progress.h"
+#include "cli/terminal/bar.h"
 
 namespace cli {
 namespace {

@@ -5,15 +5,14 @@
 
 #include "cli/library/driver_errors.h"
 #include "cli/library/output_size.h"
-#include "cli/terminal/progress.h"
+#include "cli/terminal/stop.h"
 
 namespace cli {
 namespace {
 
 constexpr char kStep[] = "ExportCellData";
 
-// The bitmap and the palette are the picture's own bytes; freeing their handles leaves them.
-TolvaPictureDescriptor describe(const RasterCalls& calls, const Picture& picture, uint32_t bytes) {
+TolvaPictureDescriptor describe(const Picture& picture, TolvaHandle bitmap, TolvaHandle palette) {
     TolvaPictureDescriptor cells = {};
     cells.depth = static_cast<int16_t>(picture.bitsPerPixel);
     cells.width = static_cast<uint16_t>(picture.width);
@@ -21,32 +20,33 @@ TolvaPictureDescriptor describe(const RasterCalls& calls, const Picture& picture
     cells.resolution = kPictureResolution;
     cells.fullWidth = picture.width;
     cells.fullHeight = picture.height;
-    cells.bitmap = calls.pointerToHandle(picture.pixels, bytes);
-    if (picture.bitsPerPixel == kIndexBits) {
-        cells.palette = calls.pointerToHandle(const_cast<Colour*>(picture.palette), sizeof picture.palette);
-    }
+    cells.bitmap = bitmap;
+    cells.palette = palette;
     return cells;
 }
 
 }  // namespace
 
 ExitStatus exportWhole(const Library& library, const ExportOrder& order, TolvaStatusRecord& status) {
-    RasterCalls calls = {};
-    const ExitStatus loaded = loadRasterCalls(library, calls);
-    if (loaded != kExitDone) return loaded;
-    const uint64_t bytes = uint64_t{order.picture->stride} * order.picture->height;
+    if (const ExitStatus failed = needEntries(library, EntryGroup::kRaster)) return failed;
+    const Picture& picture = *order.picture;
+    const uint64_t bytes = uint64_t{picture.stride} * picture.height;
     if (bytes > UINT32_MAX) return reportDriver(kStep, kTolvaExportFailed);
-    if (stopWished()) return kExitStopped;
+    if (stopRequested()) return kExitStopped;
 
-    TolvaPictureDescriptor cells = describe(calls, *order.picture, static_cast<uint32_t>(bytes));
+    const auto describeBytes = [&](const void* from, uint64_t count) {
+        return library.calls.GlobalPointerToHandle(const_cast<void*>(from), static_cast<uint32_t>(count));
+    };
+    const Block bitmap(library, describeBytes(picture.pixels, bytes));
+    const bool indexed = picture.bitsPerPixel == kIndexBits;
+    const Block palette(library, indexed ? describeBytes(picture.palette, sizeof picture.palette) : 0);
+    TolvaPictureDescriptor cells = describe(picture, bitmap.handle, palette.handle);
     TolvaPictureDescriptor information = cells;
     uintptr_t arguments[kTolvaExportArguments] = {};
     arguments[kTolvaArgumentSetup] = order.setup;
     arguments[kTolvaArgumentStatus] = reinterpret_cast<uintptr_t>(&status);
-    const int32_t code = library.exportCellData(order.fileName, &information, &cells, arguments);
-    calls.globalFree(cells.palette);
-    calls.globalFree(cells.bitmap);
-    return stopWished() ? kExitStopped : reportDriver(kStep, code);
+    const int32_t code = library.calls.ExportCellData(order.fileName, &information, &cells, arguments);
+    return stopRequested() ? kExitStopped : reportDriver(kStep, code);
 }
 
 }  // namespace cli

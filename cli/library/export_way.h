@@ -9,7 +9,7 @@
 namespace cli {
 
 // The order must have a file of its own: the library tells next to nothing of what becomes of the picture. Nothing
-// converts colours on this road, so the picture comes in the colours that are to be shown.
+// converts colours on this way, so the picture comes in the colours that are to be shown.
 ExitStatus exportWhole(const Library& library, const ExportOrder& order, TolvaStatusRecord& status);
 
 }  // namespace cli

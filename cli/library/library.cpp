@@ -1,11 +1,11 @@
 // library.cpp: finds and loads the library and collects its entries: from the table it hands out, and by name what the
-// table does not list. Loaded by main, once, to the end of the process; the raster calls are looked up by those who
-// need them, so that the start of a plain export does not pay for them.
+// table does not list. Loaded once, to the end of the process.
 
 #include "cli/library/library.h"
 
 #include <algorithm>
 #include <cerrno>
+#include <cstddef>
 #include <cstdlib>
 #include <cstring>
 #include <initializer_list>
@@ -55,16 +55,26 @@ const TolvaNameRow* findRow(const TolvaNameTableRecord& table, const char* name)
     return nullptr;
 }
 
-template <class Function>
-bool take(Function& function, void* target) {
-    function = reinterpret_cast<Function>(target);
-    return target != nullptr;
+struct EntryRow {
+    const char* name;
+    EntryGroup group;
+    size_t place;  // in Entries
+};
+
+constexpr EntryRow kEntryTable[] = {
+#define TOLVA_CLI_ROW(group, name) {#name, EntryGroup::group, offsetof(Entries, name)},
+    TOLVA_CLI_ENTRIES(TOLVA_CLI_ROW)
+#undef TOLVA_CLI_ROW
+};
+
+void putEntry(Entries& calls, const EntryRow& row, void* target) {
+    std::memcpy(reinterpret_cast<uint8_t*>(&calls) + row.place, &target, sizeof target);
 }
 
-template <class Function>
-bool takeRow(Function& function, const TolvaNameTableRecord& table, const char* name) {
-    const TolvaNameRow* const row = findRow(table, name);
-    return row != nullptr && take(function, row->target);
+bool hasEntry(const Entries& calls, const EntryRow& row) {
+    void* target = nullptr;
+    std::memcpy(&target, reinterpret_cast<const uint8_t*>(&calls) + row.place, sizeof target);
+    return target != nullptr;
 }
 
 // A path that does not fit counts by its file's name, which is all that names the profile.
@@ -75,38 +85,28 @@ void storeModulePath(const std::string& path, char* place) {
     place[length] = '\0';
 }
 
-// False, and said, where the library has none of that name.
-template <class Function>
-bool takeNamed(const Library& library, Function& function, const char* name) {
-    if (take(function, dlsym(library.module, name))) return true;
-    return fail(kExitExportFailed, "%s: lacks %s, which is needed here", library.path.c_str(), name) == kExitDone;
-}
-
 ExitStatus collectEntries(Library& library) {
-    void* const module = library.module;
-    decltype(&fltLoadPointers) loadPointers = nullptr;
-    decltype(&RASTER_dd_entry) entry = nullptr;
-    char* modulePath = nullptr;
     TolvaNameTableRecord table = {};
-    bool whole = take(loadPointers, dlsym(module, "fltLoadPointers"));
-    if (whole) {
-        loadPointers(&table);
-        whole = takeRow(library.createSetup, table, "CreateSetup") &&
-                takeRow(library.destroySetup, table, "DestroySetup") && takeRow(entry, table, "RASTER_dd_entry") &&
-                takeRow(library.exportCellData, table, "ExportCellData") && takeRow(modulePath, table, "szDLLName") &&
-                take(library.useDefaultSettings, dlsym(module, "UseDefaultSettings")) &&
-                take(library.queryCellFormat, dlsym(module, "QueryCellFormat")) &&
-                take(library.globalLock, dlsym(module, "GlobalLock")) &&
-                take(library.globalUnlock, dlsym(module, "GlobalUnlock"));
+    const auto listEntries = reinterpret_cast<decltype(&fltLoadPointers)>(dlsym(library.module, "fltLoadPointers"));
+    if (listEntries != nullptr) listEntries(&table);
+    for (const EntryRow& row : kEntryTable) {
+        if (row.group != EntryGroup::kListed) {
+            putEntry(library.calls, row, dlsym(library.module, row.name));
+        } else if (const auto* const listed = findRow(table, row.name)) {
+            putEntry(library.calls, row, listed->target);
+        }
+        const bool always = row.group == EntryGroup::kListed || row.group == EntryGroup::kNamed;
+        if (always && !hasEntry(library.calls, row)) {
+            return fail(kExitExportFailed, "%s: lacks an entry that is needed", library.path.c_str());
+        }
     }
-    if (!whole) return fail(kExitExportFailed, "%s: lacks an entry that is needed", library.path.c_str());
-    entry(kTolvaFuncVersion, &library.version, nullptr);
+    library.calls.RASTER_dd_entry(kTolvaFuncVersion, &library.version, nullptr);
     if (library.version >> kMajorShift != uint32_t{kTolvaFilterVersion} >> kMajorShift) {
         return fail(kExitExportFailed, "%s: is of version 0x%08x, which this tolva does not know", library.path.c_str(),
                     library.version);
     }
-    storeModulePath(library.path, modulePath);
-    entry(kTolvaFuncEntry32, &library.callDriver, nullptr);
+    storeModulePath(library.path, *library.calls.szDLLName);
+    library.calls.RASTER_dd_entry(kTolvaFuncEntry32, &library.callDriver, nullptr);
     return kExitDone;
 }
 
@@ -130,28 +130,12 @@ int temporaryFileError() {
     return 0;
 }
 
-ExitStatus loadProfileCalls(const Library& library, ProfileCalls& calls) {
-    const bool whole = takeNamed(library, calls.readString, "GetPrivateProfileString") &&
-                       takeNamed(library, calls.writeString, "WritePrivateProfileString");
-    return whole ? kExitDone : kExitExportFailed;
-}
-
-ExitStatus loadGeometryCalls(const Library& library, GeometryCalls& calls) {
-    const bool whole = takeNamed(library, calls.getRasterInfo, "GetRasterInfo") &&
-                       takeNamed(library, calls.getDisplayInfo, "GetDisplayInfo") &&
-                       takeNamed(library, calls.setDisplayInfo, "SetDisplayInfo");
-    return whole ? kExitDone : kExitExportFailed;
-}
-
-ExitStatus loadRasterCalls(const Library& library, RasterCalls& calls) {
-    const bool whole = takeNamed(library, calls.pointerToHandle, "GlobalPointerToHandle") &&
-                       takeNamed(library, calls.globalFree, "GlobalFree") &&
-                       takeNamed(library, calls.shrinkBitmap, "rlShrinkBitmap") &&
-                       takeNamed(library, calls.reduceColorTable, "rlReduceColorTable") &&
-                       takeNamed(library, calls.convertBitmapDepth, "rlConvertBitmapDepth") &&
-                       takeNamed(library, calls.ditherBitmap, "rlDitherBitmap") &&
-                       takeNamed(library, calls.convertTone, "rev_rgb");
-    return whole ? kExitDone : kExitExportFailed;
+ExitStatus needEntries(const Library& library, EntryGroup group) {
+    for (const EntryRow& row : kEntryTable) {
+        if (row.group != group || hasEntry(library.calls, row)) continue;
+        return fail(kExitExportFailed, "%s: lacks %s, which is needed here", library.path.c_str(), row.name);
+    }
+    return kExitDone;
 }
 
 }  // namespace cli

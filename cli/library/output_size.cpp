@@ -17,8 +17,8 @@ constexpr double kLargest = kTolvaLargestExtent;
 constexpr double kMostCopies = 32767;  // and the copies of one
 
 // Where only the widths differ, a lone cell array is not scaled.
-ExitStatus checkEnlarging(Road road, const Picture& picture, const OutputSize& size) {
-    const bool scaled = road != Road::kCells || size.height != picture.height;
+ExitStatus checkEnlarging(Way way, const Picture& picture, const OutputSize& size) {
+    const bool scaled = way != Way::kCells || size.height != picture.height;
     if (!scaled || size.width <= picture.width) return kExitDone;
     if (picture.width > kWidestEnlarged) {
         return fail(kExitInputRefused, "a picture of %u columns cannot be enlarged; the limit is %u", picture.width,
@@ -31,22 +31,19 @@ ExitStatus checkEnlarging(Road road, const Picture& picture, const OutputSize& s
     return kExitDone;
 }
 
-// On the road of cells heights decide whether the library scales at all. One column more or less is what fitting a box
+// On the way of cells heights decide whether the library scales at all. One column more or less is what fitting a box
 // leaves.
-void warnOfUnscaledRows(Road road, const Picture& picture, const OutputSize& size) {
-    if (road != Road::kCells || size.height != picture.height || std::abs(size.width - picture.width) <= 1) return;
+void warnOfUnscaledRows(Way way, const Picture& picture, const OutputSize& size) {
+    if (way != Way::kCells || size.height != picture.height || std::abs(size.width - picture.width) <= 1) return;
     warn("only the width changes, from %u to %.0f pixels: the library %s the rows instead of scaling them",
          picture.width, size.width, size.width < picture.width ? "cuts" : "pads");
 }
 
-// The screen counts for some settings, and on this road the library is told that the picture is one.
+// The screen counts for some settings, and on this way the library is told that the picture is one.
 ExitStatus tellScreen(const Library& library, const Picture& picture) {
-    GeometryCalls calls = {};
-    const ExitStatus status = loadGeometryCalls(library, calls);
-    if (status == kExitDone) {
-        calls.setDisplayInfo(picture.width, picture.height, kPictureResolution, kPictureResolution);
-    }
-    return status;
+    if (const ExitStatus failed = needEntries(library, EntryGroup::kGeometry)) return failed;
+    library.calls.SetDisplayInfo(picture.width, picture.height, kPictureResolution, kPictureResolution);
+    return kExitDone;
 }
 
 void warnOfAddedRow(double asked, const OutputSize& size) {
@@ -74,23 +71,25 @@ void warnOfUnreadScreen() {
 
 }  // namespace
 
-ExitStatus planOutputSize(const Library& library, Road road, uint64_t mostPixels, const Picture& picture,
+ExitStatus planOutputSize(const Library& library, Way way, uint64_t mostPixels, const Picture& picture,
                           OutputSize& size) {
     warnOfUnreadScreen();
-    if (road == Road::kExport && tellScreen(library, picture) != kExitDone) return kExitExportFailed;
+    if (way == Way::kExport) {
+        if (const ExitStatus failed = tellScreen(library, picture)) return failed;
+    }
     // The answer stays in the settings; the driver's own question, with the same words, then changes nothing more.
     size = OutputSize{static_cast<double>(picture.width) / kPictureResolution,
                       static_cast<double>(picture.height) / kPictureResolution, false};
     int16_t bits = 0;
     int32_t resolution = kPictureResolution;
-    library.queryCellFormat(&size.width, &size.height, &bits, &resolution, nullptr, nullptr);
+    library.calls.QueryCellFormat(&size.width, &size.height, &bits, &resolution, nullptr, nullptr);
     size.width = std::trunc(size.width);
     size.height = std::trunc(size.height);
     if (size.width < 1 || size.height < 1) {
         return fail(kExitInputRefused, "nothing would be left of the picture in this size");
     }
     const double asked = size.height;
-    if (makesHeightsEven(road)) size.height += std::fmod(asked, 2);
+    if (makesHeightsEven(way)) size.height += std::fmod(asked, 2);
     // Not a number is neither smaller nor larger.
     if (!(size.width <= kLargest && size.height <= kLargest)) {
         return fail(kExitInputRefused, "a GIF of %.0f x %.0f pixels; the limit is %d in either direction", size.width,
@@ -105,8 +104,8 @@ ExitStatus planOutputSize(const Library& library, Road road, uint64_t mostPixels
                     "a GIF of 1 x 1: the encoder emits no pixel for a single one, so none could show it");
     }
     warnOfAddedRow(asked, size);
-    warnOfUnscaledRows(road, picture, size);
-    return checkEnlarging(road, picture, size);
+    warnOfUnscaledRows(way, picture, size);
+    return checkEnlarging(way, picture, size);
 }
 
 }  // namespace cli

@@ -20,8 +20,8 @@ struct OutputSize {
 };
 
 // Asks the library, which answers by the settings made last, and refuses what the driver cannot draw or no decoder
-// reads, and more pixels than the user allows. Tells the user of a row that the road adds.
-ExitStatus planOutputSize(const Library& library, Road road, uint64_t mostPixels, const Picture& picture,
+// reads, and more pixels than the user allows. Tells the user of a row that the way adds.
+ExitStatus planOutputSize(const Library& library, Way way, uint64_t mostPixels, const Picture& picture,
                           OutputSize& size);
 
 }  // namespace cli

@@ -1,4 +1,4 @@
-// session.cpp: what every road needs: the settings and the status record. Called by main between reading the picture
+// session.cpp: what every way needs: the settings and the status record. Called by main between reading the picture
 // and keeping the file.
 
 #include "cli/library/session.h"
@@ -8,7 +8,8 @@
 #include "cli/library/device_way.h"
 #include "cli/library/export_way.h"
 #include "cli/output/host_file.h"
-#include "cli/terminal/progress.h"
+#include "cli/terminal/bar.h"
+#include "cli/terminal/stop.h"
 
 namespace cli {
 namespace {
@@ -16,7 +17,7 @@ namespace {
 // The filter's reports and its questions whether to go on; any answer but 0 stops it.
 intptr_t answerStatus(intptr_t, intptr_t a, intptr_t b, intptr_t, intptr_t percent, intptr_t, intptr_t) {
     if (a == 0 && b == 0) showProgress(static_cast<int>(percent));
-    return stopWished() ? 1 : 0;
+    return stopRequested() ? 1 : 0;
 }
 
 void putColour(uint8_t* bytes, Colour colour) { std::memcpy(bytes, &colour, sizeof colour); }
@@ -43,14 +44,14 @@ ExitStatus runSession(const Library& library, const ExportOrder& order) {
     status.context = 1;  // without one the filter does not report its init
     status.function = answerStatus;
     status.streamContext = reinterpret_cast<intptr_t>(order.hostFile);
-    TolvaSetup& setup = *static_cast<TolvaSetup*>(library.globalLock(order.setup));
+    TolvaSetup& setup = *static_cast<TolvaSetup*>(library.calls.GlobalLock(order.setup));
     fillSetup(setup, order);
     // A bracket's picture is reported through the settings, which the device's init does not tell of the record.
-    if (order.road == Road::kBracket) setup.exporting.status = &status;
+    if (order.way == Way::kBracket) setup.exporting.status = &status;
     const ExitStatus result =
-        order.road == Road::kExport ? exportWhole(library, order, status) : driveDevice(library, order, status);
+        order.way == Way::kExport ? exportWhole(library, order, status) : driveDevice(library, order, status);
     setup.exporting.status = nullptr;
-    library.globalUnlock(order.setup);
+    library.calls.GlobalUnlock(order.setup);
     clearBar();
     return result;
 }

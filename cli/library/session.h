@@ -1,4 +1,4 @@
-// session.h: one picture through the library, on the road that the user chose.
+// session.h: one picture through the library, on the way that the user chose.
 #ifndef TOLVA_CLI_LIBRARY_SESSION_H
 #define TOLVA_CLI_LIBRARY_SESSION_H
 
@@ -14,7 +14,7 @@ namespace cli {
 struct HostFile;
 
 struct ExportOrder {
-    Road road;
+    Way way;
     TolvaHandle setup;  // size and resolution in it count, unless the picture has its size already
     const Picture* picture;
     bool sizeReached;

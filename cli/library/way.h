@@ -4,14 +4,14 @@
 
 namespace cli {
 
-enum class Road {
+enum class Way {
     kCells,    // one cell array, which the device writes at once
     kBracket,  // cell arrays between the opening and the closing primitive, collected by the device
     kExport    // ExportCellData, without a device
 };
 
-// The library rounds heights up on its other two roads.
-constexpr bool makesHeightsEven(Road road) { return road != Road::kCells; }
+// The library rounds heights up on its other two ways.
+constexpr bool makesHeightsEven(Way way) { return way != Way::kCells; }
 
 }  // namespace cli
 

@@ -12,11 +12,11 @@
 namespace cli {
 namespace {
 
-struct RoadWord {
+struct WayWord {
     const char* word;
-    Road road;
+    Way way;
 };
-constexpr RoadWord kRoadWords[] = {{"cells", Road::kCells}, {"bracket", Road::kBracket}, {"export", Road::kExport}};
+constexpr WayWord kWayWords[] = {{"cells", Way::kCells}, {"bracket", Way::kBracket}, {"export", Way::kExport}};
 
 template <class Number>
 bool parseBox(const char* text, Number lowest, Number highest, Box& box) {
@@ -64,14 +64,14 @@ ExitStatus takeTone(const char* value, Options& options) {
 
 ExitStatus takeDither(const char* value, Options& options) {
     if (std::strcmp(value, "2") != 0 && std::strcmp(value, "16") != 0) return refuse("--dither", value, "2 or 16");
-    options.dither = value[0] == '2' ? DitherWish::kBlackAndWhite : DitherWish::kSixteenColours;
+    options.dither = value[0] == '2' ? Dither::kBlackAndWhite : Dither::kSixteenColours;
     return kExitDone;
 }
 
-ExitStatus takeRoad(const char* value, Options& options) {
-    for (const RoadWord& known : kRoadWords) {
+ExitStatus takeWay(const char* value, Options& options) {
+    for (const WayWord& known : kWayWords) {
         if (std::strcmp(value, known.word) != 0) continue;
-        options.road = known.road;
+        options.way = known.way;
         return kExitDone;
     }
     return refuse("--road", value, "cells, bracket or export");
@@ -82,20 +82,21 @@ ExitStatus takeMaxPixels(const char* value, Options& options) {
     return good ? kExitDone : refuse("--max-pixels", value, "a whole number from 1 to 4294967295");
 }
 
-ExitStatus chooseSize(SizeWish wish, Options& options) {
-    if (options.sizeWish != SizeWish::kAsPicture) return fail(kExitWrongUsage, "--fit and --size exclude each other");
-    options.sizeWish = wish;
+ExitStatus chooseSize(SizeRequest request, Options& options) {
+    if (options.sizeRequest != SizeRequest::kAsPicture)
+        return fail(kExitWrongUsage, "--fit and --size exclude each other");
+    options.sizeRequest = request;
     return kExitDone;
 }
 
 ExitStatus takeFit(const char* value, Options& options) {
-    if (const ExitStatus failed = chooseSize(SizeWish::kFitPixels, options)) return failed;
+    if (const ExitStatus failed = chooseSize(SizeRequest::kFitPixels, options)) return failed;
     if (parseBox<int>(value, 1, kTolvaLargestExtent, options.box)) return kExitDone;
     return refuse("--fit", value, "WIDTHxHEIGHT, whole pixels from 1 to 65535,");
 }
 
 ExitStatus takeSize(const char* value, Options& options) {
-    if (const ExitStatus failed = chooseSize(SizeWish::kFitInches, options)) return failed;
+    if (const ExitStatus failed = chooseSize(SizeRequest::kFitInches, options)) return failed;
     if (parseBox<double>(value, kSmallestInches, kLargestInches, options.box)) return kExitDone;
     return refuse("--size", value, "WIDTHxHEIGHT, inches from 0.03125 to 22,");
 }
@@ -150,7 +151,7 @@ const OptionRow kOptionTable[kOptionRows] = {
     {"road",             0,   "ROAD",    "how the picture goes to the library: cells (one call writes it),\n"
                                         "bracket (collected piece by piece) or export (without a device);\n"
                                         "the last two round odd heights up",
-     kForPictures, takeRoad},
+     kForPictures, takeWay},
     {"max-pixels",       0,   "N",       "refuse larger pictures and larger GIFs, and a JPEG whose scans add up\n"
                                         "to more than 20 times as much (200000000)",
      kForPictures, takeMaxPixels},

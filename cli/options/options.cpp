@@ -97,7 +97,7 @@ ExitStatus takeOperands(int count, char** words, Options& options) {
     if (options.profile.none && (options.profile.file != nullptr || options.profile.section != nullptr)) {
         return fail(kExitWrongUsage, "--no-profile excludes --profile and --section");
     }
-    if (options.resolution != 0 && options.sizeWish == SizeWish::kFitPixels) {
+    if (options.resolution != 0 && options.sizeRequest == SizeRequest::kFitPixels) {
         return fail(kExitWrongUsage, "--resolution does not go with --fit");
     }
     if (count > 0 && std::strcmp(words[0], "setup") == 0) return takeSetup(count - 1, words + 1, options);

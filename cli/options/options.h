@@ -14,7 +14,7 @@
 namespace cli {
 
 enum class Command { kExport, kShowHelp, kShowVersion, kShowSettings, kSetSetting, kShowProfilePath, kShowInfo };
-enum class SizeWish { kAsPicture, kFitPixels, kFitInches };
+enum class SizeRequest { kAsPicture, kFitPixels, kFitInches };
 
 inline constexpr uint64_t kDefaultMostPixels = 200'000'000;
 
@@ -45,10 +45,10 @@ struct Options {
     std::optional<Colour> transparent;
     std::optional<Colour> background;
     std::optional<int32_t> colourMode;
-    DitherWish dither;
-    Road road;
+    Dither dither;
+    Way way;
     uint64_t mostPixels;
-    SizeWish sizeWish;
+    SizeRequest sizeRequest;
     Box box;                    // pixels or inches
     int resolution;             // dots per inch; 0: as the settings say
     const char* pictureOption;  // the last option that only pictures have, or null

@@ -6,7 +6,7 @@
 
 #include <unistd.h>
 
-#include "cli/terminal/progress.h"
+#include "cli/terminal/stop.h"
 
 namespace cli {
 
@@ -21,7 +21,7 @@ bool writeAll(int file, const void* bytes, size_t count) {
     const auto* const from = static_cast<const char*>(bytes);
     for (size_t done = 0; done < count;) {
         const ssize_t some = write(file, from + done, count - done);
-        if (some < 0 && (errno != EINTR || stopWished())) return false;
+        if (some < 0 && (errno != EINTR || stopRequested())) return false;
         if (some > 0) done += static_cast<size_t>(some);
     }
     return true;

@@ -9,7 +9,7 @@ namespace cli {
 
 // From where it stands to its end. False with errno, here and below.
 bool readRest(int file, std::string& text);
-// Goes on after a signal, unless that is the wish to stop.
+// Goes on after a signal, unless that is the request to stop.
 bool writeAll(int file, const void* bytes, size_t count);
 
 }  // namespace cli

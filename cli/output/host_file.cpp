@@ -120,10 +120,9 @@ intptr_t serveHostFile(intptr_t instance, intptr_t operation, intptr_t a, intptr
     }
 }
 
-void freeHostFile(HostFile& file) {
-    if (file.disk != nullptr) std::fclose(file.disk);
-    std::free(file.bytes);
-    file = HostFile{};
+HostFile::~HostFile() {
+    if (disk != nullptr) std::fclose(disk);
+    std::free(bytes);
 }
 
 }  // namespace cli

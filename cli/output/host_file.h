@@ -9,22 +9,26 @@
 
 namespace cli {
 
-// Zeroed it is an empty file in memory.
+// At first it is an empty file in memory.
 struct HostFile {
-    FILE* disk;      // null: memory
-    uint8_t* bytes;  // of memory
-    size_t capacity;
-    int64_t size;
-    int64_t position;
-    int error;       // the errno of the first failure, 0 for none
-    int spoolError;  // why the library could not make its temporary file, which it may not have needed; 0 for none
+    FILE* disk = nullptr;      // null: memory
+    uint8_t* bytes = nullptr;  // of memory
+    size_t capacity = 0;
+    int64_t size = 0;
+    int64_t position = 0;
+    int error = 0;       // the errno of the first failure, 0 for none
+    int spoolError = 0;  // why the library could not make its temporary file, which it may not have needed; 0 for none
+
+    HostFile() = default;
+    HostFile(const HostFile&) = delete;
+    HostFile& operator=(const HostFile&) = delete;
+    ~HostFile();
 };
 
 // Writes to the open and empty `file` instead, which stays open when the library closes this. False with errno.
 bool putOnDisk(HostFile& file, int descriptor);
 // A StreamIOProc; its instance, and the context it is opened with, is the HostFile's address.
 intptr_t serveHostFile(intptr_t instance, intptr_t operation, intptr_t a, intptr_t b);
-void freeHostFile(HostFile& file);
 
 }  // namespace cli
 

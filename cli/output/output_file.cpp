@@ -16,7 +16,7 @@
 
 #include "cli/output/descriptors.h"
 #include "cli/output/gif_check.h"
-#include "cli/terminal/progress.h"
+#include "cli/terminal/stop.h"
 
 namespace cli {
 namespace {
@@ -60,7 +60,7 @@ void removeTemporaryOnCrash(const OutputFile& output) {
 // ---- Where the path leads ----
 
 ExitStatus failWithErrno(const OutputFile& output, const char* what) {
-    if (errno == EINTR && stopWished()) return kExitStopped;
+    if (errno == EINTR && stopRequested()) return kExitStopped;
     return fail(kExitOutputFailed, "%s: %s%s", output.shown, what, std::strerror(errno));
 }
 
@@ -215,11 +215,8 @@ ExitStatus reportBroken(const OutputFile& output) {
 }  // namespace
 
 ExitStatus locateOutput(OutputFile& output, const char* path, bool overwrite) {
-    output = OutputFile{};
     output.shown = path;
     output.overwrite = overwrite;
-    output.folder = AT_FDCWD;
-    output.standardOutput = output.temporary = -1;
     if (std::strcmp(path, "-") == 0) return takeStandardOutput(output);
     output.streamed = isStreamed(path);
     return output.streamed ? kExitDone : locateFile(output);
@@ -238,28 +235,25 @@ ExitStatus openOutput(OutputFile& output, bool throughHost) {
     return ready ? kExitDone : failWithErrno(output, "");
 }
 
-ExitStatus keepOutput(OutputFile& output) {
+ExitStatus placeOutput(OutputFile& output) {
     if (output.hostFile.error != 0) {
         errno = output.hostFile.error;
         return failWithErrno(output, "");
     }
-    if (stopWished()) return kExitStopped;
+    if (stopRequested()) return kExitStopped;
     GifSummary summary = {};
     errno = 0;
     if (!isGif(output, summary)) return reportBroken(output);
-    const ExitStatus status = output.streamed ? streamToTarget(output) : renameOverTarget(output);
-    if (status == kExitDone) {
-        note("%s: %u x %u pixels, %lld bytes", output.shown, summary.width, summary.height,
-             static_cast<long long>(summary.bytes));
-    }
-    return status;
+    if (const ExitStatus failed = output.streamed ? streamToTarget(output) : renameOverTarget(output)) return failed;
+    note("%s: %u x %u pixels, %lld bytes", output.shown, summary.width, summary.height,
+         static_cast<long long>(summary.bytes));
+    return kExitDone;
 }
 
-void closeOutput(OutputFile& output) {
-    freeHostFile(output.hostFile);
+OutputFile::~OutputFile() {
     crashFolder = -1;
-    if (!output.temporaryName.empty()) unlinkat(output.folder, output.temporaryName.c_str(), 0);
-    for (const int file : {output.temporary, output.folder, output.standardOutput}) {
+    if (!temporaryName.empty()) unlinkat(folder, temporaryName.c_str(), 0);
+    for (const int file : {temporary, folder, standardOutput}) {
         if (file >= 0) close(file);
     }
 }

@@ -6,6 +6,7 @@
 
 #include <string>
 
+#include <fcntl.h>
 #include <sys/types.h>
 
 #include "cli/output/host_file.h"
@@ -14,32 +15,35 @@
 namespace cli {
 
 struct OutputFile {
-    const char* shown;  // the name in messages
-    bool overwrite;
-    bool streamed;     // sent to a pipe, a device or standard output, not renamed
-    bool throughHost;  // the library writes to `hostFile`
-    mode_t mode;       // for the finished file
-    uid_t owner;       // and, where it replaces one, whose that is
-    gid_t group;
-    int folder;                 // of the target, symbolic links followed
-    std::string name;           // in that folder
-    int standardOutput;         // for "-": standard output as it was, else -1
-    int temporary;              // or -1
+    const char* shown = nullptr;  // the name in messages
+    bool overwrite = false;
+    bool streamed = false;     // sent to a pipe, a device or standard output, not renamed
+    bool throughHost = false;  // the library writes to `hostFile`
+    mode_t mode = 0;           // for the finished file
+    uid_t owner = 0;           // and, where it replaces one, whose that is
+    gid_t group = 0;
+    int folder = AT_FDCWD;    // of the target, symbolic links followed
+    std::string name;         // in that folder
+    int standardOutput = -1;  // for "-": standard output as it was
+    int temporary = -1;
     std::string temporaryName;  // in the folder
     std::string libraryName;    // what the driver is told to open where it writes by itself
     HostFile hostFile;
+
+    OutputFile() = default;
+    OutputFile(const OutputFile&) = delete;
+    OutputFile& operator=(const OutputFile&) = delete;
+    ~OutputFile();  // removes the temporary file unless it took its place
 };
 
-// Finds out where the path leads and refuses what could not be kept in the end. Writes nothing yet.
+// Finds out where the path leads and refuses what could not take its place in the end. Writes nothing yet.
 ExitStatus locateOutput(OutputFile& output, const char* path, bool overwrite);
 // Makes the temporary file, or where there is to be none, memory. `throughHost`: whether the file, too, is to be
 // written by the host and not by the library, which knows less of what went wrong. Where it is not, this changes to the
 // target's folder.
 ExitStatus openOutput(OutputFile& output, bool throughHost);
 // Puts what was written in its place, when no write failed and it begins and ends as a GIF.
-ExitStatus keepOutput(OutputFile& output);
-// Releases everything; removes the temporary file unless it was kept.
-void closeOutput(OutputFile& output);
+ExitStatus placeOutput(OutputFile& output);
 
 }  // namespace cli
 

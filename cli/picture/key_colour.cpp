@@ -61,11 +61,9 @@ ExitStatus showColours(const Library& library, TolvaConversionMode tone, const P
         shown.greys[level] = Colour{grey, grey, grey};
     }
     if (tone == kTolvaConvertNothing) return kExitDone;
-    RasterCalls calls = {};
-    const ExitStatus status = loadRasterCalls(library, calls);
-    if (status != kExitDone) return status;
-    calls.convertTone(kPaletteEntries, &shown.palette[0].red, tone);
-    calls.convertTone(kGreyLevels, &shown.greys[0].red, tone);
+    if (const ExitStatus failed = needEntries(library, EntryGroup::kRaster)) return failed;
+    library.calls.rev_rgb(kPaletteEntries, &shown.palette[0].red, tone);
+    library.calls.rev_rgb(kGreyLevels, &shown.greys[0].red, tone);
     return kExitDone;
 }
 
@@ -73,8 +71,7 @@ ExitStatus showColours(const Library& library, TolvaConversionMode tone, const P
 
 ExitStatus settleKey(const Library& library, TolvaConversionMode tone, Picture& picture, Colour& named) {
     ShownColours shown = {};
-    const ExitStatus status = showColours(library, tone, picture, shown);
-    if (status != kExitDone) return status;
+    if (const ExitStatus failed = showColours(library, tone, picture, shown)) return failed;
     const auto key = static_cast<uint32_t>(picture.transparentIndex);
     named = shown.palette[key];
     // A palette that came with the picture passes as it is where it can. An index that was given here gets a colour

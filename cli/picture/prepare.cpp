@@ -8,7 +8,8 @@
 #include <cstring>
 
 #include "cli/library/output_size.h"
-#include "cli/terminal/progress.h"
+#include "cli/picture/mask.h"
+#include "cli/terminal/stop.h"
 
 namespace cli {
 namespace {
@@ -21,7 +22,6 @@ constexpr Colour kBlackAndWhite[] = {{0, 0, 0}, {255, 255, 255}};
 
 struct Work {
     const Library* library;
-    RasterCalls calls;
     Picture* picture;
 };
 
@@ -29,9 +29,9 @@ int32_t widthOf(const Work& work) { return static_cast<int32_t>(work.picture->wi
 int32_t heightOf(const Work& work) { return static_cast<int32_t>(work.picture->height); }
 int16_t bitsOf(const Work& work) { return static_cast<int16_t>(work.picture->bitsPerPixel); }
 
-// Describes the picture's own bytes; freeing the handle leaves them.
+// Describes the picture's own bytes.
 TolvaHandle borrow(const Work& work, void* bytes, size_t count) {
-    return work.calls.pointerToHandle(bytes, static_cast<uint32_t>(count));
+    return work.library->calls.GlobalPointerToHandle(bytes, static_cast<uint32_t>(count));
 }
 TolvaHandle borrowPixels(const Work& work) {
     return borrow(work, work.picture->pixels, size_t{work.picture->stride} * work.picture->height);
@@ -41,83 +41,6 @@ ExitStatus reportNoResult(const char* what) {
     return fail(kExitExportFailed, "the library returned nothing from %s", what);
 }
 
-bool isTransparent(const uint8_t* maskRow, uint32_t x) { return (maskRow[x / 8] & imageio::maskBit(x)) != 0; }
-
-// ---- Transparent pixels ----
-
-ExitStatus makeMaskFromIndex(Picture& picture) {
-    if (!makeMask(picture)) return fail(kExitInputRefused, "no memory for the transparent pixels");
-    for (uint32_t y = 0; y < picture.height; ++y) {
-        const uint8_t* const row = picture.pixels + size_t{y} * picture.stride;
-        uint8_t* const mask = maskRow(picture, y);
-        for (uint32_t x = 0; x < picture.width; ++x) {
-            if (row[x] == picture.transparentIndex) mask[x / 8] |= imageio::maskBit(x);
-        }
-    }
-    picture.transparentIndex = kNoTransparency;
-    return kExitDone;
-}
-
-// The first opaque pixel's bytes, or null.
-const uint8_t* findOpaquePixel(const Picture& picture) {
-    const auto bytes = static_cast<size_t>(picture.bitsPerPixel / 8);
-    for (uint32_t y = 0; y < picture.height; ++y) {
-        const uint8_t* const mask = maskRow(picture, y);
-        for (uint32_t x = 0; x < picture.width; ++x) {
-            if (!isTransparent(mask, x)) return picture.pixels + size_t{y} * picture.stride + x * bytes;
-        }
-    }
-    return nullptr;
-}
-
-// Transparent pixels take a colour that the picture has anyway: they then cost no entry of a reduced palette.
-void fillTransparentPixels(Picture& picture) {
-    const auto bytes = static_cast<size_t>(picture.bitsPerPixel / 8);
-    uint8_t fill[kTolvaTripleBytes] = {};
-    if (const uint8_t* const opaque = findOpaquePixel(picture)) std::memcpy(fill, opaque, bytes);
-    for (uint32_t y = 0; y < picture.height; ++y) {
-        const uint8_t* const mask = maskRow(picture, y);
-        uint8_t* const row = picture.pixels + size_t{y} * picture.stride;
-        for (uint32_t x = 0; x < picture.width; ++x) {
-            if (isTransparent(mask, x)) std::memcpy(row + x * bytes, fill, bytes);
-        }
-    }
-}
-
-void putTransparentIndex(Picture& picture, uint32_t index, Colour colour) {
-    for (uint32_t y = 0; y < picture.height; ++y) {
-        const uint8_t* const mask = maskRow(picture, y);
-        uint8_t* const row = picture.pixels + size_t{y} * picture.stride;
-        for (uint32_t x = 0; x < picture.width; ++x) {
-            if (isTransparent(mask, x)) row[x] = static_cast<uint8_t>(index);
-        }
-    }
-    dropMask(picture);
-    picture.palette[index] = colour;
-    picture.colours = std::max(picture.colours, index + 1);
-    picture.transparentIndex = static_cast<int>(index);
-}
-
-// An index that no opaque pixel of a ramp of 256 greys has; where all have one, the rarest level's, whose pixels move
-// to a neighbour.
-uint32_t freeLevel(Picture& picture) {
-    uint32_t pixels[kPaletteEntries] = {};
-    for (uint32_t y = 0; y < picture.height; ++y) {
-        const uint8_t* const mask = maskRow(picture, y);
-        const uint8_t* const row = picture.pixels + size_t{y} * picture.stride;
-        for (uint32_t x = 0; x < picture.width; ++x) pixels[row[x]] += isTransparent(mask, x) ? 0 : 1;
-    }
-    const auto rarest = static_cast<uint32_t>(std::min_element(pixels, pixels + kPaletteEntries) - pixels);
-    const auto neighbour = static_cast<uint8_t>(rarest == 0 ? 1 : rarest - 1);
-    for (uint32_t y = 0; pixels[rarest] > 0 && y < picture.height; ++y) {
-        uint8_t* const row = picture.pixels + size_t{y} * picture.stride;
-        std::replace(row, row + picture.width, static_cast<uint8_t>(rarest), neighbour);
-    }
-    return rarest;
-}
-
-// ---- Calls of the library ----
-
 // Dithering and reduction see the pixels that will be shown; those of larger ones would be thinned out again.
 ExitStatus shrinkFirst(const Work& work, OutputSize& size) {
     Picture& picture = *work.picture;
@@ -125,13 +48,13 @@ ExitStatus shrinkFirst(const Work& work, OutputSize& size) {
     const auto height = static_cast<uint32_t>(size.height);
     if (height >= picture.height || width > picture.width) return kExitDone;
     const auto shrink = [&](uint8_t* bytes, int32_t bits) {
-        const TolvaHandle source = borrow(work, bytes, size_t{imageio::rowBytes(picture.width, bits)} * picture.height);
-        const TolvaHandle result =
-            work.calls.shrinkBitmap(source, static_cast<int16_t>(bits), picture.width, picture.height, width, height);
-        work.calls.globalFree(source);
-        if (result == 0) return false;
-        std::memcpy(bytes, work.library->globalLock(result), size_t{imageio::rowBytes(width, bits)} * height);
-        work.calls.globalFree(result);
+        const Library& library = *work.library;
+        const Block source(library,
+                           borrow(work, bytes, size_t{imageio::rowBytes(picture.width, bits)} * picture.height));
+        const Block result(library, library.calls.rlShrinkBitmap(source.handle, static_cast<int16_t>(bits),
+                                                                 picture.width, picture.height, width, height));
+        if (result.handle == 0) return false;
+        std::memcpy(bytes, library.calls.GlobalLock(result.handle), size_t{imageio::rowBytes(width, bits)} * height);
         return true;
     };
     if (!shrink(picture.pixels, picture.bitsPerPixel)) return reportNoResult("rlShrinkBitmap");
@@ -146,7 +69,7 @@ ExitStatus shrinkFirst(const Work& work, OutputSize& size) {
 // Indices of fewer bits become bytes.
 void takeIndices(const Work& work, TolvaHandle bitmap, int16_t bits) {
     Picture& picture = *work.picture;
-    const uint8_t* const packed = static_cast<const uint8_t*>(work.library->globalLock(bitmap));
+    const uint8_t* const packed = static_cast<const uint8_t*>(work.library->calls.GlobalLock(bitmap));
     const uint32_t packedStride = imageio::rowBytes(picture.width, bits);
     const uint32_t perByte = 8U / static_cast<uint32_t>(bits);
     const uint32_t lowBits = (1U << bits) - 1;
@@ -169,102 +92,92 @@ void takeIndices(const Work& work, TolvaHandle bitmap, int16_t bits) {
 void takeColours(const Work& work, TolvaHandle table, uint32_t count) {
     Picture& picture = *work.picture;
     std::memset(picture.palette, 0, sizeof picture.palette);
-    std::memcpy(picture.palette, work.library->globalLock(table), count * sizeof(Colour));
+    std::memcpy(picture.palette, work.library->calls.GlobalLock(table), count * sizeof(Colour));
     picture.colours = count;
 }
 
 ExitStatus reducePicture(const Work& work) {
-    const TolvaHandle pixels = borrowPixels(work);
+    const Library& library = *work.library;
+    const Block pixels(library, borrowPixels(work));
     uint16_t count = kColoursBesideKey;
-    const TolvaHandle table = work.calls.reduceColorTable(pixels, widthOf(work), heightOf(work), &count);
-    TolvaHandle indices = 0;
-    if (table != 0 && !stopWished()) {
-        indices = work.calls.convertBitmapDepth(pixels, widthOf(work), heightOf(work), kColourBits, kIndexBits, 0,
-                                                table, count);
-    }
-    if (indices != 0) {
-        takeColours(work, table, count);
-        takeIndices(work, indices, kIndexBits);
-    }
-    work.calls.globalFree(indices);
-    work.calls.globalFree(table);
-    work.calls.globalFree(pixels);
-    if (stopWished()) return kExitStopped;
-    return indices != 0 ? kExitDone : reportNoResult("the colour reduction");
+    const Block table(library, library.calls.rlReduceColorTable(pixels.handle, widthOf(work), heightOf(work), &count));
+    if (stopRequested()) return kExitStopped;
+    if (table.handle == 0) return reportNoResult("the colour reduction");
+    const Block indices(library, library.calls.rlConvertBitmapDepth(pixels.handle, widthOf(work), heightOf(work),
+                                                                    kColourBits, kIndexBits, 0, table.handle, count));
+    if (stopRequested()) return kExitStopped;
+    if (indices.handle == 0) return reportNoResult("the colour reduction");
+    takeColours(work, table.handle, count);
+    takeIndices(work, indices.handle, kIndexBits);
+    return kExitDone;
 }
 
-void convertColours(const RasterCalls& calls, TolvaConversionMode& tone, Picture& picture) {
+void convertColours(const Library& library, TolvaConversionMode& tone, Picture& picture) {
     if (picture.bitsPerPixel == kIndexBits) {
-        calls.convertTone(kPaletteEntries, &picture.palette[0].red, tone);
+        library.calls.rev_rgb(kPaletteEntries, &picture.palette[0].red, tone);
     } else {
         for (uint32_t y = 0; tone != kTolvaConvertNothing && y < picture.height; ++y) {
-            calls.convertTone(static_cast<int32_t>(picture.width), picture.pixels + size_t{y} * picture.stride, tone);
+            uint8_t* const row = picture.pixels + size_t{y} * picture.stride;
+            library.calls.rev_rgb(static_cast<int32_t>(picture.width), row, tone);
         }
     }
     tone = kTolvaConvertNothing;
 }
 
-ExitStatus ditherPicture(const Work& work, DitherWish wish) {
-    const bool twoColours = wish == DitherWish::kBlackAndWhite;
+ExitStatus ditherPicture(const Work& work, Dither dither) {
+    const Library& library = *work.library;
+    Picture& picture = *work.picture;
+    const bool twoColours = dither == Dither::kBlackAndWhite;
     const int16_t bits = twoColours ? kOneBit : kFourBits;
     Colour own[std::size(kBlackAndWhite)];
     std::copy(std::begin(kBlackAndWhite), std::end(kBlackAndWhite), own);
-    const TolvaHandle pixels = borrowPixels(work);
-    const TolvaHandle palette = borrow(work, work.picture->palette, sizeof work.picture->palette);
-    TolvaHandle table = twoColours ? borrow(work, own, sizeof own) : 0;
-    const TolvaHandle indices = work.calls.ditherBitmap(pixels, widthOf(work), heightOf(work), bitsOf(work), bits,
-                                                        bitsOf(work) == kIndexBits ? palette : 0, &table);
-    if (indices != 0 && table != 0) {
-        takeColours(work, table, 1U << bits);
-        takeIndices(work, indices, bits);
-    }
-    const bool done = indices != 0 && table != 0;
-    work.calls.globalFree(indices);
-    work.calls.globalFree(table);
-    work.calls.globalFree(palette);
-    work.calls.globalFree(pixels);
-    if (stopWished()) return kExitStopped;
-    return done ? kExitDone : reportNoResult("rlDitherBitmap");
+    const Block pixels(library, borrowPixels(work));
+    const Block palette(library, borrow(work, picture.palette, sizeof picture.palette));
+    Block table(library, twoColours ? borrow(work, own, sizeof own) : 0);
+    const Block indices(library,
+                        library.calls.rlDitherBitmap(pixels.handle, widthOf(work), heightOf(work), bitsOf(work), bits,
+                                                     bitsOf(work) == kIndexBits ? palette.handle : 0, &table.handle));
+    if (stopRequested()) return kExitStopped;
+    if (indices.handle == 0 || table.handle == 0) return reportNoResult("rlDitherBitmap");
+    takeColours(work, table.handle, 1U << bits);
+    takeIndices(work, indices.handle, bits);
+    return kExitDone;
 }
 
 }  // namespace
 
 ExitStatus preparePicture(const Library& library, PrepareOrder& order, OutputSize& size, Picture& picture) {
-    const bool dithers = order.dither != DitherWish::kNone;
+    const bool dithers = order.dither != Dither::kNone;
     if (!dithers && picture.mask == nullptr) return kExitDone;
-    Work work = {&library, {}, &picture};
-    ExitStatus status = loadRasterCalls(library, work.calls);
-    if (status == kExitDone && dithers && picture.transparentIndex != kNoTransparency) {
-        status = makeMaskFromIndex(picture);
+    if (const ExitStatus failed = needEntries(library, EntryGroup::kRaster)) return failed;
+    if (dithers && picture.transparentIndex != kNoTransparency) {
+        if (const ExitStatus failed = makeMaskFromIndex(picture)) return failed;
     }
-    if (status != kExitDone) return status;
     if (picture.mask != nullptr) fillTransparentPixels(picture);
-    status = shrinkFirst(work, size);
-    if (status != kExitDone) return status;
+    const Work work = {&library, &picture};
+    if (const ExitStatus failed = shrinkFirst(work, size)) return failed;
     uint32_t freeIndex = 0;
     if (dithers) {
         // The errors that are diffused are those of the colours shown, so the tone comes first.
-        convertColours(work.calls, order.tone, picture);
-        status = ditherPicture(work, order.dither);
+        convertColours(library, order.tone, picture);
+        if (const ExitStatus failed = ditherPicture(work, order.dither)) return failed;
         freeIndex = picture.colours;
     } else if (picture.bitsPerPixel == kColourBits) {
-        status = reducePicture(work);
+        if (const ExitStatus failed = reducePicture(work)) return failed;
         freeIndex = picture.colours;
     } else {
         freeIndex = freeLevel(picture);
     }
-    if (status != kExitDone) return status;
     note("%s to %u colours", dithers ? "dithered" : "reduced", picture.colours);
     if (picture.mask != nullptr) putTransparentIndex(picture, freeIndex, order.background);
-    return status;
+    return kExitDone;
 }
 
 ExitStatus applyTone(const Library& library, TolvaConversionMode& tone, Picture& picture) {
     if (tone == kTolvaConvertNothing) return kExitDone;
-    RasterCalls calls = {};
-    const ExitStatus status = loadRasterCalls(library, calls);
-    if (status == kExitDone) convertColours(calls, tone, picture);
-    return status;
+    if (const ExitStatus failed = needEntries(library, EntryGroup::kRaster)) return failed;
+    convertColours(library, tone, picture);
+    return kExitDone;
 }
 
 }  // namespace cli

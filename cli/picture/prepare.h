@@ -11,10 +11,10 @@ namespace cli {
 
 struct OutputSize;
 
-enum class DitherWish { kNone, kBlackAndWhite, kSixteenColours };
+enum class Dither { kNone, kBlackAndWhite, kSixteenColours };
 
 struct PrepareOrder {
-    DitherWish dither;
+    Dither dither;
     TolvaConversionMode tone;  // kTolvaConvertNothing afterwards where it has been applied
     Colour background;         // a transparent colour is shown like this where transparency is not
 };
@@ -22,7 +22,7 @@ struct PrepareOrder {
 // Afterwards the picture has no mask, and its size may already be the GIF's: `size` then says so.
 ExitStatus preparePicture(const Library& library, PrepareOrder& order, OutputSize& size, Picture& picture);
 
-// What the driver does with its own colours on other roads; `tone` is kTolvaConvertNothing afterwards.
+// What the driver does with its own colours on other ways; `tone` is kTolvaConvertNothing afterwards.
 ExitStatus applyTone(const Library& library, TolvaConversionMode& tone, Picture& picture);
 
 }  // namespace cli

@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "cli/terminal/progress.h"
+#include "cli/terminal/stop.h"
 #include "imageio/read_picture.h"
 
 namespace cli {
@@ -24,7 +24,7 @@ ExitStatus readPicture(const char* path, Colour background, bool keepTransparenc
                                           .keepTransparency = keepTransparency,
                                           .mostPixels = mostPixels,
                                           .mostPixelsName = "--max-pixels",
-                                          .stopped = stopWished,
+                                          .stopped = stopRequested,
                                           .warn = passWarning};
     std::string text;
     switch (imageio::readPicture(path, request, picture, text)) {

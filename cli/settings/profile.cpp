@@ -49,10 +49,10 @@ ExitStatus checkName(const ProfileChoice& choice) {
 }
 
 ExitStatus makeBlock(const Library& library, const ProfileChoice& choice, Settings& settings) {
-    const ExitStatus status = checkName(choice);
-    if (status != kExitDone) return status;
-    settings.handle = library.createSetup(0, choice.none ? kNoProfile : choice.file, choice.section, 0);
-    settings.setup = static_cast<TolvaSetup*>(library.globalLock(settings.handle));
+    if (const ExitStatus failed = checkName(choice)) return failed;
+    settings.library = &library;
+    settings.handle = library.calls.CreateSetup(0, choice.none ? kNoProfile : choice.file, choice.section, 0);
+    settings.setup = static_cast<TolvaSetup*>(library.calls.GlobalLock(settings.handle));
     if (settings.setup == nullptr) return fail(kExitExportFailed, "the library gives no settings block");
     return kExitDone;
 }
@@ -71,10 +71,10 @@ ExitStatus reportMissing(const Library& library, const ProfileChoice& choice) {
 }
 
 bool hasKeys(const Library& library, const TolvaSetup& setup) {
-    ProfileCalls calls = {};
     char keys[kTolvaSettingsNameBytes] = {};
-    return loadProfileCalls(library, calls) == kExitDone &&
-           calls.readString(setup.sectionName, nullptr, "", keys, sizeof keys, setup.profilePath) > 0;
+    return needEntries(library, EntryGroup::kProfiles) == kExitDone &&
+           library.calls.GetPrivateProfileString(setup.sectionName, nullptr, "", keys, sizeof keys, setup.profilePath) >
+               0;
 }
 
 // A section that is not loaded leaves a block of zeros.
@@ -91,9 +91,7 @@ ExitStatus reportUnloaded(const Library& library, const ProfileChoice& choice, c
 }  // namespace
 
 ExitStatus loadSettings(const Library& library, const ProfileChoice& choice, Settings& settings) {
-    settings = Settings{};
-    const ExitStatus status = makeBlock(library, choice, settings);
-    if (status != kExitDone) return status;
+    if (const ExitStatus failed = makeBlock(library, choice, settings)) return failed;
     TolvaSetup& setup = *settings.setup;
     if (!choice.none && setup.profilePath[0] == '\0') return reportMissing(library, choice);
     if (!choice.none && hasOpenEnd(setup.profilePath)) {
@@ -105,24 +103,23 @@ ExitStatus loadSettings(const Library& library, const ProfileChoice& choice, Set
         return kExitDone;
     }
     const ExitStatus reported = choice.none ? kExitDone : reportUnloaded(library, choice, setup);
-    library.useDefaultSettings(&setup);
+    library.calls.UseDefaultSettings(&setup);
     return reported;
 }
 
-void dropSettings(const Library& library, Settings& settings) {
-    if (settings.handle != 0) library.destroySetup(settings.handle);
-    settings = Settings{};
+Settings::~Settings() {
+    if (handle != 0) library->calls.DestroySetup(handle);
 }
 
 ExitStatus applyOptions(const Options& options, TolvaSetup& setup) {
     if (options.colourMode) setup.colourMode = *options.colourMode;
-    if (options.sizeWish != SizeWish::kAsPicture) setup.sizeMode = kTolvaSizeSaved;
-    if (options.sizeWish == SizeWish::kFitInches) {
+    if (options.sizeRequest != SizeRequest::kAsPicture) setup.sizeMode = kTolvaSizeSaved;
+    if (options.sizeRequest == SizeRequest::kFitInches) {
         setup.width = options.box.width;
         setup.height = options.box.height;
         // A picture has no resolution of its own that a size in inches could be meant for.
         if (setup.resolutionMode == kTolvaResolutionOfPicture) setup.resolutionMode = kTolvaResolutionSaved;
-    } else if (options.sizeWish == SizeWish::kFitPixels) {
+    } else if (options.sizeRequest == SizeRequest::kFitPixels) {
         setup.width = options.box.width / kPictureResolution;
         setup.height = options.box.height / kPictureResolution;
         setup.resolutionMode = kTolvaResolutionSaved;
@@ -144,9 +141,8 @@ TolvaConversionMode toneOf(const TolvaSetup& setup) {
 }
 
 ExitStatus locateProfile(const Library& library, const ProfileChoice& choice, ProfilePlace& place) {
-    Settings settings = {};
-    const ExitStatus status = makeBlock(library, choice, settings);
-    if (status != kExitDone) return status;
+    Settings settings;
+    if (const ExitStatus failed = makeBlock(library, choice, settings)) return failed;
     TolvaSetup& setup = *settings.setup;
     place.exists = setup.profilePath[0] != '\0';
     place.loads = place.exists && setup.driverName[0] != '\0';
@@ -154,9 +150,8 @@ ExitStatus locateProfile(const Library& library, const ProfileChoice& choice, Pr
     place.section = choice.section != nullptr      ? choice.section
                     : setup.sectionName[0] != '\0' ? setup.sectionName
                                                    : kFirstSection;
-    library.useDefaultSettings(&setup);
+    library.calls.UseDefaultSettings(&setup);
     place.driverName = setup.driverName;
-    dropSettings(library, settings);
     return kExitDone;
 }
 

@@ -12,15 +12,20 @@
 namespace cli {
 
 struct Settings {
-    TolvaHandle handle;
-    TolvaSetup* setup;
-    bool loaded;  // from the profile and section that the block names; else these are the defaults
+    const Library* library = nullptr;
+    TolvaHandle handle = 0;
+    TolvaSetup* setup = nullptr;
+    bool loaded = false;  // from the profile and section that the block names; else these are the defaults
+
+    Settings() = default;
+    Settings(const Settings&) = delete;
+    Settings& operator=(const Settings&) = delete;
+    ~Settings();
 };
 
 // The profile that the user names has to be there and to have the section; the one named after the library is told
 // about where it cannot be loaded, and the defaults stand.
 ExitStatus loadSettings(const Library& library, const ProfileChoice& choice, Settings& settings);
-void dropSettings(const Library& library, Settings& settings);
 // What the user asks for wins over the profile.
 ExitStatus applyOptions(const Options& options, TolvaSetup& setup);
 // What happens to a colour in this colour mode.

@@ -100,14 +100,18 @@ bool overwrite(const HeldProfile& held, const std::string& text) {
 
 }  // namespace
 
+ProfileCopy::~ProfileCopy() {
+    if (!path.empty()) unlink(path.c_str());
+}
+
 // In /tmp, where the library makes its temporary files too. An empty one has a line all the same: without any the
 // library would end its own with CR LF.
-ExitStatus copyProfile(const HeldProfile& held, std::string& copy) {
+ExitStatus copyProfile(const HeldProfile& held, ProfileCopy& copy) {
     const bool openEnd = held.before.empty() || held.before.back() != kLineEnd;
     const std::string text = held.before + (openEnd ? "\n" : "");
-    copy = kCopyName;
-    const int file = mkstemp(copy.data());
-    if (file < 0) copy.clear();
+    copy.path = kCopyName;
+    const int file = mkstemp(copy.path.data());
+    if (file < 0) copy.path.clear();
     const bool written = file >= 0 && writeAll(file, text.data(), text.size());
     const int error = errno;
     if (file >= 0) close(file);

@@ -9,8 +9,18 @@
 
 namespace cli {
 
-// A copy for the library to change, with its last line ended. Whoever asks removes it.
-ExitStatus copyProfile(const HeldProfile& held, std::string& copy);
+// What the library changes in the profile's place: what it cannot read, or half writes, then costs nothing.
+struct ProfileCopy {
+    std::string path;  // empty: there is none
+
+    ProfileCopy() = default;
+    ProfileCopy(const ProfileCopy&) = delete;
+    ProfileCopy& operator=(const ProfileCopy&) = delete;
+    ~ProfileCopy();
+};
+
+// With its last line ended.
+ExitStatus copyProfile(const HeldProfile& held, ProfileCopy& copy);
 // Ends a last line that nothing ends: a rewrite would drop it. False with errno.
 bool endLastLine(const std::string& path);
 // With errno: where the copy cannot be changed.

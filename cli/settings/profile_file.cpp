@@ -16,7 +16,7 @@
 
 #include <tolva/host.h>
 #include "cli/output/descriptors.h"
-#include "cli/terminal/progress.h"
+#include "cli/terminal/stop.h"
 
 namespace cli {
 namespace {
@@ -73,7 +73,7 @@ bool lock(const HeldProfile& held, int& tries) {
         if (errno != EWOULDBLOCK || tries == kMostTries) return false;
         if (tries++ == 0) warn("%s: waits for somebody else to have changed it", held.shown.c_str());
         usleep(kBetweenTries);
-        if (stopWished()) {
+        if (stopRequested()) {
             errno = EINTR;
             return false;
         }
@@ -108,7 +108,7 @@ bool openLocked(HeldProfile& held) {
 
 ExitStatus openHeld(HeldProfile& held) {
     if (openLocked(held) && makeAbsolute(held.path) && readRest(held.file, held.before)) return checkText(held);
-    if (errno == EINTR && stopWished()) return fail(kExitStopped, "stopped");
+    if (errno == EINTR && stopRequested()) return kExitStopped;
     return refuseChange(held, errno == EWOULDBLOCK ? "is being changed by somebody else" : std::strerror(errno));
 }
 
@@ -145,7 +145,7 @@ std::vector<std::string> linesOf(const std::string& text) {
 }
 
 ExitStatus holdProfile(const std::string& path, HeldProfile& held) {
-    held = HeldProfile{path, path, "", false, -1};
+    held.shown = path;
     struct stat about = {};
     if (stat(path.c_str(), &about) == 0) {
         if (!S_ISREG(about.st_mode)) {
@@ -157,9 +157,7 @@ ExitStatus holdProfile(const std::string& path, HeldProfile& held) {
     } else if (errno != ENOENT) {
         return refuseChange(held, std::strerror(errno));
     }
-    const ExitStatus status = openHeld(held);
-    if (status != kExitDone) releaseProfile(held);
-    return status;
+    return openHeld(held);
 }
 
 ExitStatus refuseChange(const HeldProfile& held, const std::string& why) {
@@ -168,12 +166,11 @@ ExitStatus refuseChange(const HeldProfile& held, const std::string& why) {
                 stays ? "; it is left as it is" : "");
 }
 
-void releaseProfile(HeldProfile& held) {
-    if (held.file < 0) return;
+HeldProfile::~HeldProfile() {
+    if (file < 0) return;
     bool empty = false;
-    if (held.made && isWhatStandsThere(held, empty) && empty) unlink(held.path.c_str());
-    close(held.file);
-    held.file = -1;
+    if (made && isWhatStandsThere(*this, empty) && empty) unlink(path.c_str());
+    close(file);
 }
 
 }  // namespace cli

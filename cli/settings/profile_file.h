@@ -1,5 +1,5 @@
-// profile_file.h: a profile as a plain file. The library reads and writes what stands in it; here is looked for what
-// the library would pass over, or lose when it writes.
+// profile_file.h: a profile as a plain file. The library reads and writes what stands in it; these calls find what the
+// library would pass over, or lose when it writes.
 #ifndef TOLVA_CLI_SETTINGS_PROFILE_FILE_H
 #define TOLVA_CLI_SETTINGS_PROFILE_FILE_H
 
@@ -19,21 +19,24 @@ bool hasOpenEnd(const char* path);
 // Without the empty ones. Which bytes end them is the library's to change.
 std::vector<std::string> linesOf(const std::string& text);
 
-// A profile while it is being changed: nobody else changes it.
+// A profile while it is being changed: nobody else changes it. What was made and is still empty goes with it.
 struct HeldProfile {
     std::string shown;  // the name in messages
     std::string path;   // absolute
     std::string before;
-    bool made;  // here, and empty
-    int file;   // locked; -1: none
+    bool made = false;  // here, and empty
+    int file = -1;      // locked
+
+    HeldProfile() = default;
+    HeldProfile(const HeldProfile&) = delete;
+    HeldProfile& operator=(const HeldProfile&) = delete;
+    ~HeldProfile();
 };
 
 // Refuses a file that the library could not rewrite without loss; one that is not there is made.
 ExitStatus holdProfile(const std::string& path, HeldProfile& held);
 // Says why it cannot be changed, or cannot be made.
 ExitStatus refuseChange(const HeldProfile& held, const std::string& why);
-// Lets go; what was made and is still empty goes.
-void releaseProfile(HeldProfile& held);
 
 }  // namespace cli
 

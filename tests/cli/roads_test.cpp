@@ -91,7 +91,7 @@ TEST_F(Roads, LeaveTheEarlierFileWhereverTheyAreStoppedOrCrash) {
 }
 
 TEST(HostFile, InMemoryGrowsAndIsRewoundAndEndsAtTwoGigabytes) {
-    cli::HostFile file = {};
+    cli::HostFile file;
     const auto call = [&](intptr_t operation, const void* a, intptr_t b) {
         return cli::serveHostFile(reinterpret_cast<intptr_t>(&file), operation, reinterpret_cast<intptr_t>(a), b);
     };
@@ -108,5 +108,4 @@ TEST(HostFile, InMemoryGrowsAndIsRewoundAndEndsAtTwoGigabytes) {
     EXPECT_EQ(call(kTolvaProcWrite, "yz", 2), -1);
     EXPECT_EQ(file.error, EFBIG);
     EXPECT_EQ(call(kTolvaProcClose, nullptr, 0), -1);
-    cli::freeHostFile(file);
 }

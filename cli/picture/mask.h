@@ -1,0 +1,22 @@
+// mask.h: a picture's transparent pixels, while its colours change.
+#ifndef TOLVA_CLI_PICTURE_MASK_H
+#define TOLVA_CLI_PICTURE_MASK_H
+
+#include "cli/picture/read.h"
+#include "cli/terminal/messages.h"
+
+namespace cli {
+
+// The pixels of the transparent index; afterwards no index is.
+ExitStatus makeMaskFromIndex(Picture& picture);
+// Transparent pixels take a colour that the picture has anyway: they then cost no entry of a reduced palette.
+void fillTransparentPixels(Picture& picture);
+// An index that no opaque pixel of a ramp of 256 greys has; where all have one, the rarest level's, whose pixels move
+// to a neighbour.
+uint32_t freeLevel(Picture& picture);
+// The mask's pixels get this index, and the mask goes.
+void putTransparentIndex(Picture& picture, uint32_t index, Colour colour);
+
+}  // namespace cli
+
+#endif
