@@ -8,7 +8,7 @@
 
 namespace cli {
 
-// The order must have a file of its own: the library tells next to nothing of what becomes of the picture. Nothing
+// The library reports next to nothing on this way, so the order's own file is what knows of a failed write. Nothing
 // converts colours on this way, so the picture comes in the colours that are to be shown.
 ExitStatus exportWhole(const Library& library, const ExportOrder& order, TolvaStatusRecord& status);
 

@@ -90,7 +90,7 @@ ExitStatus planOutputSize(const Library& library, Way way, uint64_t mostPixels, 
     }
     const double asked = size.height;
     if (makesHeightsEven(way)) size.height += std::fmod(asked, 2);
-    // Not a number is neither smaller nor larger.
+    // Asked this way round, NaN is refused too.
     if (!(size.width <= kLargest && size.height <= kLargest)) {
         return fail(kExitInputRefused, "a GIF of %.0f x %.0f pixels; the limit is %d in either direction", size.width,
                     size.height, kTolvaLargestExtent);

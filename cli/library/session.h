@@ -26,7 +26,7 @@ struct ExportOrder {
     HostFile* hostFile;    // takes the GIF where it is not null: the file name is then no more than a name
 };
 
-// kExitDone says that no call reported a failure; whether a whole GIF stands in the file is for the caller to look.
+// kExitDone says that no call reported a failure; the caller checks whether a whole GIF stands in the file.
 ExitStatus runSession(const Library& library, const ExportOrder& order);
 
 }  // namespace cli

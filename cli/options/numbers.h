@@ -7,7 +7,7 @@
 
 namespace cli {
 
-// Not a number is within no limits.
+// NaN fails: it is within no limits.
 template <class Number>
 bool parseNumber(const char* begin, const char* end, Number lowest, Number highest, Number& number) {
     const std::from_chars_result result = std::from_chars(begin, end, number);

@@ -11,8 +11,8 @@ namespace cli {
 ExitStatus makeMaskFromIndex(Picture& picture);
 // Transparent pixels take a colour that the picture has anyway: they then cost no entry of a reduced palette.
 void fillTransparentPixels(Picture& picture);
-// An index that no opaque pixel of a ramp of 256 greys has; where all have one, the rarest level's, whose pixels move
-// to a neighbour.
+// Of a ramp of 256 greys, the index of a level that no opaque pixel has. Where every level has some, the rarest one's
+// pixels move to its neighbour.
 uint32_t freeLevel(Picture& picture);
 // The mask's pixels get this index, and the mask goes.
 void putTransparentIndex(Picture& picture, uint32_t index, Colour colour);

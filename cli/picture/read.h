@@ -20,7 +20,7 @@ using imageio::Picture;
 bool isStandard(const char* path);
 // As messages have it.
 const char* inputName(const char* path);
-// Half-transparent colours are laid over the background. Transparency is not kept where another colour is to become the
+// Half-transparent colours are laid over the background. Transparency goes where another colour is to become the
 // transparent one.
 ExitStatus readPicture(const char* path, Colour background, bool keepTransparency, uint64_t mostPixels,
                        Picture& picture);

@@ -27,7 +27,8 @@ std::string defaultName(const Library& library) {
     return name.substr(0, name.find('.')) + kProfileSuffix;
 }
 
-// The library passes over a folder with which the path would not fit, and so is the profile made where it is found.
+// Where the library looks. It passes over the folder where the path with it would be too long, so a profile that was
+// made there would not be found.
 std::string defaultPath(const Library& library) {
     std::string name = defaultName(library);
     const char* const folder = std::getenv(kFolderVariable);
