@@ -48,9 +48,9 @@ std::string asPath(const char* wanted) {
     return std::strchr(wanted, '/') == nullptr ? std::string("./") + wanted : std::string(wanted);
 }
 
-const TolvaNameRow* findRow(const TolvaNameTableRecord& table, const char* name) {
+void* targetOf(const TolvaNameTableRecord& table, const char* name) {
     for (uint16_t i = 0; i < table.count.rows; ++i) {
-        if (std::strcmp(table.table[i].name, name) == 0) return &table.table[i];
+        if (std::strcmp(table.table[i].name, name) == 0) return table.table[i].target;
     }
     return nullptr;
 }
@@ -85,20 +85,23 @@ void storeModulePath(const std::string& path, char* place) {
     place[length] = '\0';
 }
 
-ExitStatus collectEntries(Library& library) {
-    TolvaNameTableRecord table = {};
+// False where one is missing that every command needs.
+bool takeEntries(Library& library) {
     const auto listEntries = reinterpret_cast<decltype(&fltLoadPointers)>(dlsym(library.module, "fltLoadPointers"));
-    if (listEntries != nullptr) listEntries(&table);
+    if (listEntries == nullptr) return false;
+    TolvaNameTableRecord table = {};
+    listEntries(&table);
     for (const EntryRow& row : kEntryTable) {
-        if (row.group != EntryGroup::kListed) {
-            putEntry(library.calls, row, dlsym(library.module, row.name));
-        } else if (const auto* const listed = findRow(table, row.name)) {
-            putEntry(library.calls, row, listed->target);
-        }
-        const bool always = row.group == EntryGroup::kListed || row.group == EntryGroup::kNamed;
-        if (always && !hasEntry(library.calls, row)) {
-            return fail(kExitExportFailed, "%s: lacks an entry that is needed", library.path.c_str());
-        }
+        const bool listed = row.group == EntryGroup::kListed;
+        putEntry(library.calls, row, listed ? targetOf(table, row.name) : dlsym(library.module, row.name));
+        if ((listed || row.group == EntryGroup::kNamed) && !hasEntry(library.calls, row)) return false;
+    }
+    return true;
+}
+
+ExitStatus collectEntries(Library& library) {
+    if (!takeEntries(library)) {
+        return fail(kExitExportFailed, "%s: lacks an entry that is needed", library.path.c_str());
     }
     library.calls.RASTER_dd_entry(kTolvaFuncVersion, &library.version, nullptr);
     if (library.version >> kMajorShift != uint32_t{kTolvaFilterVersion} >> kMajorShift) {
