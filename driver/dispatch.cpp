@@ -11,44 +11,60 @@ namespace {
 struct DispatchRow {
     int32_t opcode;
     TolvaOpcodeHandler handler;
-    int32_t states;  // mask of TolvaDeviceState; bits 32, 64, 128, 256 and 32768 name states the filter never enters
+    int32_t states;  // in which it runs
 };
 
-// Rows that lead to d_noop make their opcodes known, so that they are accepted without effect. Kept: 0xf01 leads there
-// too, although there is an error-status query.
+constexpr int32_t kAnyOpen = kTolvaDeviceOpen | kTolvaPictureBegun | kTolvaPictureBody | kTolvaPictureEnded;
+constexpr int32_t kAny = kTolvaInitialised | kAnyOpen;
+
 // clang-format off
 constexpr DispatchRow kDispatch[] = {
-    {0x001, d_opdv, 0x0001},  {0x002, d_cldv, 0x007e},  {0x003, d_begp, 0x0012},  {0x004, d_begpb, 0x0004},
-    {0x005, d_endp, 0x0008},  {0x008, d_noop, 0x8008},  {0x009, d_noop, 0x8020},  {0x30a, d_noop, 0x8020},
-    {0x0ff, d_noop, 0x0001},  {0x10d, d_noop, 0x0002},  {0x10e, d_noop, 0x0002},  {0x206, ds_dvwn, 0x0084},
-    {0x207, ds_bgc, 0x0084},  {0x208, ds_dvvp, 0x0004}, {0x209, ds_vpsm, 0x0084}, {0x2ff, dq_dvwn, 0x007e},
-    {0x2fe, d_noop, 0x006c},  {0x2fd, dq_dvvp, 0x007e}, {0x303, ds_axc, 0x8088},  {0x304, ds_tran, 0x8088},
-    {0x305, ds_clpr, 0x8088}, {0x306, ds_clip, 0x8088}, {0x401, d_noop, 0x8128},  {0x402, d_noop, 0x8128},
-    {0x403, d_noop, 0x8108},  {0x404, d_noop, 0x8108},  {0x405, d_noop, 0x8108},  {0x406, d_noop, 0x8148},
-    {0x407, d_noop, 0x8128},  {0x409, d_ca, 0x8008},    {0x40a, d_gdp, 0x8128},   {0x40b, d_noop, 0x8128},
-    {0x40c, d_noop, 0x8128},  {0x40d, d_noop, 0x8128},  {0x40e, d_noop, 0x8128},  {0x40f, d_noop, 0x8128},
-    {0x410, d_noop, 0x8128},  {0x411, d_noop, 0x8128},  {0x412, d_noop, 0x8128},  {0x413, d_noop, 0x8128},
-    {0x502, d_noop, 0x8088},  {0x503, d_noop, 0x8088},  {0x504, d_noop, 0x8088},  {0x506, d_noop, 0x8088},
-    {0x507, d_noop, 0x8088},  {0x508, d_noop, 0x8088},  {0x50a, d_noop, 0x80c8},  {0x513, d_noop, 0x80c8},
-    {0x50b, d_noop, 0x80c8},  {0x50c, d_noop, 0x80c8},  {0x50d, d_noop, 0x80c8},  {0x50e, d_noop, 0x80c8},
-    {0x50f, d_noop, 0x80c8},  {0x510, d_noop, 0x8088},  {0x511, d_noop, 0x8088},  {0x512, d_noop, 0x8088},
-    {0x516, d_noop, 0x8088},  {0x517, d_noop, 0x8088},  {0x518, d_noop, 0x8088},  {0x519, d_noop, 0x8088},
-    {0x51b, d_noop, 0x8088},  {0x51c, d_noop, 0x8088},  {0x51d, d_noop, 0x8088},  {0x51e, d_noop, 0x8088},
-    {0x51f, d_noop, 0x8088},  {0x520, d_noop, 0x8088},  {0x52b, d_noop, 0x8088},  {0x522, ds_ct, 0x8088},
-    {0x601, d_noop, 0x8fff},  {0x906, ds_dm, 0x8008},   {0xf01, d_noop, 0x007f},  {0xf02, d_popes, 0x007f},
-    {0xf03, d_empes, 0x007f}, {0x6fc, d_noop, 0x0008},
+    {kTolvaOpOpenDevice,     d_opdv,  kTolvaInitialised},
+    {kTolvaOpCloseDevice,    d_cldv,  kAnyOpen},
+    {kTolvaOpBeginPicture,   d_begp,  kTolvaDeviceOpen | kTolvaPictureEnded},
+    {kTolvaOpBeginBody,      d_begpb, kTolvaPictureBegun},
+    {kTolvaOpEndPicture,     d_endp,  kTolvaPictureBody},
+    {kTolvaOpSetWindow,      ds_dvwn, kTolvaPictureBegun},
+    {kTolvaOpSetBackground,  ds_bgc,  kTolvaPictureBegun},
+    {kTolvaOpSetViewport,    ds_dvvp, kTolvaPictureBegun},
+    {kTolvaOpSetScaling,     ds_vpsm, kTolvaPictureBegun},
+    {kTolvaOpQueryWindow,    dq_dvwn, kAnyOpen},
+    {kTolvaOpQueryViewport,  dq_dvvp, kAnyOpen},
+    {kTolvaOpAxc,            ds_axc,  kTolvaPictureBody},
+    {kTolvaOpTran,           ds_tran, kTolvaPictureBody},
+    {kTolvaOpClpr,           ds_clpr, kTolvaPictureBody},
+    {kTolvaOpClip,           ds_clip, kTolvaPictureBody},
+    {kTolvaOpCellArray,      d_ca,    kTolvaPictureBody},
+    {kTolvaOpPrimitive,      d_gdp,   kTolvaPictureBody},
+    {kTolvaOpSetColourTable, ds_ct,   kTolvaPictureBody},
+    {kTolvaOpDm,             ds_dm,   kTolvaPictureBody},
+    {kTolvaOpPopErrors,      d_popes, kAny},
+    {kTolvaOpClearErrors,    d_empes, kAny},
+};
+
+// Known, and accepted without effect in every state, as hosts send them. Kept: 0xf01 is among them, although there is an
+// error-status query that it could lead to; hosts rely on its silence.
+constexpr int32_t kWithoutEffect[] = {
+    0x008, 0x009, 0x0ff, 0x10d, 0x10e, 0x2fe, 0x30a, 0x401, 0x402, 0x403, 0x404, 0x405, 0x406, 0x407, 0x40b, 0x40c,
+    0x40d, 0x40e, 0x40f, 0x410, 0x411, 0x412, 0x413, 0x502, 0x503, 0x504, 0x506, 0x507, 0x508, 0x50a, 0x50b, 0x50c,
+    0x50d, 0x50e, 0x50f, 0x510, 0x511, 0x512, 0x513, 0x516, 0x517, 0x518, 0x519, 0x51b, 0x51c, 0x51d, 0x51e, 0x51f,
+    0x520, 0x52b, 0x601, 0x6fc, 0xf01,
 };
 // clang-format on
 
 constexpr bool opcodesAreUnique() {
-    for (const DispatchRow* a = std::begin(kDispatch); a != std::end(kDispatch); ++a) {
-        for (const DispatchRow* b = a + 1; b != std::end(kDispatch); ++b) {
-            if (a->opcode == b->opcode) return false;
+    int32_t opcodes[kTolvaDispatchRows] = {};
+    int count = 0;
+    for (const DispatchRow& row : kDispatch) opcodes[count++] = row.opcode;
+    for (const int32_t opcode : kWithoutEffect) opcodes[count++] = opcode;
+    for (int i = 0; i < count; ++i) {
+        for (int k = i + 1; k < count; ++k) {
+            if (opcodes[i] == opcodes[k]) return false;
         }
     }
-    return true;
+    return count == kTolvaDispatchRows;
 }
-static_assert(std::size(kDispatch) == kTolvaDispatchRows && opcodesAreUnique());
+static_assert(std::size(kDispatch) + std::size(kWithoutEffect) == kTolvaDispatchRows && opcodesAreUnique());
 
 constexpr int32_t kSupported = 2;
 

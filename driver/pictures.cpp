@@ -5,16 +5,15 @@
 #include <cstring>
 
 #include <tolva/driver.h>
-#include <tolva/raster.h>
 #include "host/numbers.h"
 #include "output/bands.h"
 #include "output/cells.h"
+#include "raster/rows.h"
 
 using namespace tolva;
 
 namespace {
 
-constexpr int64_t kTrueColour = 24;
 constexpr int64_t kMostBits = 1 << 20;
 constexpr int32_t kMostPoints = 1024;
 
@@ -35,7 +34,7 @@ const uint8_t* field(const void* block, int at) { return static_cast<const uint8
 int64_t magnitudeOf(int64_t bits) { return bits == kTolvaOneBitCells ? 1 : bits < 0 ? -bits : bits; }
 
 // Depths beyond kMostBits do not exist; what they are cut to still fits no block.
-int64_t paddedBytes(int64_t width, int64_t bits) { return ((width * std::min(bits, kMostBits) + 7) / 8 + 3) / 4 * 4; }
+int64_t paddedBytes(int64_t width, int64_t bits) { return paddedRowBytes(width, std::min(bits, kMostBits)); }
 
 // Rows run upward when the corners and the window run opposite ways.
 bool runsUpward(const TolvaEMData& em, const void* block) {
@@ -46,10 +45,7 @@ bool runsUpward(const TolvaEMData& em, const void* block) {
     return (secondY < firstY && windowSecondY > windowFirstY) || (secondY > firstY && windowSecondY < windowFirstY);
 }
 
-int64_t windowColumns(const TolvaEMData& em) {
-    const int64_t difference = int64_t{truncated<int32_t>(em.window[3])} - truncated<int32_t>(em.window[0]);
-    return (difference < 0 ? -difference : difference) + 1;
-}
+int64_t windowColumns(const TolvaEMData& em) { return truncatedDistance(em.window[0], em.window[3]) + 1; }
 
 CellArray readCellArray(const TolvaEMData& em, const void* block) {
     CellArray cells = {};
@@ -63,7 +59,7 @@ CellArray readCellArray(const TolvaEMData& em, const void* block) {
     cells.rowBytes = paddedBytes(cells.width, cells.bits);
     cells.stride = cells.rowBytes;
     // Kept: only in true-colour data may rows be wider than what is taken of them.
-    if (cells.bits == kTrueColour && cells.width < cells.cellsPerRow) {
+    if (cells.bits == kTrueColourDepth && cells.width < cells.cellsPerRow) {
         cells.stride = paddedBytes(cells.cellsPerRow, cells.bits);
     }
     return cells;
@@ -80,7 +76,7 @@ void copyRows(const TolvaEMData& em, const CellArray& cells, Handle h, int64_t s
     for (int64_t i = std::max<int64_t>(first, 0); i < count; ++i) {
         uint8_t* const row = bitmap + (start + step * i) * cells.rowBytes;
         std::memcpy(row, cells.data + i * cells.stride, static_cast<size_t>(cells.rowBytes));
-        if (cells.bits == kTrueColour) rev_rgb(static_cast<int32_t>(cells.width), row, em.conversionMode);
+        if (cells.bits == kTrueColourDepth) rev_rgb(static_cast<int32_t>(cells.width), row, em.conversionMode);
     }
 }
 
@@ -111,7 +107,7 @@ void collectCells(TolvaEMData& em, const CellArray& cells, Handle bitmap) {
 // them.
 bool canBorrow(const TolvaEMData& em, const CellArray& cells) {
     return !cells.upward && cells.stride == cells.rowBytes &&
-           (cells.bits != kTrueColour || em.conversionMode == kTolvaConvertNothing);
+           (cells.bits != kTrueColourDepth || em.conversionMode == kTolvaConvertNothing);
 }
 
 Handle makeBitmap(TolvaEMData& em, const CellArray& cells, bool ofItsOwn) {
@@ -136,7 +132,7 @@ void writeLoneCells(TolvaEMData& em, const CellArray& cells) {
     const int32_t result = bitmap == 0
                                ? int32_t{kTolvaExportFailed}
                                : writeCells(bitmap, static_cast<int32_t>(cells.width), saturated(cells.rows),
-                                            em.resolution, low16(cells.bits), cells.bits == kTrueColour ? 1 : 0);
+                                            em.resolution, low16(cells.bits), cells.bits == kTrueColourDepth ? 1 : 0);
     GlobalFree(bitmap);
     if (ofItsOwn) {
         em.pictureHeight = 0;
@@ -198,7 +194,7 @@ void writeCollected(TolvaEMData& em) {
     picture.resolution = low16(em.resolution);
     picture.fullWidth = em.pictureWidth;
     picture.fullHeight = em.pictureHeight;
-    picture.palette = em.pictureDepth < kTrueColour ? copyPalette(em) : 0;
+    picture.palette = em.pictureDepth < kTrueColourDepth ? copyPalette(em) : 0;
     picture.bitmap = em.pictureBitmap;
     drawBands(em.outputStream, &picture, DrawExportCellData);
     GlobalFree(picture.palette);

@@ -48,6 +48,12 @@ inline Int truncated(double x) {
     return static_cast<Int>(x);
 }
 
+// How far two coordinates lie apart when their fractions are cut off.
+inline int64_t truncatedDistance(double first, double second) {
+    const int64_t difference = int64_t{truncated<int32_t>(second)} - truncated<int32_t>(first);
+    return difference < 0 ? -difference : difference;
+}
+
 inline int32_t saturated(int64_t value) {
     if (value > std::numeric_limits<int32_t>::max()) return std::numeric_limits<int32_t>::max();
     if (value < std::numeric_limits<int32_t>::min()) return std::numeric_limits<int32_t>::min();

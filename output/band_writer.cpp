@@ -7,10 +7,10 @@
 #include <cstring>
 
 #include <tolva/driver.h>
-#include <tolva/raster.h>
 #include <tolva/stream.h>
 #include "host/numbers.h"
 #include "output/spool.h"
+#include "raster/rows.h"
 #include "settings/current.h"
 
 using namespace tolva;
@@ -71,10 +71,10 @@ int32_t writeBand(Handle stream, Handle h, int32_t width, int32_t count, int16_t
     CellBitmapState* const image = static_cast<CellBitmapState*>(GlobalLock(hState));
     if (image == nullptr) return kTolvaExportFailed;
     const int64_t rowBytes = bandRowBytes(width, bits);
-    const int64_t stride = (rowBytes + kTolvaRowAlignment - 1) / kTolvaRowAlignment * kTolvaRowAlignment;
+    const int64_t stride = paddedRowBytes(width, bits);
     // A band whose bytes would not fit a block is one that could not be copied.
     uint32_t bytes = 0;
-    if (h == 0 || !pictureBytes(stride, count, &bytes)) {
+    if (h == 0 || rowBytes < 0 || !pictureBytes(stride, count, &bytes)) {
         countBand(*image, count);
         return kTolvaExportFailed;
     }

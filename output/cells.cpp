@@ -19,8 +19,6 @@ namespace {
 
 constexpr int32_t kStepProgress = 20;
 constexpr int32_t kWritingProgress = 50;
-constexpr int16_t kTrueColourDepth = 24;
-constexpr int16_t kFourByteDepth = 32;
 
 enum ColourModel { kModelCmyk = 2, kModelAlpha = 3 };
 
@@ -42,10 +40,7 @@ struct Cells {
     int32_t progress;
 };
 
-double extentOf(double first, double second) {
-    const int64_t difference = int64_t{truncated<int32_t>(second)} - truncated<int32_t>(first);
-    return static_cast<double>(difference < 0 ? -difference : difference);
-}
+double extentOf(double first, double second) { return static_cast<double>(truncatedDistance(first, second)); }
 
 Target targetSize(int32_t width, int32_t height, int32_t resolution) {
     Target target = {static_cast<double>(width), static_cast<double>(height)};

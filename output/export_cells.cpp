@@ -6,12 +6,12 @@
 #include <cstring>
 
 #include <tolva/driver.h>
-#include <tolva/raster.h>
 #include <tolva/stream.h>
 #include "host/numbers.h"
 #include "output/bands.h"
 #include "output/output_stream.h"
 #include "output/query.h"
+#include "raster/rows.h"
 #include "settings/export_remains.h"
 #include "settings/one_call.h"
 
@@ -22,8 +22,6 @@ static_assert(sizeof(TolvaPictureDescriptor) == 24 + 2 * sizeof(Handle));
 
 namespace {
 
-constexpr int16_t kTrueColour = 24;
-constexpr int16_t kDeepestTable = 8;
 constexpr int16_t kCellValue = 1;
 constexpr int32_t kTermDone = 1;
 
@@ -77,7 +75,7 @@ void reduceColours(TolvaOffscreenRecord& record, PrivateBlock& block, const Tolv
     const int32_t count = 1 << record.depth;
     uint16_t found = static_cast<uint16_t>(count);
     Handle table = 0;
-    if (picture.depth == kTrueColour && record.depth >= kDeepestTable) {
+    if (picture.depth == kTrueColourDepth && record.depth >= kDeepestTable) {
         table = rlReduceColorTable(picture.bitmap, picture.width, picture.height, &found);
     } else {
         rlDitherGetCT(picture.bitmap, picture.width, picture.height, picture.depth, record.depth, picture.palette,

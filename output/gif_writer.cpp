@@ -8,12 +8,12 @@
 #include <cstring>
 
 #include <tolva/driver.h>
-#include <tolva/raster.h>
 #include <tolva/stream.h>
 #include "host/numbers.h"
 #include "output/band_writer.h"
 #include "output/lzw.h"
 #include "output/spool.h"
+#include "raster/rows.h"
 #include "settings/current.h"
 
 using namespace tolva;
@@ -22,7 +22,6 @@ static_assert(sizeof(void*) != 4 || sizeof(CellBitmapState) == 288);
 
 namespace {
 
-constexpr int16_t kDirectDepth = 24;   // no colour table
 constexpr int kScreenPackedBias = 17;  // packed screen byte: bits - this, modulo 256
 constexpr uint8_t kInterlacedImage = 0x40;
 constexpr uint8_t kMinimumCodeSize = 8;  // whatever the depth: pixels are bytes
@@ -129,7 +128,7 @@ int32_t BeginCellBitmap(Handle stream, int32_t width, int32_t height, int16_t bi
     *state = 0;
     const Setup* const setup = currentSetup();
     const bool hasTable = bitsPerPixel >= 1 && bitsPerPixel <= 8;
-    if (setup == nullptr || (!hasTable && bitsPerPixel != kDirectDepth) || (hasTable && palette == nullptr)) {
+    if (setup == nullptr || (!hasTable && bitsPerPixel != kTrueColourDepth) || (hasTable && palette == nullptr)) {
         return kBeginAnswer;
     }
     const int16_t colours = hasTable ? static_cast<int16_t>(1 << bitsPerPixel) : int16_t{0};

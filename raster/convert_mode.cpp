@@ -3,16 +3,14 @@
 
 #include "raster/rows.h"
 
+using namespace tolva;
+
 namespace {
 
 constexpr int32_t kNearGrey = 10;  // components this close count as grey for the inversion of greys
 
 void invert(uint8_t* c) {
     for (int i = 0; i < kTolvaTripleBytes; ++i) c[i] = static_cast<uint8_t>(255 - c[i]);
-}
-
-bool isNearGrey(const uint8_t* c) {
-    return feqi(c[0], c[1], kNearGrey) != 0 && feqi(c[1], c[2], kNearGrey) != 0 && feqi(c[0], c[2], kNearGrey) != 0;
 }
 
 void setGrey(uint8_t* c, bool inverted) {
@@ -28,7 +26,7 @@ void rev_rgb(int32_t width, uint8_t* row, int32_t mode) {
         switch (mode) {
             case kTolvaConvertInvert: invert(row); break;
             case kTolvaConvertInvertGreys:
-                if (isNearGrey(row)) invert(row);
+                if (isGreyWithin(kNearGrey, row[0], row[1], row[2])) invert(row);
                 break;
             default: setGrey(row, mode == kTolvaConvertInvertGrey); break;
         }

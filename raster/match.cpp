@@ -101,13 +101,6 @@ uint16_t candidatesAround(Matcher& m, uint16_t from, const uint8_t* c, int32_t s
     return closeList(m, list);
 }
 
-bool isNearGrey(const uint8_t* c) {
-    const auto isFar = [](int32_t a, int32_t b) {
-        return static_cast<uint32_t>(a - b + kTolvaGreyTolerance) > uint32_t{2 * kTolvaGreyTolerance};
-    };
-    return !(isFar(c[0], c[1]) | isFar(c[1], c[2]) | isFar(c[0], c[2]));
-}
-
 uint32_t partOf(const uint8_t* c) { return uint32_t{c[0]} >> 2 << 12 | uint32_t{c[1]} >> 2 << 6 | uint32_t{c[2]} >> 2; }
 
 // Whether a near-grey lies in the part of this colour: components of 4 values each that are neighbours at most.
@@ -125,7 +118,7 @@ __attribute__((noinline)) uint8_t matchSlowly(Matcher& m, const uint8_t* c) {
         part = candidatesAround(m, cell, c, 3);
         if (mayBeGrey(c)) part |= kMayBeGrey;
     }
-    if (isNearGrey(c)) return m.greyIndex[c[0] + c[1] + c[2]];
+    if (isGreyWithin(kTolvaGreyTolerance, c[0], c[1], c[2])) return m.greyIndex[c[0] + c[1] + c[2]];
     return static_cast<uint8_t>(nearestEntry(m.pool + (part & ~kMayBeGrey), c));
 }
 

@@ -14,11 +14,6 @@ namespace {
 constexpr uint32_t kFarthest = 0x7FFFFFFF;
 constexpr int16_t kDeepestMap = 23;  // direct colour needs no map
 
-bool isGreyish(int32_t red, int32_t green, int32_t blue) {
-    return feqi(red, green, kTolvaGreyTolerance) != 0 && feqi(green, blue, kTolvaGreyTolerance) != 0 &&
-           feqi(red, blue, kTolvaGreyTolerance) != 0;
-}
-
 uint32_t square(int32_t difference) {
     const uint32_t d = static_cast<uint32_t>(difference);
     return d * d;
@@ -57,7 +52,7 @@ Handle buildColourMap(ColourTable source, int16_t srcBits, ColourTable destinati
 using namespace tolva;
 
 int32_t rlNearestRGBIndex(int16_t red, int16_t green, int16_t blue, const uint8_t* table, uint16_t count) {
-    const bool grey = isGreyish(red, green, blue);
+    const bool grey = isGreyWithin(kTolvaGreyTolerance, red, green, blue);
     uint32_t least = kFarthest;
     int32_t best = 0;
     for (int32_t i = 0; i < count; ++i, table += kTolvaTripleBytes) {

@@ -16,6 +16,10 @@ inline int64_t paddedRowBytes(int64_t width, int64_t bitsPerPixel) {
     return (bytes + kTolvaRowAlignment - 1) & ~int64_t{kTolvaRowAlignment - 1};
 }
 
+constexpr int16_t kTrueColourDepth = 24;  // red, green, blue
+constexpr int16_t kFourByteDepth = 32;    // and a fourth byte
+constexpr int16_t kDeepestTable = 8;      // of depths whose pixels are indices
+
 inline bool isIndexedDepth(int16_t bits) { return bits == 1 || bits == 4 || bits == 8; }
 inline bool isDirectDepth(int16_t bits) { return bits == 24 || bits == 32; }
 inline bool hasPixels(int16_t bits) { return isIndexedDepth(bits) || isDirectDepth(bits); }
@@ -32,6 +36,15 @@ inline bool holdsBitmap(Handle bits, int64_t width, int64_t height, int16_t bits
     if (height <= 0) return height == 0;
     if (!pictureBytes(paddedRowBytes(width, bitsPerPixel), height - 1, &above)) return false;
     return above + uint64_t{static_cast<uint64_t>(width * bitsPerPixel + 7) / 8} <= GlobalSize(bits);
+}
+
+// Whether the components lie so close together that the colour counts as a grey. Without branches: it is asked of every
+// pixel.
+inline bool isGreyWithin(int32_t tolerance, int32_t red, int32_t green, int32_t blue) {
+    const auto isFar = [tolerance](int32_t a, int32_t b) {
+        return static_cast<uint32_t>(a - b + tolerance) > static_cast<uint32_t>(2 * tolerance);
+    };
+    return !(isFar(red, green) | isFar(green, blue) | isFar(red, blue));
 }
 
 // A triple as a packed colour.

@@ -47,10 +47,15 @@ enum TolvaOpcode {
     kTolvaOpSetScaling = 0x209,
     kTolvaOpQueryViewport = 0x2fd,
     kTolvaOpQueryWindow = 0x2ff,
+    kTolvaOpAxc = 0x303, /* these four, and kTolvaOpDm, are supported and have no effect */
+    kTolvaOpTran = 0x304,
+    kTolvaOpClpr = 0x305,
+    kTolvaOpClip = 0x306,
     kTolvaOpCellArray = 0x409,
     kTolvaOpPrimitive = 0x40a,
     kTolvaOpSetColourTable = 0x522,
     kTolvaOpQueryCapability = 0x52b, /* never supported */
+    kTolvaOpDm = 0x906,
     kTolvaOpPopErrors = 0xf02,
     kTolvaOpClearErrors = 0xf03
 };
