@@ -1,5 +1,5 @@
-// gif_check.cpp: looks at both ends of a written GIF. Called before the file takes its place: no write failed, but the library
-// passes on less than an exit status needs, and one of its ways can end early without a word.
+// gif_check.cpp: looks at both ends of a written GIF. Called before the file takes its place: no write failed, but the
+// library passes on less than an exit status needs, and one of its ways can end early without a word.
 
 #include "cli/output/gif_check.h"
 
