@@ -103,7 +103,7 @@ void collectCells(TolvaEMData& em, const CellArray& cells, Handle bitmap) {
     (cells.upward ? copyUpward : copyDownward)(em, cells, bitmap);
 }
 
-// Whether the host's rows are the bitmap, byte for byte. Then they need not be copied: nothing on that road writes to
+// Whether the host's rows are the bitmap, byte for byte. Then they need not be copied: nothing on that way writes to
 // them.
 bool canBorrow(const TolvaEMData& em, const CellArray& cells) {
     return !cells.upward && cells.stride == cells.rowBytes &&

@@ -1,4 +1,5 @@
-// status.cpp: the host's status function: progress out, a wish to stop in. Every call of it goes through one wrapper.
+// status.cpp: the host's status function: progress out, a request to stop in. Every call of it goes through one
+// wrapper.
 
 #include "driver/status.h"
 #include "settings/current.h"

@@ -1,4 +1,4 @@
-// bands.cpp: the road of pictures that the host draws band by band. Each band is compressed as it comes, so that no
+// bands.cpp: the way of pictures that the host draws band by band. Each band is compressed as it comes, so that no
 // more of the picture than one band need ever be there; only an interlaced one goes through the writer's spool.
 
 #include "output/bands.h"

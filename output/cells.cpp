@@ -1,4 +1,4 @@
-// cells.cpp: the road of ready bitmaps. A whole bitmap is sized, shrunk, brought to 8 bits, stretched and written as
+// cells.cpp: the way of ready bitmaps. A whole bitmap is sized, shrunk, brought to 8 bits, stretched and written as
 // one band; in between the host hears how far it is and may stop it. Every step that has nothing to do costs nothing: a
 // picture of the right size and depth goes to the writer from where it lies.
 

@@ -69,7 +69,7 @@ void takeColours(TolvaOffscreenRecord& record, PrivateBlock& block, Handle sourc
     if (record.palette != nullptr) std::memcpy(record.palette, copy, bytes);
 }
 
-// Kept: the reduced table counts as full, its empty entries included, where the cell arrays' road has the count that
+// Kept: the reduced table counts as full, its empty entries included, where the cell arrays' way has the count that
 // was found.
 void reduceColours(TolvaOffscreenRecord& record, PrivateBlock& block, const TolvaPictureDescriptor& picture) {
     const int32_t count = 1 << record.depth;
