@@ -215,7 +215,7 @@ void printTable(Handle h, uint16_t n) {
     }
 }
 
-// The copy that is diffused in place takes the source table's colours; without them every indexed picture were black.
+// The copy that is diffused in place takes the source table's colours; without them all would be black.
 Handle makeWorkCopy(Handle bits, int32_t width, int32_t height, int16_t srcBits, Handle srcTable) {
     return rlConvertBitmapDepth(bits, width, height, srcBits, 24, srcTable, 0, 0);
 }
