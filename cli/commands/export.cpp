@@ -12,8 +12,9 @@
 #include "cli/library/session.h"
 #include "cli/output/output_file.h"
 #include "cli/picture/key_colour.h"
-#include "cli/picture/prepare.h"
+#include "cli/picture/raw.h"
 #include "cli/picture/read.h"
+#include "cli/picture/tone.h"
 #include "cli/settings/profile.h"
 #include "cli/terminal/bar.h"
 
@@ -76,8 +77,8 @@ ExitStatus writePicture(const Options& options, const Library& library, const Se
     if (const ExitStatus failed = planOutputSize(library, options.way, options.mostPixels, picture, size)) {
         return failed;
     }
-    PrepareOrder prepare = {options.dither, toneOf(*settings.setup), options.background.value_or(kWhite)};
-    if (const ExitStatus failed = preparePicture(library, prepare, size, picture)) return failed;
+    RawOrder prepare = {options.dither, toneOf(*settings.setup), options.background.value_or(kWhite)};
+    if (const ExitStatus failed = prepareRaw(library, prepare, size, picture)) return failed;
     std::optional<Colour> transparent;
     if (const ExitStatus failed = chooseTransparency(options, library, prepare.tone, picture, transparent)) {
         return failed;

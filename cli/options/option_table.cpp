@@ -148,6 +148,9 @@ const OptionRow kOptionTable[kOptionRows] = {
      kForPictures, takeSize},
     {"resolution",       0,   "DPI",     "dots per inch for --size, 32 to 400 (the profile's, or 96)",
      kForPictures, takeResolution},
+    {"raw",              0,   nullptr,   "leave scaling, reducing and dithering to the library, as its hosts\n"
+                                        "know it: to compare, and for bug reports",
+     kForPictures, [](const char*, Options& o) { o.raw = true; return kExitDone; }},
     {"road",             0,   "ROAD",    "how the picture goes to the library: cells (one call writes it),\n"
                                         "bracket (collected piece by piece) or export (without a device);\n"
                                         "the last two round odd heights up",

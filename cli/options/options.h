@@ -6,7 +6,7 @@
 #include <optional>
 
 #include "cli/library/way.h"
-#include "cli/picture/prepare.h"
+#include "cli/picture/raw.h"
 #include "cli/picture/read.h"
 #include "cli/settings/setting_keys.h"
 #include "cli/terminal/messages.h"
@@ -46,6 +46,7 @@ struct Options {
     std::optional<Colour> background;
     std::optional<int32_t> colourMode;
     Dither dither;
+    bool raw;  // scaling, reduction and dithering are the library's, as its hosts know them
     Way way;
     uint64_t mostPixels;
     SizeRequest sizeRequest;

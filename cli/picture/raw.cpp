@@ -1,14 +1,15 @@
-// prepare.cpp: pictures that cannot go to the driver as they are read. Called by main between the plan of the size and
-// the session. Results of the library come in blocks of its own and are copied into the picture's: they are never
-// larger, so the picture stays the only large block.
+// raw.cpp: pictures that cannot go to the driver as they are read, under --raw. Called by the export command between
+// the plan of the size and the session. Results of the library come in blocks of its own and are copied into the
+// picture's: they are never larger, so the picture stays the only large block.
 
-#include "cli/picture/prepare.h"
+#include "cli/picture/raw.h"
 
 #include <algorithm>
 #include <cstring>
 
 #include "cli/library/output_size.h"
 #include "cli/picture/mask.h"
+#include "cli/picture/tone.h"
 #include "cli/terminal/stop.h"
 
 namespace cli {
@@ -112,18 +113,6 @@ ExitStatus reducePicture(const Work& work) {
     return kExitDone;
 }
 
-void convertColours(const Library& library, TolvaConversionMode& tone, Picture& picture) {
-    if (picture.bitsPerPixel == kIndexBits) {
-        library.calls.rev_rgb(kPaletteEntries, &picture.palette[0].red, tone);
-    } else {
-        for (uint32_t y = 0; tone != kTolvaConvertNothing && y < picture.height; ++y) {
-            uint8_t* const row = picture.pixels + size_t{y} * picture.stride;
-            library.calls.rev_rgb(static_cast<int32_t>(picture.width), row, tone);
-        }
-    }
-    tone = kTolvaConvertNothing;
-}
-
 ExitStatus ditherPicture(const Work& work, Dither dither) {
     const Library& library = *work.library;
     Picture& picture = *work.picture;
@@ -146,7 +135,7 @@ ExitStatus ditherPicture(const Work& work, Dither dither) {
 
 }  // namespace
 
-ExitStatus preparePicture(const Library& library, PrepareOrder& order, OutputSize& size, Picture& picture) {
+ExitStatus prepareRaw(const Library& library, RawOrder& order, OutputSize& size, Picture& picture) {
     const bool dithers = order.dither != Dither::kNone;
     if (!dithers && picture.mask == nullptr) return kExitDone;
     if (const ExitStatus failed = needEntries(library, EntryGroup::kRaster)) return failed;
@@ -159,7 +148,7 @@ ExitStatus preparePicture(const Library& library, PrepareOrder& order, OutputSiz
     uint32_t freeIndex = 0;
     if (dithers) {
         // The errors that are diffused are those of the colours shown, so the tone comes first.
-        convertColours(library, order.tone, picture);
+        if (const ExitStatus failed = applyTone(library, order.tone, picture)) return failed;
         if (const ExitStatus failed = ditherPicture(work, order.dither)) return failed;
         freeIndex = picture.colours;
     } else if (picture.bitsPerPixel == kColourBits) {
@@ -170,13 +159,6 @@ ExitStatus preparePicture(const Library& library, PrepareOrder& order, OutputSiz
     }
     note("%s to %u colours", dithers ? "dithered" : "reduced", picture.colours);
     if (picture.mask != nullptr) putTransparentIndex(picture, freeIndex, order.background);
-    return kExitDone;
-}
-
-ExitStatus applyTone(const Library& library, TolvaConversionMode& tone, Picture& picture) {
-    if (tone == kTolvaConvertNothing) return kExitDone;
-    if (const ExitStatus failed = needEntries(library, EntryGroup::kRaster)) return failed;
-    convertColours(library, tone, picture);
     return kExitDone;
 }
 
