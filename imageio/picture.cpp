@@ -3,6 +3,7 @@
 #include "imageio/picture.h"
 
 #include <cstdlib>
+#include <cstring>
 #include <limits>
 
 #include <sys/mman.h>
@@ -45,6 +46,7 @@ bool makePicture(Picture& picture, uint32_t width, uint32_t height, int32_t bits
 Picture::~Picture() {
     std::free(pixels);
     std::free(mask);
+    std::free(alpha);
 }
 
 void setGreyRamp(Picture& picture) {
@@ -64,6 +66,21 @@ bool makeMask(Picture& picture) {
 void dropMask(Picture& picture) {
     std::free(picture.mask);
     picture.mask = nullptr;
+}
+
+bool makeAlpha(Picture& picture) {
+    if (picture.alpha != nullptr) return true;
+    const uint64_t bytes = uint64_t{rowBytes(picture.width, kIndexBits)} * picture.height;
+    if (bytes > std::numeric_limits<size_t>::max()) return false;
+    picture.alpha = static_cast<uint8_t*>(allocPixels(static_cast<size_t>(bytes)));
+    if (picture.alpha == nullptr) return false;
+    std::memset(picture.alpha, kOpaque, static_cast<size_t>(bytes));
+    return true;
+}
+
+void dropAlpha(Picture& picture) {
+    std::free(picture.alpha);
+    picture.alpha = nullptr;
 }
 
 }  // namespace imageio

@@ -1,5 +1,5 @@
 // picture.h: a picture in memory: palette indices or red, green, blue, bottom row first, rows padded to 4 bytes. The
-// readers fill one.
+// readers fill one; a picture that is to be scaled may have deep colours and an alpha plane until it is.
 #ifndef TOLVA_IMAGEIO_PICTURE_H
 #define TOLVA_IMAGEIO_PICTURE_H
 
@@ -12,8 +12,11 @@ inline constexpr uint32_t kPaletteEntries = 256;
 inline constexpr int kNoTransparency = -1;
 inline constexpr int32_t kIndexBits = 8;
 inline constexpr int32_t kColourBits = 24;
+inline constexpr int32_t kDeepBits = 48;  // red, green, blue of 16 bits each, in the machine's order of bytes
 inline constexpr int32_t kMaskBits = 1;
 inline constexpr uint32_t kColourBytes = 3;
+inline constexpr uint32_t kOpaque = 255;
+inline constexpr uint32_t kHalfOpaque = 128;  // what is less is transparent in the end
 
 struct Colour {
     uint8_t red, green, blue;
@@ -25,9 +28,10 @@ struct Picture {
     uint32_t width = 0;
     uint32_t height = 0;
     uint32_t stride = 0;        // bytes from one row to the next
-    int32_t bitsPerPixel = 0;   // kIndexBits or kColourBits
+    int32_t bitsPerPixel = 0;   // kIndexBits, kColourBits or kDeepBits
     uint8_t* pixels = nullptr;  // bottom row first
     uint8_t* mask = nullptr;    // null, or a bit for every pixel, rows as the pixels': set where it is transparent
+    uint8_t* alpha = nullptr;   // null, or a byte for every pixel, rows as an 8-bit picture's: kOpaque is opaque
     Colour palette[kPaletteEntries] = {};  // of indices; black behind `colours`
     uint32_t colours = 0;
     int transparentIndex = kNoTransparency;
@@ -50,6 +54,13 @@ void dropMask(Picture& picture);
 inline uint8_t maskBit(uint32_t x) { return static_cast<uint8_t>(0x80 >> (x % 8)); }
 inline uint8_t* maskRow(const Picture& picture, uint32_t row) {
     return picture.mask + size_t{row} * rowBytes(picture.width, kMaskBits);
+}
+
+// The same of the alpha plane: before, all is opaque.
+bool makeAlpha(Picture& picture);
+void dropAlpha(Picture& picture);
+inline uint8_t* alphaRow(const Picture& picture, uint32_t row) {
+    return picture.alpha + size_t{row} * rowBytes(picture.width, kIndexBits);
 }
 
 // Row `y` counted from the top, as files have it.

@@ -12,9 +12,16 @@ namespace imageio {
 
 enum Reason { kDone, kRefused, kStopped };  // all but the first are failures
 
+// What is less than half opaque is transparent; the rest is laid over the background. Colour profiles are obeyed.
 struct ReadRequest {
-    Colour background;      // what half-transparent colours are laid over
+    Colour background;
     bool keepTransparency;  // not when another colour is to become the transparent one
+    // No profiles, and a palette's entry is laid over the background unless it is fully transparent.
+    bool raw;
+    // Told the extents as they are shown; null: never. A picture that will be scaled keeps what scaling makes better:
+    // samples of 16 bits, and the alpha of all its pixels, whose colours are laid over the background beforehand.
+    bool (*willScale)(uint32_t width, uint32_t height, void* asker);
+    void* asker;
     uint64_t mostPixels;
     const char* mostPixelsName;  // of the limit, for texts
     bool (*stopped)();           // asked between steps, and whenever a read is interrupted

@@ -8,9 +8,6 @@
 
 namespace imageio {
 
-inline constexpr uint32_t kOpaque = 255;
-inline constexpr uint32_t kHalfOpaque = 128;
-
 inline uint8_t laidOver(uint32_t value, uint32_t below, uint32_t alpha) {
     return static_cast<uint8_t>((value * alpha + below * (kOpaque - alpha) + kOpaque / 2) / kOpaque);
 }

@@ -22,6 +22,9 @@ ExitStatus readPicture(const char* path, Colour background, bool keepTransparenc
                        Picture& picture) {
     const imageio::ReadRequest request = {.background = background,
                                           .keepTransparency = keepTransparency,
+                                          .raw = true,
+                                          .willScale = nullptr,
+                                          .asker = nullptr,
                                           .mostPixels = mostPixels,
                                           .mostPixelsName = "--max-pixels",
                                           .stopped = stopRequested,
