@@ -1,0 +1,105 @@
+// answers.h: the nearest entry of a colour table, ready for every colour that is asked for. Colours lie in parts of
+// 4 x 4 x 4; a part's answers are worked out when one of the 8 parts of its cell is first met, and looked up from then
+// on. Shared by raster/, which amends them where its rule differs, and quantize/.
+#ifndef TOLVA_NEAREST_ANSWERS_H
+#define TOLVA_NEAREST_ANSWERS_H
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+
+namespace tolva {
+
+constexpr uint32_t kMostEntries = 256;
+constexpr uint32_t kPartSide = 4;
+constexpr uint32_t kPartColours = kPartSide * kPartSide * kPartSide;
+constexpr uint32_t kParts = 64 * 64 * 64;
+constexpr uint32_t kCubes = 8 * 8 * 8;  // of 32 x 32 x 32 colours: what cells take their candidates from
+
+// A part's answers where they are at most four different ones, as nearly everywhere: 2 bits a colour. Other parts have
+// kPartColours bytes in as many blocks as they need.
+struct AnswerBlock {
+    uint8_t entries[4];
+    uint8_t codes[16];  // by green and blue; red's are side by side, the lowest first
+};
+static_assert(sizeof(AnswerBlock) == 20);
+constexpr uint32_t kBlocksOfPlainAnswers = (kPartColours + sizeof(AnswerBlock) - 1) / sizeof(AnswerBlock);
+constexpr uint32_t kPartsOfCell = 8;
+// Place 0 is no block; then come those of parts with one answer. Behind these a block for every part, and a cell's
+// worth of plain answers.
+constexpr uint32_t kOwnBlocks = 1 + kMostEntries;
+constexpr uint32_t kBlocks = kOwnBlocks + kParts + kPartsOfCell * kBlocksOfPlainAnswers;
+
+struct CubeCandidates {
+    uint16_t count;  // 0: not met
+    uint8_t entries[kMostEntries];
+};
+
+// Memory that answers are worked out in. Pages are touched as colours are met.
+struct AnswerRoom {
+    uint32_t parts[kParts];  // the place of a part's block, kPlainAnswers beside it; 0: not met
+    CubeCandidates cubes[kCubes];
+    AnswerBlock blocks[kBlocks];
+};
+
+// What a caller has nearest mean where it is not the nearest entry.
+struct AnswerRule {
+    bool (*concerns)(const uint8_t* lowest);  // the part whose lowest colour this is
+    // Answers by the colours' place in the part: red slowest, blue fastest.
+    void (*amend)(const void* with, const uint8_t* lowest, uint8_t* answers);
+    const void* with;
+};
+
+struct Answers {
+    AnswerRoom* room;
+    uint32_t used;   // blocks
+    uint32_t count;  // distinct entries, in the table's order
+    int16_t components[3][kMostEntries];
+    uint8_t indices[kMostEntries];
+    AnswerRule rule;  // no functions: none
+    bool owned;       // the room is freed with them
+};
+
+// The nearest entry of a table of 1 to 256: least squared distance of red, green and blue, the lowest index on a tie.
+// False where there is no memory.
+bool makeAnswers(Answers& answers, const uint8_t* table, uint32_t count);
+void freeAnswers(Answers& answers);
+
+// The same in memory of the caller's, zero-filled, among chosen entries (index 0 where there are none), by a rule.
+void beginAnswers(Answers& answers, void* room, const uint8_t* table, const uint8_t* chosen, uint32_t count,
+                  const AnswerRule& rule);
+
+// `to` may be `from`.
+void answerRow(Answers& answers, const uint8_t* from, int bytesPerPixel, uint8_t* to, int32_t width);
+
+constexpr uint32_t kPlainAnswers = 0x80000000;
+// Fills a colour's cell if it has not been met; also the way to plain answers.
+uint8_t answerSlowly(Answers& answers, const uint8_t* colour);
+
+// A colour's bits so that those of its part's number stand above those of its place in the part; parts of a cell, and
+// cells of a cube's row, lie side by side.
+constexpr std::array<uint32_t, 256> spreadComponents(uint32_t channel) {
+    std::array<uint32_t, 256> spread{};
+    for (uint32_t value = 0; value < spread.size(); ++value) {
+        const uint32_t cell = value >> 3 << (9 + 5 * (2 - channel));
+        const uint32_t part = (value >> 2 & 1) << (6 + 2 - channel);
+        spread[value] = cell | part | (value & 3) << 2 * (2 - channel);
+    }
+    return spread;
+}
+inline constexpr std::array<uint32_t, 256> kSpread[3] = {spreadComponents(0), spreadComponents(1), spreadComponents(2)};
+
+inline uint32_t placeOf(const uint8_t* c) { return kSpread[0][c[0]] | kSpread[1][c[1]] | kSpread[2][c[2]]; }
+
+inline uint8_t answer(Answers& answers, const uint8_t* colour) {
+    const uint32_t place = placeOf(colour);
+    const uint32_t part = answers.room->parts[place / kPartColours];
+    if (static_cast<int32_t>(part) <= 0) return answerSlowly(answers, colour);
+    const AnswerBlock& block = answers.room->blocks[part];
+    const uint32_t codes = block.codes[place % 16];
+    return block.entries[codes >> 2 * (place / 16 % 4) & 3];
+}
+
+}  // namespace tolva
+
+#endif
