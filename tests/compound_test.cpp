@@ -81,7 +81,7 @@ TEST(Compound, SubStreamsReadBackFromEverySize) {
         Bytes whole(contents.size() + 10);
         ASSERT_EQ(zunRead(stream, whole.data(), size + 10), size);
         whole.resize(contents.size());
-        ASSERT_TRUE(whole == contents);
+        ASSERT_TRUE(same(whole, contents));
         for (int i = 0; i < 60; ++i) {
             const int32_t at = upTo(random, size + 20) - 10;
             const int32_t place = std::clamp(at, 0, size);
@@ -133,9 +133,7 @@ TEST(Compound, DamagedChainsEndTheReadShort) {
         }
         const TolvaHandle stream = openSub(file.path, sub);
         Bytes buffer(20000);
-        const int32_t got = zunRead(stream, buffer.data(), 20000);
-        EXPECT_GE(got, 0);
-        EXPECT_LE(static_cast<uint32_t>(got), sub.size);
+        EXPECT_LE(static_cast<uint32_t>(zunRead(stream, buffer.data(), 20000)), sub.size);  // nor less than 0
         zunSeek(stream, upTo(random, 9000), kTolvaFromStart);
         zunRead(stream, buffer.data(), 20000);
         closeSub(stream);

@@ -63,7 +63,7 @@ TEST(Init, FillsTheHostsBlockAndCapabilities) {
     host.settings()->colourMode = 107;
     ASSERT_EQ(startHost(host, ""), 0);
     EXPECT_EQ(host.init[10], reinterpret_cast<intptr_t>(lpEMData->replyBuffer));
-    EXPECT_EQ(lpEMData->state, 1);
+    EXPECT_EQ(lpEMData->state, inInit);
     const int32_t* const c = host.capabilities;
     const int x = 1234;  // the host's own values stay
     EXPECT_EQ(std::vector<int32_t>(c, c + 60),
@@ -104,21 +104,30 @@ TEST(Dispatch, RunsEachOpcodeInItsStatesAndNoOther) {
         TolvaOpcodeHandler handler;
         int32_t opcode, states;
     };
-    const Row rows[] = {{d_opdv, 1, 1},      {d_cldv, 2, 30},      {d_begp, 3, 18},      {d_begpb, 4, 4},
-                        {d_endp, 5, 8},      {ds_dvwn, 0x206, 4},  {ds_bgc, 0x207, 4},   {ds_dvvp, 0x208, 4},
-                        {ds_vpsm, 0x209, 4}, {dq_dvwn, 0x2ff, 30}, {dq_dvvp, 0x2fd, 30}, {ds_axc, 0x303, 8},
-                        {ds_tran, 0x304, 8}, {ds_clpr, 0x305, 8},  {ds_clip, 0x306, 8},  {d_ca, 0x409, 8},
-                        {d_gdp, 0x40a, 8},   {ds_ct, 0x522, 8},    {ds_dm, 0x906, 8},    {d_popes, 0xf02, 31},
-                        {d_empes, 0xf03, 31}};
+    constexpr int32_t afterOpen = inOpen | inBegun | inBody | inEnded, anyState = inInit | afterOpen;
+    // clang-format off
+    const Row rows[] = {  // all others do nothing
+        {d_opdv,  opOpen,        inInit},           {d_cldv,  opClose,         afterOpen},
+        {d_begp,  opBegin,       inOpen | inEnded}, {d_begpb, opBody,          inBegun},
+        {ds_dvwn, opWindow,      inBegun},          {ds_bgc,  opBackground,    inBegun},
+        {ds_dvvp, opViewport,    inBegun},          {ds_vpsm, opScaling,       inBegun},
+        {dq_dvwn, opQueryWindow, afterOpen},        {dq_dvvp, opQueryViewport, afterOpen},
+        {ds_axc,  opAxc,         inBody},           {ds_tran, opTran,          inBody},
+        {ds_clpr, opClpr,        inBody},           {ds_clip, opClip,          inBody},
+        {d_ca,    opCells,       inBody},           {d_gdp,   opPrimitive,     inBody},
+        {ds_ct,   opColours,     inBody},           {ds_dm,   opDm,            inBody},
+        {d_endp,  opEnd,         inBody},
+        {d_popes, opPopErrors,   anyState},         {d_empes, opClearErrors,   anyState}};
+    // clang-format on
     Device device;
-    for (const int32_t state : {1, 2, 4, 8, 16}) {
+    for (const int32_t state : {inInit, inOpen, inBegun, inBody, inEnded}) {
         lpEMData->state = state;
         for (int32_t opcode = -3; opcode < 0x1000; ++opcode) {
             const Row* const row =
                 std::find_if(std::begin(rows), std::end(rows), [&](const Row& r) { return r.opcode == opcode; });
             const bool runs = row != std::end(rows) && (row->states & state) != 0;
             ASSERT_EQ(getfunc(opcode), runs ? row->handler : d_noop) << opcode << " in " << state;
-            ASSERT_EQ(InquireSupport(opcode, 0), runs && opcode != opPrimitive ? 2 : 0) << opcode;
+            ASSERT_EQ(InquireSupport(opcode, 0), runs && opcode != opPrimitive ? 2 : 0) << opcode << " in " << state;
         }
     }
     std::set<TolvaOpcodeHandler> handlers;
@@ -127,7 +136,7 @@ TEST(Dispatch, RunsEachOpcodeInItsStatesAndNoOther) {
     EXPECT_EQ(InquireSupport(opPrimitive, -1), 6);
     GDPSupport[1] = 0;
     for (const int32_t id : {0, 5, -8, INT32_MIN, INT32_MAX}) EXPECT_EQ(InqGDPSupport(id), 0);
-    lpEMData->state = 1;
+    lpEMData->state = inInit;
 }
 
 TEST(Errors, WithoutACapacityOnlyTheLatestIsKept) {
@@ -332,7 +341,7 @@ TEST(Device, TellsOfStreamsThatCannotBeOpenedOrWritten) {
     EXPECT_EQ(std::memcmp(mine.block, "GIF\xFF", 4), 0);
     GlobalFree(GlobalHandle(mine.block));
     lpEMData->outputStream = devices;
-    lpEMData->state = 2;
+    lpEMData->state = inOpen;
     endHost(host);
 }
 

@@ -30,24 +30,24 @@ std::string exported(const Picture& picture, double dpi, const std::function<voi
 TEST(Golden, PicturesGiveTheSameFileEverywhere) {
     const Picture picture = scene(300, 200);
     const std::map<std::string, std::string> files = {
-        {"plain", exported(picture, 128)},
-        {"default-box", exported(picture, 0)},
-        {"box-40x50", exported(scene(40, 50), 0)},
-        {"fitted", exported(picture, 100,
-                            [](SetupBlock& s) {
-                                s.sizeMode = 601;
-                                s.resolutionMode = 308;
-                                s.xResolution = 100;
-                                s.yResolution = 75;
-                            })},
-        {"at-300-dpi", exported(scene(481, 333), 300)},
-        {"interlaced", exported(picture, 128, [](SetupBlock& s) { s.interlaceChoice = 715; })},
-        {"transparent", exported(picture, 128,
-                                 [](SetupBlock& s) {
-                                     s.transparencyChoice = 719;
-                                     s.backgroundChoice = 728;
-                                     s.transparentColour[1] = 200;
-                                 })},
+        {"scene-300x200", exported(picture, 128)},
+        {"scene-300x200-in-the-default-box", exported(picture, 0)},
+        {"scene-40x50-in-the-default-box", exported(scene(40, 50), 0)},
+        {"scene-300x200-at-100x75-dpi", exported(picture, 100,
+                                                 [](SetupBlock& s) {
+                                                     s.sizeMode = 601;
+                                                     s.resolutionMode = 308;
+                                                     s.xResolution = 100;
+                                                     s.yResolution = 75;
+                                                 })},
+        {"scene-481x333-at-300-dpi", exported(scene(481, 333), 300)},
+        {"scene-300x200-interlaced", exported(picture, 128, [](SetupBlock& s) { s.interlaceChoice = 715; })},
+        {"scene-300x200-transparent", exported(picture, 128,
+                                               [](SetupBlock& s) {
+                                                   s.transparencyChoice = 719;
+                                                   s.backgroundChoice = 728;
+                                                   s.transparentColour[1] = 200;
+                                               })},
     };
     if (std::getenv("TOLVA_RENEW") != nullptr) {
         std::ofstream list(TOLVA_GOLDEN);

@@ -48,21 +48,18 @@ TEST(SharedLibrary, IsNotMovedByAHostWithTheSameNames) {
     ASSERT_EQ(symlink(TOLVA_ODD_NAMES, link), 0);
     Launch host = kHostInC;
     host.before = {"env", "LD_PRELOAD=" + link.path};
-    EXPECT_EQ(drawn(host, "191 121"), drawn(kHostInC, "191 121"));
+    EXPECT_TRUE(same(drawn(host, "191 121"), drawn(kHostInC, "191 121")));
 }
 
-TEST(ExampleHosts, TheOneInCDrawsTheSamePictureInBandsOfAnyHeight) {
+TEST(ExampleHosts, DrawTheSamePictureInBandsOfAnyHeightAndByOpcodes) {
     const Bytes whole = drawn(kHostInC, "191 121 1000");
     EXPECT_EQ(sumOf(whole), 0x235616F50215BED2u)
         << "not the landscape that was looked at, or not the same on this machine";
     for (const char* const size : {"191 121", "191 121 1", "191 121 7"}) {
-        EXPECT_EQ(decoded(drawn(kHostInC, size)), decoded(whole)) << size;
+        EXPECT_TRUE(same(decoded(drawn(kHostInC, size)), decoded(whole))) << size;
     }
-}
-
-TEST(ExampleHosts, TheOneInPythonWritesTheSameFileByOpcodes) {
     if (kHostInPython.words[0].empty()) GTEST_SKIP() << "no Python that could load this library";
-    EXPECT_EQ(drawn(kHostInPython, "191 121"), drawn(kHostInC, "191 121 1000"));
+    EXPECT_TRUE(same(drawn(kHostInPython, "191 121"), whole));
 }
 
 TEST(ExampleHosts, FailuresShowAndHarmNoEarlierFile) {

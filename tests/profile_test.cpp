@@ -1,4 +1,4 @@
-// Profile files, also those that cannot be changed; settings from profiles and the escape.
+// Profile files, also those that cannot be changed; settings that come from them and go into them.
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
@@ -123,11 +123,11 @@ TEST(Profile, AFileThatCannotBeChangedStaysWhole) {
         setrlimit(RLIMIT_FSIZE, &before);
         EXPECT_EQ(done, most >= old.size() + 1);
         if (done == 1) break;
-        ASSERT_TRUE(textOf(path) == old) << most;
+        ASSERT_TRUE(same(textOf(path), old)) << most;
     }
     EXPECT_EQ(WritePrivateProfileString("s", "k", "2", (folder + "/link.ini").c_str()), 1);
     old[6] = '2';
-    EXPECT_TRUE(textOf(path) == old);
+    EXPECT_TRUE(same(textOf(path), old));
     const std::string fresh = folder + "/fresh.ini";
     const long mask = syscall(SYS_umask, 0137);
     EXPECT_EQ(WritePrivateProfileString("s", "k", "v", fresh.c_str()), 1);
@@ -141,21 +141,34 @@ TEST(Profile, AFileThatCannotBeChangedStaysWhole) {
     EXPECT_EQ(temporaryFiles(), leftBefore);
 }
 
-TEST(Profile, SettingsComeFromItAndTheEscapeSavesThem) {
+TEST(Profile, SettingsComeFromIt) {
     const Temporary file;
     save(file.path,
          "[TOLVA]\n~Mode=Web\n[Web]\nDriver=ALongDriverName\nWidth=8\nHeight=10\nX Resolution=31\n"
-         "Y Resolution=400\nColor Mode=0x6a\n[none]\nWidth=3.000\n");
-    TolvaHandle h = CreateSetup(0, file, nullptr, 0);
-    SetupBlock* setup = lpRaster;
-    EXPECT_STREQ(setup->sectionName, "Web");
-    EXPECT_STREQ(setup->driverName, "ALongDriverNa");
-    EXPECT_EQ(std::pair(setup->width, setup->height), std::pair(8.67, 5.0));
-    EXPECT_EQ(setup->xResolution, 96);
-    EXPECT_EQ(setup->yResolution, 400);
-    EXPECT_EQ(setup->colourMode, 106);
-    EXPECT_EQ(setup->lineMode, 119);
+         "Y Resolution=400\nColor Mode=0x6a\n[saved]\nDriver=D\nWidth=.310.125\nHeight=7.12\n[none]\nWidth=3.000\n");
+    // Kept: a text as short as "8" keeps the tail of the "6.67" that stands for none. 31 dots per inch are too few.
+    for (const auto& [section, driver, mode, width, height, x, y] :
+         {std::tuple{static_cast<const char*>(nullptr), "ALongDriverNa", 106, 8.67, 5.0, 96, 400},
+          {"saved", "D", 103, 0.31, 7.12, 96, 96},  // what a dialog's width of 10.125 comes back as
+          {"none", "", 0, 0.0, 0.0, 0, 0}}) {
+        const TolvaHandle h = CreateSetup(0, file, section, 0);
+        const SetupBlock& setup = *lpRaster;
+        EXPECT_STREQ(setup.driverName, driver);
+        EXPECT_EQ(std::tuple(setup.colourMode, setup.width, setup.height, setup.xResolution, setup.yResolution),
+                  std::tuple(mode, width, height, x, y))
+            << driver;
+        EXPECT_EQ(setup.lineMode, mode == 0 ? 0 : 119);
+        EXPECT_STREQ(setup.sectionName, section == nullptr ? "Web" : section);
+        DestroySetup(h);
+    }
+}
 
+TEST(Profile, SettingsAreAskedChangedAndSavedByTheEscape) {
+    const Temporary file;
+    const std::string before = "[TOLVA]\n~Mode=Web\n[Web]\nDriver=D\n", behind = "[none]\nWidth=3.000\n";
+    save(file.path, before + "Width=8\nHeight=10\n" + behind);
+    const TolvaHandle h = CreateSetup(0, file, nullptr, 0);
+    const SetupBlock& setup = *lpRaster;
     int32_t colourClass = 102, none = 100, fine = 399, coarse = 32, tooFine = 401, tooCoarse = 31, classOut = 9;
     int32_t noDots[2] = {9, 9}, dots[2] = {};
     double wide = 10.125, high = 7.12345, tooWide = 22.000001, noExtents[2] = {9, 9}, extents[2] = {};
@@ -174,46 +187,10 @@ TEST(Profile, SettingsComeFromItAndTheEscapeSavesThem) {
     }
     EXPECT_EQ(std::tuple(noDots[0], noDots[1], noExtents[0], noExtents[1]), std::tuple(0, 0, 0.0, 0.0));
     EXPECT_EQ(std::tuple(dots[0], dots[1], extents[0], extents[1]), std::tuple(32, 399, 10.125, 7.12345));
-    EXPECT_EQ(std::tuple(setup->colourMode, setup->sizeMode, setup->resolutionMode), std::tuple(104, 601, 310));
+    EXPECT_EQ(std::tuple(setup.colourMode, setup.sizeMode, setup.resolutionMode), std::tuple(104, 601, 310));
     EXPECT_EQ(std::pair(classOut, none), std::pair(102, 100));
-    EXPECT_EQ(setup->outputDevice, reinterpret_cast<uintptr_t>(extents));
+    EXPECT_EQ(setup.outputDevice, reinterpret_cast<uintptr_t>(extents));
     DestroySetup(h);
     EXPECT_EQ(textOf(file.path),
-              "[TOLVA]\n~Mode=Web\n[Web]\nDriver=ALongDriverName\nWidth=.310.125\nHeight=7.12\nX Resolution=32\n"
-              "Y Resolution=399\nColor Mode=104\n[none]\nWidth=3.000\n");
-
-    h = CreateSetup(0, file, nullptr, 0);  // what comes back; the width is what ".310.125" begins with
-    EXPECT_EQ(std::tuple(lpRaster->colourMode, lpRaster->width, lpRaster->height), std::tuple(104, 0.31, 7.12));
-    DestroySetup(h);
-    h = CreateSetup(0, file, "none", 0);
-    EXPECT_EQ(lpRaster->colourMode, 0);
-    EXPECT_EQ(lpRaster->width, 0.0);
-    DestroySetup(h);
-}
-
-TEST(Geometry, HostsAreToldTheSizeRoundedUp) {
-    const TolvaHandle h = defaultSetup();
-    int32_t in[] = {0, 0, 96, 960, 480, 0, 0};
-    int32_t out[3] = {};
-    EXPECT_EQ(xEscapeSetup(h, 56, 0, in, out, 0), 1);
-    EXPECT_EQ(lpRaster->width, 10.0);
-    EXPECT_EQ(std::pair(out[0], out[1]), std::pair(960, 480));
-    EXPECT_EQ(out[2], 8);
-    UseDefaultSettings(lpRaster);
-    const int32_t screen[] = {100, 0, 0, 3, 1, 1001, 500};
-    lpRaster->sizeMode = 600;
-    lpRaster->resolutionMode = 307;
-    GetRasterInfo(h, screen, out);
-    EXPECT_EQ(lpRaster->xResolution, 100);
-    EXPECT_EQ(std::pair(out[0], out[1]), std::pair(1001, 334));
-    lpRaster->sizeMode = 602;
-    in[4] = 31;
-    GetRasterInfo(h, in, out);
-    EXPECT_EQ(std::pair(out[0], out[1]), std::pair(1000, 33));
-    double width = 11.0, height = 44.0;
-    EXPECT_EQ(ScaleImageSize(&width, &height), 0);
-    EXPECT_EQ(std::pair(width, height), std::pair(5.5, 22.0));
-    DestroySetup(h);
-    GetRasterInfo(0, in, out);
-    EXPECT_EQ(out[0], 0);
+              before + "Width=.310.125\nHeight=7.12\nColor Mode=104\nX Resolution=32\nY Resolution=399\n" + behind);
 }

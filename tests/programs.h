@@ -3,9 +3,12 @@
 #ifndef TOLVA_TESTS_PROGRAMS_H
 #define TOLVA_TESTS_PROGRAMS_H
 
+#include <algorithm>
 #include <cstdint>
 #include <string>
 #include <vector>
+
+#include <gtest/gtest.h>
 
 // An argument vector. A text is split at its blanks; arguments with blanks in them, or empty ones, come as a list.
 struct Words : std::vector<std::string> {
@@ -49,6 +52,18 @@ struct Temporary {
 };
 std::string textOf(const std::string& path);
 void save(const std::string& path, const std::string& text);
+// Whether two files are one; where they differ first, if not.
+template <class Bytes>
+testing::AssertionResult same(const Bytes& got, const Bytes& wanted) {
+    if (got == wanted) return testing::AssertionSuccess();
+    const auto [a, b] = std::mismatch(got.begin(), got.end(), wanted.begin(), wanted.end());
+    const auto shown = [](const Bytes& bytes, typename Bytes::const_iterator at) {
+        return (at == bytes.end() ? "the end" : std::to_string(static_cast<uint8_t>(*at))) + " of " +
+               std::to_string(bytes.size());
+    };
+    return testing::AssertionFailure() << "at byte " << a - got.begin() << " stands " << shown(got, a) << ", not "
+                                       << shown(wanted, b);
+}
 // FNV-1a, for golden files.
 template <class Bytes>
 uint64_t sumOf(const Bytes& bytes) {

@@ -169,3 +169,30 @@ TEST(Geometry, FollowsTheModes) {
     DestroySetup(h);
     EXPECT_EQ(asked(7.0, 8.0, 9), Extent(7, 8, 9));
 }
+
+TEST(Geometry, HostsAreToldTheSizeRoundedUp) {
+    const TolvaHandle h = defaultSetup();
+    int32_t in[] = {0, 0, 96, 960, 480, 0, 0};
+    int32_t out[3] = {};
+    EXPECT_EQ(xEscapeSetup(h, 56, 0, in, out, 0), 1);
+    EXPECT_EQ(lpRaster->width, 10.0);
+    EXPECT_EQ(std::pair(out[0], out[1]), std::pair(960, 480));
+    EXPECT_EQ(out[2], 8);
+    UseDefaultSettings(lpRaster);
+    const int32_t screen[] = {100, 0, 0, 3, 1, 1001, 500};
+    lpRaster->sizeMode = 600;
+    lpRaster->resolutionMode = 307;
+    GetRasterInfo(h, screen, out);
+    EXPECT_EQ(lpRaster->xResolution, 100);
+    EXPECT_EQ(std::pair(out[0], out[1]), std::pair(1001, 334));
+    lpRaster->sizeMode = 602;
+    in[4] = 31;
+    GetRasterInfo(h, in, out);
+    EXPECT_EQ(std::pair(out[0], out[1]), std::pair(1000, 33));
+    double width = 11.0, height = 44.0;
+    EXPECT_EQ(ScaleImageSize(&width, &height), 0);
+    EXPECT_EQ(std::pair(width, height), std::pair(5.5, 22.0));
+    DestroySetup(h);
+    GetRasterInfo(0, in, out);
+    EXPECT_EQ(out[0], 0);
+}

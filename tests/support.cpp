@@ -63,10 +63,20 @@ int temporaryFiles() {
 }
 
 void plainSegment(Bytes& out, Bytes& work, const uint8_t* pixels, int count, bool first, bool last, uint32_t& carry) {
-    uint32_t bits = carry, next = 258, prefix = count > 0 ? pixels[0] : 0;
+    constexpr uint32_t kClear = 256, kEnd = 257, kFirstFree = 258, kFull = 4090;
+    uint32_t bits = carry, next = kFirstFree, string = count > 0 ? pixels[0] : 0;  // strings are told by their codes
     uint16_t width = 9;
-    std::map<uint32_t, uint32_t> codes;  // of strings, by a shorter one's code and a pixel
+    std::map<uint32_t, uint32_t> codes;  // by a shorter string's code and a pixel
     const auto emit = [&](uint32_t code) { LZWPutCode(work.data(), &bits, code, width); };
+    const auto put = [&](uint32_t code) {  // and what is done behind each string
+        emit(code);
+        if (next == 513 || next == 1025 || next == 2049) ++width;
+        if (next < kFull) return;
+        emit(kClear);
+        width = 9;
+        next = kFirstFree;
+        codes.clear();
+    };
     const auto flush = [&](uint32_t count) {
         for (uint32_t at = 0, n = 0; at < count; at += n) {
             n = std::min(count - at, 254u);
@@ -80,27 +90,17 @@ void plainSegment(Bytes& out, Bytes& work, const uint8_t* pixels, int count, boo
         work[0] = out.back();
         out.pop_back();
     }
-    if (first) emit(256);
-    for (int i = 1; i < count;) {
-        const uint32_t c = pixels[i++], key = prefix << 16 | c;
-        bool found = codes.contains(key);
-        if (found) prefix = codes[key];
-        if (!found || i == count) {
-            codes.emplace(key, next++);
-            for (;;) {
-                emit(prefix);
-                if (next == 513 || next == 1025 || next == 2049) ++width;
-                if (next == 4090) {
-                    emit(256);
-                    width = 9;
-                    next = 258;
-                    codes.clear();
-                }
-                prefix = c;
-                if (found || i < count) break;
-                found = true;
-            }
-        }
+    if (first) emit(kClear);
+    for (int i = 1; i < count; ++i) {
+        const bool atEnd = i + 1 == count;
+        const uint32_t longer = string << 16 | pixels[i];
+        const bool found = codes.contains(longer);
+        if (found) string = codes[longer];
+        if (found && !atEnd) continue;
+        codes.emplace(longer, next++);  // kept: what was found uses up a code too
+        put(string);
+        string = pixels[i];
+        if (!found && atEnd) put(string);  // kept: the width is tested again though nothing was entered
         const uint32_t group = bits / 8 / 254 * 254;
         if (group == 0) continue;
         flush(group);
@@ -108,7 +108,7 @@ void plainSegment(Bytes& out, Bytes& work, const uint8_t* pixels, int count, boo
         std::fill_n(work.begin(), 254, uint8_t{0});
         std::memmove(work.data(), work.data() + group, (bits + 7) / 8);
     }
-    emit(last ? 257 : 256);
+    emit(last ? kEnd : kClear);
     const uint32_t n = last ? (bits + 7) / 8 : bits / 8;
     carry = last ? 0 : bits % 8;
     flush(n);
@@ -178,9 +178,9 @@ Bytes plainGif(const Picture& picture, const Bytes& palette, const GifOptions& o
     const auto add = [&out](std::initializer_list<int> bytes) {
         for (const int byte : bytes) out.push_back(static_cast<uint8_t>(byte));
     };
-    add({width, width >> 8, height, height >> 8, 0xF7, options.background, 0});
+    add({width, width >> 8, height, height >> 8, 0xF7, 0, 0});
     out.insert(out.end(), palette.begin(), palette.end());
-    add({0x21, 0xF9, 4, options.transparent >= 0, 0, 0, std::max(options.transparent, 0), 0});
+    add({0x21, 0xF9, 4, 0, 0, 0, 0, 0});
     add({0x2C, 0, 0, 0, 0, width, width >> 8, height, height >> 8, options.interlaced ? 0x40 : 0, 8});
     Bytes pixels;
     for (const auto& [start, step] : options.interlaced ? kPasses : std::vector{std::pair{0, 1}}) {

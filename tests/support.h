@@ -28,9 +28,11 @@ inline TolvaHandle defaultSetup() { return CreateSetup(0, "/nowhere/at/all.ini",
 // Opcodes, as a host has them from the manual. So have the tests all numbers and positions of the protocol: from our
 // own headers a wrong one would agree with itself.
 constexpr int32_t opOpen = 0x1, opClose = 0x2, opBegin = 0x3, opBody = 0x4, opEnd = 0x5, opWindow = 0x206,
-                  opViewport = 0x208, opScaling = 0x209, opQueryViewport = 0x2fd, opQueryWindow = 0x2ff,
-                  opCells = 0x409, opPrimitive = 0x40a, opColours = 0x522, opPopErrors = 0xf02, opClearErrors = 0xf03;
-using NativeWords = std::vector<intptr_t>;  // of a record of native words
+                  opBackground = 0x207, opViewport = 0x208, opScaling = 0x209, opQueryViewport = 0x2fd,
+                  opQueryWindow = 0x2ff, opAxc = 0x303, opTran = 0x304, opClpr = 0x305, opClip = 0x306, opCells = 0x409,
+                  opPrimitive = 0x40a, opColours = 0x522, opDm = 0x906, opPopErrors = 0xf02, opClearErrors = 0xf03;
+constexpr int32_t inInit = 1, inOpen = 2, inBegun = 4, inBody = 8, inEnded = 16;  // a device's states
+using NativeWords = std::vector<intptr_t>;                                        // of a record of native words
 
 inline int upTo(std::mt19937& random, int most) { return static_cast<int>(random() % (most + 1u)); }
 
@@ -68,8 +70,6 @@ Bytes testPalette();                                    // 256 triples, all diff
 // The whole file by the definition.
 struct GifOptions {
     bool interlaced = false;
-    int transparent = -1;
-    int background = 0;
     std::vector<int> segments = {};  // pixel counts of the segments; empty: all in one
 };
 std::vector<int> bandSegments(const Picture& picture, int rows);  // one a band
