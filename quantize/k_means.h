@@ -1,0 +1,15 @@
+// k_means.h: weighted k-means over points.
+#ifndef TOLVA_QUANTIZE_K_MEANS_H
+#define TOLVA_QUANTIZE_K_MEANS_H
+
+#include "quantize/points.h"
+
+namespace tolva {
+
+// Moves the clusters' centroids to where the squared error is small, and gives each rounded to a triple. False: no
+// memory.
+bool settleCentroids(const ColourPoint* points, Cluster* clusters, uint32_t count, uint8_t* table);
+
+}  // namespace tolva
+
+#endif
