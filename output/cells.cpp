@@ -149,7 +149,7 @@ void writeMatched(const Cells& cells, Matcher& matcher, Handle stream, CellBitma
     BandWriter band;
     beginBand(band, stream, image, cells.width, cells.height, nullptr);
     for (int64_t y; (y = nextRow(band)) >= 0; putRow(band, indices)) {
-        matchRow(matcher, pixels + y * stride, kTolvaTripleBytes, indices, cells.width);
+        answerRow(matcher.answers, pixels + y * stride, kTolvaTripleBytes, indices, cells.width);
     }
     endBand(band);
     GlobalFree(row);

@@ -96,7 +96,7 @@ void matchColours(const Conversion& c, int32_t y) {
     const uint8_t* from = sourceRow(c, y);
     uint8_t* const to = targetRow(c, y);
     if (c.dstBits == 8) {
-        matchRow(*c.matcher, from, bytesPerPixel, to, c.width);
+        answerRow(c.matcher->answers, from, bytesPerPixel, to, c.width);
         return;
     }
     const int perByte = 8 / c.dstBits;
@@ -104,7 +104,7 @@ void matchColours(const Conversion& c, int32_t y) {
     uint8_t indices[kPackedAtOnce];
     for (int32_t x = 0; x < c.width; x += kPackedAtOnce, from += kPackedAtOnce * bytesPerPixel) {
         const int32_t count = std::min(kPackedAtOnce, c.width - x);
-        matchRow(*c.matcher, from, bytesPerPixel, indices, count);
+        answerRow(c.matcher->answers, from, bytesPerPixel, indices, count);
         for (int32_t i = 0; i < count; ++i) {
             const int shift = 8 - c.dstBits * (i % perByte + 1);
             uint8_t& byte = to[(x + i) / perByte];

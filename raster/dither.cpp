@@ -150,7 +150,7 @@ void ditherRows(const Dithering& d, Matcher* matcher) {
         } else if (matcher == nullptr) {
             _rlDitherOneLine(current, next, d.table, d.width, d.count);
         } else {
-            ditherLine(current, next, d.table, d.width, [&](const uint8_t* p) { return nearestIndex(*matcher, p); });
+            ditherLine(current, next, d.table, d.width, [&](const uint8_t* p) { return answer(matcher->answers, p); });
         }
         if (printsRows()) std::printf(".");
     }
