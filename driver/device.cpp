@@ -38,7 +38,7 @@ void* d_opdv(void* block) {
     d_empes(block);
     em.state = kTolvaDeviceOpen;
     em.outputStream = openStream(em);
-    // Kept: an output device that does not open is not reported.
+    // Kept: an output device that does not open is not reported; the host whose procedure refused knows.
     const bool hasDevice = lpSetup != nullptr && lpSetup->outputDevice != 0;
     if (em.outputStream == 0 && !hasDevice) push_er(kTolvaStreamFailed);
     return block;

@@ -32,7 +32,8 @@ void push_er(int32_t code) {
         em.errors[count] = record;
         em.errorCount = count + 1;
     } else {
-        // Kept: without a capacity, which only a host sets, every error lands in the first record and counts as lost.
+        // Kept: without a capacity, which only a host sets, every error lands in the first record and counts as lost;
+        // hosts without one find the latest there.
         (capacity == 0 ? em.firstError : em.errors[capacity - 1]) = record;
         ++em.lostErrors;
     }

@@ -78,7 +78,8 @@ bool openStream(Setup& setup, const char* name) {
     state.streamMemory = nullptr;
     if (!takeFileName(state, name)) return false;
     keepStream(setup, openOutputStream(&setup, state.status, state.fileName, &state.streamMemory));
-    // Kept: an output device that does not open is not reported; everything written then goes nowhere.
+    // Kept: an output device that does not open is not reported, since the host whose procedure refused knows;
+    // everything written then goes nowhere.
     return state.outputStream != 0 || setup.outputDevice != 0;
 }
 

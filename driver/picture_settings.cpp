@@ -60,7 +60,7 @@ void* dq_dvwn(void* block) {
 
 void* dq_dvvp(void* block) {
     if (lpEMData == nullptr) return block;
-    // Kept: this order, with the third and sixth values unset (0 here); hosts rely on it.
+    // Kept: this order, with the third and sixth values unset (0 here); hosts take the reply apart by it.
     const double* const slots = lpEMData->viewport;
     const double values[] = {slots[0], slots[4], 0.0, slots[1], slots[3], 0.0};
     mov2buf(values, sizeof values);
@@ -75,7 +75,7 @@ void* ds_ct(void* block) {
     if (length < kLengthBeforeColours || length >= kLengthTooLarge) return block;
     const uint32_t colours = (length - kLengthBeforeColours) / kTolvaTripleBytes;
     uint8_t* const triples = field(block, kTolvaTableColours);
-    // Kept: the host's own block is converted, then copied from.
+    // Kept: the host's own block is converted, then copied from; hosts find in it the colours that are drawn.
     rev_rgb(static_cast<int32_t>(colours), triples, lpEMData->conversionMode);
     if (first >= kTolvaLargestColourTable) return block;
     const uint32_t stored = std::min(colours, kTolvaLargestColourTable - first);

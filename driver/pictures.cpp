@@ -58,7 +58,8 @@ CellArray readCellArray(const TolvaEMData& em, const void* block) {
     cells.width = std::min<int64_t>(windowColumns(em), cells.cellsPerRow);
     cells.rowBytes = paddedBytes(cells.width, cells.bits);
     cells.stride = cells.rowBytes;
-    // Kept: only in true-colour data may rows be wider than what is taken of them.
+    // Kept: only in true-colour data may rows be wider than what is taken of them. Of other depths hosts send rows of
+    // the window's width, whatever the count of cells says: a longer stride would read past them.
     if (cells.bits == kTrueColourDepth && cells.width < cells.cellsPerRow) {
         cells.stride = paddedBytes(cells.cellsPerRow, cells.bits);
     }
@@ -84,7 +85,8 @@ void startUpward(TolvaEMData& em) {
     if (em.currentRow == 0) em.currentRow = static_cast<int32_t>(em.pictureHeight - 1);
 }
 
-// Kept: the first upward row lands two rows above the bottom, so the last row of the bitmap is never filled.
+// Kept: the first upward row lands two rows above the bottom, so the last row of the bitmap is never filled. Hosts that
+// draw upward have had all their files so.
 void copyUpward(TolvaEMData& em, const CellArray& cells, Handle bitmap) {
     startUpward(em);
     const int32_t rows = std::max(std::min(static_cast<int32_t>(cells.rows), em.currentRow), 0);
@@ -185,7 +187,8 @@ Handle copyPalette(const TolvaEMData& em) {
     return palette;
 }
 
-// Kept: what becomes of the picture is not pushed; a failed write is told when the device is closed.
+// Kept: what becomes of the picture is not pushed, because hosts take an error of the closing primitive to mean that
+// there was none; a failed write is told when the device is closed.
 void writeCollected(TolvaEMData& em) {
     TolvaPictureDescriptor picture = {};
     picture.depth = static_cast<int16_t>(em.pictureDepth);

@@ -76,7 +76,7 @@ bool copyFileName(TolvaEMData& em, const char* name) {
 }
 
 bool startDevice(TolvaEMData& em, const TolvaRasterInitBlock& block) {
-    freeReplyBuffer(em);  // of a block that a host has kept from before
+    freeReplyBuffer(em);  // of a block that a host holds from before
     hSetup = block.setup;
     lpSetup = static_cast<Setup*>(GlobalLock(block.setup));
     if (lpSetup == nullptr) return false;

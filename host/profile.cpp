@@ -103,7 +103,7 @@ Handle INIopen(char* name, int32_t size, int32_t mode) {
     char* path = nullptr;
     const Handle stream = openProfile(name, mode, &path);
     if (stream == 0) return 0;
-    // Kept: a path that fills the buffer stands there without a terminator.
+    // Kept: a path that fills the buffer stands there without a terminator; hosts know its size and read no further.
     if (size > 0 && std::strcmp(path, name) != 0) {
         std::memcpy(name, path, std::min(std::strlen(path) + 1, static_cast<size_t>(size)));
     }

@@ -25,7 +25,8 @@ void store(const Answer& answer, int32_t at, const char* text, int32_t length) {
     std::memcpy(answer.buffer + at, text, static_cast<size_t>(std::min(length, answer.size - at)));
 }
 
-// Kept: the default may be longer than the buffer, and its whole length is answered; what does not fit is not written.
+// Kept: the default may be longer than the buffer, and its whole length is answered: hosts see by it that the buffer
+// was too short. What does not fit is not written.
 void answerDefault(Answer& answer, const char* fallback) {
     if (answer.buffer == nullptr) return;
     std::memset(answer.buffer, 0, static_cast<size_t>(answer.size));
@@ -33,7 +34,8 @@ void answerDefault(Answer& answer, const char* fallback) {
     store(answer, 0, fallback, answer.count);
 }
 
-// Kept: no terminator behind the value, so that a longer default shows its tail.
+// Kept: no terminator behind the value, so that a longer default shows its tail; profiles are written with that in mind
+// (settings/load_profile.cpp).
 void answerValue(Answer& answer, char* value) {
     TrimProfileChar(value, '"');
     answer.count = std::min(static_cast<int32_t>(std::strlen(value)), answer.size);
@@ -60,7 +62,8 @@ bool answerName(Answer& answer, const char* name) {
         answer.count = answer.size - 1;
         return false;
     }
-    // Kept: a name that is only counted counts one more than its length.
+    // Kept: a name that is only counted counts one more than its length; hosts ask with too small a buffer and allocate
+    // what is answered.
     answer.count = std::max(answer.count, 1) + length + 1;
     return true;
 }
@@ -76,7 +79,8 @@ char* splitKey(char* text) {
 // Reads the lines of one section. True when the value was found.
 bool scanSection(Handle stream, const char* key, Answer& answer) {
     for (ProfileLine line; readLine(stream, line);) {
-        // Kept: the header that ends a section is consumed here and starts none itself.
+        // Kept: the header that ends a section is consumed here and starts none itself, as when the file is rewritten:
+        // of a section that is repeated at once hosts read and change the first.
         if (isHeader(line)) return false;
         char* const name = CleanProfileLine(line.text, kTolvaKeepBrackets | kTolvaKeepQuotes);
         char* const value = splitKey(name);

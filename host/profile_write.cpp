@@ -109,7 +109,8 @@ void rewriteLines(Rewrite& r) {
     for (ProfileLine line; readLine(r.old, line);) {
         if (isHeaderOf(line, r.section)) rewriteSection(r, line);
         if (line.length < 0) break;
-        // Kept: the header that ended the section is copied unseen, a repeat of the section included.
+        // Kept: the header that ended the section is copied unseen, a repeat of the section included; the reader passes
+        // over that one too, so hosts read what they have changed.
         copyLine(r, line);
     }
     if (r.found || r.key == nullptr || r.value == nullptr) return;
@@ -122,7 +123,8 @@ void rewriteLines(Rewrite& r) {
     r.changed = true;
 }
 
-// The new file keeps the old one's line end. Kept: an old file without any gets CR LF.
+// The new file has the old one's line end. Kept: an old file without any gets CR LF as a new one does, because other
+// programs that share the profile look for it.
 void takeLineEnd(const Rewrite& r) {
     if (r.old != 0) zunSetLineFormat(r.fresh, static_cast<uint16_t>(zunGetLineFormat(r.old)));
 }

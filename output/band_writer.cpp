@@ -120,7 +120,8 @@ void putRow(BandWriter& band, const uint8_t* row) {
     if (band.encoder != nullptr) {
         encodeRow(*band.encoder, row, band.rowBytes);
     } else {
-        // Kept: a spool that cannot be written is not reported.
+        // Kept: a spool that cannot be written is not reported. Hosts draw the bands that are left and get a file that
+        // ends as it should, with wrong rows in it, where they have never met an error.
         GifWriteSpoolFile(band.image->spool, row, static_cast<int32_t>(band.rowBytes));
     }
     band.imageRow += band.interlaced ? kInterlacePasses[band.pass].step : 1;

@@ -120,8 +120,8 @@ bool reduceDepth(Cells& cells) {
     return bitmap != 0;
 }
 
-// Kept: only heights decide whether a picture is scaled. Where they agree and the widths do not, every row is cut, or
-// filled on its right with its last pixel, so that the rows that follow stay where they are.
+// Kept: only heights decide whether a picture is scaled, as hosts know their files. Where they agree and the widths do
+// not, every row is cut, or filled on its right with its last pixel, so that the rows that follow stay where they are.
 bool fitRows(Cells& cells, int32_t width) {
     if (cells.width == width) return true;
     if (!holdsBitmap(cells.bitmap, cells.width, cells.height, kTolvaOutputDepth)) return false;

@@ -94,7 +94,7 @@ inline uint32_t repeats(const uint8_t* p, uint32_t most) {
     return n;
 }
 
-// At the start of a string whose pixel, p[-1], goes on repeating: the longest known run that fits. Kept out of the
+// At the start of a string whose pixel, p[-1], goes on repeating: the longest known run that fits. Left out of the
 // encoder's loop, which needs its registers.
 __attribute__((noinline)) inline EnteredRun enterRun(Dictionary& d, const uint8_t* p, const uint8_t* end) {
     const uint32_t pixel = p[-1];

@@ -69,8 +69,8 @@ void takeColours(TolvaOffscreenRecord& record, PrivateBlock& block, Handle sourc
     if (record.palette != nullptr) std::memcpy(record.palette, copy, bytes);
 }
 
-// Kept: the reduced table counts as full, its empty entries included, where the cell arrays' way has the count that
-// was found.
+// Kept: the reduced table counts as full, its empty entries included, where the cell arrays' way has the count that was
+// found. An empty entry is black and takes dark pixels; the files that hosts have from this way show it.
 void reduceColours(TolvaOffscreenRecord& record, PrivateBlock& block, const TolvaPictureDescriptor& picture) {
     const int32_t count = 1 << record.depth;
     uint16_t found = static_cast<uint16_t>(count);
@@ -147,7 +147,7 @@ Bitmap makeBand(const TolvaOffscreenRecord& record, const PrivateBlock& block, c
     return bitmap;
 }
 
-// What was made for the band before goes; the picture's own bits are not kept here.
+// What was made for the band before goes; the picture's own bits are not ours.
 intptr_t drawCells(const TolvaOffscreenRecord* record) {
     PrivateBlock* const block = record == nullptr ? nullptr : privateBlockOf(*record);
     if (block == nullptr) return 0;

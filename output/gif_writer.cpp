@@ -73,7 +73,8 @@ PaletteChoices choosePaletteEntries(const Setup& setup, uint8_t* palette, int16_
     return choices;
 }
 
-// Everything up to the image data; stops at the first part that cannot be written. Kept: nobody is told.
+// Everything up to the image data; stops at the first part that cannot be written. Kept: nobody is told here, since
+// hosts hear of a full stream from the trailer's write.
 void writeHeader(Handle stream, const Setup& setup, int32_t width, int32_t height, int16_t bits, int16_t colours,
                  const uint8_t* palette, PaletteChoices choices) {
     const ScreenHeader screen = {

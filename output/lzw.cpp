@@ -170,7 +170,8 @@ void encodeLast(Encoder& e, uint32_t pixel) {
     testWidth(e);
     if (found) return;
     put(e, pixel);
-    // Kept: the test runs again though nothing was entered, so a closing code may come out a bit too wide.
+    // Kept: the test runs again though nothing was entered, so a closing code may come out a bit too wide; the files
+    // that hosts have end so.
     testWidth(e);
 }
 
@@ -218,21 +219,21 @@ int32_t closeSegment(Encoder& e, bool last) {
 
 // ---- The encoder's block ----
 
-// Far too large for the stack of a host's worker thread, and kept between an image's segments, which may be many and
+// Far too large for the stack of a host's worker thread, and held between an image's segments, which may be many and
 // short. A segment that is begun inside another, by a host's callback, has one of its own.
-Handle keptBlock = 0;
-bool keptBlockInUse = false;
+Handle encoderBlock = 0;
+bool encoderInUse = false;
 
 Encoder& takeEncoder() {
-    if (keptBlockInUse) return *static_cast<Encoder*>(GlobalLock(GlobalAlloc(kTolvaMoveableZeroed, sizeof(Encoder))));
-    if (keptBlock == 0) keptBlock = GlobalAlloc(kTolvaMoveableZeroed, sizeof(Encoder));
-    keptBlockInUse = true;
-    return *static_cast<Encoder*>(GlobalLock(keptBlock));
+    if (encoderInUse) return *static_cast<Encoder*>(GlobalLock(GlobalAlloc(kTolvaMoveableZeroed, sizeof(Encoder))));
+    if (encoderBlock == 0) encoderBlock = GlobalAlloc(kTolvaMoveableZeroed, sizeof(Encoder));
+    encoderInUse = true;
+    return *static_cast<Encoder*>(GlobalLock(encoderBlock));
 }
 
 void leaveEncoder(Encoder& e) {
-    if (&e == GlobalLock(keptBlock)) {
-        keptBlockInUse = false;
+    if (&e == GlobalLock(encoderBlock)) {
+        encoderInUse = false;
     } else {
         GlobalFree(GlobalHandle(&e));
     }
@@ -252,7 +253,8 @@ int32_t writeEnd(const Encoder& e, int32_t bytes, bool last) {
 namespace tolva {
 
 Encoder& beginSegment(Handle stream, int64_t pixels, uint8_t* work, bool first, uint32_t* carry) {
-    // Kept: a short segment clears no more than its own length; what the caller left behind it shows in the file.
+    // Kept: a short segment clears no more than its own length; what the caller left behind it shows in the file, and
+    // files of hosts that leave something there would change.
     if (pixels > 0) std::memset(work, 0, static_cast<size_t>(std::min<int64_t>(pixels, kSubBlockBytes)));
     Encoder& e = takeEncoder();
     openSegment(e, stream, pixels, work, first, carry);
@@ -266,7 +268,7 @@ void encodeRow(Encoder& e, const uint8_t* row, int64_t pixels) {
     e.left -= pixels;
     if (!e.begun) e.string = kPixels[*p++].alone;
     e.begun = true;
-    // Kept: a segment of one pixel ends here without having emitted it.
+    // Kept: a segment of one pixel ends here without having emitted it; hosts know the file of a single pixel by that.
     if (e.left > 0 || p == end) return encodeRun(e, p, end);
     encodeRun(e, p, end - 1);
     encodeLast(e, end[-1]);
@@ -279,9 +281,9 @@ int32_t endSegment(Encoder& e, bool last) {
 }
 
 void freeEncoder() {
-    if (keptBlockInUse) return;
-    GlobalFree(keptBlock);
-    keptBlock = 0;
+    if (encoderInUse) return;
+    GlobalFree(encoderBlock);
+    encoderBlock = 0;
 }
 
 }  // namespace tolva
@@ -291,9 +293,9 @@ namespace {
 // By name there is no image whose end would free the block.
 template <class Encode>
 int32_t encodeByName(Encode encode) {
-    const bool kept = keptBlock != 0;
+    const bool stood = encoderBlock != 0;
     const int32_t result = encode();
-    if (!kept) freeEncoder();
+    if (!stood) freeEncoder();
     return result;
 }
 

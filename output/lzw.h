@@ -11,7 +11,8 @@
 namespace tolva {
 
 constexpr int32_t kWorkBytes = 264;  // the least a work buffer holds: a group of sub-block data and what a step adds
-constexpr int32_t kSubBlockBytes = 254;  // kept: never 255
+// Kept: one less than the format allows; all files that hosts compare theirs with are cut so.
+constexpr int32_t kSubBlockBytes = 254;
 
 struct Encoder;  // lzw.cpp's
 

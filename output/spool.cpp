@@ -62,7 +62,8 @@ int32_t writePasses(const CellBitmapState& state, Handle stream, uint8_t* pixels
     uint32_t carry = 0;
     int32_t result = kTolvaNoError;
     bool first = true;
-    // Kept: a pass that starts past the last row ends the picture, so one of 1 to 4 rows is never closed.
+    // Kept: a pass that starts past the last row ends the picture, so one of 1 to 4 rows is never closed by an end
+    // code; decoders stop at the trailer, and hosts have these files.
     for (Place place = {0, 0}; place.pass <= kLastPass && place.row < state.height; first = false) {
         const uint32_t rows = fillBuffer(state, place, pixels);
         const bool passDone = place.row >= state.height;
@@ -88,7 +89,7 @@ void dropSpool(CellBitmapState& state) {
 }
 
 void freeSpoolBlock(CellBitmapState& state) {
-    // The handle goes stale when the stream grows its block; the data pointer is kept up to date.
+    // The handle goes stale when the stream grows its block; the data pointer follows it.
     if (state.spoolBlock != 0) GlobalFree(GlobalHandle(state.spoolData));
     state.spoolBlock = 0;
     state.spoolData = nullptr;

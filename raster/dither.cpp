@@ -62,7 +62,8 @@ void diffuse(uint8_t* pixel, uint8_t* below, bool first, const uint8_t* entry) {
     addTo(below + kTolvaTripleBytes, less(3));
 }
 
-// Kept: the last pixel of a row is not searched; it takes the choice of the one before it, or entry 0.
+// Kept: the last pixel of a row is not searched; it takes the choice of the one before it, or entry 0. Every dithered
+// picture that hosts have ends its rows so.
 template <class Choose>
 void ditherLine(uint8_t* current, uint8_t* next, const uint8_t* table, int32_t width, Choose choose) {
     uint32_t index = 0;

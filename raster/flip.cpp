@@ -40,6 +40,7 @@ void exchangeRows(const Picture& p, int64_t top, int64_t bottom) {
 }
 
 // Kept: the partner of pixel x is width - x, not width - 1 - x, so pixel 0 trades with the place past the row's end.
+// Hosts allow for that pixel.
 void mirrorRows(const Picture& p, int64_t top, int64_t bottom, int32_t width) {
     for (int32_t x = 0; x < width / 2; ++x) {
         const int32_t partner = width - x;

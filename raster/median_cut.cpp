@@ -97,7 +97,8 @@ void cutBoxes(TolvaColourContext& context, TolvaColourBox* boxes, uint16_t* stat
     }
 }
 
-// Kept: free slots show the mean of the box that was there last, so the table holds one box less and one parent.
+// Kept: free slots show the mean of the box that was there last, so the table holds one box less and one parent, as in
+// the tables that hosts know.
 void emitBoxes(const TolvaColourBox* boxes, uint16_t n, uint8_t* table) {
     for (uint16_t i = 0; i < n; ++i) {
         emit(table + i * kTolvaTripleBytes, boxes[i].meanRed, boxes[i].meanGreen, boxes[i].meanBlue);
@@ -260,7 +261,8 @@ uint16_t find_median(const TolvaColourEntry* list, const TolvaColourBox* box) {
     int32_t up = middle;
     uint32_t sumUp = sum;
     while (up < last && alike(up)) sumUp += list[++up].pixels;
-    // Kept: downward too an entry is compared with the one above it, and what is taken off is the next one's count.
+    // Kept: downward too an entry is compared with the one above it, and what is taken off is the next one's count; the
+    // tables that hosts know depend on it.
     int32_t down = middle;
     uint32_t sumDown = sum;
     while (down > first && alike(down)) sumDown -= list[--down].pixels;

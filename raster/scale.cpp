@@ -32,8 +32,9 @@ void sampleColumns(uint32_t* map, uint32_t srcWidth, uint32_t dstWidth) {
     map[dstWidth - 1] = srcWidth - 1;
 }
 
-// From the right, each source pixel as often as its products differ. Kept: the counters have 16 bits, so a source wider
-// than 32768 draws nothing, and a pixel repeated more than 32767 times is not drawn either.
+// From the right, each source pixel as often as its products differ. Kept: the counters have 16 bits, as in all
+// pictures that hosts have had scaled, so a source wider than 32768 draws nothing, and a pixel repeated more than 32767
+// times is not drawn either.
 void replicateColumns(uint32_t* map, uint32_t srcWidth, uint32_t dstWidth) {
     std::fill(map, map + dstWidth, kUntouched);
     const double ratio = static_cast<double>(dstWidth) / srcWidth;
@@ -87,8 +88,8 @@ void scalePlainly(const Scaling& s, const uint8_t* src, uint8_t* dst, int32_t y)
     }
 }
 
-// Kept: y is the row for ShrinkX and StretchX alone. Shrink and Stretch hand over one row at a time, which is its row
-// 0.
+// Kept: y is the row for ShrinkX and StretchX alone. Shrink and Stretch hand over one row at a time, which is its row 0
+// to hosts that have pixels printed.
 void scaleRow(const Scaling& s, int64_t from, int64_t to, int32_t y = 0) {
     const uint8_t* const src = s.src + from * s.srcRow;
     uint8_t* const dst = s.dst + to * s.dstRow;
@@ -106,9 +107,9 @@ void scaleRow(const Scaling& s, int64_t from, int64_t to, int32_t y = 0) {
 using ScaleRows = void (*)(const Scaling& s, uint32_t srcRows, uint32_t dstRows);
 
 // Destination row k from source row trunc(k x ratio), top to bottom. Kept: positions have 16 bits and the steps between
-// them too. A step so large that it turns negative would leave the bitmap: the row then shows the last source row, if
-// it is the last, or stays as it is. Kept: the last source row goes into the last row in any case and is then written
-// over; only who prints the pixels can tell.
+// them too, as those of columns. A step so large that it turns negative would leave the bitmap: the row then shows the
+// last source row, if it is the last, or stays as it is. Kept: the last source row goes into the last row in any case
+// and is then written over; only hosts that have pixels printed can tell.
 void sampleRows(const Scaling& s, uint32_t srcRows, uint32_t dstRows) {
     const double ratio = static_cast<double>(srcRows) / dstRows;
     int64_t from = 0;

@@ -112,7 +112,7 @@ int32_t querySize(const Request& r) {
     return answerPair(r, r.setup->sizeMode != kTolvaSizeOfPicture, r.setup->width, r.setup->height);
 }
 
-// Kept: another selector changes nothing, and that is no refusal.
+// Kept: another selector changes nothing, and that is no refusal: dialogs of hosts pass on rows of their own lists.
 int32_t select(const Request& r, int32_t Setup::*mode, int32_t first) {
     if (r.size >= 0 && r.size < kTolvaModesEach) r.setup->*mode = first + r.size;
     return kDone;

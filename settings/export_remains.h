@@ -7,7 +7,7 @@
 
 namespace tolva {
 
-// The export variant's stream, from its init to its term, kept in exporting.outputStream.
+// The export variant's stream, from its init to its term, held in exporting.outputStream.
 void keepStream(Setup& setup, Handle stream);
 // Whether what stands there is this block's own.
 bool ownsStream(const Setup& setup);
@@ -15,7 +15,7 @@ bool ownsStream(const Setup& setup);
 // without a stream.
 int32_t closeStream(Setup& setup);
 
-// The memory that ExportCellData wrote to, kept in exporting.memory until the block's next export to memory or its end.
+// The memory that ExportCellData wrote to, held in exporting.memory until the block's next export to memory or its end.
 void keepMemory(Setup& setup, void* memory);
 void dropMemory(Setup& setup);
 

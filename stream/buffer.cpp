@@ -226,7 +226,8 @@ int32_t writeBuffered(StreamRecord& s, const void* buffer, int32_t count) {
     int32_t done = 0;
     while (done < count) {
         if (cursor > s.lastSlot) {
-            // Kept: after an earlier error the call answers 0, and what it placed so far is not recorded.
+            // Kept: after an earlier error the call answers 0, by which hosts that went on see that nothing went out,
+            // and what it placed so far is not recorded.
             if (s.error == -1) return 0;
             s.cursor = cursor;
             s.lastValid = lastValid;

@@ -79,7 +79,8 @@ int32_t docRead(Handle stream, void* buffer, int32_t count) {
         const uint32_t piece = std::min(left, blockBytes - s.docPosition % blockBytes);
         uint64_t offset = 0;
         if (!locate(s, large, sector, &offset)) break;
-        // Kept: a piece counts whole even when its read came up short.
+        // Kept: a piece counts whole even when its read came up short; readers go by the length that the document
+        // states.
         more = readAt(s, offset, to, piece);
         to += piece;
         left -= piece;

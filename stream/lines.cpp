@@ -28,7 +28,8 @@ int32_t zunReadLine(Handle stream, char* buffer, int32_t size) {
         buffer[count++] = c;
         if (count < size) buffer[count] = '\0';
     }
-    // Kept: a last line without a line end gives -1, with its text in the buffer.
+    // Kept: a last line without a line end gives -1, with its text in the buffer. Readers of profiles take it for the
+    // end of the file, hosts take the text.
     return last < 1 ? -1 : count;
 }
 

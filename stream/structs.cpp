@@ -70,7 +70,8 @@ const char* unionSize(const char* format, int depth, int64_t* size) {
             running += inner;
         }
         if (item.kind == '|') {
-            // Kept: only a "|" compares, so the alternative behind the last one never counts.
+            // Kept: only a "|" compares, so the alternative behind the last one never counts; hosts' formats end with
+            // one where that is the largest.
             if (running > result) result = running;
             running = 0;
         }
@@ -168,8 +169,8 @@ int32_t transferRecords(Walk& walk, const char* format, int32_t records, bool re
     const int32_t recordAlign = GetPadWidth(format);
     int32_t result = 0;
     for (int32_t i = 0; i < records && walk.last >= 1; ++i) {
-        // Kept: an unknown character makes the count -1 before the record's own 1 is added. The count is a result and
-        // bounds nothing.
+        // Kept: an unknown character makes the count -1 before the record's own 1 is added, so that hosts see fewer
+        // records than they asked for. The count is a result and bounds nothing.
         if (!transferRecord(walk, format, reading)) result = -1;
         if (walk.last < 1) break;
         align(walk, recordAlign, walk.zeroPadding);

@@ -80,7 +80,8 @@ void fixedToFloat(uint8_t* bytes) {
 }
 
 // Kept: fraction first, both halves most significant byte first whatever the data format, which is not what the reader
-// takes. Not a number gives the end of the range that its sign names, and no fraction.
+// takes; the files that hosts have written stand so. Not a number gives the end of the range that its sign names, and
+// no fraction.
 void floatToFixed(uint8_t* bytes) {
     const float value = load<float>(bytes);
     int32_t whole = truncated<int32_t>(value);
@@ -126,7 +127,8 @@ int32_t zunWriteDouble(Handle stream, const void* buffer, int32_t count) {
     return writeElements<8>(stream, buffer, count, [](uint8_t* bytes, bool bigEndian) {
         swapNative<8>(bytes);
         reverse<8>(bytes);
-        // Kept: big-endian files get only the first half turned back, which is not what the reader takes.
+        // Kept: big-endian files get only the first half turned back, which is not what the reader takes; the files
+        // that hosts have written stand so.
         if (bigEndian) reverse<4>(bytes);
     });
 }

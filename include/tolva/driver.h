@@ -125,7 +125,7 @@ typedef struct TolvaStatusRecord {
     intptr_t context;             /* word 1 */
     TolvaStatusFunction function; /* word 2 */
     intptr_t word3;
-    intptr_t word4; /* kept by the export variant */
+    intptr_t word4; /* held by the export variant */
     intptr_t word5[2];
     intptr_t picture[5];    /* words 7 to 11: into the export variant's picture */
     intptr_t streamContext; /* word 12: first word of the output stream's descriptor */

@@ -93,7 +93,7 @@ typedef struct CellBitmapState {
     int32_t rowsToCome;
     uint32_t bytesPerRow;
     uint32_t bitCarry;      /* bits of the last byte already written, 0 to 7 */
-    void* spoolData;        /* memory spool: its block, kept up to date by its stream */
+    void* spoolData;        /* memory spool: its block, wherever its stream moves it */
     TolvaHandle spoolBlock; /* memory spool: non-zero while there is one */
     char spoolName[kTolvaSpoolNameBytes];
     TolvaHandle spool; /* spool stream, 0 when none is open */
