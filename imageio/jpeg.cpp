@@ -1,17 +1,18 @@
 // jpeg.cpp: JPEG through libjpeg's rows. Called by readPicture; compiled only with the picture libraries. Greys become
-// indices, everything else red, green, blue. libjpeg leaves errors by
-// longjmp: the frames it crosses hold nothing that would need destroying, and what must outlive a jump stands in
-// JpegJob.
+// indices, everything else red, green, blue; a colour profile is obeyed. libjpeg leaves errors by longjmp: the frames
+// it crosses hold nothing that would need destroying, and what must outlive a jump stands in JpegJob.
 
 #include <algorithm>
 #include <cinttypes>
 #include <csetjmp>
 #include <cstdio>
+#include <cstdlib>
 
 #include <jpeglib.h>
 
 #include <jerror.h>  // its list depends on what jpeglib.h says
 
+#include "imageio/colour_profile.h"
 #include "imageio/orientation.h"
 #include "imageio/readers.h"
 
@@ -19,7 +20,9 @@ namespace imageio {
 namespace {
 
 constexpr int kExifMarker = JPEG_APP0 + 1;
+constexpr int kProfileMarker = JPEG_APP0 + 2;
 constexpr unsigned kWholeSegment = 0xFFFF;
+constexpr uint64_t kMostHeadBytes = 64 << 20;  // segments before the picture stay in memory
 // A few kilobytes can ask for thousands of scans, each as slow as a picture. Of the largest picture allowed there may
 // be twice as many as a usual progressive file has.
 constexpr int kMostScans = 1000;
@@ -44,7 +47,11 @@ struct JpegJob {
     uint8_t* rows;  // as the file has them, where they cannot be read into place
     size_t rowsStride;
     int orientation;
-    Reason reason;  // what an error ends with, once somebody has said why
+    uint64_t headBytes;  // read so far, until the head is through
+    bool headRead;
+    Conversion conversion;
+    uint8_t* profile;  // libjpeg's block
+    Reason reason;     // what an error ends with, once somebody has said why
 };
 
 JpegJob& jobOf(j_common_ptr jpeg) { return *reinterpret_cast<JpegJob*>(jpeg); }
@@ -81,6 +88,10 @@ boolean refillSource(j_decompress_ptr jpeg) {
     Input& input = *job.input;
     input.next = input.end;
     if (lookAhead(input, 1) == 0) endWith(job, reportShortRead(input));
+    job.headBytes += input.end;
+    if (!job.headRead && job.headBytes > kMostHeadBytes) {
+        endWith(job, refuse(input, "more than %" PRIu64 " bytes before the picture", kMostHeadBytes));
+    }
     job.source.next_input_byte = input.buffer;
     job.source.bytes_in_buffer = input.end;
     return TRUE;
@@ -129,6 +140,7 @@ void connect(JpegJob& job) {
     job.progress.progress_monitor = watchProgress;
     job.jpeg.progress = &job.progress;
     jpeg_save_markers(&job.jpeg, kExifMarker, kWholeSegment);
+    if (!job.input->request->raw) jpeg_save_markers(&job.jpeg, kProfileMarker, kWholeSegment);
 }
 
 int findOrientation(const JpegJob& job) {
@@ -170,16 +182,38 @@ Reason chooseColours(JpegJob& job) {
 }
 
 bool isPrint(const JpegJob& job) { return job.jpeg.out_color_space == JCS_CMYK; }
+bool isGrey(const JpegJob& job) { return job.jpeg.out_color_space == JCS_GRAYSCALE; }
+
+void openColours(JpegJob& job) {
+    unsigned count = 0;
+    if (job.input->request->raw || jpeg_read_icc_profile(&job.jpeg, &job.profile, &count) == FALSE) return;
+    const ColourModel model = isGrey(job)    ? ColourModel::kGrey
+                              : isPrint(job) ? ColourModel::kPrint
+                                             : ColourModel::kColours;
+    const bool inverted = job.jpeg.saw_Adobe_marker != FALSE;
+    openProfile(job.conversion, *job.input, job.profile, count, {model, false, false, inverted});
+}
+
+// A level each.
+void setGreys(JpegJob& job) {
+    Picture& picture = *job.picture;
+    setGreyRamp(picture);
+    if (job.conversion.transform == nullptr) return;
+    for (Colour& entry : picture.palette) {
+        convertPixels(job.conversion, &entry.red, &entry.red, 1);
+        entry = {entry.red, entry.red, entry.red};
+    }
+}
 
 Reason makeRoom(JpegJob& job) {
     const uint32_t width = job.jpeg.image_width;
     const uint32_t height = job.jpeg.image_height;
     const bool exchanged = exchangesAxes(job.orientation);
-    const int32_t bits = job.jpeg.out_color_space == JCS_GRAYSCALE ? kIndexBits : kColourBits;
+    const int32_t bits = isGrey(job) ? kIndexBits : kColourBits;
     const Reason failed =
         startPicture(*job.input, *job.picture, exchanged ? height : width, exchanged ? width : height, bits);
     if (failed) return failed;
-    if (bits == kIndexBits) setGreyRamp(*job.picture);
+    if (isGrey(job)) setGreys(job);
     job.rowsStride = size_t{width} * kPrintChannels;
     const size_t bytes = job.rowsStride * (exchanged ? kRowsAtOnce : 1);
     const auto common = reinterpret_cast<j_common_ptr>(&job.jpeg);
@@ -199,22 +233,23 @@ void convertPrintRow(const JpegJob& job, const uint8_t* from, uint8_t* to) {
     }
 }
 
-void readRow(JpegJob& job, uint8_t* row) {
-    JSAMPROW rows[] = {row};
+// Where print colours need more room than the row has, they come to `wide` first. It may be the row.
+void readRow(JpegJob& job, uint8_t* row, uint8_t* wide) {
+    JSAMPROW rows[] = {isPrint(job) ? wide : row};
     if (isStopped(*job.input)) endWith(job, kStopped);
     jpeg_read_scanlines(&job.jpeg, rows, 1);
+    if (job.conversion.transform != nullptr && !isGrey(job)) {
+        convertPixels(job.conversion, rows[0], row, job.jpeg.image_width);
+    } else if (isPrint(job)) {
+        convertPrintRow(job, rows[0], row);
+    }
 }
 
 void readInPlace(JpegJob& job) {
     const Picture& picture = *job.picture;
     for (uint32_t y = 0; y < picture.height; ++y) {
         uint8_t* const row = rowOfFile(picture, y, job.orientation);
-        if (isPrint(job)) {
-            readRow(job, job.rows);
-            convertPrintRow(job, job.rows, row);
-        } else {
-            readRow(job, row);
-        }
+        readRow(job, row, job.rows);
         mirrorRow(picture, row, job.orientation);
     }
 }
@@ -225,8 +260,7 @@ void readIntoColumns(JpegJob& job) {
         const uint32_t count = height - y < kRowsAtOnce ? height - y : kRowsAtOnce;
         for (uint32_t k = 0; k < count; ++k) {
             uint8_t* const row = job.rows + k * job.rowsStride;
-            readRow(job, row);
-            if (isPrint(job)) convertPrintRow(job, row, row);
+            readRow(job, row, row);
         }
         placeColumns(*job.picture, job.rows, job.rowsStride, y, count, job.orientation);
     }
@@ -237,10 +271,12 @@ Reason readSteps(JpegJob& job) {
     jpeg_create_decompress(&job.jpeg);
     connect(job);
     jpeg_read_header(&job.jpeg, TRUE);
+    job.headRead = true;
     if (const Reason failed = checkExtents(*job.input, job.jpeg.image_width, job.jpeg.image_height)) return failed;
     if (const Reason failed = checkLength(job)) return failed;
     if (const Reason failed = chooseColours(job)) return failed;
     job.orientation = findOrientation(job);
+    openColours(job);
     jpeg_start_decompress(&job.jpeg);
     if (const Reason failed = makeRoom(job)) return failed;
     if (exchangesAxes(job.orientation)) {
@@ -263,6 +299,8 @@ Reason readJpeg(Input& input, Picture& picture) {
     job.errors.error_exit = endWithError;
     job.errors.emit_message = passWarning;
     const Reason reason = readSteps(job);
+    closeConversion(job.conversion);
+    std::free(job.profile);
     jpeg_destroy_decompress(&job.jpeg);
     return reason;
 }

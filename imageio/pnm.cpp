@@ -1,9 +1,11 @@
 // pnm.cpp: the portable any-map formats P1 to P6, strictly. Called by readPicture. Bit maps become two colours, grey
 // maps a ramp of as many greys as their maximum says; both go through to the GIF without loss. Samples of more than 8
-// bits are scaled to bytes.
+// bits are brought to bytes, or to 16 bits where the picture will be scaled.
 
 #include <algorithm>
 #include <cctype>
+#include <cstring>
+#include <limits>
 
 #include "imageio/readers.h"
 
@@ -35,6 +37,7 @@ struct Header {
     uint64_t width;
     uint64_t height;
     uint32_t maximum;  // of a sample; 1 for bit maps
+    bool deep;         // samples come as 16 bits
 };
 
 // A comment reads as the line's end that closes it, wherever it starts.
@@ -74,8 +77,24 @@ bool isColours(Kind kind) { return kind == kPlainColours || kind == kRawColours;
 // Greys of up to 8 bits stay as they are and get a palette that scales them.
 bool areScaled(const Header& header) { return isColours(header.kind) || header.maximum > kByteMaximum; }
 
-uint8_t scaled(uint32_t value, uint32_t maximum) {
-    return static_cast<uint8_t>((value * 2 * kByteMaximum + maximum) / (2 * maximum));
+template <class Sample>
+Sample scaled(uint64_t value, uint32_t maximum) {
+    constexpr uint64_t kWhole = std::numeric_limits<Sample>::max();
+    return static_cast<Sample>((value * 2 * kWhole + maximum) / (uint64_t{2} * maximum));
+}
+
+void putSample(const Header& header, uint8_t* row, uint32_t place, uint32_t value) {
+    if (!header.deep) {
+        row[place] = scaled<uint8_t>(value, header.maximum);
+        return;
+    }
+    const uint16_t sample = scaled<uint16_t>(value, header.maximum);
+    const uint16_t grey[] = {sample, sample, sample};
+    if (isColours(header.kind)) {
+        std::memcpy(row + size_t{place} * sizeof sample, &sample, sizeof sample);
+    } else {
+        std::memcpy(row + size_t{place} * sizeof grey, grey, sizeof grey);
+    }
 }
 
 Reason readHeader(Input& input, Header& header) {
@@ -86,7 +105,14 @@ Reason readHeader(Input& input, Header& header) {
     const uint64_t maximum = header.height == kNoNumber ? kNoNumber : isBits(header.kind) ? 1 : nextNumber(input);
     if (maximum == kNoNumber || maximum == 0 || maximum > kLargestMaximum) return reportBadText(input, "header");
     header.maximum = static_cast<uint32_t>(maximum);
-    return checkExtents(input, header.width, header.height);
+    if (const Reason failed = checkExtents(input, header.width, header.height)) return failed;
+    header.deep = header.maximum > kByteMaximum && willScale(input, header.width, header.height);
+    return kDone;
+}
+
+int32_t bitsPerPixel(const Header& header) {
+    if (header.deep) return kDeepBits;
+    return isColours(header.kind) ? kColourBits : kIndexBits;
 }
 
 // The fewest bytes that can hold the pixels: plain numbers need one each, and one between them.
@@ -103,7 +129,7 @@ uint64_t fewestBytes(const Header& header) {
 }
 
 void setPalette(Picture& picture, const Header& header) {
-    if (isColours(header.kind)) return;
+    if (isColours(header.kind) || header.deep) return;
     if (areScaled(header)) return setGreyRamp(picture);
     picture.colours = header.maximum + 1;
     if (isBits(header.kind)) {
@@ -112,7 +138,7 @@ void setPalette(Picture& picture, const Header& header) {
         return;
     }
     for (uint32_t level = 0; level <= header.maximum; ++level) {
-        const uint8_t grey = scaled(level, header.maximum);
+        const auto grey = scaled<uint8_t>(level, header.maximum);
         picture.palette[level] = Colour{grey, grey, grey};
     }
 }
@@ -134,7 +160,11 @@ bool readPlainSamples(Input& input, const Header& header, uint8_t* row, uint32_t
         const uint64_t level = nextNumber(input);
         if (level > header.maximum) return false;
         const auto value = static_cast<uint32_t>(level);
-        row[i] = scales ? scaled(value, header.maximum) : static_cast<uint8_t>(value);
+        if (scales) {
+            putSample(header, row, i, value);
+        } else {
+            row[i] = static_cast<uint8_t>(value);
+        }
     }
     return true;
 }
@@ -160,7 +190,7 @@ bool readWideSamples(Input& input, const Header& header, uint8_t* row, uint32_t 
         for (uint32_t i = 0; i < some; ++i) {
             const uint32_t value = uint32_t{bytes[2 * i]} << 8 | bytes[2 * i + 1];
             if (value > header.maximum) return false;
-            row[done + i] = scaled(value, header.maximum);
+            putSample(header, row, done + i, value);
         }
         done += some;
     }
@@ -174,7 +204,7 @@ bool readRawSamples(Input& input, const Header& header, uint8_t* row, uint32_t c
     const bool scales = areScaled(header);
     for (uint32_t i = 0; i < count; ++i) {
         if (row[i] > header.maximum) return false;
-        if (scales) row[i] = scaled(row[i], header.maximum);
+        if (scales) row[i] = scaled<uint8_t>(row[i], header.maximum);
     }
     return true;
 }
@@ -204,8 +234,9 @@ Reason readPnm(Input& input, Picture& picture) {
     Header header = {};
     if (const Reason failed = readHeader(input, header)) return failed;
     if (!canHold(input, fewestBytes(header))) return reportShortRead(input);
-    const int32_t bits = isColours(header.kind) ? kColourBits : kIndexBits;
-    if (const Reason failed = startPicture(input, picture, header.width, header.height, bits)) return failed;
+    if (const Reason failed = startPicture(input, picture, header.width, header.height, bitsPerPixel(header))) {
+        return failed;
+    }
     setPalette(picture, header);
     for (uint32_t y = 0; y < picture.height; ++y) {
         if (!readRow(input, header, rowFromTop(picture, y), picture.width)) return reportBadText(input, "pixels");

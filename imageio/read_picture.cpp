@@ -54,6 +54,12 @@ Reason checkExtents(Input& input, uint64_t width, uint64_t height) {
     return kDone;
 }
 
+bool willScale(const Input& input, uint64_t width, uint64_t height) {
+    const ReadRequest& request = *input.request;
+    if (request.raw || request.willScale == nullptr) return false;
+    return request.willScale(static_cast<uint32_t>(width), static_cast<uint32_t>(height), request.asker);
+}
+
 Reason startPicture(Input& input, Picture& picture, uint64_t width, uint64_t height, int32_t bitsPerPixel) {
     const uint64_t bytes = rowBytes(width, bitsPerPixel) * height;
     if (bytes > kMostPixelBytes) {

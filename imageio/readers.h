@@ -18,6 +18,8 @@ Reason readJpeg(Input& input, Picture& picture);
 
 // Refuses extents that no GIF can hold, and more pixels than the user allows.
 Reason checkExtents(Input& input, uint64_t width, uint64_t height);
+// Asks about upright extents.
+bool willScale(const Input& input, uint64_t width, uint64_t height);
 // Makes a picture of checked extents.
 Reason startPicture(Input& input, Picture& picture, uint64_t width, uint64_t height, int32_t bitsPerPixel);
 

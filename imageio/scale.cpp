@@ -44,10 +44,9 @@ bool resize(const uint8_t* from, const Picture& old, uint8_t* to, uint32_t width
     const auto number = [](uint32_t value) { return static_cast<int>(value); };
     const bool colours = bits == kColourBits;
     return stbir_resize_uint8_generic(from, number(old.width), number(old.height), number(rowBytes(old.width, bits)),
-                                      to, number(width), number(height), number(rowBytes(width, bits)),
-                                      colours ? 3 : 1, STBIR_ALPHA_CHANNEL_NONE, 0, STBIR_EDGE_CLAMP,
-                                      STBIR_FILTER_DEFAULT, colours ? STBIR_COLORSPACE_SRGB : STBIR_COLORSPACE_LINEAR,
-                                      nullptr) != 0;
+                                      to, number(width), number(height), number(rowBytes(width, bits)), colours ? 3 : 1,
+                                      STBIR_ALPHA_CHANNEL_NONE, 0, STBIR_EDGE_CLAMP, STBIR_FILTER_DEFAULT,
+                                      colours ? STBIR_COLORSPACE_SRGB : STBIR_COLORSPACE_LINEAR, nullptr) != 0;
 }
 
 bool makeMaskFromAlpha(Picture& picture) {

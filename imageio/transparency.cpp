@@ -7,8 +7,8 @@ namespace imageio {
 namespace {
 
 Colour laidOverColour(Colour colour, Colour below, uint32_t alpha) {
-    return {laidOver(colour.red, below.red, alpha), laidOver(colour.green, below.green, alpha),
-            laidOver(colour.blue, below.blue, alpha)};
+    return {laidOver<uint8_t>(colour.red, below.red, alpha), laidOver<uint8_t>(colour.green, below.green, alpha),
+            laidOver<uint8_t>(colour.blue, below.blue, alpha)};
 }
 
 void remapPixels(Picture& picture, const uint8_t* map) {
@@ -20,14 +20,19 @@ void remapPixels(Picture& picture, const uint8_t* map) {
 
 }  // namespace
 
-void settleTransparency(Picture& picture, const uint8_t* alpha, uint32_t count, const ReadRequest& request) {
+void settleTransparency(Picture& picture, const uint8_t* alpha, uint32_t count, TransparencyRule rule) {
+    const ReadRequest& request = *rule.request;
+    const uint32_t leastShown = !request.keepTransparency ? 0 : request.raw ? 1 : kHalfOpaque;
     uint8_t map[kPaletteEntries];
     for (uint32_t i = 0; i < kPaletteEntries; ++i) map[i] = static_cast<uint8_t>(i);
     bool mapped = false;
     for (uint32_t i = 0; i < count; ++i) {
-        if (alpha[i] != 0 || !request.keepTransparency) {
+        const bool shown = alpha[i] >= leastShown;
+        if (shown || rule.scales) {
             picture.palette[i] = laidOverColour(picture.palette[i], request.background, alpha[i]);
-        } else if (picture.transparentIndex == kNoTransparency) {
+        }
+        if (shown) continue;
+        if (picture.transparentIndex == kNoTransparency) {
             picture.transparentIndex = static_cast<int>(i);
         } else {
             map[i] = static_cast<uint8_t>(picture.transparentIndex);

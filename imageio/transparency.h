@@ -8,13 +8,19 @@
 
 namespace imageio {
 
-inline uint8_t laidOver(uint32_t value, uint32_t below, uint32_t alpha) {
-    return static_cast<uint8_t>((value * alpha + below * (kOpaque - alpha) + kOpaque / 2) / kOpaque);
+template <class Sample>
+Sample laidOver(uint32_t value, uint32_t below, uint32_t alpha) {
+    return static_cast<Sample>((value * alpha + below * (kOpaque - alpha) + kOpaque / 2) / kOpaque);
 }
 
-// Lays half-transparent entries over the background and makes one entry of all fully transparent ones. `alpha` has
-// `count` values, for the first entries.
-void settleTransparency(Picture& picture, const uint8_t* alpha, uint32_t count, const ReadRequest& request);
+struct TransparencyRule {
+    const ReadRequest* request;
+    bool scales;  // the picture will be scaled: no colour but the background may shine through
+};
+
+// Makes one entry of all that are to be transparent and lays the others over the background. `alpha` has `count`
+// values, for the first entries.
+void settleTransparency(Picture& picture, const uint8_t* alpha, uint32_t count, TransparencyRule rule);
 
 }  // namespace imageio
 
