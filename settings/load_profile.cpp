@@ -5,6 +5,7 @@
 #include <cstdlib>
 
 #include "host/numbers.h"
+#include "settings/limits.h"
 #include "settings/strings.h"
 
 using namespace tolva;
@@ -12,8 +13,6 @@ using namespace tolva;
 namespace {
 
 constexpr int32_t kExtentTextBytes = 30;
-constexpr char kDefaultWidthText[] = "6.67";
-constexpr char kDefaultHeightText[] = "5.0";
 
 int32_t loadNumber(const Setup& setup, TolvaStringId key, int32_t fallback) {
     return GetPrivateProfileInt(setup.sectionName, profileKey(key), fallback, setup.profilePath);

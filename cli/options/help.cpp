@@ -2,6 +2,7 @@
 
 #include <cstdio>
 #include <string>
+#include <utility>
 
 #include "cli/options/option_table.h"
 
@@ -28,13 +29,25 @@ constexpr char kRest[] =
     "setup show prints the settings in force, setup path where they stand, setup set changes one:\n"
     "  colour-mode             a TONE as above\n"
     "  size-mode               picture, saved (width and height count) or screen\n"
-    "  width, height           inches, 0.03125 to 22\n"
+    "  width, height           inches, {inches}\n"
     "  resolution-mode         picture, saved (the two below count) or screen\n"
     "  x-resolution, y-resolution\n"
-    "                          dots per inch, 32 to 400\n"
+    "                          dots per inch, {dots}\n"
     "\n"
     "Exit status: 0 done, 1 export failed, 2 wrong usage, 3 picture or profile refused, 4 GIF or\n"
     "profile not written, 5 stopped by the user.\n";
+
+// Limits stand in the texts as names.
+std::string withLimits(std::string text) {
+    const std::pair<std::string, std::string> limits[] = {{"{inches}", inchesLimits()},
+                                                          {"{dots}", dotsLimits()},
+                                                          {"{usual dots}", std::to_string(kTolvaDefaultResolution)},
+                                                          {"{pixels}", std::to_string(kDefaultMostPixels)}};
+    for (const auto& [name, limit] : limits) {
+        for (size_t at = 0; (at = text.find(name)) != std::string::npos;) text.replace(at, name.size(), limit);
+    }
+    return text;
+}
 
 // In two columns; a left one that does not fit has its own line.
 void printRow(const OptionRow& row) {
@@ -43,7 +56,7 @@ void printRow(const OptionRow& row) {
     if (row.argument != nullptr) left += std::string(" ") + row.argument;
     const std::string indent = '\n' + std::string(kHelpColumn, ' ');
     left += left.size() < kHelpColumn ? std::string(kHelpColumn - left.size(), ' ') : indent;
-    for (const char* c = row.help; *c != '\0'; ++c) left += *c == '\n' ? indent : std::string(1, *c);
+    for (const char c : withLimits(row.help)) left += c == '\n' ? indent : std::string(1, c);
     std::puts(left.c_str());
 }
 
@@ -54,7 +67,7 @@ ExitStatus printHelp() {
     for (const OptionRow& row : kOptionTable) {
         if (row.help != nullptr) printRow(row);
     }
-    std::fputs(kRest, stdout);
+    std::fputs(withLimits(kRest).c_str(), stdout);
     return flushOutput();
 }
 

@@ -46,8 +46,8 @@ bool parseColour(const char* text, std::optional<Colour>& colour) {
     return true;
 }
 
-ExitStatus refuse(const char* option, const char* value, const char* wanted) {
-    return fail(kExitWrongUsage, "%s %s: %s is wanted", option, value, wanted);
+ExitStatus refuse(const char* option, const char* value, const std::string& wanted) {
+    return fail(kExitWrongUsage, "%s %s: %s is wanted", option, value, wanted.c_str());
 }
 
 ExitStatus takeColour(const char* option, const char* value, std::optional<Colour>& colour) {
@@ -79,7 +79,7 @@ ExitStatus takeWay(const char* value, Options& options) {
 
 ExitStatus takeMaxPixels(const char* value, Options& options) {
     const bool good = parseNumber<uint64_t>(value, 1, UINT32_MAX, options.mostPixels);
-    return good ? kExitDone : refuse("--max-pixels", value, "a whole number from 1 to 4294967295");
+    return good ? kExitDone : refuse("--max-pixels", value, "a whole number from 1 to " + std::to_string(UINT32_MAX));
 }
 
 ExitStatus chooseSize(SizeRequest request, Options& options) {
@@ -92,18 +92,18 @@ ExitStatus chooseSize(SizeRequest request, Options& options) {
 ExitStatus takeFit(const char* value, Options& options) {
     if (const ExitStatus failed = chooseSize(SizeRequest::kFitPixels, options)) return failed;
     if (parseBox<int>(value, 1, kTolvaLargestExtent, options.box)) return kExitDone;
-    return refuse("--fit", value, "WIDTHxHEIGHT, whole pixels from 1 to 65535,");
+    return refuse("--fit", value, "WIDTHxHEIGHT, whole pixels from 1 to " + std::to_string(kTolvaLargestExtent) + ",");
 }
 
 ExitStatus takeSize(const char* value, Options& options) {
     if (const ExitStatus failed = chooseSize(SizeRequest::kFitInches, options)) return failed;
     if (parseBox<double>(value, kSmallestInches, kLargestInches, options.box)) return kExitDone;
-    return refuse("--size", value, "WIDTHxHEIGHT, inches from 0.03125 to 22,");
+    return refuse("--size", value, "WIDTHxHEIGHT, inches from " + inchesLimits() + ",");
 }
 
 ExitStatus takeResolution(const char* value, Options& options) {
     const bool good = parseNumber<int>(value, kTolvaLowestResolution, kTolvaHighestResolution, options.resolution);
-    return good ? kExitDone : refuse("--resolution", value, "a whole number from 32 to 400");
+    return good ? kExitDone : refuse("--resolution", value, "a whole number from " + dotsLimits());
 }
 
 // A name that came back changed from a profile would not be found again.
@@ -144,9 +144,9 @@ const OptionRow kOptionTable[kOptionRows] = {
      kForPictures, takeDither},
     {"fit",              0,   "WxH",     "fit into a box of pixels; the aspect is kept",
      kForPictures, takeFit},
-    {"size",             0,   "WxH",     "fit into a box of inches, 0.03125 to 22",
+    {"size",             0,   "WxH",     "fit into a box of inches, {inches}",
      kForPictures, takeSize},
-    {"resolution",       0,   "DPI",     "dots per inch for --size, 32 to 400 (the profile's, or 96)",
+    {"resolution",       0,   "DPI",     "dots per inch for --size, {dots} (the profile's, or {usual dots})",
      kForPictures, takeResolution},
     {"raw",              0,   nullptr,   "leave scaling, reducing and dithering to the library, as its hosts\n"
                                         "know it: to compare, and for bug reports",
@@ -156,7 +156,7 @@ const OptionRow kOptionTable[kOptionRows] = {
                                         "the last two round odd heights up",
      kForPictures, takeWay},
     {"max-pixels",       0,   "N",       "refuse larger pictures and larger GIFs, and a JPEG whose scans add up\n"
-                                        "to more than 20 times as much (200000000)",
+                                        "to more than 20 times as much ({pixels})",
      kForPictures, takeMaxPixels},
     {"write-by-library", 0,   nullptr,   nullptr,  // for tests and measurements
      kForPictures, [](const char*, Options& o) { o.writeByLibrary = true; return kExitDone; }},

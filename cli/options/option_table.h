@@ -20,7 +20,7 @@ struct OptionRow {
     const char* name;
     char letter;           // or 0
     const char* argument;  // as --help names it; null: the option has none
-    const char* help;      // its lines; null: not in --help
+    const char* help;      // its lines, limits as names (help.cpp); null: not in --help
     unsigned commands;
     ExitStatus (*set)(const char* value, Options& options);  // says what is wanted where the value is none of that
 };

@@ -13,7 +13,7 @@ namespace cli {
 namespace {
 
 constexpr size_t kLongestNumber = 40;
-// A shorter value would keep the tail of the default that it is laid over, and the longest default is "6.67".
+// A shorter value would keep the tail of the default that it is laid over; no default has more than two decimals.
 constexpr size_t kFewestDecimals = 3;
 
 constexpr ValueWord kToneWords[] = {{"normal", kTolvaColourNormal},
@@ -28,8 +28,6 @@ constexpr ValueWord kResolutionWords[] = {
 
 constexpr char kToneWanted[] = "normal, invert, invert-greys, grey or invert-grey";
 constexpr char kModeWanted[] = "screen, saved or picture";
-constexpr char kDotsWanted[] = "a whole number from 32 to 400";
-constexpr char kInchesWanted[] = "a number of inches from 0.03125 to 22";
 
 template <size_t Count>
 constexpr SettingKey ofWords(const char* word, const char* profileKey, int32_t TolvaSetup::*mode,
@@ -38,17 +36,23 @@ constexpr SettingKey ofWords(const char* word, const char* profileKey, int32_t T
 }
 
 constexpr SettingKey ofDots(const char* word, const char* profileKey, int16_t TolvaSetup::*resolution) {
-    return {word, profileKey, nullptr, resolution, nullptr, nullptr, 0, kDotsWanted};
+    return {word, profileKey, nullptr, resolution, nullptr, nullptr, 0, nullptr};
 }
 
 constexpr SettingKey ofInches(const char* word, const char* profileKey, double TolvaSetup::*extent) {
-    return {word, profileKey, nullptr, nullptr, extent, nullptr, 0, kInchesWanted};
+    return {word, profileKey, nullptr, nullptr, extent, nullptr, 0, nullptr};
 }
 
 std::string shortestText(double value) {
     char text[kLongestNumber];
     const std::to_chars_result result = std::to_chars(text, std::end(text), value, std::chars_format::fixed);
     return result.ec == std::errc() ? std::string(text, result.ptr) : std::to_string(value);
+}
+
+std::string wantedFor(const SettingKey& key) {
+    if (key.wanted != nullptr) return key.wanted;
+    return key.resolution != nullptr ? "a whole number from " + dotsLimits()
+                                     : "a number of inches from " + inchesLimits();
 }
 
 }  // namespace
@@ -65,6 +69,12 @@ const SettingKey kSettingTable[kSettingKeys] = {
 };
 // clang-format on
 const SettingKey& kColourModeKey = kSettingTable[0];
+
+std::string dotsLimits() {
+    return std::to_string(kTolvaLowestResolution) + " to " + std::to_string(kTolvaHighestResolution);
+}
+
+std::string inchesLimits() { return shortestText(kSmallestInches) + " to " + shortestText(kLargestInches); }
 
 const SettingKey* findSettingKey(const char* word) {
     for (const SettingKey& key : kSettingTable) {
@@ -85,7 +95,7 @@ ExitStatus parseSetting(const SettingKey& key, const char* shown, const char* te
         return kExitDone;
     }
     if (key.extent != nullptr && parseNumber(text, kSmallestInches, kLargestInches, value)) return kExitDone;
-    return fail(kExitWrongUsage, "%s %s: %s is wanted", shown, text, key.wanted);
+    return fail(kExitWrongUsage, "%s %s: %s is wanted", shown, text, wantedFor(key).c_str());
 }
 
 double settingIn(const TolvaSetup& setup, const SettingKey& key) {

@@ -12,8 +12,8 @@
 namespace cli {
 
 // Of a width or a height, in inches.
-inline constexpr double kSmallestInches = 0.03125;
-inline constexpr double kLargestInches = 22.0;
+inline constexpr double kSmallestInches = 1.0 / int{kTolvaSmallestInchPart};
+inline constexpr double kLargestInches = kTolvaLargestInches;
 
 struct ValueWord {
     const char* word;
@@ -29,12 +29,16 @@ struct SettingKey {
     double TolvaSetup::*extent;
     const ValueWord* words;
     size_t wordCount;
-    const char* wanted;  // for messages
+    const char* wanted;  // of the words, for messages
 };
 
 inline constexpr size_t kSettingKeys = 7;
 extern const SettingKey kSettingTable[kSettingKeys];
 extern const SettingKey& kColourModeKey;
+
+// In words: "32 to 400" and the like.
+std::string dotsLimits();
+std::string inchesLimits();
 
 // Null for a word that names none.
 const SettingKey* findSettingKey(const char* word);

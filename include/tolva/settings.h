@@ -50,6 +50,8 @@ enum {
     kTolvaLowestResolution = 32,
     kTolvaHighestResolution = 400,
     kTolvaDefaultResolution = 96,
+    kTolvaLargestInches = 22,    /* of a width or height */
+    kTolvaSmallestInchPart = 32, /* the smallest is this part of an inch, 0.03125 */
     kTolvaDefaultLineMode = 119,
     kTolvaResolutionRepaired = -62,
     kTolvaExtentRepaired = -63,
@@ -150,7 +152,7 @@ enum TolvaSetupEscapeCode {
     kTolvaEscSetColourClass = 1,  /* in: 32-bit TolvaColourClass; saved */
     kTolvaEscSetXResolution = 11, /* in: 32-bit, kTolvaLowestResolution to kTolvaHighestResolution; saved */
     kTolvaEscSetYResolution = 12,
-    kTolvaEscSetWidth = 13, /* in: double, 0.03125 to 22 inches; saved */
+    kTolvaEscSetWidth = 13, /* in: double, inches, an inch / kTolvaSmallestInchPart to kTolvaLargestInches; saved */
     kTolvaEscSetHeight = 14,
     kTolvaEscQueryResolution = 16,      /* out: two 32-bit, 0 when the picture's own counts */
     kTolvaEscQuerySize = 17,            /* out: two doubles, 0 when the picture's own counts */
