@@ -75,9 +75,7 @@ uint32_t channelsOf(ColourModel model) {
 }
 
 uint32_t formatOf(SampleLayout layout, ColourModel model) {
-    const uint32_t space = model == ColourModel::kGrey      ? PT_GRAY
-                           : model == ColourModel::kColours ? PT_RGB
-                                                            : PT_CMYK;
+    const uint32_t space = model == ColourModel::kGrey ? PT_GRAY : model == ColourModel::kColours ? PT_RGB : PT_CMYK;
     const uint32_t bytes = layout.deep ? 2 : 1;
     const uint32_t inverted = layout.inverted && model == ColourModel::kPrint ? 1 : 0;
     return COLORSPACE_SH(space) | CHANNELS_SH(channelsOf(model)) | BYTES_SH(bytes) | EXTRA_SH(layout.alpha ? 1U : 0U) |
@@ -166,7 +164,7 @@ bool suits(const Input& input, cmsHPROFILE profile, ColourModel model) {
         const auto c = static_cast<char>(static_cast<uint32_t>(space) >> (24 - 8 * place));
         return c > ' ' && c <= '~' ? c : '\0';
     };
-    const auto name = [&](cmsColorSpaceSignature space, char (&text)[5]) {
+    const auto name = [&](cmsColorSpaceSignature space, char(&text)[5]) {
         for (int i = 0; i < 4; ++i) text[i] = letter(space, i);
         text[4] = '\0';
         return text;

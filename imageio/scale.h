@@ -8,10 +8,9 @@
 
 namespace imageio {
 
-// Afterwards the picture has 24 bits or indices of at most 256 colours, and no alpha plane: what is less than half
-// opaque is in the mask. Few colours that grow by whole factors in both directions are repeated pixel by pixel; greys
-// stay greys. Refused is only what there is no memory for, and what the library for it cannot count; the picture may
-// then have lost its pixels. kRefused: `text` says why.
+// Afterwards the picture has 24 bits or indices, and no alpha plane: what is less than half opaque is in the mask. Few
+// colours that grow by whole factors in both directions are repeated pixel by pixel, so that they stay sharp; greys
+// stay greys. kRefused: `text` says why, and the picture is as it was, as it is after kStopped.
 Reason scalePicture(Picture& picture, uint32_t width, uint32_t height, bool (*stopped)(), const char*& text);
 
 }  // namespace imageio

@@ -8,7 +8,6 @@
 #include <tolva/host.h>
 #include <tolva/output.h>
 #include <tolva/quantize.h>
-#include <tolva/quantize.h>
 #include <tolva/raster.h>
 #include <tolva/settings.h>
 #include <tolva/stream.h>
