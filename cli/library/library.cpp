@@ -35,7 +35,7 @@ std::string programPath() {
 std::string findLibrary(const char* programWord) {
     for (const std::string& folder : {folderOf(programPath()), folderOf(programWord)}) {
         if (folder.empty()) continue;
-        for (const char* const below : {"", "../lib/"}) {
+        for (const char* const below : {"", TOLVA_LIBRARY_FOLDER "/", "../lib/"}) {
             std::string path = folder + below + kLibraryName;
             if (access(path.c_str(), F_OK) == 0) return path;
         }
