@@ -16,6 +16,11 @@
 namespace imageio {
 namespace {
 
+void tellAdvance(const Input& input) {
+    if (input.request->advanced == nullptr) return;
+    input.request->advanced(static_cast<uint64_t>(input.size - input.beyond), static_cast<uint64_t>(input.size));
+}
+
 // A signal ends the wait only when the user wants to stop; any other interruption tries again.
 size_t readSome(Input& input, void* to, size_t room) {
     ssize_t got = -1;
@@ -28,7 +33,10 @@ size_t readSome(Input& input, void* to, size_t room) {
         input.ended = true;
         return 0;
     }
-    if (input.beyond != kUnknownSize) input.beyond = std::max<int64_t>(input.beyond - got, 0);
+    if (input.beyond != kUnknownSize) {
+        input.beyond = std::max<int64_t>(input.beyond - got, 0);
+        tellAdvance(input);
+    }
     return static_cast<size_t>(got);
 }
 
@@ -49,7 +57,7 @@ Reason openInput(Input& input, const char* path, const ReadRequest& request) {
     input.request = &request;
     input.error = 0;
     input.ended = false;
-    input.beyond = kUnknownSize;
+    input.beyond = input.size = kUnknownSize;
     input.next = input.end = 0;
     input.file = isStandard(path) ? STDIN_FILENO : openWaiting(input);
     if (isStopped(input)) return kStopped;
@@ -59,7 +67,7 @@ Reason openInput(Input& input, const char* path, const ReadRequest& request) {
     if (!S_ISREG(about.st_mode)) return kDone;
     // Standard input may already stand somewhere behind the start.
     const off_t here = lseek(input.file, 0, SEEK_CUR);
-    if (here >= 0) input.beyond = std::max<int64_t>(about.st_size - here, 0);
+    if (here >= 0) input.beyond = input.size = std::max<int64_t>(about.st_size - here, 0);
     return kDone;
 }
 

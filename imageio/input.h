@@ -24,6 +24,7 @@ struct Input {
     int error;                    // errno of a read that failed
     bool ended;                   // a read found nothing more
     int64_t beyond;               // bytes of a regular file that no read has fetched yet, or kUnknownSize
+    int64_t size;                 // and of all of it, from where reading began
     size_t next;                  // of the buffer
     size_t end;
     uint8_t buffer[kInputBufferBytes];

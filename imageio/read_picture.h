@@ -26,6 +26,7 @@ struct ReadRequest {
     const char* mostPixelsName;  // of the limit, for texts
     bool (*stopped)();           // asked between steps, and whenever a read is interrupted
     void (*warn)(const char* path, const char* text);
+    void (*advanced)(uint64_t bytes, uint64_t size);  // null, or told how much of a file has been read
 };
 
 // "-" is standard input.

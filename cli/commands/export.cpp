@@ -3,25 +3,23 @@
 
 #include "cli/commands/commands.h"
 
+#include <string>
+
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "cli/commands/source.h"
 #include "cli/library/library.h"
-#include "cli/library/output_size.h"
 #include "cli/library/session.h"
 #include "cli/output/output_file.h"
-#include "cli/picture/key_colour.h"
-#include "cli/picture/raw.h"
-#include "cli/picture/read.h"
-#include "cli/picture/tone.h"
+#include "cli/picture/colours.h"
+#include "cli/picture/prepare.h"
 #include "cli/settings/profile.h"
 #include "cli/terminal/bar.h"
 
 namespace cli {
 namespace {
-
-constexpr Colour kWhite = {255, 255, 255};
 
 bool lookAt(const char* path, int standardFile, struct stat& about) {
     return (isStandard(path) ? fstat(standardFile, &about) : stat(path, &about)) == 0;
@@ -54,47 +52,35 @@ ExitStatus checkTarget(const Options& options) {
                 isStandard(options.output) ? "standard output" : options.output);
 }
 
-void notePicture(const char* name, const Picture& picture) {
-    if (picture.bitsPerPixel == kColourBits) {
-        note("%s: %u x %u pixels, true colour", name, picture.width, picture.height);
-    } else {
-        note("%s: %u x %u pixels, %u colours", name, picture.width, picture.height, picture.colours);
+// As it was read: scaling may leave more colours or fewer.
+ExitStatus notePicture(const Options& options, const Library& library, const Picture& picture) {
+    if (options.verbosity != kVerbose) return kExitDone;
+    std::string colours = "true colour";
+    if (!options.raw) {
+        uint32_t count = 0;
+        if (const ExitStatus failed = countColours(library, picture, count)) return failed;
+        colours = colourCountText(count);
+    } else if (picture.bitsPerPixel == kIndexBits) {
+        colours = colourCountText(picture.colours);
     }
-}
-
-// What the user asks for wins over what the picture brings.
-ExitStatus chooseTransparency(const Options& options, const Library& library, TolvaConversionMode tone,
-                              Picture& picture, std::optional<Colour>& transparent) {
-    transparent = options.transparent;
-    if (transparent || picture.transparentIndex == kNoTransparency) return kExitDone;
-    return settleKey(library, tone, picture, transparent.emplace());
+    note("%s: %u x %u pixels, %s", inputName(options.picture), picture.width, picture.height, colours.c_str());
+    return kExitDone;
 }
 
 ExitStatus writePicture(const Options& options, const Library& library, const Settings& settings, Picture& picture,
                         OutputFile& output) {
-    notePicture(inputName(options.picture), picture);
-    OutputSize size = {};
-    if (const ExitStatus failed = planOutputSize(library, options.way, options.mostPixels, picture, size)) {
-        return failed;
-    }
-    RawOrder prepare = {options.dither, toneOf(*settings.setup), options.background.value_or(kWhite)};
-    if (const ExitStatus failed = prepareRaw(library, prepare, size, picture)) return failed;
-    std::optional<Colour> transparent;
-    if (const ExitStatus failed = chooseTransparency(options, library, prepare.tone, picture, transparent)) {
-        return failed;
-    }
-    if (options.way == Way::kExport) {  // on the other ways the driver converts colours as they come
-        if (const ExitStatus failed = applyTone(library, prepare.tone, picture)) return failed;
-    }
+    if (const ExitStatus failed = notePicture(options, library, picture)) return failed;
+    Prepared prepared = {.size = {}, .tone = toneOf(*settings.setup), .transparent = {}};
+    if (const ExitStatus failed = planSource(options, library, settings, picture, prepared.size)) return failed;
+    if (const ExitStatus failed = preparePicture(options, library, picture, prepared)) return failed;
     if (const ExitStatus failed = openOutput(output, !options.writeByLibrary)) return failed;
-    startBar(options.verbosity != kQuiet);
     const ExportOrder order = {.way = options.way,
                                .setup = settings.handle,
                                .picture = &picture,
-                               .sizeReached = size.reached,
+                               .sizeReached = prepared.size.reached,
                                .interlace = options.interlace,
-                               .tone = prepare.tone,
-                               .transparent = transparent,
+                               .tone = prepared.tone,
+                               .transparent = prepared.transparent,
                                .background = options.background,
                                .fileName = output.libraryName.c_str(),
                                .hostFile = output.throughHost ? &output.hostFile : nullptr};
@@ -115,11 +101,8 @@ ExitStatus exportPicture(const Options& options, const char* programWord) {
     note("library: %s, version 0x%08x", library.path.c_str(), library.version);
     if (const ExitStatus failed = loadSettings(library, options.profile, settings)) return failed;
     if (const ExitStatus failed = applyOptions(options, *settings.setup)) return failed;
-    const Colour background = options.background.value_or(kWhite);
-    if (const ExitStatus failed =
-            readPicture(options.picture, background, !options.transparent, options.mostPixels, picture)) {
-        return failed;
-    }
+    startBar(options.verbosity != kQuiet);
+    if (const ExitStatus failed = readSource(options, library, settings, true, picture)) return failed;
     return writePicture(options, library, settings, picture, output);
 }
 

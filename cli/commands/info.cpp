@@ -6,9 +6,11 @@
 #include <cmath>
 #include <cstdio>
 
+#include "cli/commands/source.h"
 #include "cli/library/library.h"
 #include "cli/library/output_size.h"
-#include "cli/picture/read.h"
+#include "cli/picture/colours.h"
+#include "cli/picture/reduce.h"
 #include "cli/settings/profile.h"
 #include "cli/terminal/json.h"
 #include "cli/terminal/text.h"
@@ -19,6 +21,7 @@ namespace {
 struct Info {
     OutputSize size;
     int32_t answer[kTolvaInfoOutWords];
+    uint32_t colours;  // of the picture; not counted under --raw
 };
 
 int32_t wholeDots(double inches, int16_t resolution) { return static_cast<int32_t>(std::lround(inches * resolution)); }
@@ -42,11 +45,14 @@ ExitStatus askLibrary(const Library& library, const Settings& settings, const Pi
     return kExitDone;
 }
 
-void printObject(const Settings& settings, const char* name, const Picture& picture, const Info& info) {
+std::string jsonCount(uint32_t colours) { return colours < kTolvaManyColours ? std::to_string(colours) : "null"; }
+
+void printObject(const Options& options, const Settings& settings, const Picture& picture, const Info& info) {
     const bool loaded = settings.loaded;
-    std::printf("{\"picture\": %s, \"pictureWidth\": %u, \"pictureHeight\": %u, \"profile\": %s, \"section\": %s, ",
-                jsonText(name).c_str(), picture.width, picture.height,
-                loaded ? jsonText(settings.setup->profilePath).c_str() : "null",
+    std::printf("{\"picture\": %s, \"pictureWidth\": %u, \"pictureHeight\": %u, ", jsonText(options.picture).c_str(),
+                picture.width, picture.height);
+    if (!options.raw) std::printf("\"colours\": %s, ", jsonCount(info.colours).c_str());
+    std::printf("\"profile\": %s, \"section\": %s, ", loaded ? jsonText(settings.setup->profilePath).c_str() : "null",
                 loaded ? jsonText(settings.setup->sectionName).c_str() : "null");
     std::printf(
         "\"width\": %.0f, \"height\": %.0f, \"bitsPerPixel\": %d, \"roundedUpWidth\": %d, \"roundedUpHeight\": %d}\n",
@@ -54,15 +60,28 @@ void printObject(const Settings& settings, const char* name, const Picture& pict
         info.answer[kTolvaInfoPixelHeight]);
 }
 
-void printText(const char* name, const Picture& picture, const Info& info) {
+// What an export would do, as far as it can be told without doing it.
+std::string stagesText(const Options& options, const Picture& picture, const Info& info) {
+    const bool scales = info.size.width != picture.width || info.size.rows != picture.height;
+    const uint32_t most = options.colours.value_or(kTolvaLargestPalette);
+    const std::string reduced =
+        "reduced to " + std::to_string(most) + " colours" + (options.dither == Dither::kNone ? "" : " and dithered");
+    if (scales) return "scaled, and " + reduced + " where there are more";
+    if (keepsIndices(picture, most)) return "the palette stays as it is";
+    return info.colours <= most ? "all colours are exact" : reduced;
+}
+
+void printText(const Options& options, const Picture& picture, const Info& info) {
     const int32_t* const answer = info.answer;
-    std::printf("%s: %u x %u pixels\n", shownText(inputName(name)).c_str(), picture.width, picture.height);
+    std::printf("%s: %u x %u pixels%s\n", shownText(inputName(options.picture)).c_str(), picture.width, picture.height,
+                options.raw ? "" : (", " + colourCountText(info.colours)).c_str());
     std::printf("GIF: %.0f x %.0f pixels of %d bits\n", info.size.width, info.size.height,
                 answer[kTolvaInfoBitsPerPixel]);
     if (answer[kTolvaInfoPixelWidth] != info.size.width || answer[kTolvaInfoPixelHeight] != info.size.height) {
         std::printf("hosts are told, with fractions rounded up: %d x %d pixels\n", answer[kTolvaInfoPixelWidth],
                     answer[kTolvaInfoPixelHeight]);
     }
+    if (!options.raw) std::printf("on the way there: %s\n", stagesText(options, picture, info).c_str());
 }
 
 }  // namespace
@@ -74,18 +93,17 @@ ExitStatus showInfo(const Options& options, const char* programWord) {
     if (const ExitStatus failed = loadLibrary(library, options.library, programWord)) return failed;
     if (const ExitStatus failed = loadSettings(library, options.profile, settings)) return failed;
     if (const ExitStatus failed = applyOptions(options, *settings.setup)) return failed;
-    if (const ExitStatus failed = readPicture(options.picture, Colour{}, true, options.mostPixels, picture)) {
-        return failed;
-    }
+    if (const ExitStatus failed = readSource(options, library, settings, false, picture)) return failed;
     Info info = {};
-    if (const ExitStatus failed = planOutputSize(library, options.way, options.mostPixels, picture, info.size)) {
-        return failed;
+    if (!options.raw) {
+        if (const ExitStatus failed = countColours(library, picture, info.colours)) return failed;
     }
+    if (const ExitStatus failed = planSource(options, library, settings, picture, info.size)) return failed;
     if (const ExitStatus failed = askLibrary(library, settings, picture, info.answer)) return failed;
     if (options.json) {
-        printObject(settings, options.picture, picture, info);
+        printObject(options, settings, picture, info);
     } else {
-        printText(options.picture, picture, info);
+        printText(options, picture, info);
     }
     return flushOutput();
 }

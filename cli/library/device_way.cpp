@@ -9,7 +9,6 @@
 #include "cli/library/driver_errors.h"
 #include "cli/library/output_size.h"
 #include "cli/output/host_file.h"
-#include "cli/terminal/bar.h"
 #include "cli/terminal/stop.h"
 
 namespace cli {
@@ -45,7 +44,6 @@ void put(uint8_t* block, size_t position, Field value) {
 // several bands. Here they come in one; whether they were put in order all the same is seen in the GIF.
 ExitStatus noteMissingSpool(const char* step, HostFile& file) {
     file.spoolError = temporaryFileError();
-    clearBar();
     note("%s: driver error %d, though every write was done%s%s", step, kTolvaStreamFailed,
          file.spoolError == 0 ? "" : ": no temporary file in /tmp: ",
          file.spoolError == 0 ? "" : std::strerror(file.spoolError));

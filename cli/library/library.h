@@ -8,6 +8,7 @@
 #include <tolva/driver.h>
 #include <tolva/host.h>
 #include <tolva/output.h>
+#include <tolva/quantize.h>
 #include <tolva/raster.h>
 #include <tolva/settings.h>
 #include "cli/terminal/messages.h"
@@ -39,7 +40,12 @@ namespace cli {
     ENTRY(kRaster,   rlReduceColorTable)          \
     ENTRY(kRaster,   rlConvertBitmapDepth)        \
     ENTRY(kRaster,   rlDitherBitmap)              \
-    ENTRY(kRaster,   rev_rgb)
+    ENTRY(kRaster,   rev_rgb)                     \
+    ENTRY(kQuantize, tolvaQuantizeBegin)          \
+    ENTRY(kQuantize, tolvaQuantizeCount)          \
+    ENTRY(kQuantize, tolvaQuantizePalette)        \
+    ENTRY(kQuantize, tolvaQuantizeMap)            \
+    ENTRY(kQuantize, tolvaQuantizeEnd)
 // clang-format on
 
 enum class EntryGroup {
@@ -47,7 +53,8 @@ enum class EntryGroup {
     kNamed,   // not in it, and needed like them by every command
     kProfiles,
     kGeometry,
-    kRaster
+    kRaster,
+    kQuantize
 };
 
 struct Entries {

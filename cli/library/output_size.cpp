@@ -1,5 +1,5 @@
-// output_size.cpp: the size of the GIF, asked beforehand as the driver itself will ask. The library would draw nothing,
-// or a file without pixels, for what is refused here, and report neither.
+// output_size.cpp: the size of the GIF, asked beforehand as the driver itself would ask. The library would draw
+// nothing, or a file without pixels, for what is refused here, and report neither.
 
 #include "cli/library/output_size.h"
 
@@ -17,8 +17,8 @@ constexpr double kLargest = kTolvaLargestExtent;
 constexpr double kMostCopies = 32767;  // and the copies of one
 
 // Where only the widths differ, a lone cell array is not scaled.
-ExitStatus checkEnlarging(Way way, const Picture& picture, const OutputSize& size) {
-    const bool scaled = way != Way::kCells || size.height != picture.height;
+ExitStatus checkEnlarging(const SizeQuestion& picture, const OutputSize& size) {
+    const bool scaled = picture.way != Way::kCells || size.height != picture.height;
     if (!scaled || size.width <= picture.width) return kExitDone;
     if (picture.width > kWidestEnlarged) {
         return fail(kExitInputRefused, "a picture of %u columns cannot be enlarged; the limit is %u", picture.width,
@@ -33,22 +33,16 @@ ExitStatus checkEnlarging(Way way, const Picture& picture, const OutputSize& siz
 
 // On the way of cells heights decide whether the library scales at all. One column more or less is what fitting a box
 // leaves.
-void warnOfUnscaledRows(Way way, const Picture& picture, const OutputSize& size) {
-    if (way != Way::kCells || size.height != picture.height || std::abs(size.width - picture.width) <= 1) return;
+void warnOfUnscaledRows(const SizeQuestion& picture, const OutputSize& size) {
+    if (picture.way != Way::kCells || size.height != picture.height) return;
+    if (std::abs(size.width - picture.width) <= 1) return;
     warn("only the width changes, from %u to %.0f pixels: the library %s the rows instead of scaling them",
          picture.width, size.width, size.width < picture.width ? "cuts" : "pads");
 }
 
-// The screen counts for some settings, and on this way the library is told that the picture is one.
-ExitStatus tellScreen(const Library& library, const Picture& picture) {
-    if (const ExitStatus failed = needEntries(library, EntryGroup::kGeometry)) return failed;
-    library.calls.SetDisplayInfo(picture.width, picture.height, kPictureResolution, kPictureResolution);
-    return kExitDone;
-}
-
-void warnOfAddedRow(double asked, const OutputSize& size) {
-    if (size.height == asked) return;
-    warn("the height goes from %.0f to %.0f pixels: this road makes it even", asked, size.height);
+void warnOfAddedRow(const OutputSize& size) {
+    if (size.height == size.rows) return;
+    warn("the height goes from %.0f to %.0f pixels: this road makes it even", size.rows, size.height);
 }
 
 // The library takes a number that it does not find for 0, and any one character for a separator.
@@ -71,41 +65,49 @@ void warnOfUnreadScreen() {
 
 }  // namespace
 
-ExitStatus planOutputSize(const Library& library, Way way, uint64_t mostPixels, const Picture& picture,
-                          OutputSize& size) {
-    warnOfUnreadScreen();
-    if (way == Way::kExport) {
-        if (const ExitStatus failed = tellScreen(library, picture)) return failed;
+OutputSize askOutputSize(const Library& library, const SizeQuestion& question) {
+    // The screen counts for some settings, and on this way the library is told that the picture is one.
+    if (question.way == Way::kExport && library.calls.SetDisplayInfo != nullptr) {
+        library.calls.SetDisplayInfo(question.width, question.height, kPictureResolution, kPictureResolution);
     }
     // The answer stays in the settings; the driver's own question, with the same words, then changes nothing more.
-    size = OutputSize{static_cast<double>(picture.width) / kPictureResolution,
-                      static_cast<double>(picture.height) / kPictureResolution, false};
+    OutputSize size = {static_cast<double>(question.width) / kPictureResolution,
+                       static_cast<double>(question.height) / kPictureResolution, 0, false};
     int16_t bits = 0;
     int32_t resolution = kPictureResolution;
     library.calls.QueryCellFormat(&size.width, &size.height, &bits, &resolution, nullptr, nullptr);
     size.width = std::trunc(size.width);
-    size.height = std::trunc(size.height);
+    size.height = size.rows = std::trunc(size.height);
+    if (makesHeightsEven(question.way)) size.height += std::fmod(size.rows, 2);
+    return size;
+}
+
+ExitStatus planOutputSize(const Library& library, const SizeQuestion& question, OutputSize& size) {
+    warnOfUnreadScreen();
+    if (question.way == Way::kExport) {
+        if (const ExitStatus failed = needEntries(library, EntryGroup::kGeometry)) return failed;
+    }
+    size = askOutputSize(library, question);
     if (size.width < 1 || size.height < 1) {
         return fail(kExitInputRefused, "nothing would be left of the picture in this size");
     }
-    const double asked = size.height;
-    if (makesHeightsEven(way)) size.height += std::fmod(asked, 2);
     // Asked this way round, NaN is refused too.
     if (!(size.width <= kLargest && size.height <= kLargest)) {
         return fail(kExitInputRefused, "a GIF of %.0f x %.0f pixels; the limit is %d in either direction", size.width,
                     size.height, kTolvaLargestExtent);
     }
-    if (size.width * size.height > static_cast<double>(mostPixels)) {
+    if (size.width * size.height > static_cast<double>(question.mostPixels)) {
         return fail(kExitInputRefused, "a GIF of %.0f x %.0f pixels; --max-pixels allows %" PRIu64, size.width,
-                    size.height, mostPixels);
+                    size.height, question.mostPixels);
     }
     if (size.width * size.height == 1) {
         return fail(kExitInputRefused,
                     "a GIF of 1 x 1: the encoder emits no pixel for a single one, so none could show it");
     }
-    warnOfAddedRow(asked, size);
-    warnOfUnscaledRows(way, picture, size);
-    return checkEnlarging(way, picture, size);
+    warnOfAddedRow(size);
+    if (!question.raw) return kExitDone;
+    warnOfUnscaledRows(question, size);
+    return checkEnlarging(question, size);
 }
 
 }  // namespace cli

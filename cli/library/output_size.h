@@ -16,13 +16,23 @@ inline constexpr int kPictureResolution = 128;
 struct OutputSize {
     double width;  // pixels of the GIF, whole
     double height;
+    double rows;   // as the settings have them: the height, but for a row that the way adds
     bool reached;  // the picture has them already, whatever the settings say
 };
 
-// Asks the library, which answers by the settings made last, and refuses what the driver cannot draw or no decoder
-// reads, and more pixels than the user allows. Tells the user of a row that the way adds.
-ExitStatus planOutputSize(const Library& library, Way way, uint64_t mostPixels, const Picture& picture,
-                          OutputSize& size);
+struct SizeQuestion {
+    Way way;
+    bool raw;        // the library scales
+    uint32_t width;  // of the picture
+    uint32_t height;
+    uint64_t mostPixels;
+};
+
+// Asks the library, which answers by the settings made last.
+OutputSize askOutputSize(const Library& library, const SizeQuestion& question);
+// Refuses what the driver cannot draw or no decoder reads, and more pixels than the user allows. Tells the user of a
+// row that the way adds.
+ExitStatus planOutputSize(const Library& library, const SizeQuestion& question, OutputSize& size);
 
 }  // namespace cli
 

@@ -14,9 +14,12 @@
 namespace cli {
 namespace {
 
-// The filter's reports and its questions whether to go on; any answer but 0 stops it.
+constexpr intptr_t kWritingPercent = 50;  // what comes before are steps that few pictures need
+
+// The filter's reports and its questions whether to go on; any answer but 0 stops it. A plain query carries 0.
 intptr_t answerStatus(intptr_t, intptr_t a, intptr_t b, intptr_t, intptr_t percent, intptr_t, intptr_t) {
-    if (a == 0 && b == 0) showProgress(static_cast<int>(percent));
+    if (a == 0 && b == 0 && percent < kWritingPercent) showPart(static_cast<uint64_t>(percent), kWritingPercent);
+    if (a == 0 && b == 0 && percent >= kWritingPercent) enterStage(Stage::kWriting);
     return stopRequested() ? 1 : 0;
 }
 
@@ -48,6 +51,8 @@ ExitStatus runSession(const Library& library, const ExportOrder& order) {
     fillSetup(setup, order);
     // A bracket's picture is reported through the settings, which the device's init does not tell of the record.
     if (order.way == Way::kBracket) setup.exporting.status = &status;
+    enterStage(Stage::kReducing);
+    if (order.hostFile != nullptr) order.hostFile->expected = uint64_t{order.picture->width} * order.picture->height;
     const ExitStatus result =
         order.way == Way::kExport ? exportWhole(library, order, status) : driveDevice(library, order, status);
     setup.exporting.status = nullptr;

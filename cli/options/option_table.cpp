@@ -6,11 +6,21 @@
 #include <cstring>
 #include <string>
 
+#include <tolva/quantize.h>
 #include <tolva/settings.h>
 #include "cli/options/numbers.h"
 
 namespace cli {
 namespace {
+
+struct DitherWord {
+    const char* word;
+    Dither dither;
+};
+constexpr DitherWord kDitherWords[] = {{"none", Dither::kNone},
+                                       {"diffusion", Dither::kDiffusion},
+                                       {"2", Dither::kBlackAndWhite},
+                                       {"16", Dither::kSixteenColours}};
 
 struct WayWord {
     const char* word;
@@ -63,9 +73,18 @@ ExitStatus takeTone(const char* value, Options& options) {
 }
 
 ExitStatus takeDither(const char* value, Options& options) {
-    if (std::strcmp(value, "2") != 0 && std::strcmp(value, "16") != 0) return refuse("--dither", value, "2 or 16");
-    options.dither = value[0] == '2' ? Dither::kBlackAndWhite : Dither::kSixteenColours;
-    return kExitDone;
+    for (const DitherWord& known : kDitherWords) {
+        if (std::strcmp(value, known.word) != 0) continue;
+        options.dither = known.dither;
+        return kExitDone;
+    }
+    return refuse("--dither", value, "none or diffusion, or with --raw 2 or 16,");
+}
+
+ExitStatus takeColours(const char* value, Options& options) {
+    const bool good =
+        parseNumber<uint32_t>(value, kTolvaSmallestPalette, kTolvaLargestPalette, options.colours.emplace());
+    return good ? kExitDone : refuse("--colours", value, "a whole number from 2 to 256");
 }
 
 ExitStatus takeWay(const char* value, Options& options) {
@@ -132,18 +151,24 @@ const OptionRow kOptionTable[kOptionRows] = {
      kForExport, [](const char*, Options& o) { o.overwrite = true; return kExitDone; }},
     {"interlace",        0,   nullptr,   "write the rows in four passes, coarse to fine",
      kForPictures, [](const char*, Options& o) { o.interlace = true; return kExitDone; }},
-    {"transparent",      0,   "COLOUR",  "the colour nearest to this, after --tone, becomes this and\n"
-                                        "transparent",
+    {"transparent",      0,   "COLOUR",  "pixels of this colour, after --tone, become transparent; of a\n"
+                                        "palette that stays, the entry nearest to it",
      kForPictures, [](const char* value, Options& o) { return takeColour("--transparent", value, o.transparent); }},
     {"background",       0,   "COLOUR",  "the GIF's background colour, and what half-transparent\n"
                                         "colours are laid over (white)",
      kForPictures, [](const char* value, Options& o) { return takeColour("--background", value, o.background); }},
     {"tone",             0,   "TONE",    "normal, invert, invert-greys, grey or invert-grey",
      kForPictures, takeTone},
-    {"dither",           0,   "2|16",    "black and white, or 16 colours, by error diffusion",
+    {"colours",          0,   "N",       "at most so many, 2 to 256, the transparent one included (256)",
+     kForPictures, takeColours},
+    {"dither",           0,   "none|diffusion",
+                                        "what becomes of colours that the palette lacks: the nearest of it,\n"
+                                        "or a mixture (diffusion); with --raw, 2 or 16 colours of its own",
      kForPictures, takeDither},
-    {"fit",              0,   "WxH",     "fit into a box of pixels; the aspect is kept",
+    {"fit",              0,   "WxH",     "shrink into a box of pixels; the aspect is kept",
      kForPictures, takeFit},
+    {"enlarge",          0,   nullptr,   "let --fit make smaller pictures larger",
+     kForPictures, [](const char*, Options& o) { o.enlarge = true; return kExitDone; }},
     {"size",             0,   "WxH",     "fit into a box of inches, {inches}",
      kForPictures, takeSize},
     {"resolution",       0,   "DPI",     "dots per inch for --size, {dots} (the profile's, or {usual dots})",

@@ -25,7 +25,7 @@ struct OptionRow {
     ExitStatus (*set)(const char* value, Options& options);  // says what is wanted where the value is none of that
 };
 
-inline constexpr size_t kOptionRows = 23;
+inline constexpr size_t kOptionRows = 25;
 extern const OptionRow kOptionTable[kOptionRows];  // in the order of --help
 
 }  // namespace cli

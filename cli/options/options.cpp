@@ -92,6 +92,24 @@ ExitStatus takeSetup(int count, char** words, Options& options) {
     return kExitDone;
 }
 
+// What only one of the two knows, the program's own stages or the library's.
+ExitStatus checkRaw(const Options& options) {
+    const bool rawDither = options.dither == Dither::kBlackAndWhite || options.dither == Dither::kSixteenColours;
+    const char* const own = options.colours                                        ? "--colours"
+                            : options.enlarge                                      ? "--enlarge"
+                            : options.dither != Dither::kUnlessExact && !rawDither ? "--dither none or diffusion"
+                                                                                   : nullptr;
+    if (options.raw && own != nullptr) return fail(kExitWrongUsage, "--raw excludes %s", own);
+    if (!options.raw && rawDither) {
+        return fail(kExitWrongUsage, "--dither %d goes with --raw; otherwise --colours says how many there may be",
+                    options.dither == Dither::kBlackAndWhite ? 2 : 16);
+    }
+    if (options.enlarge && options.sizeRequest == SizeRequest::kAsPicture) {
+        return fail(kExitWrongUsage, "--enlarge goes with --fit");
+    }
+    return kExitDone;
+}
+
 ExitStatus takeOperands(int count, char** words, Options& options) {
     if (options.command != Command::kExport) return kExitDone;
     if (options.profile.none && (options.profile.file != nullptr || options.profile.section != nullptr)) {
@@ -100,6 +118,7 @@ ExitStatus takeOperands(int count, char** words, Options& options) {
     if (options.resolution != 0 && options.sizeRequest == SizeRequest::kFitPixels) {
         return fail(kExitWrongUsage, "--resolution does not go with --fit");
     }
+    if (const ExitStatus failed = checkRaw(options)) return failed;
     if (count > 0 && std::strcmp(words[0], "setup") == 0) return takeSetup(count - 1, words + 1, options);
     if (count > 0 && std::strcmp(words[0], "info") == 0) return takeInfo(count - 1, words + 1, options);
     return takeExport(count, words, options);

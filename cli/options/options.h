@@ -6,8 +6,8 @@
 #include <optional>
 
 #include "cli/library/way.h"
-#include "cli/picture/raw.h"
 #include "cli/picture/read.h"
+#include "cli/picture/reduce.h"
 #include "cli/settings/setting_keys.h"
 #include "cli/terminal/messages.h"
 
@@ -45,8 +45,10 @@ struct Options {
     std::optional<Colour> transparent;
     std::optional<Colour> background;
     std::optional<int32_t> colourMode;
+    std::optional<uint32_t> colours;  // at most, the transparent one included
     Dither dither;
-    bool raw;  // scaling, reduction and dithering are the library's, as its hosts know them
+    bool enlarge;  // also what fits into the box
+    bool raw;      // scaling, reduction and dithering are the library's, as its hosts know them
     Way way;
     uint64_t mostPixels;
     SizeRequest sizeRequest;

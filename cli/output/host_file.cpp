@@ -11,6 +11,7 @@
 #include <unistd.h>
 
 #include <tolva/stream.h>
+#include "cli/terminal/bar.h"
 
 namespace cli {
 namespace {
@@ -52,6 +53,7 @@ intptr_t writeBytes(HostFile& file, const void* from, int32_t count) {
     }
     file.position = end;
     file.size = std::max(file.size, end);
+    showPart(static_cast<uint64_t>(end), file.expected);
     return count;
 }
 

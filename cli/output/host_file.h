@@ -16,7 +16,8 @@ struct HostFile {
     size_t capacity = 0;
     int64_t size = 0;
     int64_t position = 0;
-    int error = 0;       // the errno of the first failure, 0 for none
+    uint64_t expected = 0;  // bytes, for the bar
+    int error = 0;          // the errno of the first failure, 0 for none
     int spoolError = 0;  // why the library could not make its temporary file, which it may not have needed; 0 for none
 
     HostFile() = default;

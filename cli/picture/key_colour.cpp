@@ -35,10 +35,10 @@ bool standsIn(const ShownColours& shown, Colour colour, uint32_t entries, uint32
     return false;
 }
 
-// The search takes the first of equal entries: only those among the first `rivals` could stand in the way.
-bool isFound(const ShownColours& shown, uint32_t index, uint32_t rivals) {
+// The search takes the first of equal entries: only those before it could stand in the way.
+bool isFound(const ShownColours& shown, uint32_t index) {
     const Colour colour = shown.palette[index];
-    return (isGrey(colour) || !isNearGrey(colour)) && !standsIn(shown, colour, rivals, index);
+    return (isGrey(colour) || !isNearGrey(colour)) && !standsIn(shown, colour, index, index);
 }
 
 // The grey nearest to the colour's own that is shown as a free one. There always is one: the other entries are 255, the
@@ -74,10 +74,7 @@ ExitStatus settleKey(const Library& library, TolvaConversionMode tone, Picture& 
     if (const ExitStatus failed = showColours(library, tone, picture, shown)) return failed;
     const auto key = static_cast<uint32_t>(picture.transparentIndex);
     named = shown.palette[key];
-    // A palette that came with the picture passes as it is where it can. An index that was given here gets a colour
-    // that nothing else has, so that a background of that colour finds its own entry.
-    const uint32_t rivals = picture.mask != nullptr ? uint32_t{kPaletteEntries} : key;
-    if (isFound(shown, key, rivals)) return kExitDone;
+    if (isFound(shown, key)) return kExitDone;
     const int level = freeGrey(shown, picture.palette[key], key);
     const auto grey = static_cast<uint8_t>(level);
     picture.palette[key] = Colour{grey, grey, grey};

@@ -22,10 +22,14 @@ const uint8_t* findOpaquePixel(const Picture& picture) {
     return nullptr;
 }
 
+ExitStatus needMask(Picture& picture) {
+    return makeMask(picture) ? kExitDone : fail(kExitInputRefused, "no memory for the transparent pixels");
+}
+
 }  // namespace
 
 ExitStatus makeMaskFromIndex(Picture& picture) {
-    if (!makeMask(picture)) return fail(kExitInputRefused, "no memory for the transparent pixels");
+    if (const ExitStatus failed = needMask(picture)) return failed;
     for (uint32_t y = 0; y < picture.height; ++y) {
         const uint8_t* const row = picture.pixels + size_t{y} * picture.stride;
         uint8_t* const mask = maskRow(picture, y);
@@ -34,6 +38,23 @@ ExitStatus makeMaskFromIndex(Picture& picture) {
         }
     }
     picture.transparentIndex = kNoTransparency;
+    return kExitDone;
+}
+
+ExitStatus maskColour(Picture& picture, Colour colour, bool& found) {
+    if (const ExitStatus failed = needMask(picture)) return failed;
+    const bool indexed = picture.bitsPerPixel == kIndexBits;
+    found = false;
+    for (uint32_t y = 0; y < picture.height; ++y) {
+        const uint8_t* const row = picture.pixels + size_t{y} * picture.stride;
+        uint8_t* const mask = maskRow(picture, y);
+        for (uint32_t x = 0; x < picture.width; ++x) {
+            const uint8_t* const pixel = indexed ? &picture.palette[row[x]].red : row + size_t{x} * kColourBytes;
+            if (std::memcmp(pixel, &colour, sizeof colour) != 0) continue;
+            mask[x / 8] |= imageio::maskBit(x);
+            found = true;
+        }
+    }
     return kExitDone;
 }
 

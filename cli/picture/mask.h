@@ -9,6 +9,8 @@ namespace cli {
 
 // The pixels of the transparent index; afterwards no index is.
 ExitStatus makeMaskFromIndex(Picture& picture);
+// Pixels of this very colour join the mask; tells whether there are any.
+ExitStatus maskColour(Picture& picture, Colour colour, bool& found);
 // Transparent pixels take a colour that the picture has anyway: they then cost no entry of a reduced palette.
 void fillTransparentPixels(Picture& picture);
 // Of a ramp of 256 greys, the index of a level that no opaque pixel has. Where every level has some, the rarest one's

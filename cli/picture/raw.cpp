@@ -136,7 +136,7 @@ ExitStatus ditherPicture(const Work& work, Dither dither) {
 }  // namespace
 
 ExitStatus prepareRaw(const Library& library, RawOrder& order, OutputSize& size, Picture& picture) {
-    const bool dithers = order.dither != Dither::kNone;
+    const bool dithers = order.dither == Dither::kBlackAndWhite || order.dither == Dither::kSixteenColours;
     if (!dithers && picture.mask == nullptr) return kExitDone;
     if (const ExitStatus failed = needEntries(library, EntryGroup::kRaster)) return failed;
     if (dithers && picture.transparentIndex != kNoTransparency) {

@@ -6,13 +6,12 @@
 
 #include "cli/library/library.h"
 #include "cli/picture/read.h"
+#include "cli/picture/reduce.h"
 #include "cli/terminal/messages.h"
 
 namespace cli {
 
 struct OutputSize;
-
-enum class Dither { kNone, kBlackAndWhite, kSixteenColours };
 
 struct RawOrder {
     Dither dither;

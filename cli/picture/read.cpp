@@ -4,6 +4,7 @@
 
 #include <string>
 
+#include "cli/terminal/bar.h"
 #include "cli/terminal/stop.h"
 #include "imageio/read_picture.h"
 
@@ -18,22 +19,23 @@ bool isStandard(const char* path) { return imageio::isStandard(path); }
 
 const char* inputName(const char* path) { return isStandard(path) ? "standard input" : path; }
 
-ExitStatus readPicture(const char* path, Colour background, bool keepTransparency, uint64_t mostPixels,
-                       Picture& picture) {
-    const imageio::ReadRequest request = {.background = background,
-                                          .keepTransparency = keepTransparency,
-                                          .raw = true,
-                                          .willScale = nullptr,
-                                          .asker = nullptr,
-                                          .mostPixels = mostPixels,
+ExitStatus readPicture(const ReadOrder& order, Picture& picture) {
+    const imageio::ReadRequest request = {.background = order.background,
+                                          .keepTransparency = order.keepTransparency,
+                                          .raw = order.raw,
+                                          .willScale = order.willScale,
+                                          .asker = order.asker,
+                                          .mostPixels = order.mostPixels,
                                           .mostPixelsName = "--max-pixels",
                                           .stopped = stopRequested,
-                                          .warn = passWarning};
+                                          .warn = passWarning,
+                                          .advanced = showPart};
     std::string text;
-    switch (imageio::readPicture(path, request, picture, text)) {
+    enterStage(Stage::kReading);
+    switch (imageio::readPicture(order.path, request, picture, text)) {
         case imageio::kDone: return kExitDone;
         case imageio::kStopped: return kExitStopped;
-        default: return fail(kExitInputRefused, "%s: %s", inputName(path), text.c_str());
+        default: return fail(kExitInputRefused, "%s: %s", inputName(order.path), text.c_str());
     }
 }
 

@@ -10,20 +10,30 @@ namespace cli {
 
 using imageio::Colour;
 using imageio::kColourBits;
+using imageio::kColourBytes;
 using imageio::kIndexBits;
 using imageio::kMaskBits;
 using imageio::kNoTransparency;
 using imageio::kPaletteEntries;
 using imageio::Picture;
 
+inline constexpr Colour kWhite = {255, 255, 255};  // what is behind a picture unless the user says otherwise
+
 // "-" is standard input, and standard output.
 bool isStandard(const char* path);
 // As messages have it.
 const char* inputName(const char* path);
-// Half-transparent colours are laid over the background. Transparency goes where another colour is to become the
-// transparent one.
-ExitStatus readPicture(const char* path, Colour background, bool keepTransparency, uint64_t mostPixels,
-                       Picture& picture);
+struct ReadOrder {
+    const char* path;
+    Colour background;      // what half-transparent colours are laid over
+    bool keepTransparency;  // not where another colour is to become the transparent one
+    bool raw;
+    uint64_t mostPixels;
+    bool (*willScale)(uint32_t width, uint32_t height, void* asker);  // as imageio asks, or null
+    void* asker;
+};
+
+ExitStatus readPicture(const ReadOrder& order, Picture& picture);
 
 }  // namespace cli
 

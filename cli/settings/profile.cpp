@@ -135,6 +135,13 @@ ExitStatus applyOptions(const Options& options, TolvaSetup& setup) {
     return kExitDone;
 }
 
+void settleFit(const Options& options, uint32_t width, uint32_t height, TolvaSetup& setup) {
+    if (options.sizeRequest != SizeRequest::kFitPixels || options.raw || options.enlarge) return;
+    if (width > options.box.width || height > options.box.height) return;
+    setup.sizeMode = kTolvaSizeOfPicture;
+    setup.resolutionMode = kTolvaResolutionOfPicture;
+}
+
 // As the driver has it: a mode it does not know converts nothing.
 TolvaConversionMode toneOf(const TolvaSetup& setup) {
     if (setup.colourMode < kTolvaColourNormal || setup.colourMode > kTolvaColourInvertGrey) return kTolvaConvertNothing;

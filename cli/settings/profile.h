@@ -28,6 +28,8 @@ struct Settings {
 ExitStatus loadSettings(const Library& library, const ProfileChoice& choice, Settings& settings);
 // What the user asks for wins over the profile.
 ExitStatus applyOptions(const Options& options, TolvaSetup& setup);
+// Once the picture is known: --fit makes none larger, so one that has room in the box keeps its size.
+void settleFit(const Options& options, uint32_t width, uint32_t height, TolvaSetup& setup);
 // What happens to a colour in this colour mode.
 TolvaConversionMode toneOf(const TolvaSetup& setup);
 

@@ -2,6 +2,7 @@
 
 #include "cli/terminal/bar.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 
@@ -11,20 +12,32 @@ namespace cli {
 namespace {
 
 constexpr int kBarCells = 40;
-constexpr int kWhole = 100;  // percent
-constexpr int kNothingDrawn = -1;
+constexpr int kWhole = 100;                         // percent
+constexpr int kStageEnds[] = {25, 50, 75, kWhole};  // in the order of Stage
+constexpr int kNowhere = -1;
 
 bool barWanted = false;
-int drawnPercent = kNothingDrawn;
+bool isDrawn = false;
+int reached = kNowhere;
+int stageStart = 0;
+int stageEnd = kWhole;
 
 }  // namespace
 
 void startBar(bool wanted) { barWanted = wanted && isatty(STDERR_FILENO) != 0; }
 
-void showProgress(int percent) {
-    // A plain query carries 0 and may come after reports: the bar never goes back.
-    if (!barWanted || percent <= drawnPercent || percent > kWhole) return;
-    drawnPercent = percent;
+void enterStage(Stage stage) {
+    stageStart = std::max(reached, 0);
+    stageEnd = kStageEnds[static_cast<int>(stage)];
+}
+
+void showPart(uint64_t done, uint64_t whole) {
+    if (!barWanted || whole == 0) return;
+    const double part = static_cast<double>(std::min(done, whole)) / static_cast<double>(whole);
+    const int percent = stageStart + static_cast<int>(part * (stageEnd - stageStart));
+    if (percent <= reached) return;  // the bar never goes back
+    reached = percent;
+    isDrawn = true;
     char cells[kBarCells + 1] = {};
     const int filled = percent * kBarCells / kWhole;
     std::memset(cells, ' ', kBarCells);
@@ -34,8 +47,8 @@ void showProgress(int percent) {
 }
 
 void clearBar() {
-    if (drawnPercent == kNothingDrawn) return;
-    drawnPercent = kNothingDrawn;
+    if (!isDrawn) return;
+    isDrawn = false;
     std::fputs("\r\033[K", stderr);
     std::fflush(stderr);
 }

@@ -2,11 +2,17 @@
 #ifndef TOLVA_CLI_TERMINAL_BAR_H
 #define TOLVA_CLI_TERMINAL_BAR_H
 
+#include <cstdint>
+
 namespace cli {
+
+enum class Stage { kReading, kScaling, kReducing, kWriting };
 
 // Draws only where `wanted` and standard error is a terminal.
 void startBar(bool wanted);
-void showProgress(int percent);
+// A stage goes from where the bar stands to its own end: one that is left out leaves its share to the next.
+void enterStage(Stage stage);
+void showPart(uint64_t done, uint64_t whole);
 // Before anything else is printed.
 void clearBar();
 

@@ -8,6 +8,7 @@
 #include <cstring>
 #include <string>
 
+#include "cli/terminal/bar.h"
 #include "cli/terminal/text.h"
 
 namespace cli {
@@ -21,6 +22,7 @@ Verbosity chosenVerbosity = kNormal;
 void printLine(const char* format, va_list arguments) {
     char text[kLongestLine];
     std::vsnprintf(text, sizeof text, format, arguments);
+    clearBar();
     std::fputs(("tolva: " + shownText(text) + '\n').c_str(), stderr);
 }
 

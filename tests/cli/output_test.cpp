@@ -159,9 +159,16 @@ TEST_F(OutputFile, NeedsNoStandardFilesAndNoSpool) {
 
 TEST_F(OutputFile, ShowsItsProgressOnATerminalUnlessQuiet) {
     const Launch onTerminal = {.err = {kTerminal}};
-    EXPECT_EQ(run("a.pgm -o a.gif --fit 32x32", onTerminal).said, "\r[########" + std::string(32, ' ') + "]  20 %\r[" +
-                                                                      std::string(20, '#') + std::string(20, ' ') +
-                                                                      "]  50 %\r\x1b[K");
+    for (const char* const words : {"a.pgm", "a.pgm --colours 9", "a.pgm --fit 32x32", "a.pgm --raw --fit 32x32"}) {
+        const std::string said = run(std::string("-f -o a.gif ") + words, onTerminal).said;
+        int steps = 0;
+        for (size_t at = 0, before = 0; (at = said.find(']', at + 1)) < said.size(); ++steps) {
+            const size_t percent = std::stoul(said.substr(at + 1));
+            EXPECT_LT(before, percent) << said;
+            before = percent;
+        }
+        EXPECT_TRUE(steps > 9 && said.find("]  25 %\r") < said.size() && said.ends_with(" %\r\x1b[K")) << said;
+    }
     EXPECT_EQ(run("-q a.pgm -f -o a.gif", onTerminal).said + run("a.pgm -f -o a.gif").said, "");
 }
 

@@ -68,11 +68,13 @@ TEST_F(Pixels, FillTheBoxThatIsAskedFor) {
         {"--size 1x1", {96, 64}},      {"--fit 600x900", {600, 400}},  {"--size 0.5x22 --resolution 32", {16, 11}},
     };
     for (const auto& [words, size] : sizes) {
-        const SeenGif seen = convert(std::string("a.pgm ") + words);
+        const SeenGif seen = convert(std::string("a.pgm ") + words + " --enlarge");
         EXPECT_EQ(std::pair(seen.width, seen.height), size) << words;
+        const SeenGif raw = convert(std::string("a.pgm --raw ") + words);
+        EXPECT_EQ(std::pair(raw.width, raw.height), size) << words;
         for (int i = 0; i < (seen.width == 600 ? 600 * 400 : 0); ++i) {
             const size_t at = map.size() - 300 * 200 + static_cast<size_t>(i / 600 / 2 * 300 + i % 600 / 2);
-            ASSERT_EQ(seen.colourAt(i % 600, i / 600).red, static_cast<uint8_t>(map[at]));
+            ASSERT_EQ(raw.colourAt(i % 600, i / 600).red, static_cast<uint8_t>(map[at]));
         }
     }
 }
@@ -81,10 +83,10 @@ TEST_F(Pixels, ThatCannotBeDrawnAreRefused) {
     write("one.pgm", greyMap(1, 1));
     write("wide.pgm", greyMap(32769, 2));
     write("thin.pgm", greyMap(2, 2));
-    for (const char* const words : {"one.pgm", "thin.pgm --fit 1x2", "thin.pgm --fit 65535x65535",
-                                    "wide.pgm --fit 65535x65535", ".", "missing"}) {
+    for (const char* const words : {"one.pgm", "thin.pgm --fit 1x2", "thin.pgm --fit 65535x65535 --enlarge",
+                                    "wide.pgm --raw --fit 65535x65535", ".", "missing"}) {
         EXPECT_EQ(run(std::string("-o a.gif ") + words).status, 3) << words;
     }
-    EXPECT_EQ(convert("one.pgm --fit 3x3").pixels.size(), 9u);
+    EXPECT_EQ(convert("one.pgm --fit 3x3 --enlarge").pixels.size(), 9u);
     EXPECT_EQ(convert("wide.pgm --fit 16384x9").width, 16384);
 }

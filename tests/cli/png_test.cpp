@@ -76,15 +76,15 @@ TEST_F(Png, TransparentEntryIsFoundWhateverItsColour) {
 
 TEST_F(Png, SeveralTransparentEntriesBecomeOneAndHalfTransparentOnesOpaque) {
     const PictureOrder png = indexed({{0, 0, 0}, {200, 10, 10}, {9, 99, 9}, {0, 255, 100}}, {255, 0, 0, 102});
-    const SeenGif seen = convertPng(png, "--background FF0000");
+    const SeenGif seen = convertPng(png, "--raw --background FF0000");
     EXPECT_EQ(seen.transparent, 1);
     EXPECT_EQ(seen.palette[3], (Colour{153, 102, 40}));
     std::vector<uint8_t> wanted = png.samples;
     std::replace(wanted.begin(), wanted.end(), 2, 1);
     EXPECT_TRUE(same(seen.pixels, wanted));
-    EXPECT_EQ(convertPng(png).palette[3], (Colour{153, 255, 193}));
+    EXPECT_EQ(convertPng(png, "--raw").palette[3], (Colour{153, 255, 193}));
     // The user's choice leaves no other transparency.
-    const SeenGif chosen = convertPng(png, "--transparent 99FFC1");
+    const SeenGif chosen = convertPng(png, "--raw --transparent 99FFC1");
     EXPECT_EQ(chosen.transparent, 3);
     EXPECT_EQ(chosen.palette[1], (Colour{255, 255, 255}));
 }

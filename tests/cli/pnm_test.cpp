@@ -60,8 +60,8 @@ TEST_F(GoldenFiles, AreTheSameOnEveryBuild) {
     const std::pair<const char*, uint64_t> golden[] = {
         {"", 17775199655264500366u},
         {"--interlace", 5943837144371525228u},
-        {"--fit 100x100 --transparent 404040", 13039325908363059563u},
-        {"--size 1x0.77 --resolution 49 --background 808080", 839233353495596352u},
+        {"--raw --fit 100x100 --transparent 404040", 13039325908363059563u},
+        {"--raw --size 1x0.77 --resolution 49 --background 808080", 839233353495596352u},
     };
     write("a.pgm", greyMap(61, 47));
     for (const auto& [options, sum] : golden) {

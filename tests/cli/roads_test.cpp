@@ -21,8 +21,9 @@ class Roads : public Program {
 TEST_F(Roads, GiveTheSameFile) {
     write("a.pgm", greyMap(64, 70));
     write("a.ppm", "P6\n40 31\n255\n" + greys(120, 31));
-    for (const std::string words : {"", "--interlace", "--tone invert-greys --transparent 404040", "--fit 40x30",
-                                    "--tone grey --background 808080", "--dither 16 --tone invert"}) {
+    for (const std::string words : {"", "--interlace", "--tone invert-greys --transparent 404040", "--raw --fit 40x30",
+                                    "--tone grey --background 808080", "--raw --dither 16 --tone invert", "--fit 50x30",
+                                    "--colours 9 --tone invert --transparent 404040"}) {
         const std::string gif = exported("cells", "a.pgm " + words);
         EXPECT_TRUE(same(exported("bracket", "a.pgm " + words), gif)) << words;
         EXPECT_TRUE(same(exported("export", "a.pgm " + words), gif)) << words;
@@ -39,7 +40,7 @@ TEST_F(Roads, RepeatTheLastRowOfAnOddHeightAndSaySo) {
         const bool evened = road != "cells";
         EXPECT_EQ(exported(road, "a.pgm") == exported("cells", "b.pgm"), evened);
         // 13 x 15 and 26 x 30 pixels.
-        for (const char* const limited : {"195", "208", "779 --fit 26x32", "780 --fit 26x32"}) {
+        for (const char* const limited : {"195", "208", "779 --fit 26x32 --enlarge", "780 --size 0.27x0.34"}) {
             const int wanted = limited[2] == '9' || (limited[2] == '5' && evened) ? 3 : 0;
             EXPECT_EQ(run("-f -o c.gif a.pgm --road " + road + " --max-pixels " + limited).status, wanted) << limited;
         }

@@ -39,9 +39,9 @@ TEST_F(StayingSettings, GiveTheSamePicturesFromProfileAndOptions) {
     const std::string box = "Size Mode=601\nResolution Mode=308\n";
     const std::tuple<std::string, const char*, const char*> pairs[] = {
         {"", "", ""},
-        {"Color Mode=105\n", "--tone invert-greys", "--dither 16"},
+        {"Color Mode=105\n", "--tone invert-greys", "--colours 16"},
         {kBig, "--tone invert --size 1.5x0.7 --resolution 200", "--interlace"},
-        {box + "Width=0.500\nHeight=0.250\nX Resolution=128\nY Resolution=128\n", "--fit 64x32", "--dither 2"},
+        {box + "Width=0.500\nHeight=0.250\nX Resolution=128\nY Resolution=128\n", "--fit 64x32", "--raw --dither 2"},
         {box + "Width=2.000\nHeight=2.000\n", "--size 2x2", ""}};
     for (const auto& [keys, options, both] : pairs) {
         const std::string wanted = gifBy(std::string("--no-profile ") + options + " " + both);
@@ -216,8 +216,10 @@ TEST_F(StayingSettings, InfoTellsWhatIsExportedAndWhatHostsAreTold) {
     write("q\"\\.pgm", greyMap(300, 200));
     write("p.ini", profileOf("Resolution Mode=308\nX Resolution=200\nY Resolution=100\n"));
     EXPECT_EQ(run({"info", "q\"\\.pgm", "--json", "--profile", "p.ini"}).out,
-              "{\"picture\": \"q\\\"\\\\.pgm\", \"pictureWidth\": 300, \"pictureHeight\": 200, \"profile\": \"p.ini\", "
-              "\"section\": \"Mine\", \"width\": 468, \"height\": 156, \"bitsPerPixel\": 8, \"roundedUpWidth\": 469, "
+              "{\"picture\": \"q\\\"\\\\.pgm\", \"pictureWidth\": 300, \"pictureHeight\": 200, \"colours\": 256, "
+              "\"profile\": "
+              "\"p.ini\", \"section\": \"Mine\", \"width\": 468, \"height\": 156, \"bitsPerPixel\": 8, "
+              "\"roundedUpWidth\": 469, "
               "\"roundedUpHeight\": 157}\n");
     EXPECT_NE(run({"info", "q\"\\.pgm", "--profile", "p.ini"})
                   .out.find("468 x 156 pixels of 8 bits\nhosts are told, with fractions rounded up: 469 x 157"),
