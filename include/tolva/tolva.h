@@ -1,4 +1,5 @@
-/* tolva.h: everything that a host includes. With TOLVA_TYPES_ONLY defined the headers declare types and constants
+/** @file
+ * Everything that a host includes. With TOLVA_TYPES_ONLY defined the headers declare types and constants
  * alone, for hosts that look the functions up (fltLoadPointers, dlsym) and have an `escape` or a `split` of their own.
  * Readable as C11 and as C++11. */
 #ifndef TOLVA_TOLVA_H
