@@ -14,7 +14,6 @@ namespace {
 
 constexpr int32_t kCubeSide = 32;
 constexpr int32_t kCellSide = 8;
-constexpr int kSide = kPartSide;
 constexpr uint32_t kCodes = 4;  // candidates that 2 bits tell apart
 
 int32_t square(int32_t x) { return x * x; }
@@ -31,27 +30,26 @@ struct Margins {
 uint32_t narrow(const Answers& a, const uint8_t* from, uint32_t count, const uint8_t* lowest, int32_t side,
                 uint8_t* to) {
     const int16_t(&c)[3][kMostEntries] = a.components;
-    const auto distance = [&](uint32_t e, int32_t inside) {
-        return square(c[0][e] - lowest[0] - inside) + square(c[1][e] - lowest[1] - inside) +
-               square(c[2][e] - lowest[2] - inside);
-    };
-    uint32_t middle = from[0];
-    int32_t least = distance(middle, side / 2);
-    for (uint32_t i = 1; i < count; ++i) {
-        const int32_t d = distance(from[i], side / 2);
-        if (d >= least) continue;
-        least = d;
-        middle = from[i];
+    int32_t distances[kMostEntries];  // from the lowest colour
+    int32_t least = INT32_MAX;
+    uint32_t middle = 0;
+    for (uint32_t i = 0; i < count; ++i) {
+        const int32_t red = c[0][from[i]] - lowest[0], green = c[1][from[i]] - lowest[1],
+                      blue = c[2][from[i]] - lowest[2];
+        distances[i] = red * red + green * green + blue * blue;
+        const int32_t fromMiddle = distances[i] - side * (red + green + blue);  // but for what is the same for all
+        if (fromMiddle >= least) continue;
+        least = fromMiddle;
+        middle = i;
     }
+    const uint32_t m = from[middle];
     uint32_t kept = 0;
-    const int32_t atMiddle = distance(middle, 0);
     for (uint32_t i = 0; i < count; ++i) {
         const uint32_t e = from[i];
-        int32_t gain = 0;  // at the corner where the entry does best
-        for (int k = 0; k < 3; ++k) gain += std::max(0, c[k][e] - c[k][middle]);
-        const int32_t margin = distance(e, 0) - atMiddle - 2 * (side - 1) * gain;
+        const auto gain = [&](int k) { return std::max(0, c[k][e] - c[k][m]); };  // a step to where the entry does best
+        const int32_t margin = distances[i] - distances[middle] - 2 * (side - 1) * (gain(0) + gain(1) + gain(2));
         to[kept] = static_cast<uint8_t>(e);
-        kept += margin < (e <= middle);
+        kept += margin < (i <= middle);
     }
     return kept;
 }
@@ -71,20 +69,28 @@ void takeMargins(const Answers& a, const uint8_t* lowest, Margins& m) {
     }
 }
 
-// A candidate's margins at all colours of a part: by a colour's place below red, and a step of red.
-struct Slopes {
-    int16_t below[kSide * kSide];
-    int16_t red;
-};
+// Sums of 16 bits that are linear in the colour, eight at once: those of a part's two greens and all its blues. Spelt
+// out as vectors, because g++ 12 gets the same loops over numbers wrong when it makes vectors of them.
+using Lanes = int16_t __attribute__((vector_size(16)));
+constexpr uint32_t kLanes = sizeof(Lanes) / sizeof(int16_t);
+constexpr uint32_t kVectors = kPartColours / kLanes;
+constexpr Lanes kGreens = {0, 0, 0, 0, 1, 1, 1, 1};
+constexpr Lanes kBlues = {0, 1, 2, 3, 0, 1, 2, 3};
+static_assert(kPartSide == 4 && kVectors == 8);
 
-Slopes slopesOf(int32_t at, int32_t red, int32_t green, int32_t blue) {
-    Slopes s;
-    for (int i = 0; i < kSide * kSide; ++i) {
-        s.below[i] = static_cast<int16_t>(at + i / kSide * green + i % kSide * blue);
+// Hands each vector of a part its sums.
+template <class Take>
+void forSums(int32_t at, int32_t red, int32_t green, int32_t blue, Take take) {
+    const auto step = [](int32_t x) { return static_cast<int16_t>(x); };
+    Lanes sums = kGreens * step(green) + kBlues * step(blue) + step(at);
+    for (uint32_t i = 0; i < kVectors; i += 2) {
+        take(i, sums);
+        take(i + 1, sums + step(2 * green));
+        sums += step(red);
     }
-    s.red = static_cast<int16_t>(red);
-    return s;
 }
+
+Lanes lesser(Lanes a, Lanes b) { return a < b ? a : b; }
 
 AnswerBlock& newBlock(Answers& a, uint32_t blocks) {
     AnswerBlock& block = a.room->blocks[a.used];
@@ -94,36 +100,31 @@ AnswerBlock& newBlock(Answers& a, uint32_t blocks) {
 
 // Where there are few candidates: four times the margin and the rank, whose least has the answer's rank below.
 void answerFew(Answers& a, const Margins& m, AnswerBlock& block) {
-    int16_t best[kPartColours];
+    Lanes least[kVectors];
+    std::fill(least, least + kVectors, Lanes{} + INT16_MAX);
     for (uint32_t rank = 0; rank < m.count; ++rank) {
         block.entries[rank] = a.indices[m.entries[rank]];
-        const Slopes s = slopesOf(m.at[rank] * 4 + static_cast<int32_t>(rank), m.steps[0][rank] * 4,
-                                  m.steps[1][rank] * 4, m.steps[2][rank] * 4);
-        for (int i = 0; i < static_cast<int>(kPartColours); ++i) {
-            const int16_t ranked = static_cast<int16_t>(s.below[i % 16] + i / 16 * s.red);
-            best[i] = rank == 0 ? ranked : std::min(best[i], ranked);
-        }
+        forSums(m.at[rank] * 4 + static_cast<int32_t>(rank), m.steps[0][rank] * 4, m.steps[1][rank] * 4,
+                m.steps[2][rank] * 4, [&](uint32_t i, Lanes sums) { least[i] = lesser(least[i], sums); });
     }
-    for (int i = 0; i < 16; ++i) {
-        block.codes[i] = static_cast<uint8_t>((best[i] & 3) | (best[16 + i] & 3) << 2 | (best[32 + i] & 3) << 4 |
-                                              (best[48 + i] & 3) << 6);
+    for (uint32_t i = 0; i < 2; ++i) {
+        const Lanes codes =
+            (least[i] & 3) | (least[2 + i] & 3) << 2 | (least[4 + i] & 3) << 4 | (least[6 + i] & 3) << 6;
+        for (uint32_t k = 0; k < kLanes; ++k) block.codes[i * kLanes + k] = static_cast<uint8_t>(codes[k]);
     }
 }
 
 void answerMany(const Answers& a, const Margins& m, uint8_t* answers) {
-    int16_t best[kPartColours];
-    int16_t nearest[kPartColours];
-    std::fill(best, best + kPartColours, INT16_MAX);
+    Lanes least[kVectors], nearest[kVectors] = {};
+    std::fill(least, least + kVectors, Lanes{} + INT16_MAX);
     for (uint32_t rank = 0; rank < m.count; ++rank) {
-        const Slopes s = slopesOf(m.at[rank], m.steps[0][rank], m.steps[1][rank], m.steps[2][rank]);
-        const int16_t index = a.indices[m.entries[rank]];
-        for (int i = 0; i < static_cast<int>(kPartColours); ++i) {
-            const int16_t margin = static_cast<int16_t>(s.below[i % 16] + i / 16 * s.red);
-            nearest[i] = margin < best[i] ? index : nearest[i];
-            best[i] = std::min(best[i], margin);
-        }
+        const Lanes index = Lanes{} + int16_t{a.indices[m.entries[rank]]};
+        forSums(m.at[rank], m.steps[0][rank], m.steps[1][rank], m.steps[2][rank], [&](uint32_t i, Lanes margins) {
+            nearest[i] = margins < least[i] ? index : nearest[i];
+            least[i] = lesser(least[i], margins);
+        });
     }
-    for (uint32_t i = 0; i < kPartColours; ++i) answers[i] = static_cast<uint8_t>(nearest[i]);
+    for (uint32_t i = 0; i < kPartColours; ++i) answers[i] = static_cast<uint8_t>(nearest[i / kLanes][i % kLanes]);
 }
 
 // The place of a block that gives these answers.
@@ -170,7 +171,7 @@ void narrowMargins(const Margins& cell, const int32_t* inCell, Margins& part) {
         for (int k = 0; k < 3; ++k) {
             const int32_t step = cell.steps[k][i] - cell.steps[k][middle];
             part.steps[k][n] = static_cast<int16_t>(step);
-            lowest += (kSide - 1) * std::min(step, 0);
+            lowest += (kPartSide - 1) * std::min(step, 0);
         }
         part.at[n] = static_cast<int16_t>(margin);
         part.entries[n] = cell.entries[i];
@@ -221,22 +222,38 @@ void fillCell(Answers& a, const uint8_t* colour) {
     cell.count = narrow(a, cube.entries, cube.count, lowest, kCellSide, cell.entries);
     takeMargins(a, lowest, cell);
     for (int32_t i = 0; i < static_cast<int32_t>(kPartsOfCell); ++i) {
-        const int32_t inCell[] = {(i >> 2) * kSide, (i >> 1 & 1) * kSide, (i & 1) * kSide};
+        const int32_t inCell[] = {(i >> 2) * kPartSide, (i >> 1 & 1) * kPartSide, (i & 1) * kPartSide};
         a.room->parts[firstPart + static_cast<uint32_t>(i)] = fillPart(a, cell, lowest, inCell);
     }
 }
 
+constexpr int32_t kTogether = 8;
+
+// Several pixels at a time: their look-ups do not wait for each other, and flat areas are told by one comparison.
 template <int bytes>
 void answerPixels(Answers& a, const uint8_t* from, uint8_t* to, int32_t width) {
-    // An index in its pixel's own place stands in the way of comparing: that is over with the second pixel.
-    for (int32_t x = 0; x < width;) {
-        const uint8_t index = answer(a, from);
-        // Flat areas: a run of bytes that each equal the one a pixel before.
-        do {
-            to[x++] = index;
-            from += bytes;
-        } while (x > 1 && x + 8 <= width && std::memcmp(from, from - bytes, 8) == 0);
+    const AnswerRoom& room = *a.room;
+    int32_t x = 0;
+    for (; x + kTogether <= width; x += kTogether, from += kTogether * bytes) {
+        // Where indices overwrite pixels, the one before is whole again from the second group on.
+        if (x > 0 && std::memcmp(from, from - bytes, kTogether * bytes) == 0) {
+            std::memset(to + x, to[x - 1], kTogether);
+            continue;
+        }
+        uint32_t places[kTogether], parts[kTogether];
+        uint32_t unusual = 0;
+        for (int i = 0; i < kTogether; ++i) {
+            places[i] = placeOf(from + i * bytes);
+            parts[i] = room.parts[places[i] / kPartColours];
+            unusual |= parts[i] - 1;
+        }
+        if (static_cast<int32_t>(unusual) < 0) {
+            for (int i = 0; i < kTogether; ++i) to[x + i] = answer(a, from + i * bytes);
+            continue;
+        }
+        for (int i = 0; i < kTogether; ++i) to[x + i] = codedAnswer(room.blocks[parts[i]], places[i]);
     }
+    for (; x < width; ++x, from += bytes) to[x] = answer(a, from);
 }
 
 }  // namespace

@@ -11,7 +11,7 @@
 namespace tolva {
 
 constexpr uint32_t kMostEntries = 256;
-constexpr uint32_t kPartSide = 4;
+constexpr int32_t kPartSide = 4;
 constexpr uint32_t kPartColours = kPartSide * kPartSide * kPartSide;
 constexpr uint32_t kParts = 64 * 64 * 64;
 constexpr uint32_t kCubes = 8 * 8 * 8;  // of 32 x 32 x 32 colours: what cells take their candidates from
@@ -62,6 +62,7 @@ struct Answers {
 
 // The nearest entry of a table of 1 to 256: least squared distance of red, green and blue, the lowest index on a tie.
 // False where there is no memory.
+// Of none, the index is 0.
 bool makeAnswers(Answers& answers, const uint8_t* table, uint32_t count);
 void freeAnswers(Answers& answers);
 
@@ -91,13 +92,15 @@ inline constexpr std::array<uint32_t, 256> kSpread[3] = {spreadComponents(0), sp
 
 inline uint32_t placeOf(const uint8_t* c) { return kSpread[0][c[0]] | kSpread[1][c[1]] | kSpread[2][c[2]]; }
 
+inline uint8_t codedAnswer(const AnswerBlock& block, uint32_t place) {
+    return block.entries[block.codes[place % 16] >> 2 * (place / 16 % 4) & 3];
+}
+
 inline uint8_t answer(Answers& answers, const uint8_t* colour) {
     const uint32_t place = placeOf(colour);
     const uint32_t part = answers.room->parts[place / kPartColours];
     if (static_cast<int32_t>(part) <= 0) return answerSlowly(answers, colour);
-    const AnswerBlock& block = answers.room->blocks[part];
-    const uint32_t codes = block.codes[place % 16];
-    return block.entries[codes >> 2 * (place / 16 % 4) & 3];
+    return codedAnswer(answers.room->blocks[part], place);
 }
 
 }  // namespace tolva
