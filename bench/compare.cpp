@@ -1,6 +1,7 @@
 // compare.cpp: CPU seconds and peak memory of whole processes, side by side: compare TOLVA GIFLIB CGIF PILLOW.py
 // PICTURE ... A PGM is written as a palette picture, beside giflib and cgif; a PPM is reduced, beside giflib's gif2rgb
-// and Pillow. The least of several runs counts: everything that disturbs a run makes it longer.
+// and Pillow. Or two builds of the program, each with an option: compare --against OLD OPTION NEW OPTION PICTURE ...
+// The least of several runs counts: everything that disturbs a run makes it longer.
 #include <fcntl.h>
 #include <spawn.h>
 #include <sys/resource.h>
@@ -23,34 +24,39 @@ struct Cost {
     long kilobytes;
 };
 
-// With its standard output in a file, for programs that write there.
-Cost costOf(std::vector<const char*> command, const char* output = nullptr) {
+// Makes `least` that of one more run, with its standard output in a file for programs that write there. False where it
+// fails.
+bool runOnce(std::vector<const char*> command, const char* output, Cost& least) {
     posix_spawn_file_actions_t files;
     posix_spawn_file_actions_init(&files);
     if (output != nullptr) posix_spawn_file_actions_addopen(&files, 1, output, O_WRONLY | O_CREAT | O_TRUNC, 0644);
     command.push_back(nullptr);
+    pid_t child = 0;
+    int status = 0;
+    rusage used = {};
+    const int failed = posix_spawnp(&child, command[0], &files, nullptr, const_cast<char**>(command.data()), environ);
+    posix_spawn_file_actions_destroy(&files);
+    if (failed != 0) return false;
+    wait4(child, &status, 0, &used);
+    const auto seconds = [](timeval t) { return static_cast<double>(t.tv_sec) + static_cast<double>(t.tv_usec) / 1e6; };
+    least.seconds = std::min(least.seconds, seconds(used.ru_utime) + seconds(used.ru_stime));
+    least.kilobytes = std::max(least.kilobytes, used.ru_maxrss);
+    return status == 0;
+}
+
+Cost costOf(const std::vector<const char*>& command, const char* output = nullptr) {
     Cost least = {1e9, 0};
     for (int i = 0; i < kRuns; ++i) {
-        pid_t child = 0;
-        int status = 0;
-        rusage used = {};
-        if (posix_spawnp(&child, command[0], &files, nullptr, const_cast<char**>(command.data()), environ) != 0)
-            return {};
-        wait4(child, &status, 0, &used);
-        if (status != 0) return {};
-        const auto seconds = [](timeval t) {
-            return static_cast<double>(t.tv_sec) + static_cast<double>(t.tv_usec) / 1e6;
-        };
-        least.seconds = std::min(least.seconds, seconds(used.ru_utime) + seconds(used.ru_stime));
-        least.kilobytes = std::max(least.kilobytes, used.ru_maxrss);
+        if (!runOnce(command, output, least)) return {};
     }
     return least;
 }
 
+const char* nameOf(const char* path) { return path + std::string_view(path).find_last_of('/') + 1; }
+
 void print(const char* picture, const Cost& ours, const Cost& first, const Cost& second, double pixels) {
-    const char* const name = picture + std::string_view(picture).find_last_of('/') + 1;
-    std::printf("%-24s %9.2f %9.2f %9.2f %7.2fx %7.2fx %6.2f B/px\n", name, ours.seconds * 1e3, first.seconds * 1e3,
-                second.seconds * 1e3, first.seconds / ours.seconds, second.seconds / ours.seconds,
+    std::printf("%-24s %9.2f %9.2f %9.2f %7.2fx %7.2fx %6.2f B/px\n", nameOf(picture), ours.seconds * 1e3,
+                first.seconds * 1e3, second.seconds * 1e3, first.seconds / ours.seconds, second.seconds / ours.seconds,
                 static_cast<double>(ours.kilobytes) * 1024.0 / pixels);
 }
 
@@ -66,9 +72,27 @@ void writeBarePixels(FILE* picture, long bytes) {
     if (bare != nullptr) std::fclose(bare);
 }
 
+// The builds take turns, so that what slows the machine down for a while slows both.
+int compareBuilds(char** builds, char** pictures) {
+    std::printf("CPU ms, whole process\n%-24s %9s %9s %9s %11s %11s\n", "", "old", "new", "new/old", "peak old", "new");
+    for (; *pictures != nullptr; ++pictures) {
+        Cost least[] = {{1e9, 0}, {1e9, 0}};
+        for (int i = 0; i < 2 * kRuns; ++i) {
+            char** const build = builds + i % 2 * 2;
+            if (!runOnce({build[0], build[1], "-q", "-f", *pictures, "-o", "ours.gif"}, nullptr, least[i % 2]))
+                return 1;
+        }
+        std::printf("%-24s %9.2f %9.2f %8.3fx %8ld KB %8ld KB\n", nameOf(*pictures), least[0].seconds * 1e3,
+                    least[1].seconds * 1e3, least[1].seconds / least[0].seconds, least[0].kilobytes,
+                    least[1].kilobytes);
+    }
+    return 0;
+}
+
 }  // namespace
 
 int main(int count, char** arguments) {
+    if (count > 6 && std::string_view(arguments[1]) == "--against") return compareBuilds(arguments + 2, arguments + 6);
     std::printf("CPU ms, whole process; PGM: giflib, cgif; PPM: gif2rgb, Pillow\n");
     std::printf("%-24s %9s %9s %9s %8s %8s %11s\n", "", "tolva", "first", "second", "faster", "faster", "peak");
     for (int i = 5; i < count; ++i) {
