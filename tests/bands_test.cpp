@@ -298,7 +298,12 @@ TEST(HandedOver, WholePicturesTakeEachKindOfStream) {
         EXPECT_EQ(DestroySetup(copy), 0);
         EXPECT_EQ(std::memcmp(setup.exporting.memory, "GIF89a", 6), 0);
     }
+    void* const theirs = std::exchange(setup.exporting.memory, nullptr);  // what a host takes out is the host's
+    EXPECT_EQ(exportCells(anyCells(4, 3, 8), "", h, nullptr), 0);
+    EXPECT_NE(setup.exporting.memory, theirs);
     DestroySetup(h);
+    EXPECT_EQ(std::memcmp(theirs, "GIF89a", 6), 0);
+    zunPtrGlobalFree(theirs);
 }
 
 TEST(ExportVariant, LivesFromInitToItsError) {

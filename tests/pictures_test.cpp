@@ -128,6 +128,21 @@ TEST(Pictures, ThatCannotBeAreRefusedAndNothingIsWritten) {
     EXPECT_EQ(call(cellBlock(rows.data(), 8, 8)), 300);
 }
 
+TEST(Pictures, UpwardRowsAboveTheBitmapAreDropped) {
+    Device device;
+    openBody(7, 7, 128);
+    lpEMData->pictureHeight = 1000000;  // left over
+    lpEMData->currentRow = 12;          // of rows 11 to 4 the bitmap has the last four
+    const Picture picture = noise(8, 8, 256, 1);
+    Bytes upward = cellBlock(picture.pixels.data(), 8, 8);
+    put(upward, 48, -1.0);
+    EXPECT_EQ(call(upward), 0);
+    closeBody();
+    Picture expected = {8, 8, Bytes(64)};
+    std::copy_n(picture.pixels.begin() + 32, 32, expected.pixels.begin());
+    EXPECT_TRUE(same(device.written(), plainGif(expected, testPalette(), {})));
+}
+
 TEST(Pictures, StopWhereTheHostStopsThem) {
     for (int at = 0; at < 4; ++at) {
         Asked asked;

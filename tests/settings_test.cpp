@@ -112,6 +112,13 @@ TEST(Setup, AProfileIsLookedForInItsFolderFirst) {
         EXPECT_EQ(INIclose(INIopen(name, room, 0)), 0);
         EXPECT_STREQ(name, path);  // what was opened, as much of it as there is room for
     }
+    for (const size_t length : {142, 143, 144, 145}) {  // a path and its end have 144 bytes
+        const std::string file = std::string(length - ini.folder.size() - 1, 'f');
+        save(ini.folder + "/" + file, "");
+        std::strcpy(name, file.c_str());
+        EXPECT_EQ(GetProfileDirectory(name, nullptr), length < 144 ? 0 : 1);
+        EXPECT_EQ(name, length < 144 ? ini.folder + "/" + file : file);
+    }
     unsetenv("INIDIR");
 }
 

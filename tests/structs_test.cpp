@@ -48,6 +48,11 @@ TEST(Typed, IntegersFollowTheByteOrder) {
         EXPECT_EQ(zunReadDouble(source.stream, longs, -268435457), 0);
         EXPECT_EQ(zunWriteShort(source.stream, longs, -5), 0);
     }
+    uint64_t element = 7;  // of no stream nothing comes, and nothing goes there
+    for (const auto read : {zunReadShort, zunReadLong, zunReadFloat, zunReadDouble}) EXPECT_EQ(read(0, &element, 1), 0);
+    for (const auto write : {zunWriteShort, zunWriteLong, zunWriteFloat, zunWriteDouble})
+        EXPECT_EQ(write(0, &element, 1), 0);
+    EXPECT_EQ(element, 7u);
 }
 
 TEST(Typed, FloatsAndDoublesKeepTheirLopsidedWriters) {
