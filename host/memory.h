@@ -11,7 +11,7 @@ namespace tolva {
 Handle allocWithRoom(uint32_t flags, uint32_t size, uint32_t room);
 // Moves the end into the room: `size` bytes count from now on.
 void growIntoRoom(Handle h, uint32_t size);
-// Gives the room back to the system. As good as always the handle stays, but the system may move the block.
+// Gives the room back to the system. The handle nearly always stays, but the system may move the block to another.
 Handle giveRoomBack(Handle h);
 
 // A seam: the owners of growing blocks stand above. Null while there are none.

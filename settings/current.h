@@ -3,8 +3,6 @@
 #define TOLVA_SETTINGS_CURRENT_H
 
 #include <tolva/settings.h>
-#include "settings/current.h"
-
 #include "host/handle.h"
 
 namespace tolva {

@@ -67,7 +67,8 @@ void keepRoom(StreamRecord& s, uint32_t room) {
     roomOwners = &kStreams;
 }
 
-// A larger block, with as much room behind as can be had up to its own size; without any, the step alone.
+// A larger block, with as much room behind as can be had up to its own size; where there is none, larger by the step
+// alone.
 void moveToLarger(StreamRecord& s, uint32_t size) {
     constexpr uint32_t kLeastRoom = 65536;
     giveBackRoom(s);
@@ -85,8 +86,8 @@ void moveToLarger(StreamRecord& s, uint32_t size) {
 }
 
 // Grows a memory stream's block so that `lastSlot` is its last byte. The block stays locked, so that the caller's
-// pointer remains valid. False, with nothing changed, where positions would not fit, and without a block: so opens a
-// nameless stream whose procedure declined the open.
+// pointer remains valid. False, with nothing changed, where positions would not fit, and without a block, which a
+// nameless stream whose procedure declined the open does not have.
 bool growBlock(StreamRecord& s, int64_t lastSlot) {
     if (s.blockPointerRef == nullptr) return false;
     if (lastSlot < -1 || lastSlot < s.lastSlot || lastSlot >= kLastPosition) return false;

@@ -372,7 +372,7 @@ TEST(ExportVariant, TellsTheSizeOfAHostsMetafile) {
     EXPECT_EQ(answer.value, 4);
 }
 
-TEST(Roads, SurviveEveryFailureOfAHostsFile) {
+TEST(Ways, SurviveEveryFailureOfAHostsFile) {
     struct Theirs {
         int calls = 0;
         int failing = -1;
@@ -386,7 +386,7 @@ TEST(Roads, SurviveEveryFailureOfAHostsFile) {
     };
     const Cells cells = anyCells(30, 30, 8);
     const int before = temporaryFiles();
-    for (const int road : {0, 1, 2}) {
+    for (const int way : {0, 1, 2}) {
         for (int n = 0, calls = 1; n <= calls; ++n) {
             Theirs theirs = {0, n, 0};
             Device device([&](SetupBlock& setup) {
@@ -394,13 +394,13 @@ TEST(Roads, SurviveEveryFailureOfAHostsFile) {
                 setup.interlaceChoice = n % 2 == 0 ? 715 : 0;
             });
             device.host.status[12] = reinterpret_cast<intptr_t>(&theirs);
-            const int32_t result = road == 0 ? sendPicture(noise(30, 30, 256, 1))
-                                   : road == 1
+            const int32_t result = way == 0 ? sendPicture(noise(30, 30, 256, 1))
+                                   : way == 1
                                        ? sendCollected(cells, 7, false)
                                        : exportCells(cells, "x", device.host.setup,
                                                      reinterpret_cast<TolvaStatusRecord*>(device.host.status.data()));
             calls = theirs.calls;
-            EXPECT_EQ(result, road < 2 && n == calls - 1 ? 303 : 0) << n;  // only the close's failure is told
+            EXPECT_EQ(result, way < 2 && n == calls - 1 ? 303 : 0) << n;  // only the close's failure is told
             EXPECT_EQ(theirs.open, 0);
         }
     }
