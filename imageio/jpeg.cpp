@@ -192,6 +192,7 @@ void openColours(JpegJob& job) {
                                              : ColourModel::kColours;
     const bool inverted = job.jpeg.saw_Adobe_marker != FALSE;
     openProfile(job.conversion, *job.input, job.profile, count, {model, false, false, inverted});
+    job.picture->converted = job.conversion.transform != nullptr;
 }
 
 // A level each.

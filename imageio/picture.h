@@ -35,6 +35,7 @@ struct Picture {
     Colour palette[kPaletteEntries] = {};  // of indices; black behind `colours`
     uint32_t colours = 0;
     int transparentIndex = kNoTransparency;
+    bool converted = false;  // to sRGB, from what the file's profile or gamma says
 
     Picture() = default;
     Picture(const Picture&) = delete;

@@ -291,6 +291,7 @@ Reason readSteps(PngJob& job) {
     job.scales = willScale(*job.input, width, height);
     job.deep = isWide(job) && !raw;
     if (!raw) openColours(job.conversion, *job.input, job.png, job.info, layoutOf(job));
+    job.picture->converted = job.conversion.transform != nullptr;
     job.deep = job.deep && (job.scales || job.conversion.transform != nullptr);
     job.reason = startPicture(*job.input, *job.picture, width, height, bitsPerPixel(job));
     if (job.reason != kDone) return job.reason;

@@ -101,8 +101,8 @@ struct Cover {
 Cover coverOf(const Axis& axis, uint32_t cell) {
     const uint64_t start = uint64_t{cell} * axis.pixels;
     const uint64_t end = start + axis.pixels;
-    return {static_cast<uint32_t>(start / axis.cells), static_cast<uint32_t>((end + axis.cells - 1) / axis.cells), start,
-            end};
+    return {static_cast<uint32_t>(start / axis.cells), static_cast<uint32_t>((end + axis.cells - 1) / axis.cells),
+            start, end};
 }
 
 uint64_t unitsOf(const Axis& axis, const Cover& cover, uint32_t pixel) {
@@ -229,15 +229,14 @@ float offsetOf(const Axis& axis, const Span& span) {
 bool resizeTile(const Work& work, const Span& across, const Span& down, const uint8_t* cells, uint8_t* made) {
     const auto number = [](uint32_t value) { return static_cast<int>(value); };
     const uint32_t pixelBytes = channelsOf(work) * sampleBytes(work);
-    return stbir_resize_subpixel(cells, number(across.cells), number(down.cells), number(across.cells * pixelBytes),
-                                 made, number(across.count), number(down.count), number(across.count * pixelBytes),
-                                 work.deep ? STBIR_TYPE_UINT16 : STBIR_TYPE_UINT8, number(channelsOf(work)),
-                                 work.alpha ? number(work.colourChannels) : STBIR_ALPHA_CHANNEL_NONE,
-                                 STBIR_FLAG_ALPHA_PREMULTIPLIED, STBIR_EDGE_CLAMP, STBIR_EDGE_CLAMP,
-                                 filterOf(work.across), filterOf(work.down),
-                                 work.deep ? STBIR_COLORSPACE_LINEAR : STBIR_COLORSPACE_SRGB, nullptr,
-                                 scaleOf(work.across), scaleOf(work.down), offsetOf(work.across, across),
-                                 offsetOf(work.down, down)) != 0;
+    return stbir_resize_subpixel(
+               cells, number(across.cells), number(down.cells), number(across.cells * pixelBytes), made,
+               number(across.count), number(down.count), number(across.count * pixelBytes),
+               work.deep ? STBIR_TYPE_UINT16 : STBIR_TYPE_UINT8, number(channelsOf(work)),
+               work.alpha ? number(work.colourChannels) : STBIR_ALPHA_CHANNEL_NONE, STBIR_FLAG_ALPHA_PREMULTIPLIED,
+               STBIR_EDGE_CLAMP, STBIR_EDGE_CLAMP, filterOf(work.across), filterOf(work.down),
+               work.deep ? STBIR_COLORSPACE_LINEAR : STBIR_COLORSPACE_SRGB, nullptr, scaleOf(work.across),
+               scaleOf(work.down), offsetOf(work.across, across), offsetOf(work.down, down)) != 0;
 }
 
 bool makeTile(const Work& work, const Span& across, const Span& down) {
@@ -260,7 +259,7 @@ bool makeTile(const Work& work, const Span& across, const Span& down) {
 
 }  // namespace
 
-Reason resample(const Picture& from, Picture& to, bool (*stopped)()) {
+Reason resample(const Picture& from, Picture& to, bool (*stopped)(), void (*advanced)(uint64_t done, uint64_t whole)) {
     const Axis across = axisOf(from.width, to.width);
     const Axis height = axisOf(from.height, to.height);
     const Work work = {.from = &from,
@@ -272,6 +271,7 @@ Reason resample(const Picture& from, Picture& to, bool (*stopped)()) {
                        .deep = from.bitsPerPixel == kDeepBits || isAveraged(across) || isAveraged(height)};
     for (uint32_t y = 0; y < to.height; y += tileSide(work.down)) {
         const Span down = spanOf(work.down, y);
+        if (advanced != nullptr) advanced(y, to.height);
         for (uint32_t x = 0; x < to.width; x += tileSide(work.across)) {
             if (stopped()) return kStopped;
             if (!makeTile(work, spanOf(work.across, x), down)) return kRefused;

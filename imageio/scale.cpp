@@ -126,7 +126,8 @@ void exchange(Picture& a, Picture& b) {
 
 }  // namespace
 
-Reason scalePicture(Picture& picture, uint32_t width, uint32_t height, bool (*stopped)(), const char*& text) {
+Reason scalePicture(Picture& picture, uint32_t width, uint32_t height, bool (*stopped)(), const char*& text,
+                    void (*advanced)(uint64_t done, uint64_t whole)) {
     text = kNoMemory;
     const bool sameSize = width == picture.width && height == picture.height;
     const bool indexed = picture.bitsPerPixel == kIndexBits;
@@ -137,7 +138,8 @@ Reason scalePicture(Picture& picture, uint32_t width, uint32_t height, bool (*st
     const bool staysIndexed = indexed && (repeats || isGrey(picture));
     if (!makePicture(scaled, width, height, staysIndexed ? kIndexBits : kColourBits)) return kRefused;
     if (staysIndexed) setGreyRamp(scaled);
-    const Reason failed = repeats ? repeatPixels(picture, scaled, stopped) : resample(picture, scaled, stopped);
+    const Reason failed =
+        repeats ? repeatPixels(picture, scaled, stopped) : resample(picture, scaled, stopped, advanced);
     if (failed) return failed;
     exchange(picture, scaled);
     return kDone;

@@ -64,6 +64,7 @@ ExitStatus notePicture(const Options& options, const Library& library, const Pic
         colours = colourCountText(picture.colours);
     }
     note("%s: %u x %u pixels, %s", inputName(options.picture), picture.width, picture.height, colours.c_str());
+    if (picture.converted) note("converted to sRGB from its colour profile or gamma");
     return kExitDone;
 }
 

@@ -64,11 +64,12 @@ void printObject(const Options& options, const Settings& settings, const Picture
 std::string stagesText(const Options& options, const Picture& picture, const Info& info) {
     const bool scales = info.size.width != picture.width || info.size.rows != picture.height;
     const uint32_t most = options.colours.value_or(kTolvaLargestPalette);
+    const std::string converted = picture.converted ? "converted to sRGB, " : "";
     const std::string reduced =
         "reduced to " + std::to_string(most) + " colours" + (options.dither == Dither::kNone ? "" : " and dithered");
-    if (scales) return "scaled, and " + reduced + " where there are more";
-    if (keepsIndices(picture, most)) return "the palette stays as it is";
-    return info.colours <= most ? "all colours are exact" : reduced;
+    if (scales) return converted + "scaled, and " + reduced + " where there are more";
+    if (keepsIndices(picture, most)) return converted + "the palette stays as it is";
+    return converted + (info.colours <= most ? "all colours are kept" : reduced);
 }
 
 void printText(const Options& options, const Picture& picture, const Info& info) {

@@ -22,7 +22,7 @@ ExitStatus scaleToSize(OutputSize& size, Picture& picture) {
     if (width == picture.width && height == picture.height) return kExitDone;
     enterStage(Stage::kScaling);
     const char* why = nullptr;
-    switch (imageio::scalePicture(picture, width, height, stopRequested, why)) {
+    switch (imageio::scalePicture(picture, width, height, stopRequested, why, showPart)) {
         case imageio::kDone: break;
         case imageio::kStopped: return kExitStopped;
         default: return fail(kExitInputRefused, "%s", why);
@@ -41,7 +41,9 @@ ExitStatus prepareByStages(const Options& options, const Library& library, Pictu
                                options.background.value_or(kWhite)};
     bool passed = false;
     if (const ExitStatus failed = reducePicture(library, order, picture, passed)) return failed;
-    if (passed) prepared.transparent = options.transparent;
+    if (!passed) return kExitDone;
+    note("the palette stays as it is");
+    prepared.transparent = options.transparent;
     return kExitDone;
 }
 
