@@ -297,7 +297,8 @@ int32_t InquireSupport(int32_t opcode, int32_t argument);
 /** GDPSupport's word for an identifier from -1 to -7; 0 for any other. */
 int32_t InqGDPSupport(int32_t id);
 
-/** The handlers, by their opcode's name. A host calls opcodes through its entry, which looks at the state and collects
+/** @name Opcode handlers
+ * A host calls opcodes through its entry, which looks at the state and collects
  * the result; these do neither. Each takes the whole opcode block, unaligned, which stays the host's and which ds_ct
  * alone writes to, and returns it. Without a device they do nothing. What fails is pushed on the error stack. */
 /**@{*/

@@ -70,7 +70,8 @@ uint32_t GlobalCompact(uint32_t bytes);
 
 /* ---- Byte strings ---------------------------------------------------------------------------------------------- */
 
-/** Zero-terminated and never null. Upper and lower case are those of the process's locale, byte by byte. */
+/** @name Byte strings
+ * Zero-terminated and never null. Upper and lower case are those of the process's locale, byte by byte. */
 /**@{*/
 char* strupr(char* text);   /**< to upper case in place; returns the text */
 char* strlower(char* text); /**< to lower case in place; returns the text */
@@ -143,7 +144,8 @@ int32_t INIclose(TolvaHandle stream);
  * a path that does not fit is not found. */
 int32_t GetProfileDirectory(char* name, const char* module);
 
-/** In place, each returning its text: zero-terminated, never null. */
+/** @name Lines of a profile
+ * In place, each returning its text: zero-terminated, never null. */
 /**@{*/
 /** Takes line ends, quotes and brackets out (but for `keep`, a mask of TolvaProfileKeep), the comment and the spaces at
  * both ends. */

@@ -174,7 +174,8 @@ TolvaHandle DrawPlatformOffscreen(TolvaOffscreenRecord* record, int32_t lower, i
 /** Tells the host the end and frees the record. */
 void TermPlatformOffscreen(TolvaOffscreenRecord* record);
 
-/** Metafiles: nothing on this platform. */
+/** @name Metafiles
+ * There are none on this platform. */
 /**@{*/
 /** Sets the words pointed at to 0 and answers `a`. */
 intptr_t InitPlatformMetafileFilter(intptr_t a, intptr_t b, intptr_t c, uintptr_t* d, uintptr_t* e, uintptr_t* f,

@@ -184,7 +184,8 @@ int32_t TermColorLib(TolvaHandle context);
 int32_t direct_indexed(const uint8_t* pixels, int32_t width, int32_t height, uint16_t* count, uint16_t flags,
                        uint8_t* table, TolvaHandle context);
 
-/** The steps of median cut, on lists, boxes and statuses as the context has them. */
+/** @name Steps of median cut
+ * On lists, boxes and statuses as the context has them. */
 /**@{*/
 /** Fills a box for the entries `first` to `last`, inclusive. */
 void getCRectData(TolvaColourBox* box, const TolvaColourEntry* list, uint16_t first, uint16_t last);

@@ -45,7 +45,7 @@ enum TolvaStreamOperation {
 /** How zunOpen opens. */
 enum TolvaStreamMode {
     kTolvaReadFile = 0,        /**< what is there */
-    kTolvaWriteFile = 0x0001,  /**< makes or truncates a file; memory: behind what is there */
+    kTolvaWriteFile = 0x0001,  /**< makes or truncates a file; memory: over what is there */
     kTolvaUpdateFile = 0x0002, /**< what is there, to be read and written */
     kTolvaDeleteFile = 0x0200, /**< no stream: deletes the name; 1 = done */
     kTolvaCreateFile = 0x1000, /**< truncates; memory streams start empty */
@@ -151,7 +151,8 @@ int32_t ZUNGetTempFileName(int32_t drive, const char* prefix, int32_t unique, ch
 
 /* ---- Pointer-style memory -------------------------------------------------------------------------------------- */
 
-/** For callers that keep the address and not the handle: what GlobalLock gives, of blocks of GlobalAlloc. Without
+/** @name Memory by address
+ * For callers that keep the address and not the handle: what GlobalLock gives, of blocks of GlobalAlloc. Without
  * memory they end the process as that does. */
 /**@{*/
 void* zunPtrGlobalAlloc(uint32_t size);           /**< a zero-filled block; null for size 0 */
