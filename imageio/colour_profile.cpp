@@ -84,9 +84,11 @@ uint32_t formatOf(SampleLayout layout, ColourModel model) {
 
 cmsHTRANSFORM link(const Conversion& conversion, const Profiles& profiles, SampleLayout layout) {
     const ColourModel result = layout.model == ColourModel::kGrey ? ColourModel::kGrey : ColourModel::kColours;
+    // What the library optimises for 16 bits is wrong by up to 20 levels of 8 where colours leave sRGB.
+    const uint32_t care = layout.deep ? cmsFLAGS_NOOPTIMIZE : 0;
     return cmsCreateTransformTHR(contextOf(conversion), profiles.from, formatOf(layout, layout.model), profiles.to,
                                  formatOf(layout, result), cmsGetHeaderRenderingIntent(profiles.from),
-                                 cmsFLAGS_BLACKPOINTCOMPENSATION);
+                                 cmsFLAGS_BLACKPOINTCOMPENSATION | care);
 }
 
 bool changesNothing(cmsHTRANSFORM transform, ColourModel model) {
