@@ -23,6 +23,11 @@ void makePng(const std::string& path, const PictureOrder& order) {
     k.resize(3, k.empty() ? 0 : k[0]);
     const png_color_16 key = {0, k[0], k[1], k[2], k[0]};
     if (!order.key.empty()) png_set_tRNS(png, info, nullptr, 0, &key);
+    png_write_info_before_PLTE(png, info);
+    for (const auto& [name, bytes] : order.chunks) {
+        const auto* const letters = reinterpret_cast<const png_byte*>(name.data());
+        png_write_chunk(png, letters, reinterpret_cast<const png_byte*>(bytes.data()), bytes.size());
+    }
     png_write_info(png, info);
     png_set_packing(png);
     png_set_interlace_handling(png);
@@ -56,6 +61,8 @@ void makeJpeg(const std::string& path, const PictureOrder& order) {
     jpeg_start_compress(&jpeg, TRUE);
     const auto* const exif = reinterpret_cast<const JOCTET*>(order.exif.data());
     if (!order.exif.empty()) jpeg_write_marker(&jpeg, JPEG_APP0 + 1, exif, static_cast<unsigned>(order.exif.size()));
+    const auto* const profile = reinterpret_cast<const JOCTET*>(order.profile.data());
+    if (!order.profile.empty()) jpeg_write_icc_profile(&jpeg, profile, static_cast<unsigned>(order.profile.size()));
     for (int y = 0; y < order.height; ++y) {
         auto* row = const_cast<JSAMPLE*>(order.samples.data() + y * order.width * order.channels);
         jpeg_write_scanlines(&jpeg, &row, 1);

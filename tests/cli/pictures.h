@@ -21,7 +21,9 @@ struct PictureOrder {
     std::vector<uint8_t> alpha = {};  // of palette entries
     std::vector<int> key = {};        // the transparent grey, or red, green and blue
     std::string exif = {};
-    std::vector<uint8_t> samples = {};  // one byte each, or two; top row first
+    std::string profile = {};                                      // of a JPEG
+    std::vector<std::pair<std::string, std::string>> chunks = {};  // of a PNG, as they are
+    std::vector<uint8_t> samples = {};                             // one byte each, or two; top row first
 };
 
 void makePng(const std::string& path, const PictureOrder& order);
