@@ -20,7 +20,9 @@ TEST_F(CommandLine, WrongUsageEndsWith2AndWritesNothing) {
           "--max-pixels 0", "--max-pixels 1e6", "--fit 10", "--fit 0x10", "--fit 10x65536", "--fit 10x10x10",
           "--fit 1e1x10", "--fit 4294967297x1", "--fit 10x10 --size 1x1", "--size 0.03x1", "--size 1x22.1",
           "--size nanx1", "--size 1,5x1", "--size 1x1 --resolution 31", "--size 1x1 --resolution 401",
-          "--resolution 96", "--fit 9x9 --resolution 96", "--json", "--no-profile --profile p", "--section a;b"}) {
+          "--resolution 96", "--fit 9x9 --resolution 96", "--json", "--colours 1", "--colours 257", "--colours x",
+          "--raw --colours 9", "--raw --dither none", "--raw --dither diffusion", "--raw --fit 9x9 --enlarge",
+          "--enlarge", "--dither 2", "--dither 16", "--no-profile --profile p", "--section a;b"}) {
         // clang-format on
         wrong.push_back(std::string("a.pgm -o a.gif ") + option);
     }
@@ -38,6 +40,8 @@ TEST_F(CommandLine, WrongUsageEndsWith2AndWritesNothing) {
         EXPECT_EQ(std::count(result.said.begin(), result.said.end(), '\n'), 1) << result.said;
     }
     EXPECT_NE(run("a.pgm b.gif").said.find("-o b.gif"), std::string::npos);
+    const std::string said = run("a.pgm -o a.gif --dither 2").said;
+    EXPECT_TRUE(said.find("--colours") < said.size() && said.find("--raw") < said.size()) << said;
     EXPECT_EQ(names(), std::vector<std::string>{"a.pgm"});
 }
 

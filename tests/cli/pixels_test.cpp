@@ -70,10 +70,14 @@ TEST_F(Pixels, FillTheBoxThatIsAskedFor) {
     for (const auto& [words, size] : sizes) {
         const SeenGif seen = convert(std::string("a.pgm ") + words + " --enlarge");
         EXPECT_EQ(std::pair(seen.width, seen.height), size) << words;
+        const SeenGif shrunk = convert(std::string("a.pgm ") + words);
+        const bool stays = words[2] == 'f' && size.first > 300;
+        EXPECT_EQ(std::pair(shrunk.width, shrunk.height), stays ? std::pair(300, 200) : size) << words;
         const SeenGif raw = convert(std::string("a.pgm --raw ") + words);
         EXPECT_EQ(std::pair(raw.width, raw.height), size) << words;
         for (int i = 0; i < (seen.width == 600 ? 600 * 400 : 0); ++i) {
             const size_t at = map.size() - 300 * 200 + static_cast<size_t>(i / 600 / 2 * 300 + i % 600 / 2);
+            ASSERT_EQ(seen.pixelAt(i % 600, i / 600), raw.pixelAt(i % 600, i / 600));
             ASSERT_EQ(raw.colourAt(i % 600, i / 600).red, static_cast<uint8_t>(map[at]));
         }
     }

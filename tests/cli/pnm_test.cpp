@@ -58,14 +58,18 @@ TEST_F(PnmReader, TakesTheFirstPictureOfSeveralAndSaysSo) {
 // pixels.
 TEST_F(GoldenFiles, AreTheSameOnEveryBuild) {
     const std::pair<const char*, uint64_t> golden[] = {
-        {"", 17775199655264500366u},
-        {"--interlace", 5943837144371525228u},
-        {"--raw --fit 100x100 --transparent 404040", 13039325908363059563u},
-        {"--raw --size 1x0.77 --resolution 49 --background 808080", 839233353495596352u},
+        {"a.pgm", 17775199655264500366u},
+        {"a.pgm --interlace", 5943837144371525228u},
+        {"a.ppm --raw", 3962364561014201166u},
+        {"a.ppm --raw --dither 16", 15351084196611578544u},
+        {"a.ppm --raw --fit 9x9 --transparent 404040", 8912578082539820946u},
+        {"a.pgm --raw --fit 100x100 --transparent 404040", 13039325908363059563u},
+        {"a.pgm --raw --size 1x0.77 --resolution 49 --background 808080", 839233353495596352u},
     };
     write("a.pgm", greyMap(61, 47));
-    for (const auto& [options, sum] : golden) {
-        ASSERT_EQ(run(std::string("-f a.pgm -o a.gif ") + options).status, 0);
-        EXPECT_EQ(sumOf(read("a.gif")), sum) << options;
+    write("a.ppm", "P6\n40 30\n255\n" + greys(120, 30));
+    for (const auto& [words, sum] : golden) {
+        ASSERT_EQ(run(std::string("-f -o a.gif ") + words).status, 0);
+        EXPECT_EQ(sumOf(read("a.gif")), sum) << words;
     }
 }

@@ -226,6 +226,15 @@ TEST_F(StayingSettings, InfoTellsWhatIsExportedAndWhatHostsAreTold) {
               std::string::npos);
     EXPECT_NE(run({"-v", "q\"\\.pgm", "--profile", "p.ini", "-o", "a.gif"}).said.find("a.gif: 468 x 156"),
               std::string::npos);
+    write("many.ppm", "P6\n90 30\n255\n" + greys(270, 30));
+    EXPECT_NE(run("info --json many.ppm").out.find("\"colours\": null,"), std::string::npos);
+    for (const auto& [words, told] :
+         {std::pair("many.ppm", "reduced to 256 colours and dithered"),
+          {"many.ppm --colours 9 --dither none --fit 9x9", "scaled, and reduced to 9 colours "},
+          {"many.ppm --raw", "90 x 30 pixels\n"},
+          {"a.pgm", "the palette stays"}}) {
+        EXPECT_NE(run(std::string("info ") + words).out.find(told), std::string::npos) << words;
+    }
     EXPECT_NE(run("info --json a.pgm").out.find("\"profile\": null, \"section\": null, \"width\": 30,"),
               std::string::npos);
 }

@@ -72,6 +72,53 @@ TEST_F(TrueColour, PngOfEveryKindIsRead) {
     EXPECT_NE(seen.pixelAt(0, 1), seen.transparent);
 }
 
+TEST_F(TrueColour, OfFewColoursIsExactInTheOrderOfTheirFirstAppearance) {
+    for (const int colours : {1, 2, 3, 17, 254, 255, 256}) {
+        for (const bool holes : {false, true}) {
+            for (const auto& [width, height] : {std::pair(kWidth, 40), {1, 400}, {400, 1}}) {
+                PictureOrder png{.width = width, .height = height, .kind = holes ? 6 : 2};
+                std::vector<Colour> palette;
+                std::vector<int> wanted;
+                for (int i = 0; i < width * height; ++i) {
+                    const int n = i < colours ? i : i * i % 997 % colours;
+                    const bool hole = holes && i % 5 == 4;
+                    const Colour c = {static_cast<uint8_t>(n), static_cast<uint8_t>(n * 89), static_cast<uint8_t>(~n)};
+                    png.samples.insert(png.samples.end(), {c.red, c.green, c.blue});
+                    if (holes) png.samples.push_back(hole ? 0 : 255);
+                    const auto at = std::find(palette.begin(), palette.end(), c);
+                    wanted.push_back(hole ? -1 : static_cast<int>(at - palette.begin()));
+                    if (!hole && at == palette.end()) palette.push_back(c);
+                }
+                const size_t entries = palette.size() + (holes ? 1 : 0);
+                if (entries > 256) continue;
+                const SeenGif seen = convertPng(png, "--colours " + std::to_string(std::max<size_t>(entries, 2)));
+                for (int& index : wanted) index = index < 0 ? seen.transparent : index;
+                EXPECT_TRUE(std::equal(wanted.begin(), wanted.end(), seen.pixels.begin())) << colours << holes;
+                EXPECT_TRUE(std::equal(palette.begin(), palette.end(), seen.palette.begin())) << colours << holes;
+                EXPECT_EQ(std::count(seen.palette.begin() + static_cast<long>(entries), seen.palette.end(), Colour{}),
+                          256 - static_cast<long>(entries));
+            }
+        }
+    }
+}
+
+TEST_F(TrueColour, TransparentIsTheVeryColourAlone) {
+    write("near.ppm", "P6 4 1 255\n\x10\x20\x30\x10\x20\x31\x64\x66\x65\x10\x20\x30");
+    const std::tuple<const char*, std::vector<uint8_t>, const char*> cases[] = {
+        {"102030", {1, 0, 0, 1}, "exact"},
+        {"646665", {0, 0, 1, 0}, "exact"},
+        {"102032", {0, 0, 0, 0}, "no pixel"},
+        {"EFDFCF --tone invert", {1, 0, 0, 1}, "3 colours, exact"},
+        {"102031 --colours 2 --dither none", {0, 1, 0, 0}, "reduced to 2\n"},
+        {"102031 --colours 2", {0, 1, 0, 0}, "reduced to 2, dithered"}};
+    for (const auto& [words, holes, told] : cases) {
+        const RunResult result = run(std::string("-v -f -o a.gif near.ppm --transparent ") + words);
+        EXPECT_NE(result.said.find(told), std::string::npos) << result.said;
+        const SeenGif seen = seenIn(path("a.gif"));
+        for (int x = 0; x < 4; ++x) EXPECT_EQ(seen.pixelAt(x, 0) == seen.transparent, holes[x] != 0) << words << x;
+    }
+}
+
 TEST_F(TrueColour, GreysWithAlphaKeepAllLevelsTheyCan) {
     PictureOrder png{.width = 257, .height = 2, .kind = 4, .samples = std::vector<uint8_t>(2 * 514, 255)};
     for (size_t i = 0; i < 514; ++i) png.samples[2 * i] = static_cast<uint8_t>(i);
