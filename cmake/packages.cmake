@@ -1,5 +1,5 @@
-# Debian packages of what is installed, by cpack: the library, what is needed to build against it, and the program. Presets
-# and CMAKE_INSTALL_PREFIX=/usr make a tree as Debian has it: see scripts/debs.
+# Debian packages of what is installed, by cpack: the library, what is needed to build against it, the program,
+# and the plugins for Qt that are built. CMAKE_INSTALL_PREFIX=/usr makes a tree as Debian has it: see scripts/debs.
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME tolva)
 set(CPACK_PACKAGE_VENDOR tolva)
@@ -16,6 +16,9 @@ set(CPACK_COMPONENTS_ALL ${runtime} libtolva-dev)
 if(TOLVA_PROGRAM)
   list(APPEND CPACK_COMPONENTS_ALL tolva)
 endif()
+foreach(qt IN LISTS qt_versions)
+  list(APPEND CPACK_COMPONENTS_ALL qt${qt}-tolva)
+endforeach()
 set(same_version "(= ${PROJECT_VERSION}-${CPACK_DEBIAN_PACKAGE_RELEASE})")
 
 # name, section, what it depends on beside its libraries, one line about it, lines about it
@@ -34,6 +37,10 @@ debian_package(libtolva-dev libdevel "${runtime} ${same_version}" "GIF export fi
   "Headers, the static library, and what pkg-config and CMake need to build a\nhost of the GIF export filter libtolva.")
 debian_package(tolva graphics "${runtime} ${same_version}" "Turns pictures into GIFs"
   "Exports PNG, JPEG and PNM pictures as GIFs through libtolva, with palettes\nkept exactly where they fit, fitted ones and error diffusion where they\ndo not.")
+foreach(qt IN LISTS qt_versions)
+  debian_package(qt${qt}-tolva graphics "" "Saves GIFs from Qt ${qt} programs"
+    "An image-format plugin for Qt ${qt}, which reads GIFs by itself and cannot\nwrite them. Every program that saves pictures through Qt finds it.")
+endforeach()
 # What other packages have to depend on that are linked with the library, and that the loader's cache is made anew.
 file(WRITE ${PROJECT_BINARY_DIR}/packages/shlibs "libtolva ${PROJECT_VERSION_MAJOR} ${runtime} (>= ${PROJECT_VERSION})\n")
 file(WRITE ${PROJECT_BINARY_DIR}/packages/triggers "activate-noawait ldconfig\n")
