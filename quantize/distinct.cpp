@@ -7,7 +7,7 @@
 namespace tolva {
 namespace {
 
-constexpr uint32_t kSlotBits = 16;
+constexpr uint32_t kSlotBits = 10;
 constexpr uint32_t kSlots = 1u << kSlotBits;
 static_assert(kMostDistinct < kSlots, "a place + 1 fits a slot, and the search for a free one ends");
 

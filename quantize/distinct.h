@@ -8,7 +8,7 @@
 namespace tolva {
 
 // Photographs have more after their first rows; drawings, gradients and screenshots do not.
-constexpr uint32_t kMostDistinct = 32768;
+constexpr uint32_t kMostDistinct = 256;
 
 struct DistinctColour {
     uint32_t colour;  // red, green, blue from bit 16 down

@@ -9,42 +9,101 @@
 namespace tolva {
 namespace {
 
-constexpr uint32_t kSide = 4;                            // levels, of a bin
-constexpr uint64_t kMostUncarried = UINT32_MAX / kSide;  // sums grow by at most 3 a pixel
-constexpr uint32_t kBlock = 16;
+// A colour's number: bits 7 to 3 of its components, then bits 2, bits 1, bits 0 of all three. So cubes of 8, 4 and 2
+// levels are runs of numbers.
+constexpr uint32_t kColours = 1u << 24;
+constexpr uint32_t kBinColours = 64;
+constexpr uint32_t kBins = kColours / kBinColours;
+constexpr uint32_t kCoarsest = 512;  // colours of a point
+constexpr uint32_t kMostPoints = 32768, kMostBinPoints = 65536;
+
+// The counters of the first bin are nobody's: pixels of bins that do not count are added there, too, so that the loop
+// has no branch.
+constexpr uint32_t kMostCounting = 12288;
+constexpr uint32_t kCounters = (1 + kMostCounting) * kBinColours;
+
+constexpr uint64_t kMostUncarried = UINT32_MAX / 4;  // sums grow by at most 3 a pixel
+constexpr uint32_t kBlock = 64;                      // pixels counted together
 
 using LevelTable = std::array<uint32_t, 256>;
 
-// The eight bins of each cell of 8 x 8 x 8 colours stand side by side, in two lines of the cache.
-constexpr LevelTable placesOf(uint32_t shift) {
+constexpr LevelTable spread(uint32_t channel) {
+    const uint32_t shift = 2 - channel;
     LevelTable table{};
     for (uint32_t level = 0; level < 256; ++level) {
-        table[level] = (level / 8) << (3 + 5 * shift) | ((level / kSide) & 1) << shift;
+        table[level] = (level >> 3) << (9 + 5 * shift) | (level >> 2 & 1) << (6 + shift) |
+                       (level >> 1 & 1) << (3 + shift) | (level & 1) << shift;
     }
     return table;
 }
-constexpr LevelTable kRedPlaces = placesOf(2), kGreenPlaces = placesOf(1), kBluePlaces = placesOf(0);
+constexpr LevelTable kSpread[kChannels] = {spread(0), spread(1), spread(2)};
 
-uint32_t placeOf(const uint8_t* p) { return kRedPlaces[p[0]] | kGreenPlaces[p[1]] | kBluePlaces[p[2]]; }
+inline uint32_t numberOf(const uint8_t* p) { return kSpread[0][p[0]] | kSpread[1][p[1]] | kSpread[2][p[2]]; }
 
-// The level of a bin's corner.
-uint32_t corner(uint32_t bin, uint32_t channel) {
+constexpr uint32_t levelOf(uint32_t number, uint32_t channel) {
     const uint32_t shift = 2 - channel;
-    return (bin >> (3 + 5 * shift) & 31) * 8 + (bin >> shift & 1) * kSide;
+    return (number >> (9 + 5 * shift) & 31) << 3 | (number >> (6 + shift) & 1) << 2 | (number >> (3 + shift) & 1) << 1 |
+           (number >> shift & 1);
 }
 
-void add(Bin& bin, const uint8_t* p, uint32_t pixels) {
-    bin.pixels += pixels;
-    for (uint32_t c = 0; c < kChannels; ++c) bin.above[c] += p[c] % kSide * pixels;
+constexpr std::array<SummingBin, kBinColours> makeSteps() {
+    std::array<SummingBin, kBinColours> steps{};
+    for (uint32_t i = 0; i < kBinColours; ++i) {
+        steps[i] = {uint64_t{1} << 32 | levelOf(i, 0), uint64_t{levelOf(i, 1)} << 32 | levelOf(i, 2)};
+    }
+    return steps;
+}
+constexpr std::array<SummingBin, kBinColours> kSteps = makeSteps();  // what a pixel adds, by its place in the bin
+
+uint32_t high(uint64_t pair) { return static_cast<uint32_t>(pair >> 32); }
+uint32_t low(uint64_t pair) { return static_cast<uint32_t>(pair); }
+
+void add(SummingBin& bin, uint32_t at, uint32_t pixels) {
+    bin.pixelsRed += kSteps[at].pixelsRed * pixels;
+    bin.greenBlue += kSteps[at].greenBlue * pixels;
+}
+
+// To a bin that did not count when it was looked up.
+void addElsewhere(Histogram& h, uint32_t number, uint32_t pixels) {
+    uint32_t& place = h.places[number / kBinColours];
+    if (place == 0 && h.counting < kMostCounting) place = ++h.counting * kBinColours;
+    if (place != 0) {
+        h.counters[place + number % kBinColours] += pixels;
+        return;
+    }
+    SummingBin& bin = h.sums[number / kBinColours];
+    h.summing += bin.pixelsRed == 0 && h.wideSums == nullptr;
+    add(bin, number % kBinColours, pixels);
+}
+
+void addBlock(Histogram& h, const uint8_t* pixels, size_t step, uint32_t count) {
+    uint32_t others[kBlock];
+    uint32_t elsewhere = 0;
+    for (uint32_t i = 0; i < count; ++i) {
+        const uint32_t number = numberOf(pixels + i * step);
+        const uint32_t place = h.places[number / kBinColours];
+        ++h.counters[place + number % kBinColours];
+        others[elsewhere] = number;
+        elsewhere += place == 0;
+    }
+    for (uint32_t i = 0; i < elsewhere; ++i) addElsewhere(h, others[i], 1);
 }
 
 bool carry(Histogram& h) {
-    if (h.wide == nullptr) h.wide = static_cast<WideBin*>(std::calloc(kBins, sizeof(WideBin)));
-    if (h.wide == nullptr) return false;
+    if (h.wideCounters == nullptr) h.wideCounters = static_cast<uint64_t*>(std::calloc(kCounters, sizeof(uint64_t)));
+    if (h.wideSums == nullptr) h.wideSums = static_cast<WideSums*>(std::calloc(kBins, sizeof(WideSums)));
+    if (h.wideCounters == nullptr || h.wideSums == nullptr) return false;
+    for (uint32_t i = 0; i < kCounters; ++i) {
+        h.wideCounters[i] += h.counters[i];
+        h.counters[i] = 0;
+    }
     for (uint32_t i = 0; i < kBins; ++i) {
-        h.wide[i].pixels += h.bins[i].pixels;
-        for (uint32_t c = 0; c < kChannels; ++c) h.wide[i].above[c] += h.bins[i].above[c];
-        h.bins[i] = {};
+        SummingBin& bin = h.sums[i];
+        h.wideSums[i].pixels += high(bin.pixelsRed);
+        h.wideSums[i].above[0] += low(bin.pixelsRed);
+        h.wideSums[i].above[1] += high(bin.greenBlue);
+        h.wideSums[i].above[2] += low(bin.greenBlue);
+        bin = {};
     }
     h.uncarried = 0;
     return true;
@@ -57,17 +116,101 @@ bool makeRoom(Histogram& h, uint64_t pixels) {
     return true;
 }
 
+// ---- Points ----
+
+struct Gathered {
+    uint64_t pixels;
+    uint64_t sums[kChannels];
+};
+
+ColourPoint meanOf(const Gathered& g) {
+    ColourPoint point{.mean = {}, .unused = 0, .weight = g.pixels};
+    for (uint32_t c = 0; c < kChannels; ++c) {
+        point.mean[c] = static_cast<int16_t>((g.sums[c] * static_cast<uint32_t>(kLevel[c]) + g.pixels / 2) / g.pixels);
+    }
+    return point;
+}
+
+// What a bin has, or a cube within it, whose first colour this is.
+void gather(Gathered& g, uint32_t number, const SummingBin& narrow, const WideSums& wide) {
+    const uint64_t pixels = high(narrow.pixelsRed) + wide.pixels;
+    const uint64_t above[] = {low(narrow.pixelsRed) + wide.above[0], high(narrow.greenBlue) + wide.above[1],
+                              low(narrow.greenBlue) + wide.above[2]};
+    g.pixels += pixels;
+    for (uint32_t c = 0; c < kChannels; ++c) g.sums[c] += pixels * levelOf(number, c) + above[c];
+}
+
+void gatherSums(const Histogram& h, uint32_t bin, Gathered& g) {
+    gather(g, bin * kBinColours, h.sums[bin], h.wideSums == nullptr ? WideSums{} : h.wideSums[bin]);
+}
+
+// Some of a bin's counters.
+void gatherCounters(const Histogram& h, uint32_t bin, uint32_t first, uint32_t count, Gathered& g) {
+    SummingBin narrow = {};
+    WideSums wide = {};
+    const uint32_t place = h.places[bin];
+    for (uint32_t i = first; i < first + count; ++i) add(narrow, i, h.counters[place + i]);
+    for (uint32_t i = first; h.wideCounters != nullptr && i < first + count; ++i) {
+        const uint64_t pixels = h.wideCounters[place + i];
+        wide.pixels += pixels;
+        for (uint32_t c = 0; c < kChannels; ++c) wide.above[c] += pixels * levelOf(i, c);
+    }
+    gather(g, bin * kBinColours, narrow, wide);
+}
+
+// The means of all cubes of so many colours that have any; how many.
+uint32_t meansOf(const Histogram& h, uint32_t colours, ColourPoint* points) {
+    ColourPoint* next = points;
+    Gathered g = {};
+    const auto endCube = [&](uint32_t number) {
+        if (number % colours != 0 || g.pixels == 0) return;
+        *next++ = meanOf(g);
+        g = {};
+    };
+    const uint32_t step = std::min(colours, kBinColours);
+    for (uint32_t bin = 0; bin < kBins; ++bin, endCube(bin * kBinColours)) {
+        if (h.places[bin] == 0) {
+            if (h.summing > 0) gatherSums(h, bin, g);
+            continue;
+        }
+        for (uint32_t i = 0; i < kBinColours; i += step) {
+            endCube(bin * kBinColours + i);
+            gatherCounters(h, bin, i, step, g);
+        }
+    }
+    return static_cast<uint32_t>(next - points);
+}
+
+// How many cubes of so many colours of the bins that count have any.
+uint32_t cubes(const Histogram& h, uint32_t colours) {
+    uint32_t count = 0;
+    for (uint32_t at = kBinColours; at < (1 + h.counting) * kBinColours; at += colours) {
+        uint64_t any = 0;
+        for (uint32_t i = at; i < at + colours; ++i) {
+            any |= h.counters[i];
+            if (h.wideCounters != nullptr) any |= h.wideCounters[i];
+        }
+        count += any != 0;
+    }
+    return count;
+}
+
 }  // namespace
 
 bool makeHistogram(Histogram& h) {
     h = {};
-    h.bins = static_cast<Bin*>(std::calloc(kBins, sizeof(Bin)));
-    return h.bins != nullptr;
+    h.places = static_cast<uint32_t*>(std::calloc(kBins, sizeof(uint32_t)));
+    h.counters = static_cast<uint32_t*>(std::calloc(kCounters, sizeof(uint32_t)));
+    h.sums = static_cast<SummingBin*>(std::calloc(kBins, sizeof(SummingBin)));
+    return h.places != nullptr && h.counters != nullptr && h.sums != nullptr;
 }
 
 void freeHistogram(Histogram& h) {
-    std::free(h.bins);
-    std::free(h.wide);
+    std::free(h.places);
+    std::free(h.counters);
+    std::free(h.sums);
+    std::free(h.wideCounters);
+    std::free(h.wideSums);
     h = {};
 }
 
@@ -77,9 +220,9 @@ bool countColours(Histogram& h, const uint8_t* pixels, int bytesPerPixel, uint32
         const uint32_t n = std::min(left, kBlock);
         if (!makeRoom(h, n)) return false;
         if (runLength(pixels, bytesPerPixel, n) == n) {
-            add(h.bins[placeOf(pixels)], pixels, n);
+            addElsewhere(h, numberOf(pixels), n);
         } else {
-            for (uint32_t i = 0; i < n; ++i) add(h.bins[placeOf(pixels + i * step)], pixels + i * step, 1);
+            addBlock(h, pixels, step, n);
         }
         pixels += n * step;
         left -= n;
@@ -93,31 +236,27 @@ bool countColour(Histogram& h, uint32_t colour, uint64_t pixels) {
     while (pixels > 0) {
         const uint32_t n = static_cast<uint32_t>(std::min(pixels, kMostUncarried));
         if (!makeRoom(h, n)) return false;
-        add(h.bins[placeOf(levels)], levels, n);
+        addElsewhere(h, numberOf(levels), n);
         pixels -= n;
     }
     return true;
 }
 
-uint32_t pointsOfBins(Histogram& h, ColourPoint** points) {
-    static_assert(sizeof(ColourPoint) == sizeof(Bin));
-    uint8_t* const block = reinterpret_cast<uint8_t*>(h.bins);
-    uint32_t count = 0;
-    for (uint32_t i = 0; i < kBins; ++i) {
-        const Bin narrow = load<Bin>(block + i * sizeof(Bin));
-        WideBin bin = h.wide == nullptr ? WideBin{} : h.wide[i];
-        bin.pixels += narrow.pixels;
-        if (bin.pixels == 0) continue;
-        ColourPoint point{.mean = {}, .unused = 0, .weight = bin.pixels};
-        for (uint32_t c = 0; c < kChannels; ++c) {
-            const uint64_t above = bin.above[c] + narrow.above[c];
-            point.mean[c] =
-                static_cast<uint16_t>(corner(i, c) * kLevel + (above * kLevel + bin.pixels / 2) / bin.pixels);
-        }
-        store(block + count++ * sizeof point, point);
+uint32_t pointsOfBins(const Histogram& h, ColourPoint** points) {
+    uint32_t colours = kBinColours;
+    uint32_t count = h.counting + h.summing;
+    if (count > kMostBinPoints) {
+        colours = kCoarsest;
+        count = kColours / kCoarsest;
     }
-    *points = reinterpret_cast<ColourPoint*>(block);
-    return count;
+    while (colours > 1 && h.summing == 0) {
+        const uint32_t finer = cubes(h, colours / 8);
+        if (finer > kMostPoints) break;
+        colours /= 8;
+        count = finer;
+    }
+    *points = static_cast<ColourPoint*>(std::malloc(count * sizeof(ColourPoint)));
+    return *points == nullptr ? 0 : meansOf(h, colours, *points);
 }
 
 }  // namespace tolva

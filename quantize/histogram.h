@@ -1,4 +1,6 @@
-// histogram.h: how often colours appear, in bins of 4 x 4 x 4 with exact sums.
+// histogram.h: how often colours appear, exactly as far as memory goes. Colours lie in bins of 4 x 4 x 4. The first
+// bins that are met count each of their 64 colours; where a picture has more of them than photographs have, later ones
+// keep exact sums. Called in the first pass as soon as there are too many colours for a list.
 #ifndef TOLVA_QUANTIZE_HISTOGRAM_H
 #define TOLVA_QUANTIZE_HISTOGRAM_H
 
@@ -6,23 +8,25 @@
 
 namespace tolva {
 
-constexpr uint32_t kBins = 1u << 18;
-
-struct Bin {
-    uint32_t pixels;
-    uint32_t above[kChannels];  // sums of what the components lie above the bin's corner
+struct SummingBin {
+    uint64_t pixelsRed;  // two numbers of 32 bits each: pixels, and sums of what components lie above the bin's corner
+    uint64_t greenBlue;
 };
 
-struct WideBin {
+struct WideSums {
     uint64_t pixels;
     uint64_t above[kChannels];
 };
 
-// Bins of 32 bits hold a gigapixel. Then they are carried over to wide ones, which are taken only then.
+// Counters of 32 bits are enough for a gigapixel. Then they are carried over to wide ones, which are taken only then.
 struct Histogram {
-    Bin* bins;
-    WideBin* wide;
-    uint64_t uncarried;  // pixels
+    uint32_t* places;  // where a counting bin's counters begin; 0: of another bin
+    uint32_t* counters;
+    SummingBin* sums;
+    uint64_t* wideCounters;
+    WideSums* wideSums;
+    uint32_t counting, summing;  // bins
+    uint64_t uncarried;          // pixels
 };
 
 bool makeHistogram(Histogram& h);  // false: no memory
@@ -32,9 +36,9 @@ void freeHistogram(Histogram& h);
 bool countColours(Histogram& h, const uint8_t* pixels, int bytesPerPixel, uint32_t width);
 bool countColour(Histogram& h, uint32_t colour, uint64_t pixels);  // red, green, blue from bit 16 down
 
-// The points of all bins that have any. They stand where the bins stood: the histogram counts no more, and `*points`
-// goes with it.
-uint32_t pointsOfBins(Histogram& h, ColourPoint** points);
+// The colours, or the means of cubes of 2, 4 or 8 levels: of the finest that do not make too many for the fitting. How
+// many; 0: no memory. The caller frees them.
+uint32_t pointsOfBins(const Histogram& h, ColourPoint** points);
 
 }  // namespace tolva
 

@@ -8,99 +8,119 @@
 #include <algorithm>
 #include <cstdlib>
 
+#include "quantize/centroids.h"
+
 namespace tolva {
 namespace {
 
 constexpr uint32_t kMostClusters = 256;
 constexpr uint32_t kMostRounds = 20;
-constexpr uint64_t kBudget = 400000;   // points looked at in all rounds
-constexpr uint64_t kSmallGain = 2000;  // a round that betters the error by less than one part in so many is the last
-
-struct Bounds {
-    int32_t lowest[kChannels];
-    int32_t highest[kChannels];
-};
+constexpr uint64_t kBudget = 250000;   // points looked at in all rounds
+constexpr uint64_t kSmallGain = 1000;  // a round that betters the error by less than one part in so many is the last
 
 struct Members {
     uint64_t weight;
     uint64_t sums[kChannels];
     uint64_t heaviest;
-    uint8_t colour[kChannels];  // of the heaviest point
-};
-
-struct Candidate {
-    int32_t centroid[kChannels];
-    uint32_t cluster;
+    uint32_t point;  // the heaviest
 };
 
 struct Workspace {
     Bounds bounds[kMostClusters];
     Members members[kMostClusters];
-    Candidate candidates[kMostClusters];
-    uint32_t least[kMostClusters];
+    CentroidBlock all[kMostClusters / kLanes];
+    CentroidBlock candidates[kMostClusters / kLanes];
+    BoundDistances distances[kMostClusters / kLanes];
 };
 
-uint32_t squared(int32_t x) { return static_cast<uint32_t>(x * x); }
-
 Bounds boundsOf(const ColourPoint* points, const Cluster& cluster) {
-    Bounds b = {{INT32_MAX, INT32_MAX, INT32_MAX}, {0, 0, 0}};
+    Bounds b = {{INT16_MAX, INT16_MAX, INT16_MAX}, {0, 0, 0}};
     for (uint32_t i = cluster.first; i < cluster.first + cluster.points; ++i) {
         for (uint32_t c = 0; c < kChannels; ++c) {
-            b.lowest[c] = std::min<int32_t>(b.lowest[c], points[i].mean[c]);
-            b.highest[c] = std::max<int32_t>(b.highest[c], points[i].mean[c]);
+            b.lowest[c] = std::min(b.lowest[c], points[i].mean[c]);
+            b.highest[c] = std::max(b.highest[c], points[i].mean[c]);
         }
     }
     return b;
 }
 
-// The clusters whose centroids can be nearest to something within the bounds, in their order.
-uint32_t findCandidates(Workspace& w, const Cluster* clusters, uint32_t count, const Bounds& b) {
-    uint32_t bound = UINT32_MAX;
-    for (uint32_t i = 0; i < count; ++i) {
-        uint32_t least = 0, greatest = 0;
-        for (uint32_t c = 0; c < kChannels; ++c) {
-            const int32_t at = clusters[i].centroid[c];
-            least += squared(std::max({b.lowest[c] - at, at - b.highest[c], 0}));
-            greatest += squared(std::max(at - b.lowest[c], b.highest[c] - at));
-        }
-        w.least[i] = least;
-        bound = std::min(bound, greatest);
+void setLane(CentroidBlock& block, uint32_t lane, const int16_t* centroid, uint32_t rank) {
+    block.redGreen[2 * lane] = centroid[0];
+    block.redGreen[2 * lane + 1] = centroid[1];
+    block.blue[2 * lane] = centroid[2];
+    block.blue[2 * lane + 1] = 0;
+    block.rank[lane] = kRankTop | static_cast<int32_t>(rank);
+}
+
+// Fills the last block up with what stands first; the number of blocks.
+uint32_t closeBlocks(CentroidBlock* blocks, uint32_t used) {
+    const int16_t first[] = {blocks->redGreen[0], blocks->redGreen[1], blocks->blue[0]};
+    for (; used % kLanes != 0; ++used) {
+        setLane(blocks[used / kLanes], used % kLanes, first, static_cast<uint32_t>(blocks->rank[0] & kRankMask));
     }
+    return used / kLanes;
+}
+
+// The clusters whose centroids can be nearest to something within the bounds, in their order; the number of blocks.
+uint32_t findCandidates(Workspace& w, const Cluster* clusters, uint32_t count, const Bounds& bounds) {
+    const uint32_t blocks = (count + kLanes - 1) / kLanes;
+    int32_t bound[kLanes] = {INT32_MAX, INT32_MAX, INT32_MAX, INT32_MAX};
+    for (uint32_t i = 0; i < blocks; ++i) {
+        w.distances[i] = distancesTo(bounds, w.all[i]);
+        for (uint32_t lane = 0; lane < kLanes; ++lane)
+            bound[lane] = std::min(bound[lane], w.distances[i].greatest[lane]);
+    }
+    const int32_t most = *std::min_element(bound, bound + kLanes);
     uint32_t found = 0;
-    for (uint32_t i = 0; i < count; ++i) {
-        if (w.least[i] > bound) continue;
-        const uint16_t* const at = clusters[i].centroid;
-        w.candidates[found++] = {{at[0], at[1], at[2]}, i};
+    for (uint32_t k = 0; k < count; ++k) {
+        if (w.distances[k / kLanes].least[k % kLanes] > most) continue;
+        setLane(w.candidates[found / kLanes], found % kLanes, clusters[k].centroid, k);
+        ++found;
     }
-    return found;
+    return closeBlocks(w.candidates, found);
 }
 
 // One round; the squared error with the centroids of before.
-uint64_t assignPoints(Workspace& w, const ColourPoint* points, Cluster* clusters, uint32_t count) {
+uint64_t assignPoints(Workspace& w, const ColourPoint* points, const Cluster* clusters, uint32_t count) {
     std::fill(w.members, w.members + count, Members{});
+    for (uint32_t k = 0; k < count; ++k) setLane(w.all[k / kLanes], k % kLanes, clusters[k].centroid, k);
+    closeBlocks(w.all, count);
     uint64_t error = 0;
     for (uint32_t k = 0; k < count; ++k) {
-        const uint32_t found = findCandidates(w, clusters, count, w.bounds[k]);
+        const uint32_t blocks = findCandidates(w, clusters, count, w.bounds[k]);
         for (uint32_t i = clusters[k].first; i < clusters[k].first + clusters[k].points; ++i) {
             const ColourPoint& p = points[i];
-            uint32_t best = 0, least = UINT32_MAX;
-            for (uint32_t j = 0; j < found; ++j) {
-                const int32_t* const at = w.candidates[j].centroid;
-                const uint32_t d = squared(at[0] - p.mean[0]) + squared(at[1] - p.mean[1]) + squared(at[2] - p.mean[2]);
-                if (d >= least) continue;
-                least = d;
-                best = j;
-            }
-            Members& m = w.members[w.candidates[best].cluster];
+            const Nearest nearest = nearestCentroid(w.candidates, blocks, p.mean);
+            error += p.weight * nearest.distance;
+            Members& m = w.members[nearest.rank];
             m.weight += p.weight;
-            for (uint32_t c = 0; c < kChannels; ++c) m.sums[c] += p.weight * p.mean[c];
-            error += p.weight * least;
+            for (uint32_t c = 0; c < kChannels; ++c) m.sums[c] += p.weight * static_cast<uint16_t>(p.mean[c]);
             if (p.weight <= m.heaviest) continue;
             m.heaviest = p.weight;
-            for (uint32_t c = 0; c < kChannels; ++c) m.colour[c] = roundedLevel(p.mean[c]);
+            m.point = i;
         }
     }
     return error;
+}
+
+void moveCentroids(const Workspace& w, Cluster* clusters, uint32_t count) {
+    for (uint32_t k = 0; k < count; ++k) {
+        const Members& m = w.members[k];
+        if (m.weight == 0) continue;
+        for (uint32_t c = 0; c < kChannels; ++c) {
+            clusters[k].centroid[c] = static_cast<int16_t>((m.sums[c] + m.weight / 2) / m.weight);
+        }
+    }
+}
+
+// A colour that most pixels of a cluster have is met exactly: on a plain background a level's difference is seen.
+void roundCentroids(const Workspace& w, const ColourPoint* points, const Cluster* clusters, uint32_t count,
+                    uint8_t* table) {
+    for (uint32_t k = 0; k < count; ++k) {
+        const Members& m = w.members[k];
+        const int16_t* const chosen = m.heaviest > m.weight / 2 ? points[m.point].mean : clusters[k].centroid;
+        for (uint32_t c = 0; c < kChannels; ++c) table[k * kChannels + c] = roundedLevel(chosen[c], c);
+    }
 }
 
 }  // namespace
@@ -108,31 +128,20 @@ uint64_t assignPoints(Workspace& w, const ColourPoint* points, Cluster* clusters
 bool settleCentroids(const ColourPoint* points, Cluster* clusters, uint32_t count, uint8_t* table) {
     Workspace* const w = static_cast<Workspace*>(std::malloc(sizeof(Workspace)));
     if (w == nullptr) return false;
-    uint64_t all = 0, error = UINT64_MAX;
+    uint64_t all = 0;
     for (uint32_t k = 0; k < count; ++k) {
         w->bounds[k] = boundsOf(points, clusters[k]);
         all += clusters[k].points;
     }
     const uint64_t rounds = std::clamp<uint64_t>(kBudget / all, 1, kMostRounds);
+    uint64_t before = UINT64_MAX;
     for (uint64_t round = 0; round < rounds; ++round) {
-        const uint64_t before = error;
-        error = assignPoints(*w, points, clusters, count);
-        for (uint32_t k = 0; k < count; ++k) {
-            const Members& m = w->members[k];
-            if (m.weight == 0) continue;
-            for (uint32_t c = 0; c < kChannels; ++c) {
-                clusters[k].centroid[c] = static_cast<uint16_t>((m.sums[c] + m.weight / 2) / m.weight);
-            }
-        }
-        if (before != UINT64_MAX && before - error < before / kSmallGain) break;
+        const uint64_t error = assignPoints(*w, points, clusters, count);
+        moveCentroids(*w, clusters, count);
+        if (error + error / kSmallGain >= before) break;
+        before = error;
     }
-    for (uint32_t k = 0; k < count; ++k) {
-        const Members& m = w->members[k];
-        const bool dominated = m.heaviest > m.weight / 2;
-        for (uint32_t c = 0; c < kChannels; ++c) {
-            table[k * kChannels + c] = dominated ? m.colour[c] : roundedLevel(clusters[k].centroid[c]);
-        }
-    }
+    roundCentroids(*w, points, clusters, count, table);
     std::free(w);
     return true;
 }

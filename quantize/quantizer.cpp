@@ -98,7 +98,7 @@ uint32_t pointsOfDistinct(Distinct& d, ColourPoint** points) {
         ColourPoint& p = (*points)[i];
         p = {.mean = {}, .unused = 0, .weight = d.colours[i].pixels};
         for (uint32_t c = 0; c < kChannels; ++c)
-            p.mean[c] = static_cast<uint16_t>((colour >> (16 - 8 * c) & 255) * kLevel);
+            p.mean[c] = static_cast<uint16_t>((colour >> (16 - 8 * c) & 255) * kLevel[c]);
     }
     return d.count;
 }
@@ -110,7 +110,7 @@ uint32_t fitPalette(TolvaQuantizer& q, uint32_t most, uint8_t* table) {
     Cluster clusters[kTolvaLargestPalette];
     uint32_t entries = cutByVariance(points, count, clusters, most);
     if (entries > 0 && !settleCentroids(points, clusters, entries, table)) entries = 0;
-    if (!q.overflowed) std::free(points);
+    std::free(points);
     return entries;
 }
 

@@ -26,7 +26,7 @@ struct Box {
     Moments all;
     double gain;  // of its best cut; 0 where all its points are one
     uint32_t axis;
-    uint16_t below;  // means on the lower side
+    int32_t below;  // means on the lower side
 };
 
 struct Workspace {
@@ -55,15 +55,15 @@ void findCut(Workspace& w, const ColourPoint* points, Box& box) {
     uint32_t lowest[kChannels] = {kLevels, kLevels, kLevels}, highest[kChannels] = {};
     for (const ColourPoint* p = points + box.first; p < points + box.first + box.points; ++p) {
         for (uint32_t c = 0; c < kChannels; ++c) {
-            lowest[c] = std::min<uint32_t>(lowest[c], p->mean[c] / kLevel);
-            highest[c] = std::max<uint32_t>(highest[c], p->mean[c] / kLevel);
+            lowest[c] = std::min<uint32_t>(lowest[c], p->mean[c] / kLevel[c]);
+            highest[c] = std::max<uint32_t>(highest[c], p->mean[c] / kLevel[c]);
         }
     }
     for (uint32_t c = 0; c < kChannels; ++c) std::fill(w.axes[c] + lowest[c], w.axes[c] + highest[c] + 1, Moments{});
     for (const ColourPoint* p = points + box.first; p < points + box.first + box.points; ++p) {
         const double weight = static_cast<double>(p->weight);
         const Moments m = {weight, {weight * p->mean[0], weight * p->mean[1], weight * p->mean[2]}};
-        for (uint32_t c = 0; c < kChannels; ++c) add(w.axes[c][p->mean[c] / kLevel], m);
+        for (uint32_t c = 0; c < kChannels; ++c) add(w.axes[c][p->mean[c] / kLevel[c]], m);
     }
     box.all = {};
     for (uint32_t i = lowest[0]; i <= highest[0]; ++i) add(box.all, w.axes[0][i]);
@@ -77,7 +77,7 @@ void findCut(Workspace& w, const ColourPoint* points, Box& box) {
             if (gain <= box.gain) continue;
             box.gain = gain;
             box.axis = c;
-            box.below = static_cast<uint16_t>((i + 1) * kLevel);
+            box.below = static_cast<uint16_t>((i + 1) * kLevel[c]);
         }
     }
 }
