@@ -1,59 +1,184 @@
+// diffusion.cpp: each pixel waits for the error of the one before it, which is a look-up away. So four rows are in
+// flight, each two pixels behind the one above: what that hands down to a column is complete by then, and the indices
+// are those of one row after the other.
+
 #include "quantize/diffusion.h"
 
 #include <algorithm>
 #include <cstdlib>
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#include "host/numbers.h"
+#endif
 
 namespace tolva {
 namespace {
 
 // Of an entry's error in a channel. Without a limit the errors of colours outside the palette's reach add up, and what
 // has gathered shows as specks where the picture changes.
-constexpr int32_t kMostError = 16;
+constexpr int16_t kMostError = 16;
 
-enum Weight : int32_t { kRight = 7, kBelowLeft = 3, kBelow = 5, kBelowRight = 1, kAllWeights = 16 };
+enum Weight : int16_t { kRight = 7, kBelowLeft = 3, kBelow = 5, kBelowRight = 1 };
+constexpr int32_t kErrorBits = 10;  // of a share in 64ths, of weights in 16ths
+constexpr int16_t kHalf = 1 << (kErrorBits - 1);
+
+// A little of each error is kept back, or the noise of diffusion takes more from the picture than the banding did: the
+// less a palette errs, the more can be, because what is lost stays below what is seen.
+constexpr uint32_t kSmallShare = 52, kLargeShare = 58;
+constexpr uint32_t kSmallError = 20, kLargeError = 40;
+
+int16_t sharedError(const Diffusion& d, int32_t error) {
+    return static_cast<int16_t>(std::clamp<int32_t>(error, -kMostError, kMostError) * d.share);
+}
+
+// Hands down to the column before x, which is complete with this, and keeps the error for the next.
+void passOn(Diffusion& d, uint32_t x, const Lanes& error, PassedErrors& passed) {
+    for (uint32_t c = 0; c < kChannels; ++c) {
+        const int32_t begun = kBelowRight * passed.beforeThat.of[c] + kBelow * passed.previous.of[c];
+        if (x > 0) d.columns[x - 1].of[c] = static_cast<int16_t>(begun + kBelowLeft * error.of[c]);
+        if (x + 1 < d.width) continue;
+        d.columns[x].of[c] = static_cast<int16_t>(kBelowRight * passed.previous.of[c] + kBelow * error.of[c]);
+    }
+    passed.beforeThat = passed.previous;
+    passed.previous = error;
+}
+
+uint8_t diffusePixel(Diffusion& d, Answers& answers, const uint8_t* pixel, uint32_t x, PassedErrors& passed) {
+    uint8_t wanted[kChannels];
+    for (uint32_t c = 0; c < kChannels; ++c) {
+        const int32_t arriving = d.columns[x].of[c] + kRight * passed.previous.of[c];
+        wanted[c] = static_cast<uint8_t>(std::clamp(pixel[c] + ((arriving + kHalf) >> kErrorBits), 0, 255));
+    }
+    const uint8_t index = answer(answers, wanted);
+    Lanes error = {};
+    for (uint32_t c = 0; c < kChannels; ++c) error.of[c] = sharedError(d, wanted[c] - d.entries[index].of[c]);
+    passOn(d, x, error, passed);
+    return index;
+}
+
+#if defined(__SSE2__)
+
+struct Registers {
+    __m128i previous;
+    __m128i beforeThat;
+};
+
+__m128i loadLanes(const Lanes& lanes) { return _mm_loadl_epi64(reinterpret_cast<const __m128i*>(lanes.of)); }
+void storeLanes(Lanes& lanes, __m128i value) { _mm_storel_epi64(reinterpret_cast<__m128i*>(lanes.of), value); }
+
+// diffusePixel behind the first column and before the last. The pixel is loaded with the byte before it, because there
+// may be none behind it.
+inline uint8_t diffuseInside(Diffusion& d, Answers& answers, const uint8_t* pixel, uint32_t x, Registers& passed) {
+    const __m128i zero = _mm_setzero_si128();
+    const __m128i arriving =
+        _mm_add_epi16(loadLanes(d.columns[x]), _mm_sub_epi16(_mm_slli_epi16(passed.previous, 3), passed.previous));
+    const __m128i levels = _mm_srai_epi16(_mm_add_epi16(arriving, _mm_set1_epi16(kHalf)), kErrorBits);
+    const __m128i colour =
+        _mm_unpacklo_epi8(_mm_cvtsi32_si128(static_cast<int32_t>(load<uint32_t>(pixel - 1) >> 8)), zero);
+    const __m128i wanted = _mm_packus_epi16(_mm_add_epi16(colour, levels), zero);
+    uint8_t bytes[4];
+    store(bytes, _mm_cvtsi128_si32(wanted));
+    const uint8_t index = answer(answers, bytes);
+    const __m128i apart = _mm_sub_epi16(_mm_unpacklo_epi8(wanted, zero), loadLanes(d.entries[index]));
+    const __m128i limited =
+        _mm_max_epi16(_mm_min_epi16(apart, _mm_set1_epi16(kMostError)), _mm_set1_epi16(-kMostError));
+    const __m128i error = _mm_mullo_epi16(limited, _mm_set1_epi16(d.share));
+    const __m128i below = _mm_add_epi16(_mm_slli_epi16(passed.previous, 2), passed.previous);
+    const __m128i belowLeft = _mm_add_epi16(_mm_add_epi16(error, error), error);
+    storeLanes(d.columns[x - 1], _mm_add_epi16(_mm_add_epi16(passed.beforeThat, below), belowLeft));
+    passed.beforeThat = passed.previous;
+    passed.previous = error;
+    return index;
+}
+
+Registers inRegisters(const PassedErrors& passed) { return {loadLanes(passed.previous), loadLanes(passed.beforeThat)}; }
+
+void fromRegisters(PassedErrors& passed, const Registers& registers) {
+    storeLanes(passed.previous, registers.previous);
+    storeLanes(passed.beforeThat, registers.beforeThat);
+}
+
+#else
+
+using Registers = PassedErrors;
+
+uint8_t diffuseInside(Diffusion& d, Answers& answers, const uint8_t* pixel, uint32_t x, Registers& passed) {
+    return diffusePixel(d, answers, pixel, x, passed);
+}
+
+const Registers& inRegisters(const PassedErrors& passed) { return passed; }
+void fromRegisters(PassedErrors& passed, const Registers& registers) { passed = registers; }
+
+#endif
+
+template <uint32_t rowCount>
+void diffuse(Diffusion& d, Answers& answers, const DiffusedRow* rows, size_t step) {
+    constexpr uint32_t kBehind = 2, kLastBehind = kBehind * (rowCount - 1);
+    PassedErrors passed[rowCount] = {};
+    const auto plainly = [&](uint64_t from, uint64_t to) {
+        for (uint64_t at = from; at < to; ++at) {
+            for (uint32_t r = 0; r < rowCount; ++r) {
+                if (at < kBehind * r || at - kBehind * r >= d.width) continue;
+                const uint32_t x = static_cast<uint32_t>(at - kBehind * r);
+                rows[r].to[x] = diffusePixel(d, answers, rows[r].pixels + x * step, x, passed[r]);
+            }
+        }
+    };
+    const uint64_t inside = kLastBehind + 1;  // where the last row, too, has left its first column
+    const uint64_t end = std::max<uint64_t>(inside, d.width - 1);
+    plainly(0, inside);
+    Registers registers[rowCount];
+    for (uint32_t r = 0; r < rowCount; ++r) registers[r] = inRegisters(passed[r]);
+    for (uint64_t at = inside; at < end; ++at) {
+        for (uint32_t r = 0; r < rowCount; ++r) {
+            const uint32_t x = static_cast<uint32_t>(at) - kBehind * r;
+            rows[r].to[x] = diffuseInside(d, answers, rows[r].pixels + x * step, x, registers[r]);
+        }
+    }
+    for (uint32_t r = 0; r < rowCount; ++r) fromRegisters(passed[r], registers[r]);
+    plainly(end, uint64_t{d.width} + kLastBehind);
+}
 
 }  // namespace
+
+void beginDiffusion(Diffusion& d, const uint8_t* table, uint32_t count, uint32_t error) {
+    for (uint32_t i = 0; i < count; ++i) {
+        for (uint32_t c = 0; c < kChannels; ++c) d.entries[i].of[c] = table[i * kChannels + c];
+    }
+    const uint32_t above = std::clamp(error, kSmallError, kLargeError) - kSmallError;
+    d.share = static_cast<int16_t>(kSmallShare + above * (kLargeShare - kSmallShare) / (kLargeError - kSmallError));
+}
 
 bool beginRows(Diffusion& d, uint32_t width) {
     if (d.columns != nullptr && d.width == width) return true;
     freeDiffusion(d);
-    d.columns = static_cast<Arriving*>(std::calloc(width, sizeof(Arriving)));
+    d.columns = static_cast<Lanes*>(std::calloc(width, sizeof(Lanes)));
     d.width = width;
     return d.columns != nullptr;
 }
 
 void freeDiffusion(Diffusion& d) {
     std::free(d.columns);
-    d = {};
+    d.columns = nullptr;
 }
 
-void diffusePiece(Diffusion& d, Answers& answers, const uint8_t* table, const DiffusedRow& row, uint32_t first,
-                  uint32_t pixels, PassedErrors& passed) {
-    for (uint32_t i = 0; i < pixels; ++i) {
-        const uint8_t* const p = row.pixels + size_t{i} * static_cast<uint32_t>(row.bytesPerPixel);
-        const bool transparent = row.transparent != nullptr && row.transparent[i];
-        Arriving* const column = d.columns + first + i;
-        uint8_t wanted[kChannels];
-        for (uint32_t c = 0; c < kChannels; ++c) {
-            const int32_t arriving = column->errors[c] + kRight * passed.previous[c];
-            wanted[c] = static_cast<uint8_t>(std::clamp(p[c] + ((arriving + kAllWeights / 2) >> 4), 0, 255));
-        }
-        const uint8_t index = transparent ? row.key : answer(answers, wanted);
-        for (uint32_t c = 0; c < kChannels; ++c) {
-            const int32_t error =
-                transparent ? 0 : std::clamp(wanted[c] - table[index * kChannels + c], -kMostError, kMostError);
-            const int32_t begun = kBelowRight * passed.beforeThat[c] + kBelow * passed.previous[c];
-            if (first + i > 0) column[-1].errors[c] = static_cast<int16_t>(begun + kBelowLeft * error);
-            passed.beforeThat[c] = passed.previous[c];
-            passed.previous[c] = error;
-        }
-        row.to[i] = index;
+void diffusePiece(Diffusion& d, Answers& answers, const DiffusedPiece& piece, PassedErrors& passed) {
+    for (uint32_t i = 0; i < piece.count; ++i) {
+        const uint32_t x = piece.first + i;
+        const bool transparent = piece.transparent != nullptr && piece.transparent[i];
+        if (transparent) passOn(d, x, {}, passed);
+        piece.to[i] =
+            transparent ? piece.key : diffusePixel(d, answers, piece.pixels + size_t{i} * kChannels, x, passed);
     }
-    if (first + pixels < d.width) return;
-    for (uint32_t c = 0; c < kChannels; ++c) {
-        d.columns[d.width - 1].errors[c] =
-            static_cast<int16_t>(kBelowRight * passed.beforeThat[c] + kBelow * passed.previous[c]);
-    }
+}
+
+void diffuseRow(Diffusion& d, Answers& answers, const DiffusedRow* row, int bytesPerPixel) {
+    diffuse<1>(d, answers, row, static_cast<uint32_t>(bytesPerPixel));
+}
+
+void diffuseRows(Diffusion& d, Answers& answers, const DiffusedRow* rows, int bytesPerPixel) {
+    diffuse<kRowsInFlight>(d, answers, rows, static_cast<uint32_t>(bytesPerPixel));
 }
 
 }  // namespace tolva

@@ -7,38 +7,51 @@
 
 namespace tolva {
 
-// What the next row gets, in 16ths of a level; one number more for the sake of loads.
-struct Arriving {
-    int16_t errors[kChannels + 1];
+// A number a channel, and one more for the sake of loads.
+struct Lanes {
+    int16_t of[kChannels + 1];
 };
 
 struct Diffusion {
-    Arriving* columns;
+    Lanes entries[kMostEntries];
+    int16_t share;   // of an error that is handed on, in 64ths
+    Lanes* columns;  // what a row gets from the one above
     uint32_t width;
 };
 
+// `error` is the fitted palette's mean squared error in levels, of three channels together.
+void beginDiffusion(Diffusion& d, const uint8_t* table, uint32_t count, uint32_t error);
 // Errors begin anew where the width is another than before. False: no memory.
 bool beginRows(Diffusion& d, uint32_t width);
 void freeDiffusion(Diffusion& d);
 
 struct DiffusedRow {
     const uint8_t* pixels;
-    int bytesPerPixel;
-    const bool* transparent;  // null where no pixel is
-    uint8_t key;              // what those become; they neither take errors nor hand them on
-    uint8_t* to;
+    uint8_t* to;  // may be `pixels`
 };
 
-// What pixels of a row hand on, in levels.
+// What the last two pixels of a row hand on.
 struct PassedErrors {
-    int32_t previous[kChannels];
-    int32_t beforeThat[kChannels];
+    Lanes previous;
+    Lanes beforeThat;
 };
 
-// Pixels of a row from column `first` on; pieces of a row follow one another with the same `passed`, which begins
-// empty. `to` may be `pixels`.
-void diffusePiece(Diffusion& d, Answers& answers, const uint8_t* table, const DiffusedRow& row, uint32_t first,
-                  uint32_t pixels, PassedErrors& passed);
+// Pixels of a row from column `first` on, of which some are transparent and become `key`: they neither take errors nor
+// hand any on. Pieces of a row follow one another with the same `passed`, which begins empty.
+struct DiffusedPiece {
+    const uint8_t* pixels;  // three bytes each
+    const bool* transparent;
+    uint8_t key;
+    uint8_t* to;
+    uint32_t first;
+    uint32_t count;
+};
+void diffusePiece(Diffusion& d, Answers& answers, const DiffusedPiece& piece, PassedErrors& passed);
+
+// Whole rows without transparent pixels: one, or four at once.
+constexpr uint32_t kRowsInFlight = 4;
+void diffuseRow(Diffusion& d, Answers& answers, const DiffusedRow* row, int bytesPerPixel);
+void diffuseRows(Diffusion& d, Answers& answers, const DiffusedRow* rows, int bytesPerPixel);
 
 }  // namespace tolva
 

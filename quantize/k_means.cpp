@@ -125,22 +125,25 @@ void roundCentroids(const Workspace& w, const ColourPoint* points, const Cluster
 
 }  // namespace
 
-bool settleCentroids(const ColourPoint* points, Cluster* clusters, uint32_t count, uint8_t* table) {
+bool settleCentroids(const ColourPoint* points, Cluster* clusters, uint32_t count, uint8_t* table,
+                     uint32_t* squaredError) {
     Workspace* const w = static_cast<Workspace*>(std::malloc(sizeof(Workspace)));
     if (w == nullptr) return false;
-    uint64_t all = 0;
+    uint64_t all = 0, weight = 0;
     for (uint32_t k = 0; k < count; ++k) {
         w->bounds[k] = boundsOf(points, clusters[k]);
         all += clusters[k].points;
     }
+    for (uint64_t i = 0; i < all; ++i) weight += points[i].weight;
     const uint64_t rounds = std::clamp<uint64_t>(kBudget / all, 1, kMostRounds);
-    uint64_t before = UINT64_MAX;
+    uint64_t error = UINT64_MAX;
     for (uint64_t round = 0; round < rounds; ++round) {
-        const uint64_t error = assignPoints(*w, points, clusters, count);
+        const uint64_t before = error;
+        error = assignPoints(*w, points, clusters, count);
         moveCentroids(*w, clusters, count);
         if (error + error / kSmallGain >= before) break;
-        before = error;
     }
+    *squaredError = static_cast<uint32_t>(error / weight / (kLevel[2] * kLevel[2]));
     roundCentroids(*w, points, clusters, count, table);
     std::free(w);
     return true;

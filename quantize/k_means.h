@@ -6,9 +6,10 @@
 
 namespace tolva {
 
-// Moves the clusters' centroids to where the squared error is small, and gives each rounded to a triple. False: no
-// memory.
-bool settleCentroids(const ColourPoint* points, Cluster* clusters, uint32_t count, uint8_t* table);
+// Moves the clusters' centroids to where the squared error is small, and gives each rounded to a triple, and the mean
+// squared error of three channels together in levels. False: no memory.
+bool settleCentroids(const ColourPoint* points, Cluster* clusters, uint32_t count, uint8_t* table,
+                     uint32_t* squaredError);
 
 }  // namespace tolva
 

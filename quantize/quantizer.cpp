@@ -25,6 +25,7 @@ struct TolvaQuantizer {
     bool broken;       // out of memory amid a count
     bool fitted;       // the palette stands
     TolvaPalette palette;
+    uint32_t error;  // squared, of the palette that was fitted
     bool answering;  // so do its answers
     Answers answers;
     Diffusion diffusion;
@@ -109,7 +110,7 @@ uint32_t fitPalette(TolvaQuantizer& q, uint32_t most, uint8_t* table) {
     const uint32_t count = q.overflowed ? pointsOfBins(q.histogram, &points) : pointsOfDistinct(q.distinct, &points);
     Cluster clusters[kTolvaLargestPalette];
     uint32_t entries = cutByVariance(points, count, clusters, most);
-    if (entries > 0 && !settleCentroids(points, clusters, entries, table)) entries = 0;
+    if (entries > 0 && !settleCentroids(points, clusters, entries, table, &q.error)) entries = 0;
     std::free(points);
     return entries;
 }
@@ -149,8 +150,11 @@ bool diffuses(const TolvaQuantizer& q) {
 uint32_t opaqueEntries(const TolvaPalette& p) { return p.count - (p.key == kTolvaNoKey ? 0 : 1); }
 
 int32_t beginMapping(TolvaQuantizer& q, uint32_t width) {
-    if (!q.answering) q.answering = makeAnswers(q.answers, q.palette.colours, opaqueEntries(q.palette));
-    if (!q.answering) return kTolvaQuantizeNoMemory;
+    if (!q.answering) {
+        q.answering = makeAnswers(q.answers, q.palette.colours, opaqueEntries(q.palette));
+        if (!q.answering) return kTolvaQuantizeNoMemory;
+        beginDiffusion(q.diffusion, q.palette.colours, opaqueEntries(q.palette), q.error);
+    }
     return diffuses(q) && !beginRows(q.diffusion, width) ? kTolvaQuantizeNoMemory : kTolvaQuantized;
 }
 
@@ -171,10 +175,9 @@ void mapSeenRow(TolvaQuantizer& q, const Row& row, uint32_t width, uint8_t* to) 
     for (uint32_t first = 0, n = 0; first < width; first += n) {
         n = std::min(width - first, kPiece);
         seePixels(q.order, row.pixels, row.mask, first, n, seen);
-        const bool* const transparent = keyed ? seen.transparent : nullptr;
         if (diffuses(q)) {
-            diffusePiece(q.diffusion, q.answers, q.palette.colours, {seen.colours, 3, transparent, key, to + first},
-                         first, n, passed);
+            const bool* const transparent = keyed ? seen.transparent : nullptr;
+            diffusePiece(q.diffusion, q.answers, {seen.colours, transparent, key, to + first, first, n}, passed);
             continue;
         }
         answerRow(q.answers, seen.colours, 3, to + first, static_cast<int32_t>(n));
@@ -185,19 +188,24 @@ void mapSeenRow(TolvaQuantizer& q, const Row& row, uint32_t width, uint8_t* to) 
 }
 
 void mapRows(TolvaQuantizer& q, const TolvaPixelRows& rows, uint8_t* indices, intptr_t indexStride) {
-    for (uint32_t y = 0; y < rows.rows; ++y) {
-        const Row row = rowOf(rows, y);
-        uint8_t* const to = indices + static_cast<intptr_t>(y) * indexStride;
+    const bool opaque = !mayBeTransparent(q, rows);
+    const int step = bytesOf(q.order.format);
+    for (uint32_t y = 0, n = 0; y < rows.rows; y += n) {
+        n = diffuses(q) && opaque && rows.rows - y >= kRowsInFlight ? kRowsInFlight : 1;
+        DiffusedRow band[kRowsInFlight];
+        for (uint32_t i = 0; i < n; ++i) {
+            band[i] = {rowOf(rows, y + i).pixels, indices + static_cast<intptr_t>(y + i) * indexStride};
+        }
         if (opaqueEntries(q.palette) == 0) {
-            std::memset(to, 0, rows.width);
-        } else if (mayBeTransparent(q, rows)) {
-            mapSeenRow(q, row, rows.width, to);
+            for (uint32_t i = 0; i < n; ++i) std::memset(band[i].to, 0, rows.width);
+        } else if (!opaque) {
+            mapSeenRow(q, rowOf(rows, y), rows.width, band[0].to);
+        } else if (n == kRowsInFlight) {
+            diffuseRows(q.diffusion, q.answers, band, step);
         } else if (diffuses(q)) {
-            PassedErrors passed = {};
-            diffusePiece(q.diffusion, q.answers, q.palette.colours,
-                         {row.pixels, bytesOf(q.order.format), nullptr, 0, to}, 0, rows.width, passed);
+            diffuseRow(q.diffusion, q.answers, band, step);
         } else {
-            mapRow(q, row.pixels, rows.width, to);
+            mapRow(q, band[0].pixels, rows.width, band[0].to);
         }
     }
 }

@@ -4,6 +4,7 @@
 #include <fstream>
 #include <map>
 
+#include <tolva/quantize.h>
 #include "support.h"
 
 namespace {
@@ -23,6 +24,26 @@ std::string exported(const Picture& picture, double dpi, const std::function<voi
     Device device(set);
     EXPECT_EQ(sendPicture(picture, dpi), 0);
     return textOf(device.file.path);
+}
+
+// A palette and the indices behind it.
+std::string reduced(const Picture& picture, uint32_t colours, int32_t diffusion) {
+    Bytes rgb;
+    for (size_t i = 0; i < picture.pixels.size(); ++i) {
+        const uint8_t p = picture.pixels[i];
+        rgb.insert(rgb.end(), {p, uint8_t(p * p >> 8), uint8_t(i % picture.width)});
+    }
+    const uint32_t width = picture.width, height = picture.height;
+    const TolvaPixelRows rows = {rgb.data(), intptr_t(3 * width), nullptr, 0, width, height};
+    const TolvaQuantizeOrder order = {colours, 3, diffusion, {}};
+    TolvaQuantizer* q = nullptr;
+    TolvaPalette palette;
+    EXPECT_EQ(tolvaQuantizeBegin(&order, &q) + tolvaQuantizeCount(q, &rows) + tolvaQuantizePalette(q, &palette), 0);
+    std::string result(palette.colours, palette.colours + sizeof palette.colours);
+    result.resize(result.size() + picture.pixels.size());
+    EXPECT_EQ(tolvaQuantizeMap(q, &rows, reinterpret_cast<uint8_t*>(&result[sizeof palette.colours]), width), 0);
+    tolvaQuantizeEnd(q);
+    return result;
 }
 
 }  // namespace

@@ -1,45 +1,268 @@
 // From true colour to indices: each stage against a plain model of it.
 #include <algorithm>
-#include <set>
+#include <cmath>
+#include <memory>
 
 #include <tolva/quantize.h>
+#include "quantize/histogram.h"
 #include "support.h"
 
 namespace {
 
-struct Quantized {
-    TolvaPalette palette = {};
-    Bytes indices;
-};
+constexpr int32_t rgb = 3, rgbx = 4, rgba = 5, plain = 0, diffused = 1, ok = 0, badArgument = 2, wrongOrder = 3;
 
-TolvaPixelRows rowsOf(Bytes& pixels, int width, int height, int step = 3) {
-    return {pixels.data(), width * step, nullptr, 0, static_cast<uint32_t>(width), static_cast<uint32_t>(height)};
+TolvaPixelRows rowsOf(const Bytes& pixels, int width, int step = 3, const uint8_t* mask = nullptr) {
+    const size_t row = size_t(width) * step;
+    return {const_cast<uint8_t*>(pixels.data()), intptr_t(row), mask, (width + 7) / 8, uint32_t(width),
+            uint32_t(pixels.size() / row)};
 }
 
-Quantized quantized(const TolvaQuantizeOrder& order, const TolvaPixelRows& rows) {
-    Quantized result;
+using Handle = std::unique_ptr<TolvaQuantizer, decltype(&tolvaQuantizeEnd)>;
+
+Handle begin(uint32_t colours, int32_t format = rgb, int32_t diffusion = plain) {
+    const TolvaQuantizeOrder order = {colours, format, diffusion, {200, 100, 0}};
     TolvaQuantizer* q = nullptr;
-    EXPECT_EQ(tolvaQuantizeBegin(&order, &q), 0);
-    EXPECT_EQ(tolvaQuantizeCount(q, &rows), 0);
-    EXPECT_EQ(tolvaQuantizePalette(q, &result.palette), 0);
-    result.indices.resize(size_t{rows.width} * rows.rows);
-    EXPECT_EQ(tolvaQuantizeMap(q, &rows, result.indices.data(), rows.width), 0);
-    tolvaQuantizeEnd(q);
+    EXPECT_EQ(tolvaQuantizeBegin(&order, &q), ok);
+    return {q, tolvaQuantizeEnd};
+}
+
+TolvaPalette paletteOf(const Handle& q, const TolvaPixelRows& rows) {
+    TolvaPalette palette;
+    EXPECT_EQ(tolvaQuantizeCount(q.get(), &rows), ok);
+    EXPECT_EQ(tolvaQuantizePalette(q.get(), &palette), ok);
+    return palette;
+}
+
+Bytes mapped(const Handle& q, const TolvaPixelRows& rows) {
+    Bytes indices(size_t{rows.width} * rows.rows);
+    EXPECT_EQ(tolvaQuantizeMap(q.get(), &rows, indices.data(), rows.width), ok);
+    return indices;
+}
+
+Bytes striped(int colours, int pixels) {
+    Bytes result;
+    for (int i = 0; i < pixels; ++i) {
+        const int k = i % colours;
+        result.insert(result.end(), {uint8_t(k * 7), uint8_t(255 - k), uint8_t(k / 3)});
+    }
     return result;
+}
+
+Bytes gradient(int width, int height) {
+    Bytes result;
+    for (int i = 0; i < width * height; ++i) {
+        const int x = i % width * 255 / width, y = i / width * 255 / height;
+        result.insert(result.end(), {uint8_t(x), uint8_t(y), uint8_t((x * y >> 8) + i % 3)});
+    }
+    return result;
+}
+
+int nearest(const uint8_t* c, const TolvaPalette& p) {
+    int best = 0, least = INT_MAX;
+    for (int i = 0; i < int(p.count) - (p.key >= 0); ++i) {
+        int distance = 0;
+        for (int k = 0; k < 3; ++k) distance += (c[k] - p.colours[3 * i + k]) * (c[k] - p.colours[3 * i + k]);
+        if (distance < least) best = i;
+        least = std::min(least, distance);
+    }
+    return best;
+}
+
+// A row after the other, with the errors of all of them; shares of errors in 64ths, weights in 16ths.
+Bytes plainlyDiffused(const Bytes& pixels, int width, const TolvaPalette& p, int share, const uint8_t* mask) {
+    const int rows = int(pixels.size()) / width / 3;
+    std::vector<int> errors(3 * (width + 2) * (rows + 1));
+    Bytes result;
+    for (int i = 0; i < width * rows; ++i) {
+        const int x = i % width, y = i / width;
+        int* const error = &errors[3 * (y * (width + 2) + x + 1)];
+        if (mask != nullptr && (mask[y * ((width + 7) / 8) + x / 8] << x % 8 & 128) != 0) {
+            result.push_back(p.key);
+            continue;
+        }
+        uint8_t wanted[3];
+        for (int k = 0; k < 3; ++k) wanted[k] = std::clamp(pixels[3 * i + k] + ((error[k] + 512) >> 10), 0, 255);
+        result.push_back(nearest(wanted, p));
+        for (int k = 0; k < 3; ++k) {
+            const int e = std::clamp(wanted[k] - p.colours[3 * result.back() + k], -16, 16) * share;
+            error[3 + k] += 7 * e;
+            error[3 * (width + 1) + k] += 3 * e;
+            error[3 * (width + 2) + k] += 5 * e;
+            error[3 * (width + 3) + k] += e;
+        }
+    }
+    return result;
+}
+
+double squaredError(const Bytes& pixels, const uint8_t* table, uint32_t count) {
+    TolvaPalette p = {{}, count, -1, 0, 0};
+    std::copy_n(table, 3 * count, p.colours);
+    double sum = 0;
+    for (size_t i = 0; i < pixels.size(); ++i) {
+        sum += std::pow(pixels[i] - p.colours[3 * nearest(&pixels[i - i % 3], p) + i % 3], 2);
+    }
+    return sum;
 }
 
 }  // namespace
 
-TEST(Quantize, PicturesOfFewColoursStayAsTheyAre) {
-    for (const auto& [colours, most] : {std::pair{1, 2}, {2, 2}, {16, 16}, {255, 255}, {256, 256}}) {
-        Bytes pixels;
+TEST(Quantize, PicturesOfFewColoursStayAsTheyAreAndTheKeyCounts) {
+    const Bytes mask(625, 1);  // every eighth pixel
+    for (const auto& [colours, most, masked] :
+         {std::tuple{1, 2, false}, {2, 2, false}, {16, 16, false}, {256, 256, false}, {255, 256, true}, {1, 2, true}}) {
+        const Bytes pixels = striped(colours, 5000);
+        const TolvaPixelRows rows = rowsOf(pixels, 40, 3, masked ? mask.data() : nullptr);
+        const Handle q = begin(most, rgb, diffused);
+        const TolvaPalette p = paletteOf(q, rows);
+        EXPECT_EQ(std::tuple(p.exact, p.count, p.distinct), std::tuple(1, colours + masked, colours + masked));
+        EXPECT_EQ(p.key, masked ? colours : -1);
+        const Bytes indices = mapped(q, rows);
         for (int i = 0; i < 5000; ++i) {
-            const int k = i % colours;
-            pixels.insert(pixels.end(), {uint8_t(k * 7), uint8_t(255 - k), uint8_t(k / 3)});
+            if (masked && i % 8 == 7) ASSERT_EQ(indices[i], colours);
+            if (!masked || i % 8 != 7)
+                ASSERT_TRUE(std::equal(&pixels[3 * i], &pixels[3 * i] + 3, p.colours + 3 * indices[i]));
         }
-        const Quantized q = quantized({uint32_t(most), 3, 1, {}}, rowsOf(pixels, 50, 100));
-        EXPECT_EQ(q.palette.exact, 1);
-        EXPECT_EQ(q.palette.count, uint32_t(colours));
-        for (int i = 0; i < 5000; ++i) ASSERT_EQ(q.indices[i], i % colours);
+    }
+    for (const auto& [colours, most, distinct] :
+         {std::tuple{3, 2, 3}, {256, 255, 256}, {257, 256, 257}, {900, 256, 257}}) {
+        const TolvaPalette p = paletteOf(begin(most), rowsOf(striped(colours, 5000), 50));
+        EXPECT_EQ(std::tuple(p.exact, p.distinct), std::tuple(0, distinct));
+        EXPECT_TRUE(p.count <= uint32_t(most) && p.count + 2 >= uint32_t(most)) << p.count;
+    }
+}
+
+TEST(Quantize, EveryPixelGetsTheNearestEntryWhereverItsIndexStands) {
+    const Bytes picture = noise(3 * 61, 40, 256, 5).pixels, row = noise(3 * 65535, 1, 200, 6).pixels;
+    for (const auto& [pixels, width, colours] : {std::tuple{picture, 61, 256}, {picture, 61, 7}, {row, 65535, 256}}) {
+        const TolvaPixelRows rows = rowsOf(pixels, width);
+        const Handle q = begin(colours);
+        const TolvaPalette p = paletteOf(q, rows);
+        EXPECT_EQ(p.count, uint32_t(colours));
+        const Bytes indices = mapped(q, rows);
+        for (size_t i = 0; i < indices.size(); ++i) ASSERT_EQ(indices[i], nearest(&pixels[3 * i], p));
+    }
+    // Bottom row first, four bytes a pixel, in place.
+    Bytes wide;
+    for (size_t i = 0; i < picture.size(); i += 3)
+        wide.insert(wide.end(), {picture[i], picture[i + 1], picture[i + 2], uint8_t(i)});
+    for (const int32_t diffusion : {plain, diffused}) {
+        Bytes upside = wide;
+        TolvaPixelRows rows = rowsOf(upside, 61, 4);
+        rows.pixels += 39 * rows.stride;
+        rows.stride = -rows.stride;
+        const Handle q = begin(16, rgbx, diffusion), downward = begin(16, rgb, diffusion);
+        Bytes flipped;
+        for (int y = 39; y >= 0; --y) flipped.insert(flipped.end(), &picture[y * 183], &picture[y * 183] + 183);
+        paletteOf(q, rows);
+        paletteOf(downward, rowsOf(flipped, 61));
+        EXPECT_EQ(tolvaQuantizeMap(q.get(), &rows, rows.pixels, rows.stride), ok);
+        const Bytes expected = mapped(downward, rowsOf(flipped, 61));
+        for (int i = 0; i < 61 * 40; ++i) ASSERT_EQ(upside[(39 - i / 61) * 244 + i % 61], expected[i]);
+    }
+}
+
+TEST(Quantize, FourRowsInFlightAreOneAfterTheOther) {
+    const Bytes mask = noise(8, 100, 256, 9).pixels;
+    for (const int width : {1, 2, 6, 7, 8, 9, 10, 57}) {
+        for (const int height : {1, 4, 7, 9}) {
+            const Bytes pixels = gradient(width, height), few = striped(5, width * height);
+            for (const uint8_t* const m : {static_cast<const uint8_t*>(nullptr), mask.data()}) {
+                const TolvaPixelRows rows = rowsOf(pixels, width, 3, m);
+                const Handle exact =
+                    begin(6, rgb, diffused);  // its palette errs nowhere, but the second pass has other rows
+                const TolvaPalette p = paletteOf(exact, rowsOf(few, width, 3, m));
+                EXPECT_EQ(mapped(exact, rows), plainlyDiffused(pixels, width, p, 52, m));
+            }
+        }
+    }
+    const Bytes pixels = gradient(50, 30);
+    const Handle fitted = begin(5, rgb, diffused);
+    const TolvaPalette p = paletteOf(fitted, rowsOf(pixels, 50));
+    EXPECT_EQ(mapped(fitted, rowsOf(pixels, 50)), plainlyDiffused(pixels, 50, p, 58, nullptr));
+}
+
+TEST(Quantize, BelowHalfOpacityIsTheKeyAndTheOthersLieOverTheBackground) {
+    const Bytes pixels = {10, 20, 30, 127, 10, 20, 30, 128, 0, 0, 0, 0, 9, 9, 9, 255}, transparent(40, 3);
+    const Handle q = begin(4, rgba, diffused), none = begin(4, rgba), other = begin(4, rgba);
+    const TolvaPalette p = paletteOf(q, rowsOf(pixels, 4, 4));
+    EXPECT_EQ(std::tuple(p.count, p.key, p.distinct), std::tuple(3u, 2, 3u));
+    EXPECT_EQ(Bytes(p.colours, p.colours + 6), (Bytes{105, 60, 15, 9, 9, 9}));
+    EXPECT_EQ(mapped(q, rowsOf(pixels, 4, 4)), (Bytes{2, 0, 2, 1}));
+    EXPECT_EQ(paletteOf(none, rowsOf(transparent, 5, 4)).count, 1u);
+    EXPECT_EQ(mapped(none, rowsOf(pixels, 4, 4)), Bytes(4));
+    EXPECT_EQ(paletteOf(other, rowsOf({7, 7, 7, 255, 200, 90, 0, 255}, 2, 4)).key, -1);
+    EXPECT_EQ(mapped(other, rowsOf(transparent, 5, 4)), Bytes(10, 1));
+}
+
+TEST(Quantize, FittedPalettesErrLessThanAMedianCutAndKeepAPlainBackground) {
+    Bytes pixels = gradient(120, 90);
+    const Bytes speckled = noise(3 * 120, 20, 12, 3).pixels;
+    for (const uint8_t b : speckled) pixels.push_back(b == 0 ? 240 : 255);
+    for (const int entries : {16, 64, 255}) {
+        const TolvaHandle bits = handleOf(pixels);
+        uint16_t most = entries;
+        const Bytes cut = taken(rlReduceColorTable(bits, 120, 110, &most));
+        GlobalFree(bits);
+        const TolvaPalette p = paletteOf(begin(entries), rowsOf(pixels, 120));
+        EXPECT_LT(squaredError(pixels, p.colours, p.count), 0.5 * squaredError(pixels, cut.data(), cut.size() / 3));
+        const uint8_t white[] = {255, 255, 255};
+        EXPECT_EQ(p.colours[3 * nearest(white, p)] & p.colours[3 * nearest(white, p) + 2], 255) << entries;
+    }
+}
+
+TEST(Quantize, SumsHoldMoreThanAGigapixelInBinsOfEitherKind) {
+    tolva::Histogram h;
+    ASSERT_TRUE(tolva::makeHistogram(h));
+    for (uint32_t colour = 0; colour < 1 << 24; colour += 4 << 16 | 4 << 8 | 4) tolva::countColour(h, colour, 1);
+    for (uint32_t i = 0; i < 1 << 18; ++i)
+        tolva::countColour(h, (i >> 12) << 18 | (i >> 6 & 63) << 10 | (i & 63) << 2, 3);
+    for (const uint32_t colour : {0x010203u, 0xFFFEFDu}) ASSERT_TRUE(tolva::countColour(h, colour, 5000000000));
+    tolva::ColourPoint* points = nullptr;
+    const uint32_t count = tolva::pointsOfBins(h, &points);
+    uint64_t pixels = 0;
+    for (uint32_t i = 0; i < count; ++i) pixels += points[i].weight;
+    EXPECT_EQ(pixels, 10000000000 + 64 + 3 * (1 << 18));
+    EXPECT_GT(points[0].weight, 5000000000u);
+    EXPECT_NEAR(points[count - 1].mean[0], 255 * tolva::kLevel[0], 1);
+    std::free(points);
+    tolva::freeHistogram(h);
+}
+
+TEST(Quantize, NonsenseIsRefusedAndNoIndexLiesOutsideThePalette) {
+    TolvaQuantizer* q = nullptr;
+    for (const TolvaQuantizeOrder& order : {TolvaQuantizeOrder{1, rgb, 0, {}},
+                                            {257, rgb, 0, {}},
+                                            {9, 2, 0, {}},
+                                            {9, 6, 0, {}},
+                                            {9, rgb, 3, {}},
+                                            {9, rgb, -1, {}}}) {
+        EXPECT_EQ(tolvaQuantizeBegin(&order, &q), badArgument);
+    }
+    EXPECT_EQ(tolvaQuantizeBegin(nullptr, &q), badArgument);
+    tolvaQuantizeEnd(nullptr);
+    const Bytes pixels = gradient(20, 20);
+    TolvaPixelRows rows = rowsOf(pixels, 20), narrow = rows, missing = rows, none = {nullptr, 0, nullptr, 0, 5, 0};
+    narrow.width = 0;
+    missing.pixels = nullptr;
+    Bytes to(400);
+    TolvaPalette p;
+    for (const int32_t diffusion : {plain, diffused}) {
+        const Handle handle = begin(3, rgb, diffusion), empty = begin(3, rgb, diffusion);
+        q = handle.get();
+        EXPECT_EQ(tolvaQuantizeMap(q, &rows, to.data(), 20), wrongOrder);
+        for (const TolvaPixelRows* bad : {&narrow, &missing, static_cast<TolvaPixelRows*>(nullptr)})
+            EXPECT_EQ(tolvaQuantizeCount(q, bad), badArgument);
+        for (const TolvaPixelRows* good : {&rows, &none}) EXPECT_EQ(tolvaQuantizeCount(q, good), ok);
+        EXPECT_EQ(tolvaQuantizePalette(q, nullptr), badArgument);
+        for (int i = 0; i < 2; ++i) EXPECT_EQ(tolvaQuantizePalette(q, &p), ok);
+        EXPECT_EQ(p.count, 3u);
+        EXPECT_EQ(tolvaQuantizeCount(q, &rows), wrongOrder);
+        EXPECT_EQ(tolvaQuantizeMap(q, &rows, nullptr, 20), badArgument);
+        for (const Bytes& other : {noise(60, 20, 256, 8).pixels, noise(3 * 33, 5, 256, 8).pixels}) {
+            for (const uint8_t index : mapped(handle, rowsOf(other, other.size() == 1200 ? 20 : 33)))
+                ASSERT_LT(index, 3);
+        }
+        EXPECT_EQ(paletteOf(empty, none).count, 0u);
+        EXPECT_EQ(mapped(empty, rows), Bytes(400));
     }
 }
