@@ -27,30 +27,29 @@ std::string exported(const Picture& picture, double dpi, const std::function<voi
 }
 
 // A palette and the indices behind it.
-std::string reduced(const Picture& picture, uint32_t colours, int32_t diffusion) {
-    Bytes rgb;
-    for (size_t i = 0; i < picture.pixels.size(); ++i) {
-        const uint8_t p = picture.pixels[i];
-        rgb.insert(rgb.end(), {p, uint8_t(p * p >> 8), uint8_t(i % picture.width)});
-    }
+Bytes reduced(const Picture& picture, uint32_t colours, int32_t diffusion) {
     const uint32_t width = picture.width, height = picture.height;
+    Bytes rgb;
+    for (size_t i = 0; i < width * height; ++i) {
+        const uint8_t p = picture.pixels[i];
+        rgb.insert(rgb.end(), {p, uint8_t(p * p >> 8), uint8_t(i % width + p)});
+    }
     const TolvaPixelRows rows = {rgb.data(), intptr_t(3 * width), nullptr, 0, width, height};
     const TolvaQuantizeOrder order = {colours, 3, diffusion, {}};
     TolvaQuantizer* q = nullptr;
     TolvaPalette palette;
     EXPECT_EQ(tolvaQuantizeBegin(&order, &q) + tolvaQuantizeCount(q, &rows) + tolvaQuantizePalette(q, &palette), 0);
-    std::string result(palette.colours, palette.colours + sizeof palette.colours);
-    result.resize(result.size() + picture.pixels.size());
-    EXPECT_EQ(tolvaQuantizeMap(q, &rows, reinterpret_cast<uint8_t*>(&result[sizeof palette.colours]), width), 0);
+    EXPECT_EQ(tolvaQuantizeMap(q, &rows, rgb.data(), 3 * width), 0);
     tolvaQuantizeEnd(q);
-    return result;
+    rgb.insert(rgb.end(), palette.colours, palette.colours + sizeof palette.colours);
+    return rgb;
 }
 
 }  // namespace
 
 TEST(Golden, PicturesGiveTheSameFileEverywhere) {
     const Picture picture = scene(300, 200);
-    const std::map<std::string, std::string> files = {
+    std::map<std::string, std::string> files = {
         {"scene-300x200", exported(picture, 128)},
         {"scene-300x200-in-the-default-box", exported(picture, 0)},
         {"scene-40x50-in-the-default-box", exported(scene(40, 50), 0)},
@@ -70,6 +69,10 @@ TEST(Golden, PicturesGiveTheSameFileEverywhere) {
                                                    s.transparentColour[1] = 200;
                                                })},
     };
+    const auto text = [](const Bytes& b) { return std::string(b.begin(), b.end()); };
+    files["scene-300x200-reduced"] = text(reduced(picture, 256, 0));
+    files["noise-600x400-reduced"] = text(reduced(noise(600, 400, 256, 4), 256, 0));
+    files["scene-300x200-diffused-to-16"] = text(reduced(picture, 16, 1));
     if (std::getenv("TOLVA_RENEW") != nullptr) {
         std::ofstream list(TOLVA_GOLDEN);
         for (const auto& [key, bytes] : files) list << key << ' ' << std::hex << sumOf(bytes) << '\n';
