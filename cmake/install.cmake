@@ -24,6 +24,13 @@ install(FILES ${PROJECT_BINARY_DIR}/tolva.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}
 
 if(TOLVA_PROGRAM)
   install(TARGETS tolva_cli RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tolva)
+  set(made ${PROJECT_BINARY_DIR}/cli)
+  install(FILES ${made}/tolva.1.gz DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tolva)
+  install(FILES ${made}/tolva.bash RENAME tolva COMPONENT tolva
+    DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/bash-completion/completions)
+  # Where zsh looks is its maker's choice; Debian's own packages have vendor-completions.
+  set(TOLVA_ZSH_FOLDER ${CMAKE_INSTALL_DATAROOTDIR}/zsh/site-functions CACHE STRING "Completion of zsh goes here")
+  install(FILES ${made}/_tolva DESTINATION ${TOLVA_ZSH_FOLDER} COMPONENT tolva)
 endif()
 
 include(cmake/packages.cmake)

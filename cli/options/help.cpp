@@ -27,7 +27,7 @@ constexpr char kRest[] =
     "that name, or named setup, is exported as ./info.\n"
     "\n"
     "setup show prints the settings in force, setup path where they stand, setup set changes one:\n"
-    "  colour-mode             a TONE as above\n"
+    "  colour-mode             a word of --tone\n"
     "  size-mode               picture, saved (width and height count) or screen\n"
     "  width, height           inches, {inches}\n"
     "  resolution-mode         picture, saved (the two below count) or screen\n"
@@ -36,18 +36,6 @@ constexpr char kRest[] =
     "\n"
     "Exit status: 0 done, 1 export failed, 2 wrong usage, 3 picture or profile refused, 4 GIF or\n"
     "profile not written, 5 stopped by the user.\n";
-
-// Limits stand in the texts as names.
-std::string withLimits(std::string text) {
-    const std::pair<std::string, std::string> limits[] = {{"{inches}", inchesLimits()},
-                                                          {"{dots}", dotsLimits()},
-                                                          {"{usual dots}", std::to_string(kTolvaDefaultResolution)},
-                                                          {"{pixels}", std::to_string(kDefaultMostPixels)}};
-    for (const auto& [name, limit] : limits) {
-        for (size_t at = 0; (at = text.find(name)) != std::string::npos;) text.replace(at, name.size(), limit);
-    }
-    return text;
-}
 
 // In two columns; a left one that does not fit has its own line.
 void printRow(const OptionRow& row) {
@@ -61,6 +49,17 @@ void printRow(const OptionRow& row) {
 }
 
 }  // namespace
+
+std::string withLimits(std::string text) {
+    const std::pair<std::string, std::string> limits[] = {{"{inches}", inchesLimits()},
+                                                          {"{dots}", dotsLimits()},
+                                                          {"{usual dots}", std::to_string(kTolvaDefaultResolution)},
+                                                          {"{pixels}", std::to_string(kDefaultMostPixels)}};
+    for (const auto& [name, limit] : limits) {
+        for (size_t at = 0; (at = text.find(name)) != std::string::npos;) text.replace(at, name.size(), limit);
+    }
+    return text;
+}
 
 ExitStatus printHelp() {
     std::fputs(kUsage, stdout);

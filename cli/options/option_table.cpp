@@ -157,7 +157,8 @@ const OptionRow kOptionTable[kOptionRows] = {
     {"background",       0,   "COLOUR",  "the GIF's background colour, and what half-transparent\n"
                                         "colours are laid over (white)",
      kForPictures, [](const char* value, Options& o) { return takeColour("--background", value, o.background); }},
-    {"tone",             0,   "TONE",    "normal, invert, invert-greys, grey or invert-grey",
+    {"tone",             0,   "normal|invert|invert-greys|grey|invert-grey",
+                                        "which colours become others",
      kForPictures, takeTone},
     {"colours",          0,   "N",       "at most so many, 2 to 256, the transparent one included (256)",
      kForPictures, takeColours},
@@ -176,7 +177,8 @@ const OptionRow kOptionTable[kOptionRows] = {
     {"raw",              0,   nullptr,   "leave scaling, reducing and dithering to the library, as its hosts\n"
                                         "know it: to compare, and for bug reports",
      kForPictures, [](const char*, Options& o) { o.raw = true; return kExitDone; }},
-    {"road",             0,   "ROAD",    "how the picture goes to the library: cells (one call writes it),\n"
+    {"road",             0,   "cells|bracket|export",
+                                        "how the picture goes to the library: cells (one call writes it),\n"
                                         "bracket (collected piece by piece) or export (without a device);\n"
                                         "the last two round odd heights up",
      kForPictures, takeWay},

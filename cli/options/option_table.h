@@ -1,8 +1,10 @@
-// option_table.h: every option once. What is parsed and what --help prints come from here.
+// option_table.h: every option once. What is parsed, what --help prints, the manual page and the completion of shells
+// come from here.
 #ifndef TOLVA_CLI_OPTIONS_OPTION_TABLE_H
 #define TOLVA_CLI_OPTIONS_OPTION_TABLE_H
 
 #include <cstddef>
+#include <string>
 
 #include "cli/options/options.h"
 
@@ -19,14 +21,17 @@ enum OptionCommands : unsigned {  // in which an option has an effect
 struct OptionRow {
     const char* name;
     char letter;           // or 0
-    const char* argument;  // as --help names it; null: the option has none
-    const char* help;      // its lines, limits as names (help.cpp); null: not in --help
+    const char* argument;  // as --help names it, or the words it can be; null: the option has none
+    const char* help;      // its lines, limits as names; null: not in --help
     unsigned commands;
     ExitStatus (*set)(const char* value, Options& options);  // says what is wanted where the value is none of that
 };
 
 inline constexpr size_t kOptionRows = 25;
 extern const OptionRow kOptionTable[kOptionRows];  // in the order of --help
+
+// Limits stand in the texts as names.
+std::string withLimits(std::string text);
 
 }  // namespace cli
 
