@@ -1,7 +1,7 @@
 // compare.cpp: CPU seconds and peak memory of whole processes, side by side: compare TOLVA GIFLIB CGIF PILLOW.py
-// PICTURE ... A PGM is written as a palette picture, beside giflib and cgif; a PPM is reduced, beside giflib's gif2rgb
-// and Pillow. Or two builds of the program, each with an option: compare --against OLD OPTION NEW OPTION PICTURE ...
-// The least of several runs counts: everything that disturbs a run makes it longer.
+// PICTURE ... A PGM is written as a palette picture, beside giflib and cgif; a PPM is reduced without dithering, beside
+// giflib's gif2rgb and Pillow. Or two builds of the program, each with an option: compare --against OLD OPTION NEW
+// OPTION PICTURE ... The least of several runs counts: everything that disturbs a run makes it longer.
 #include <fcntl.h>
 #include <spawn.h>
 #include <sys/resource.h>
@@ -105,7 +105,7 @@ int main(int count, char** arguments) {
         if (kind == '6') writeBarePixels(file, static_cast<long>(width) * height * 3);
         std::fclose(file);
         const std::string w = std::to_string(width), h = std::to_string(height);
-        const Cost ours = costOf({arguments[1], "-q", "-f", picture, "-o", "ours.gif"});
+        const Cost ours = costOf({arguments[1], "-q", "-f", "--dither", "none", picture, "-o", "ours.gif"});
         const Cost first = kind == '6' ? costOf({"gif2rgb", "-1", "-s", w.c_str(), h.c_str(), "bare.rgb"}, "first.gif")
                                        : costOf({arguments[2], picture, "first.gif"});
         const Cost second = kind == '6' ? costOf({"/usr/bin/python3", arguments[4], picture, "second.gif"})

@@ -56,7 +56,7 @@ ExitStatus checkTarget(const Options& options) {
 ExitStatus notePicture(const Options& options, const Library& library, const Picture& picture) {
     if (options.verbosity != kVerbose) return kExitDone;
     std::string colours = "true colour";
-    if (!options.raw) {
+    if (!options.raw && hasEntries(library, EntryGroup::kQuantize)) {
         uint32_t count = 0;
         if (const ExitStatus failed = countColours(library, picture, count)) return failed;
         colours = colourCountText(count);

@@ -133,6 +133,11 @@ int temporaryFileError() {
     return 0;
 }
 
+bool hasEntries(const Library& library, EntryGroup group) {
+    return std::all_of(std::begin(kEntryTable), std::end(kEntryTable),
+                       [&](const EntryRow& row) { return row.group != group || hasEntry(library.calls, row); });
+}
+
 ExitStatus needEntries(const Library& library, EntryGroup group) {
     for (const EntryRow& row : kEntryTable) {
         if (row.group != group || hasEntry(library.calls, row)) continue;

@@ -87,6 +87,7 @@ struct Block {
 ExitStatus loadLibrary(Library& library, const char* wanted, const char* programWord);
 // Why the library cannot make its temporary files: an errno, or 0 where it can.
 int temporaryFileError();
+bool hasEntries(const Library& library, EntryGroup group);
 // Says which is missing of the entries that only some commands need.
 ExitStatus needEntries(const Library& library, EntryGroup group);
 

@@ -14,7 +14,10 @@ ExitStatus reportQuantizer(int32_t result) {
 }
 
 ExitStatus beginQuantizer(const TolvaQuantizeOrder& order, Quantizer& quantizer) {
-    if (const ExitStatus failed = needEntries(quantizer.library, EntryGroup::kQuantize)) return failed;
+    if (!hasEntries(quantizer.library, EntryGroup::kQuantize)) {
+        return fail(kExitExportFailed, "%s: is older than this tolva and counts no colours; --raw does without",
+                    quantizer.library.path.c_str());
+    }
     return reportQuantizer(quantizer.library.calls.tolvaQuantizeBegin(&order, &quantizer.handle));
 }
 

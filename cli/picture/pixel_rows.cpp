@@ -59,7 +59,7 @@ void expandRow(const Picture& picture, uint32_t row, uint8_t* to) {
 
 ExitStatus startRows(const Picture& picture, PixelRows& rows) {
     rows.picture = &picture;
-    rows.mostRows = std::clamp(kBlockPixels / picture.width, 1U, picture.height);
+    rows.mostRows = std::max(kBlockPixels / picture.width, 1U);
     if (isDirect(picture)) return kExitDone;
     rows.format = kTolvaRgba;
     rows.block = static_cast<uint8_t*>(std::malloc(size_t{rows.mostRows} * picture.width * kTolvaRgbx));

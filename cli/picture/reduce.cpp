@@ -79,7 +79,7 @@ ExitStatus quantizePicture(const Library& library, const ReduceOrder& order, Pic
 
 }  // namespace
 
-// A transparent colour of its own needs an entry more.
+// Transparent pixels that have no index yet need an entry more.
 bool keepsIndices(const Picture& picture, uint32_t colours) {
     return picture.bitsPerPixel == kIndexBits && picture.mask == nullptr && picture.colours <= colours;
 }
