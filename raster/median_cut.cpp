@@ -38,30 +38,71 @@ Handle takeArray(Handle old, uint32_t bytes) {
     return h;
 }
 
-void count(uint16_t& counter) { counter = static_cast<uint16_t>(counter + (counter != kMostCounted)); }
+constexpr int32_t kTogether = 8;
+constexpr int64_t kFewPixels = 4096;  // not worth counters of their own
 
-// Every other pixel is counted apart and added at the end: neighbours often have the same key, and a counter that was
-// just written has to be waited for.
-void countPixels(const uint8_t* pixels, int32_t width, int32_t height, uint16_t* counters, uint16_t* distinct) {
-    const Handle hOdd = rlGetMemory(sizeof(uint16_t), kTolvaColourKeys);
-    uint16_t* const odd = static_cast<uint16_t*>(rlLockMemory(hOdd));
-    const int64_t stride = paddedRowBytes(width, 24);
-    for (int32_t y = 0; y < height && width > 0; ++y) {
-        const uint8_t* p = pixels + y * stride;
-        int32_t x = 0;
-        for (; x + 1 < width; x += 2, p += 2 * kTolvaTripleBytes) {
-            count(counters[keyOf(p)]);
-            count(odd[keyOf(p + kTolvaTripleBytes)]);
+struct Counters {
+    uint32_t even[kTolvaColourKeys];
+    uint32_t odd[kTolvaColourKeys];
+};
+
+// Every other pixel is counted apart: neighbours often have the same key, and a counter that was just written has to be
+// waited for.
+void countRow(const uint8_t* p, int32_t width, Counters& c) {
+    int32_t x = 0;
+    for (; x + kTogether <= width; x += kTogether) {
+        if (std::memcmp(p, p + kTolvaTripleBytes, (kTogether - 1) * kTolvaTripleBytes) == 0) {
+            c.even[keyOf(p)] += kTogether;
+            p += kTogether * kTolvaTripleBytes;
+            continue;
         }
-        if (x < width) count(counters[keyOf(p)]);
+        for (int i = 0; i < kTogether; i += 2, p += 2 * kTolvaTripleBytes) {
+            ++c.even[keyOf(p)];
+            ++c.odd[keyOf(p + kTolvaTripleBytes)];
+        }
     }
-    uint32_t met = 0;
-    for (uint32_t key = 0; key < kTolvaColourKeys; ++key) {
-        counters[key] = static_cast<uint16_t>(std::min<uint32_t>(uint32_t{counters[key]} + odd[key], kMostCounted));
-        met += counters[key] != 0;
+    for (; x < width; ++x, p += kTolvaTripleBytes) ++c.even[keyOf(p)];
+}
+
+void addCounted(uint16_t& counter, uint64_t pixels) {
+    counter = static_cast<uint16_t>(std::min<uint64_t>(counter + pixels, kMostCounted));
+}
+
+void addCounters(uint16_t* counters, Counters& c) {
+    for (uint32_t key = 0; key < kTolvaColourKeys; ++key) addCounted(counters[key], uint64_t{c.even[key]} + c.odd[key]);
+}
+
+void countMany(const uint8_t* pixels, int32_t width, int32_t height, uint16_t* counters) {
+    const int64_t stride = paddedRowBytes(width, 24);
+    const Handle h = rlGetMemory(1, sizeof(Counters));
+    Counters& c = *static_cast<Counters*>(rlLockMemory(h));
+    uint32_t room = UINT32_MAX;  // pixels that surely fit the counters
+    for (int32_t y = 0; y < height; ++y) {
+        if (room < static_cast<uint32_t>(width)) {
+            addCounters(counters, c);
+            std::memset(&c, 0, sizeof c);
+            room = UINT32_MAX;
+        }
+        countRow(pixels + y * stride, width, c);
+        room -= static_cast<uint32_t>(width);
     }
-    *distinct = static_cast<uint16_t>(met);
-    rlFreeNewData(hOdd);
+    addCounters(counters, c);
+    rlFreeNewData(h);
+}
+
+void countPixels(const uint8_t* pixels, int32_t width, int32_t height, uint16_t* counters, uint16_t* distinct) {
+    if (width > 0 && height > 0 && int64_t{width} * height >= kFewPixels) {
+        countMany(pixels, width, height, counters);
+    } else {
+        const int64_t stride = paddedRowBytes(width, 24);
+        for (int32_t y = 0; y < height; ++y) {
+            for (int32_t x = 0; x < width; ++x) {
+                addCounted(counters[keyOf(pixels + y * stride + x * kTolvaTripleBytes)], 1);
+            }
+        }
+    }
+    *distinct =
+        static_cast<uint16_t>(std::count_if(counters, counters + kTolvaColourKeys, [](uint16_t n) { return n != 0; }));
 }
 
 uint16_t emitAll(const uint16_t* counters, uint8_t* table) {
@@ -120,6 +161,46 @@ void buildTable(TolvaColourContext& context, const uint16_t* counters, uint16_t*
     cutBoxes(context, boxes, static_cast<uint16_t*>(rlLockMemory(context.boxStatus)), list, n);
     emitBoxes(boxes, n, table);
     rlFreeNewData(hList);
+}
+
+// Whether the first n entries are a heap after all of n + 1 were made one. Where the last of those is an only child of
+// its own, its parent is no root that was adjusted: what came up from there may be greater than anything above it.
+bool isHeap(const TolvaColourEntry* list, int32_t axis, int32_t n) {
+    const int shift = shiftOf(axis);
+    if (n % 2 == 0) return true;
+    for (int32_t i = (n - 1) / 2; i > 0; i = (i - 1) / 2) {
+        if (component(list[i].key, shift) > component(list[(i - 1) / 2].key, shift)) return false;
+    }
+    return true;
+}
+
+// What AdjustHeap leaves, entry by entry from the root, on a heap: the way down leads along the greater children
+// whatever comes to stand there. So it is taken to its end first, two steps at a time that do not wait for each other,
+// and the entry climbs to its place from below, which is near.
+void takeFromHeap(TolvaColourEntry* list, int32_t axis, int32_t n) {
+    const int shift = shiftOf(axis);
+    const auto at = [&](int32_t i) { return component(list[i].key, shift); };
+    const auto greater = [&](int32_t i) { return i + (at(i) <= at(i + 1)); };
+    for (int32_t k = n - 1; k >= 1; --k) {
+        const TolvaColourEntry held = list[k];
+        list[k] = list[0];
+        int32_t hole = 0;
+        while (4 * hole + 6 < k) {
+            const int32_t left = 2 * hole + 1;
+            const int32_t child = greater(left);
+            const int32_t below = greater(2 * left + 1), beside = greater(2 * left + 3);
+            list[hole] = list[child];
+            hole = child == left ? below : beside;
+            list[child] = list[hole];
+        }
+        for (int32_t child; (child = 2 * hole + 1) < k; hole = child) {
+            if (child + 1 < k) child = greater(child);
+            list[hole] = list[child];
+        }
+        const uint32_t value = component(held.key, shift);
+        for (int32_t parent; hole > 0 && at(parent = (hole - 1) / 2) <= value; hole = parent) list[hole] = list[parent];
+        list[hole] = held;
+    }
 }
 
 void printTable(uint16_t wanted, uint16_t made, const uint8_t* table) {
@@ -238,6 +319,10 @@ void AdjustHeap(TolvaColourEntry* list, int32_t axis, int32_t root, int32_t last
 // inside. The tables hosts know depend on it, and on the sort not being stable.
 void HeapSort(TolvaColourEntry* list, int32_t axis, int32_t n) {
     for (int32_t root = (n - 2) / 2; root >= 0 && n > 0; --root) AdjustHeap(list, axis, root, n);
+    if (isHeap(list, axis, n)) {
+        takeFromHeap(list, axis, n);
+        return;
+    }
     for (int32_t k = n - 1; k >= 1; --k) {
         clrswap(&list[0], &list[k]);
         AdjustHeap(list, axis, 0, k - 1);
