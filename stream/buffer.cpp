@@ -114,6 +114,14 @@ bool growToCursor(StreamRecord& s) {
     return growBlock(s, s.lastSlot + steps * s.growBy);
 }
 
+// After a flush nothing waits in the runtime's buffer, so that the file itself knows; it is asked, because others may
+// write to it too.
+void measureFlushed(StreamRecord& s) {
+    struct stat status;
+    if (systemCalls.status(s.file, &status) != 0 || !S_ISREG(status.st_mode)) return measureFile(s);
+    s.size = saturated(status.st_size);
+}
+
 // Called with the cursor past the last slot; afterwards there is room at the cursor.
 bool makeRoom(StreamRecord& s) {
     if (isMemoryStream(s)) return growToCursor(s);
@@ -194,7 +202,7 @@ int32_t flushBuffer(StreamRecord& s) {
     const size_t written = systemCalls.write(bufferOf(s), 1, static_cast<size_t>(bytes), s.file);
     // The runtime's own buffer goes too: on a full disk it would otherwise report success and lose the bytes later.
     const bool whole = written == static_cast<size_t>(bytes) && systemCalls.flush(s.file) == 0;
-    measureFile(s);
+    (whole ? measureFlushed : measureFile)(s);
     if (!whole) return failFlush(s);
     s.cursor = 0;
     s.lastValid = -1;

@@ -18,6 +18,7 @@ SystemCalls systemCalls = {
     .flush = std::fflush,
     .seek = fseeko,
     .tell = ftello,
+    .status = [](FILE* file, struct stat* status) { return fstat(fileno(file), status); },
     .remove = unlink,
     .makeTemporary = mkstemp,
 };

@@ -3,7 +3,7 @@
 #ifndef TOLVA_STREAM_SYSTEM_CALLS_H
 #define TOLVA_STREAM_SYSTEM_CALLS_H
 
-#include <sys/types.h>
+#include <sys/stat.h>
 
 #include <cstdio>
 
@@ -17,6 +17,7 @@ struct SystemCalls {
     int (*flush)(FILE* file);
     int (*seek)(FILE* file, off_t offset, int origin);
     off_t (*tell)(FILE* file);
+    int (*status)(FILE* file, struct stat* status);
     int (*remove)(const char* name);
     int (*makeTemporary)(char* pattern);
 };

@@ -251,6 +251,7 @@ TEST(Streams, AFailedWriteIsNeverTakenForASuccess) {
     };
     tolva::systemCalls.flush = [](FILE* f) { return failsNow() ? EOF : std::fflush(f); };
     tolva::systemCalls.seek = [](FILE* f, off_t o, int w) { return failsNow() ? -1 : fseeko(f, o, w); };
+    tolva::systemCalls.status = [](FILE* f, struct stat* s) { return failsNow() ? -1 : fstat(fileno(f), s); };
     tolva::systemCalls.close = [](FILE* f) { return std::fclose(f) != 0 || failsNow() ? EOF : 0; };
     const Temporary file;
     bool failed = true;
