@@ -54,7 +54,9 @@ uint32_t narrow(const Answers& a, const uint8_t* from, uint32_t count, const uin
     return kept;
 }
 
-// Both ends of what a candidate's margin can be lie within 2 * 7 * 3 * 255 of 0, where it is nearest to something.
+// A candidate is nearer than the one that is nearest to the middle somewhere in the cell, and farther in its middle: so
+// its margin to that one stays within 2 * 7 * 3 * 255 of 0, and that to another candidate within twice as much, which
+// fits 16 bits. In a part it is within 2 * 3 * 3 * 255, four times of which do.
 void takeMargins(const Answers& a, const uint8_t* lowest, Margins& m) {
     const int16_t(&c)[3][kMostEntries] = a.components;
     const uint32_t first = m.entries[0];
@@ -90,7 +92,7 @@ void forSums(int32_t at, int32_t red, int32_t green, int32_t blue, Take take) {
     }
 }
 
-Lanes lesser(Lanes a, Lanes b) { return a < b ? a : b; }
+void lower(Lanes& least, const Lanes& sums) { least = sums < least ? sums : least; }
 
 AnswerBlock& newBlock(Answers& a, uint32_t blocks) {
     AnswerBlock& block = a.room->blocks[a.used];
@@ -105,7 +107,7 @@ void answerFew(Answers& a, const Margins& m, AnswerBlock& block) {
     for (uint32_t rank = 0; rank < m.count; ++rank) {
         block.entries[rank] = a.indices[m.entries[rank]];
         forSums(m.at[rank] * 4 + static_cast<int32_t>(rank), m.steps[0][rank] * 4, m.steps[1][rank] * 4,
-                m.steps[2][rank] * 4, [&](uint32_t i, Lanes sums) { least[i] = lesser(least[i], sums); });
+                m.steps[2][rank] * 4, [&](uint32_t i, const Lanes& sums) { lower(least[i], sums); });
     }
     for (uint32_t i = 0; i < 2; ++i) {
         const Lanes codes =
@@ -119,10 +121,11 @@ void answerMany(const Answers& a, const Margins& m, uint8_t* answers) {
     std::fill(least, least + kVectors, Lanes{} + INT16_MAX);
     for (uint32_t rank = 0; rank < m.count; ++rank) {
         const Lanes index = Lanes{} + int16_t{a.indices[m.entries[rank]]};
-        forSums(m.at[rank], m.steps[0][rank], m.steps[1][rank], m.steps[2][rank], [&](uint32_t i, Lanes margins) {
-            nearest[i] = margins < least[i] ? index : nearest[i];
-            least[i] = lesser(least[i], margins);
-        });
+        forSums(m.at[rank], m.steps[0][rank], m.steps[1][rank], m.steps[2][rank],
+                [&](uint32_t i, const Lanes& margins) {
+                    nearest[i] = margins < least[i] ? index : nearest[i];
+                    lower(least[i], margins);
+                });
     }
     for (uint32_t i = 0; i < kPartColours; ++i) answers[i] = static_cast<uint8_t>(nearest[i / kLanes][i % kLanes]);
 }
