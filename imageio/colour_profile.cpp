@@ -59,9 +59,9 @@ cmsHPROFILE makeProfile(const Conversion& conversion, const Calibration& calibra
     const cmsCIExyYTRIPLE primaries = {{calibration.red.x, calibration.red.y, 1},
                                        {calibration.green.x, calibration.green.y, 1},
                                        {calibration.blue.x, calibration.blue.y, 1}};
-    const cmsHPROFILE profile = model == ColourModel::kGrey
-                                    ? cmsCreateGrayProfileTHR(contextOf(conversion), &white, curve)
-                                    : cmsCreateRGBProfileTHR(contextOf(conversion), &white, &primaries, curves);
+    cmsHPROFILE profile = model == ColourModel::kGrey
+                              ? cmsCreateGrayProfileTHR(contextOf(conversion), &white, curve)
+                              : cmsCreateRGBProfileTHR(contextOf(conversion), &white, &primaries, curves);
     cmsFreeToneCurve(curve);
     return profile;
 }
@@ -93,7 +93,7 @@ cmsHTRANSFORM link(const Conversion& conversion, const Profiles& profiles, Sampl
 
 bool changesNothing(cmsHTRANSFORM transform, ColourModel model) {
     const auto level = [](uint32_t step) { return static_cast<uint8_t>(step * UINT8_MAX / (kGridSteps - 1)); };
-    const uint32_t channels = channelsOf(model);
+    const uint32_t channels = model == ColourModel::kGrey ? 1 : kColourBytes;
     const uint32_t count = model == ColourModel::kGrey ? kGridSteps : kGridSteps * kGridSteps * kGridSteps;
     for (uint32_t i = 0; i < count; ++i) {
         const uint8_t colour[] = {level(i % kGridSteps), level(i / kGridSteps % kGridSteps),
@@ -110,7 +110,7 @@ bool changesNothing(cmsHTRANSFORM transform, ColourModel model) {
 // False where the library could not.
 bool connect(Conversion& conversion, const Profiles& profiles, SampleLayout layout) {
     if (layout.model != ColourModel::kPrint) {
-        const cmsHTRANSFORM trial = link(conversion, profiles, {layout.model, false, false, false});
+        cmsHTRANSFORM trial = link(conversion, profiles, {layout.model, false, false, false});
         if (trial == nullptr) return false;
         const bool needless = changesNothing(trial, layout.model);
         const bool usable = !layout.deep && !layout.alpha;
@@ -199,8 +199,7 @@ void openProfile(Conversion& conversion, const Input& input, const uint8_t* byte
     if (count > kMostProfileBytes) {
         return warn(input, "the colour profile is ignored: %zu bytes; the limit is %zu", count, kMostProfileBytes);
     }
-    const cmsHPROFILE profile =
-        cmsOpenProfileFromMemTHR(contextOf(conversion), bytes, static_cast<cmsUInt32Number>(count));
+    cmsHPROFILE profile = cmsOpenProfileFromMemTHR(contextOf(conversion), bytes, static_cast<cmsUInt32Number>(count));
     if (profile == nullptr) return warnOfTrouble(conversion, input);
     if (suits(input, profile, layout.model) && !connectToSrgb(conversion, profile, layout)) {
         warnOfTrouble(conversion, input);
@@ -215,7 +214,7 @@ void openCalibration(Conversion& conversion, const Input& input, const Calibrati
     if (usualGamma && (!placed || hasSrgbPrimaries(calibration))) return;
     Calibration whole = placed ? calibration : kSrgb;
     whole.gamma = calibration.gamma;
-    const cmsHPROFILE profile = makesSense(whole) ? makeProfile(conversion, whole, layout.model) : nullptr;
+    cmsHPROFILE profile = makesSense(whole) ? makeProfile(conversion, whole, layout.model) : nullptr;
     if (profile == nullptr || !connectToSrgb(conversion, profile, layout)) {
         warn(input, "the picture's gamma and primaries are ignored: they make no sense");
     }

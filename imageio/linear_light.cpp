@@ -37,7 +37,7 @@ void fill(LinearLight& tables) {
             root = fifthRoot(base * base, root);
             light = base * base * root;
         }
-        tables.light[sample] = static_cast<uint16_t>(light * kLargestSample + 0.5);
+        tables.light[sample] = static_cast<uint16_t>(std::lround(light * kLargestSample));
         const bool ends = sample + 1 == kLightLevels || cutToByte(sample + 1) != cutToByte(sample);
         if (!ends) continue;
         const uint32_t last = tables.light[sample];
