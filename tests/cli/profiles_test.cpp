@@ -15,6 +15,8 @@ namespace {
 
 using Chunks = std::vector<std::pair<std::string, std::string>>;
 
+int warnings;
+
 std::string bytesOf(cmsHPROFILE profile) {
     cmsUInt32Number count = 0;
     cmsSaveProfileToMem(profile, nullptr, &count);
@@ -24,16 +26,14 @@ std::string bytesOf(cmsHPROFILE profile) {
     return bytes;
 }
 
-// Red stands for green, green for blue, blue for red.
+// sRGB's, but red stands for green, green for blue, blue for red.
 std::string exchangingProfile() {
-    const cmsCIExyY white = {0.3127, 0.329, 1};
-    const cmsCIExyYTRIPLE primaries = {{0.3, 0.6, 1}, {0.15, 0.06, 1}, {0.64, 0.33, 1}};
-    const double parameters[] = {2.4, 1 / 1.055, 0.055 / 1.055, 1 / 12.92, 0.04045};
-    cmsToneCurve* const curve = cmsBuildParametricToneCurve(nullptr, 4, parameters);
-    cmsToneCurve* const curves[] = {curve, curve, curve};
-    const std::string bytes = bytesOf(cmsCreateRGBProfile(&white, &primaries, curves));
-    cmsFreeToneCurve(curve);
-    return bytes;
+    cmsHPROFILE const profile = cmsCreate_sRGBProfile();
+    cmsTagSignature tags[] = {cmsSigRedColorantTag, cmsSigGreenColorantTag, cmsSigBlueColorantTag};
+    cmsCIEXYZ places[3];
+    for (int i = 0; i < 3; ++i) places[i] = *static_cast<cmsCIEXYZ*>(cmsReadTag(profile, tags[i]));
+    for (int i = 0; i < 3; ++i) cmsWriteTag(profile, tags[i], &places[(i + 1) % 3]);
+    return bytesOf(profile);
 }
 
 // White where there is black ink and black elsewhere, whatever the other inks.
@@ -62,8 +62,6 @@ std::string packed(const std::string& profile) {
     compress(bytes.data(), &count, reinterpret_cast<const Bytef*>(profile.data()), profile.size());
     return std::string("p\0\0", 3) + std::string(bytes.begin(), bytes.begin() + static_cast<long>(count));
 }
-
-int warnings;
 
 void take(const std::string& path, Picture& picture, bool scales = false, bool raw = false) {
     ReadRequest request = {};
