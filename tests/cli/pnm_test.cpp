@@ -60,6 +60,8 @@ TEST_F(GoldenFiles, AreTheSameOnEveryBuild) {
     const std::pair<const char*, uint64_t> golden[] = {
         {"a.pgm", 17775199655264500366u},
         {"a.pgm --interlace", 5943837144371525228u},
+        {"a.ppm", 11494353921758926869u},
+        {"a.ppm --colours 16 --dither none --fit 30x30", 13819978198456317211u},
         {"a.ppm --raw", 3962364561014201166u},
         {"a.ppm --raw --dither 16", 15351084196611578544u},
         {"a.ppm --raw --fit 9x9 --transparent 404040", 8912578082539820946u},
