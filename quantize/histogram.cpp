@@ -14,15 +14,17 @@ namespace {
 constexpr uint32_t kColours = 1u << 24;
 constexpr uint32_t kBinColours = 64;
 constexpr uint32_t kBins = kColours / kBinColours;
-constexpr uint32_t kCoarsest = 512;  // colours of a point
-constexpr uint32_t kMostPoints = 32768, kMostBinPoints = 65536;
+constexpr uint32_t kCubeColours = 512;  // of the cubes of 8 levels that keep sums, and of the coarsest points
+constexpr uint32_t kCubes = kColours / kCubeColours;
+constexpr uint32_t kMostPoints = 32768;
+constexpr uint32_t kManyCubes = kCubes / 4;  // with sums: a picture of which fine points are too many
 
-// The counters of the first bin are nobody's: pixels of bins that do not count are added there, too, so that the loop
+// The counters of the first bin are nobody's: pixels of bins that do not count are added there, too: the loop
 // has no branch.
-constexpr uint32_t kMostCounting = 12288;
+constexpr uint32_t kMostCounting = 26624;
 constexpr uint32_t kCounters = (1 + kMostCounting) * kBinColours;
 
-constexpr uint64_t kMostUncarried = UINT32_MAX / 4;  // sums grow by at most 3 a pixel
+constexpr uint64_t kMostUncarried = UINT32_MAX / 8;  // sums grow by at most 7 a pixel
 constexpr uint32_t kBlock = 64;                      // pixels counted together
 
 using LevelTable = std::array<uint32_t, 256>;
@@ -46,19 +48,19 @@ constexpr uint32_t levelOf(uint32_t number, uint32_t channel) {
            (number >> shift & 1);
 }
 
-constexpr std::array<SummingBin, kBinColours> makeSteps() {
-    std::array<SummingBin, kBinColours> steps{};
-    for (uint32_t i = 0; i < kBinColours; ++i) {
+constexpr std::array<SummingCube, kCubeColours> makeSteps() {
+    std::array<SummingCube, kCubeColours> steps{};
+    for (uint32_t i = 0; i < kCubeColours; ++i) {
         steps[i] = {uint64_t{1} << 32 | levelOf(i, 0), uint64_t{levelOf(i, 1)} << 32 | levelOf(i, 2)};
     }
     return steps;
 }
-constexpr std::array<SummingBin, kBinColours> kSteps = makeSteps();  // what a pixel adds, by its place in the bin
+constexpr std::array<SummingCube, kCubeColours> kSteps = makeSteps();  // what a pixel adds, by its place in the cube
 
 uint32_t high(uint64_t pair) { return static_cast<uint32_t>(pair >> 32); }
 uint32_t low(uint64_t pair) { return static_cast<uint32_t>(pair); }
 
-void add(SummingBin& bin, uint32_t at, uint32_t pixels) {
+void add(SummingCube& bin, uint32_t at, uint32_t pixels) {
     bin.pixelsRed += kSteps[at].pixelsRed * pixels;
     bin.greenBlue += kSteps[at].greenBlue * pixels;
 }
@@ -71,9 +73,9 @@ void addElsewhere(Histogram& h, uint32_t number, uint32_t pixels) {
         h.counters[place + number % kBinColours] += pixels;
         return;
     }
-    SummingBin& bin = h.sums[number / kBinColours];
-    h.summing += bin.pixelsRed == 0 && h.wideSums == nullptr;
-    add(bin, number % kBinColours, pixels);
+    SummingCube& cube = h.sums[number / kCubeColours];
+    h.summing += cube.pixelsRed == 0 && h.wideSums == nullptr;
+    add(cube, number % kCubeColours, pixels);
 }
 
 void addBlock(Histogram& h, const uint8_t* pixels, size_t step, uint32_t count) {
@@ -91,14 +93,14 @@ void addBlock(Histogram& h, const uint8_t* pixels, size_t step, uint32_t count) 
 
 bool carry(Histogram& h) {
     if (h.wideCounters == nullptr) h.wideCounters = static_cast<uint64_t*>(std::calloc(kCounters, sizeof(uint64_t)));
-    if (h.wideSums == nullptr) h.wideSums = static_cast<WideSums*>(std::calloc(kBins, sizeof(WideSums)));
+    if (h.wideSums == nullptr) h.wideSums = static_cast<WideSums*>(std::calloc(kCubes, sizeof(WideSums)));
     if (h.wideCounters == nullptr || h.wideSums == nullptr) return false;
     for (uint32_t i = 0; i < kCounters; ++i) {
         h.wideCounters[i] += h.counters[i];
         h.counters[i] = 0;
     }
-    for (uint32_t i = 0; i < kBins; ++i) {
-        SummingBin& bin = h.sums[i];
+    for (uint32_t i = 0; i < kCubes; ++i) {
+        SummingCube& bin = h.sums[i];
         h.wideSums[i].pixels += high(bin.pixelsRed);
         h.wideSums[i].above[0] += low(bin.pixelsRed);
         h.wideSums[i].above[1] += high(bin.greenBlue);
@@ -131,8 +133,8 @@ ColourPoint meanOf(const Gathered& g) {
     return point;
 }
 
-// What a bin has, or a cube within it, whose first colour this is.
-void gather(Gathered& g, uint32_t number, const SummingBin& narrow, const WideSums& wide) {
+// What a cube has whose first colour this is.
+void gather(Gathered& g, uint32_t number, const SummingCube& narrow, const WideSums& wide) {
     const uint64_t pixels = high(narrow.pixelsRed) + wide.pixels;
     const uint64_t above[] = {low(narrow.pixelsRed) + wide.above[0], high(narrow.greenBlue) + wide.above[1],
                               low(narrow.greenBlue) + wide.above[2]};
@@ -140,13 +142,13 @@ void gather(Gathered& g, uint32_t number, const SummingBin& narrow, const WideSu
     for (uint32_t c = 0; c < kChannels; ++c) g.sums[c] += pixels * levelOf(number, c) + above[c];
 }
 
-void gatherSums(const Histogram& h, uint32_t bin, Gathered& g) {
-    gather(g, bin * kBinColours, h.sums[bin], h.wideSums == nullptr ? WideSums{} : h.wideSums[bin]);
+void gatherSums(const Histogram& h, uint32_t cube, Gathered& g) {
+    gather(g, cube * kCubeColours, h.sums[cube], h.wideSums == nullptr ? WideSums{} : h.wideSums[cube]);
 }
 
 // Some of a bin's counters.
 void gatherCounters(const Histogram& h, uint32_t bin, uint32_t first, uint32_t count, Gathered& g) {
-    SummingBin narrow = {};
+    SummingCube narrow = {};
     WideSums wide = {};
     const uint32_t place = h.places[bin];
     for (uint32_t i = first; i < first + count; ++i) add(narrow, i, h.counters[place + i]);
@@ -169,13 +171,14 @@ uint32_t meansOf(const Histogram& h, uint32_t colours, ColourPoint* points) {
     };
     const uint32_t step = std::min(colours, kBinColours);
     for (uint32_t bin = 0; bin < kBins; ++bin, endCube(bin * kBinColours)) {
-        if (h.places[bin] == 0) {
-            if (h.summing > 0) gatherSums(h, bin, g);
-            continue;
+        if (bin * kBinColours % kCubeColours == 0) {
+            gatherSums(h, bin * kBinColours / kCubeColours, g);
+            if (colours < kCubeColours) endCube(bin * kBinColours);
         }
+        if (h.places[bin] == 0) continue;
         for (uint32_t i = 0; i < kBinColours; i += step) {
-            endCube(bin * kBinColours + i);
             gatherCounters(h, bin, i, step, g);
+            endCube(bin * kBinColours + i + step);
         }
     }
     return static_cast<uint32_t>(next - points);
@@ -201,7 +204,7 @@ bool makeHistogram(Histogram& h) {
     h = {};
     h.places = static_cast<uint32_t*>(std::calloc(kBins, sizeof(uint32_t)));
     h.counters = static_cast<uint32_t*>(std::calloc(kCounters, sizeof(uint32_t)));
-    h.sums = static_cast<SummingBin*>(std::calloc(kBins, sizeof(SummingBin)));
+    h.sums = static_cast<SummingCube*>(std::calloc(kCubes, sizeof(SummingCube)));
     return h.places != nullptr && h.counters != nullptr && h.sums != nullptr;
 }
 
@@ -245,9 +248,9 @@ bool countColour(Histogram& h, uint32_t colour, uint64_t pixels) {
 uint32_t pointsOfBins(const Histogram& h, ColourPoint** points) {
     uint32_t colours = kBinColours;
     uint32_t count = h.counting + h.summing;
-    if (count > kMostBinPoints) {
-        colours = kCoarsest;
-        count = kColours / kCoarsest;
+    if (h.summing > kManyCubes) {
+        colours = kCubeColours;
+        count = kCubes;
     }
     while (colours > 1 && h.summing == 0) {
         const uint32_t finer = cubes(h, colours / 8);

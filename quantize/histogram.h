@@ -1,6 +1,7 @@
-// histogram.h: how often colours appear, exactly as far as memory goes. Colours lie in bins of 4 x 4 x 4. The first
-// bins that are met count each of their 64 colours; where a picture has more of them than photographs have, later ones
-// keep exact sums. Called in the first pass as soon as there are too many colours for a list.
+// histogram.h: how often colours appear, exactly as far as memory goes. Colours lie in bins
+// of 4 x 4 x 4. The first bins that are met count each of their 64 colours; where a picture has more of them than most
+// photographs have, later ones keep exact sums together with those of their cube of 8 x 8 x 8. Called in the first pass
+// as soon as there are too many colours for a list.
 #ifndef TOLVA_QUANTIZE_HISTOGRAM_H
 #define TOLVA_QUANTIZE_HISTOGRAM_H
 
@@ -8,8 +9,8 @@
 
 namespace tolva {
 
-struct SummingBin {
-    uint64_t pixelsRed;  // two numbers of 32 bits each: pixels, and sums of what components lie above the bin's corner
+struct SummingCube {
+    uint64_t pixelsRed;  // two numbers of 32 bits each: pixels, and sums of what components lie above the cube's corner
     uint64_t greenBlue;
 };
 
@@ -22,11 +23,12 @@ struct WideSums {
 struct Histogram {
     uint32_t* places;  // where a counting bin's counters begin; 0: of another bin
     uint32_t* counters;
-    SummingBin* sums;
+    SummingCube* sums;
     uint64_t* wideCounters;
     WideSums* wideSums;
-    uint32_t counting, summing;  // bins
-    uint64_t uncarried;          // pixels
+    uint32_t counting;   // bins
+    uint32_t summing;    // cubes
+    uint64_t uncarried;  // pixels
 };
 
 bool makeHistogram(Histogram& h);  // false: no memory

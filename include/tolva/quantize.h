@@ -91,7 +91,7 @@ typedef struct TolvaPalette {
 int32_t tolvaQuantizeBegin(const TolvaQuantizeOrder* order, TolvaQuantizer** quantizer);
 
 /** First pass: adds rows to what the palette is made for. Every pixel counts, in sums of 64 bits. Costs one to two
- * nanoseconds a pixel. Rows are only read. */
+ * nanoseconds a pixel. Rows are only read. After kTolvaQuantizeNoMemory the quantizer can only be freed. */
 int32_t tolvaQuantizeCount(TolvaQuantizer* quantizer, const TolvaPixelRows* rows);
 
 /** Ends the first pass and gives the palette: the picture's own colours where they are no more than the order allows,
@@ -104,7 +104,7 @@ int32_t tolvaQuantizePalette(TolvaQuantizer* quantizer, TolvaPalette* palette);
  * (`indices` equal to the rows' pixels, both strides equal). Other rows than those of the first pass get indices
  * inside the palette, too. Transparent pixels get the key; without one (none was counted) the entry nearest to their
  * colour. With diffusion, rows must come from the top, all of one width; where the width changes the errors begin
- * anew. */
+ * anew; four or more rows at a time take half as long. */
 int32_t tolvaQuantizeMap(TolvaQuantizer* quantizer, const TolvaPixelRows* rows, uint8_t* indices, intptr_t indexStride);
 
 /** Frees it; null is allowed. */
