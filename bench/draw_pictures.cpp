@@ -130,5 +130,9 @@ int main(int count, char** arguments) {
     saveColour(landscape(4000, 3000), folder + "/landscape-12mp.ppm");
     saveColour(screenshot(3840, 2160), folder + "/screenshot-8mp.ppm");
     saveColour(gradient(1920, 1080), folder + "/gradient-2mp.ppm");
+    saveColour(noise(1920, 1080), folder + "/noise-2mp.ppm");
+    saveColour(noise(4000, 3000), folder + "/noise-12mp.ppm");
+    saveColour(screenshot(1920, 1080), folder + "/screenshot-2mp.ppm");
+    saveColour(noise(16, 16), folder + "/tiny.ppm");
     return 0;
 }
