@@ -60,3 +60,23 @@ TEST_F(Documents, CommandsRun) {
     }
     EXPECT_GT(ran, 10U);
 }
+
+TEST_F(Documents, ImageMagickWritesThroughTheProgramAndAlphaSurvives) {
+    std::filesystem::create_symlink(TOLVA_PROGRAM, path("tolva"));
+    makePng(path("in.png"), {.width = 4,
+                             .height = 2,
+                             .kind = 4,
+                             .samples = {9, 255, 9, 255, 9, 0, 9, 0,  //
+                                         9, 255, 9, 255, 9, 0, 9, 0}});
+    static const std::regex lines(R"(\n\n    (mkdir -p ~(?:.*\n)+?)(?=\n))"), indent("\n    ");
+    const std::string page = textOf(TOLVA_SOURCE "/docs/hosts.md");
+    std::smatch found;
+    ASSERT_TRUE(std::regex_search(page, found, lines));
+    const RunResult result =
+        shell("convert -version && export HOME=$PWD\n" + std::regex_replace(found[1].str(), indent, "\n"));
+    if (result.status == 77) GTEST_SKIP() << "ImageMagick's convert is not installed";
+    const SeenGif seen = seenIn(path("out.gif"));
+    ASSERT_EQ(std::pair(seen.width, seen.height), std::pair(2, 1)) << result.said;
+    EXPECT_NE(seen.pixelAt(0, 0), seen.transparent);
+    EXPECT_EQ(seen.pixelAt(1, 0), seen.transparent);
+}
