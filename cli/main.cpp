@@ -40,6 +40,7 @@ ExitStatus runCommand(const Options& options, const char* programWord) {
     if (options.command == Command::kShowVersion) return showVersion(options, programWord);
     catchStopSignals();
     if (options.command == Command::kExport) return exportPicture(options, programWord);
+    if (options.command == Command::kExportMany) return exportMany(options, programWord);
     return options.command == Command::kShowInfo ? showInfo(options, programWord) : runSetup(options, programWord);
 }
 

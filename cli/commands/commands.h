@@ -8,9 +8,11 @@
 namespace cli {
 
 ExitStatus exportPicture(const Options& options, const char* programWord);
+// tolva -d: a folder of GIFs.
+ExitStatus exportMany(const Options& options, const char* programWord);
 // tolva info: how many pixels will the GIF have?
 ExitStatus showInfo(const Options& options, const char* programWord);
-// tolva setup show, set and path.
+// tolva setup show, set, unset and path.
 ExitStatus runSetup(const Options& options, const char* programWord);
 
 }  // namespace cli

@@ -1,7 +1,7 @@
 // export.cpp: where does the GIF go, load the library and the settings, read the picture, plan its size, prepare it,
-// drive the device, put the file in its place. Called by main.
+// drive the device, put the file in its place. Called by main, and for each of many pictures by exportMany.
 
-#include "cli/commands/commands.h"
+#include "cli/commands/export.h"
 
 #include <string>
 
@@ -9,13 +9,11 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "cli/commands/commands.h"
 #include "cli/commands/source.h"
-#include "cli/library/library.h"
 #include "cli/library/session.h"
-#include "cli/output/output_file.h"
 #include "cli/picture/colours.h"
 #include "cli/picture/prepare.h"
-#include "cli/settings/profile.h"
 #include "cli/terminal/bar.h"
 
 namespace cli {
@@ -68,9 +66,17 @@ ExitStatus notePicture(const Options& options, const Library& library, const Pic
     return kExitDone;
 }
 
+// Counting takes a pass over the pixels.
+ExitStatus recordPicture(const Options& options, const Library& library, const Picture& picture, ExportRecord& record) {
+    record.width = picture.width;
+    record.height = picture.height;
+    return options.json ? countColours(library, picture, record.colours) : kExitDone;
+}
+
 ExitStatus writePicture(const Options& options, const Library& library, const Settings& settings, Picture& picture,
-                        OutputFile& output) {
+                        OutputFile& output, ExportRecord& record) {
     if (const ExitStatus failed = notePicture(options, library, picture)) return failed;
+    if (const ExitStatus failed = recordPicture(options, library, picture, record)) return failed;
     Prepared prepared = {.size = {}, .tone = toneOf(*settings.setup), .transparent = {}};
     if (const ExitStatus failed = planSource(options, library, settings, picture, prepared.size)) return failed;
     if (const ExitStatus failed = preparePicture(options, library, picture, prepared)) return failed;
@@ -86,25 +92,50 @@ ExitStatus writePicture(const Options& options, const Library& library, const Se
                                .fileName = output.libraryName.c_str(),
                                .hostFile = output.throughHost ? &output.hostFile : nullptr};
     if (const ExitStatus failed = runSession(library, order)) return failed;
-    return placeOutput(output);
+    if (picture.bitsPerPixel == kIndexBits) record.gifColours = picture.colours;
+    if (const ExitStatus failed = placeOutput(output)) return failed;
+    record.gif = output.summary;
+    return kExitDone;
+}
+
+ExitStatus locateTarget(const Options& options, OutputFile& output) {
+    if (const ExitStatus failed = checkTarget(options)) return failed;
+    return locateOutput(output, options.output, options.overwrite);
+}
+
+ExitStatus exportTo(OutputFile& output, const Options& options, const Library& library, const Settings& settings,
+                    ExportRecord& record) {
+    Picture picture;
+    if (const ExitStatus failed = readSource(options, library, settings, true, picture)) return failed;
+    return writePicture(options, library, settings, picture, output, record);
 }
 
 }  // namespace
 
-ExitStatus exportPicture(const Options& options, const char* programWord) {
-    OutputFile output;
-    Library library = {};
-    Settings settings;
-    Picture picture;
-    if (const ExitStatus failed = checkTarget(options)) return failed;
-    if (const ExitStatus failed = locateOutput(output, options.output, options.overwrite)) return failed;
+ExitStatus startExports(const Options& options, const char* programWord, Library& library, Settings& settings) {
     if (const ExitStatus failed = loadLibrary(library, options.library, programWord)) return failed;
     note("library: %s, version 0x%08x", library.path.c_str(), library.version);
     if (const ExitStatus failed = loadSettings(library, options.profile, settings)) return failed;
     if (const ExitStatus failed = applyOptions(options, *settings.setup)) return failed;
     startBar(options.verbosity != kQuiet);
-    if (const ExitStatus failed = readSource(options, library, settings, true, picture)) return failed;
-    return writePicture(options, library, settings, picture, output);
+    return kExitDone;
+}
+
+ExitStatus exportOne(const Options& options, const Library& library, const Settings& settings, ExportRecord& record) {
+    OutputFile output;
+    if (const ExitStatus failed = locateTarget(options, output)) return failed;
+    return exportTo(output, options, library, settings, record);
+}
+
+// The target is looked at before anything is loaded.
+ExitStatus exportPicture(const Options& options, const char* programWord) {
+    OutputFile output;
+    Library library = {};
+    Settings settings;
+    ExportRecord record = {};
+    if (const ExitStatus failed = locateTarget(options, output)) return failed;
+    if (const ExitStatus failed = startExports(options, programWord, library, settings)) return failed;
+    return exportTo(output, options, library, settings, record);
 }
 
 }  // namespace cli

@@ -6,13 +6,13 @@
 #include <cmath>
 #include <cstdio>
 
+#include "cli/commands/json_line.h"
 #include "cli/commands/source.h"
 #include "cli/library/library.h"
 #include "cli/library/output_size.h"
 #include "cli/picture/colours.h"
 #include "cli/picture/reduce.h"
 #include "cli/settings/profile.h"
-#include "cli/terminal/json.h"
 #include "cli/terminal/text.h"
 
 namespace cli {
@@ -45,19 +45,19 @@ ExitStatus askLibrary(const Library& library, const Settings& settings, const Pi
     return kExitDone;
 }
 
-std::string jsonCount(uint32_t colours) { return colours < kTolvaManyColours ? std::to_string(colours) : "null"; }
-
-void printObject(const Options& options, const Settings& settings, const Picture& picture, const Info& info) {
-    const bool loaded = settings.loaded;
-    std::printf("{\"picture\": %s, \"pictureWidth\": %u, \"pictureHeight\": %u, ", jsonText(options.picture).c_str(),
-                picture.width, picture.height);
-    if (!options.raw) std::printf("\"colours\": %s, ", jsonCount(info.colours).c_str());
-    std::printf("\"profile\": %s, \"section\": %s, ", loaded ? jsonText(settings.setup->profilePath).c_str() : "null",
-                loaded ? jsonText(settings.setup->sectionName).c_str() : "null");
-    std::printf(
-        "\"width\": %.0f, \"height\": %.0f, \"bitsPerPixel\": %d, \"roundedUpWidth\": %d, \"roundedUpHeight\": %d}\n",
-        info.size.width, info.size.height, info.answer[kTolvaInfoBitsPerPixel], info.answer[kTolvaInfoPixelWidth],
-        info.answer[kTolvaInfoPixelHeight]);
+ExitStatus printObject(const Options& options, const Settings& settings, const Picture& picture, const Info& info) {
+    Json object = pictureObject(options.picture);
+    object["pictureWidth"] = picture.width;
+    object["pictureHeight"] = picture.height;
+    if (!options.raw) object["colours"] = countedColours(info.colours);
+    object["profile"] = settings.loaded ? Json(settings.setup->profilePath) : Json();
+    object["section"] = settings.loaded ? Json(settings.setup->sectionName) : Json();
+    object["width"] = static_cast<int64_t>(info.size.width);
+    object["height"] = static_cast<int64_t>(info.size.height);
+    object["bitsPerPixel"] = info.answer[kTolvaInfoBitsPerPixel];
+    object["roundedUpWidth"] = info.answer[kTolvaInfoPixelWidth];
+    object["roundedUpHeight"] = info.answer[kTolvaInfoPixelHeight];
+    return printLine(object);
 }
 
 // What an export would do, as far as it can be told without doing it.
@@ -101,11 +101,8 @@ ExitStatus showInfo(const Options& options, const char* programWord) {
     }
     if (const ExitStatus failed = planSource(options, library, settings, picture, info.size)) return failed;
     if (const ExitStatus failed = askLibrary(library, settings, picture, info.answer)) return failed;
-    if (options.json) {
-        printObject(options, settings, picture, info);
-    } else {
-        printText(options, picture, info);
-    }
+    if (options.json) return printObject(options, settings, picture, info);
+    printText(options, picture, info);
     return flushOutput();
 }
 

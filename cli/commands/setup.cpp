@@ -69,7 +69,7 @@ ExitStatus showPath(const Library& library, const Options& options) {
     return flushOutput();
 }
 
-// ---- set ----
+// ---- set and unset ----
 
 struct Change {
     const Library& library;
@@ -78,11 +78,13 @@ struct Change {
     ProfileCopy copy;
 };
 
-// A file whose lines end with CR alone has an open end after every rewrite.
-ExitStatus writeKey(const Change& change, const std::string& section, const char* key, const std::string& value) {
+bool sets(const Change& change) { return change.options.command == Command::kSetSetting; }
+
+// Without a value the key goes. A file whose lines end with CR alone has an open end after every rewrite.
+ExitStatus writeKey(const Change& change, const std::string& section, const char* key, const char* value) {
     errno = 0;
-    const bool written = change.library.calls.WritePrivateProfileString(section.c_str(), key, value.c_str(),
-                                                                        change.copy.path.c_str()) == 1;
+    const bool written =
+        change.library.calls.WritePrivateProfileString(section.c_str(), key, value, change.copy.path.c_str()) == 1;
     return written && endLastLine(change.copy.path) ? kExitDone : refuseCopy(change.held);
 }
 
@@ -96,7 +98,7 @@ bool hasKey(const Change& change, const std::string& section, const std::string&
 ExitStatus writeMissingKey(const Change& change, const std::string& section, const char* key,
                            const std::string& value) {
     if (hasKey(change, section, key)) return kExitDone;
-    if (!hasKey(change, section, std::string(key) + ' ')) return writeKey(change, section, key, value);
+    if (!hasKey(change, section, std::string(key) + ' ')) return writeKey(change, section, key, value.c_str());
     return refuseChange(change.held, "in [" + section + "] a space before the \"=\" hides " + key);
 }
 
@@ -114,6 +116,14 @@ ExitStatus checkLoaded(const Change& change, const std::string& section) {
                         std::string("something else in the file would be loaded in place of ") + key.profileKey);
 }
 
+// A second line of the name, or one with a space behind it, would be left.
+ExitStatus removeKey(const Change& change, const std::string& section) {
+    const char* const key = change.options.key->profileKey;
+    if (const ExitStatus failed = writeKey(change, section, key, nullptr)) return failed;
+    if (!hasKey(change, section, key)) return kExitDone;
+    return refuseChange(change.held, std::string("not every line of ") + key + " could be removed");
+}
+
 // What the library did not find at first may be what it failed to read: now it is there to be found.
 ExitStatus checkPlace(const Change& change) {
     ProfilePlace place = {};
@@ -129,10 +139,11 @@ ExitStatus changeCopy(const Change& change, std::string& section) {
     choice.file = change.copy.path.c_str();
     if (const ExitStatus failed = locateProfile(change.library, choice, place)) return failed;
     section = place.section;
+    if (!sets(change)) return removeKey(change, section);
     if (const ExitStatus failed = writeMissingKey(change, kModuleSection, kSectionKey, section)) return failed;
     if (const ExitStatus failed = writeMissingKey(change, section, kDriverKey, place.driverName)) return failed;
     const std::string value = profileText(key, change.options.value);
-    if (const ExitStatus failed = writeKey(change, section, key.profileKey, value)) return failed;
+    if (const ExitStatus failed = writeKey(change, section, key.profileKey, value.c_str())) return failed;
     return checkLoaded(change, section);
 }
 
@@ -140,6 +151,10 @@ ExitStatus changeProfile(const Library& library, const Options& options) {
     ProfilePlace place = {};
     if (const ExitStatus failed = locateProfile(library, options.profile, place)) return failed;
     if (const ExitStatus failed = needEntries(library, EntryGroup::kProfiles)) return failed;
+    if (options.command == Command::kUnsetSetting && access(place.path.c_str(), F_OK) != 0 && errno == ENOENT) {
+        if (options.verbosity != kQuiet) std::printf("%s: does not exist\n", shownText(place.path).c_str());
+        return kExitDone;
+    }
     Change change = {.library = library, .options = options, .held = {}, .copy = {}};
     if (const ExitStatus failed = holdProfile(place.path, change.held)) return failed;
     if (const ExitStatus failed = checkPlace(change)) return failed;
@@ -147,15 +162,17 @@ ExitStatus changeProfile(const Library& library, const Options& options) {
     std::string section;
     if (const ExitStatus failed = changeCopy(change, section)) return failed;
     const SettingKey& key = *options.key;
-    const std::vector<std::string> added = {"[", std::string(kSectionKey) + '=', std::string(kDriverKey) + '='};
+    std::vector<std::string> added;
+    if (sets(change)) added = {"[", std::string(kSectionKey) + '=', std::string(kDriverKey) + '='};
     if (const ExitStatus failed = replaceProfile(change.held, change.copy.path, key.profileKey, added)) return failed;
     if (options.verbosity == kQuiet) return kExitDone;
-    std::printf("%s: [%s] %s=%s\n", shownText(change.held.shown).c_str(), shownText(section).c_str(), key.profileKey,
-                profileText(key, options.value).c_str());
+    const std::string value = sets(change) ? '=' + profileText(key, options.value) : " is not set";
+    std::printf("%s: [%s] %s%s\n", shownText(change.held.shown).c_str(), shownText(section).c_str(), key.profileKey,
+                value.c_str());
     return kExitDone;
 }
 
-ExitStatus setSetting(const Library& library, const Options& options) {
+ExitStatus changeSetting(const Library& library, const Options& options) {
     const ExitStatus status = changeProfile(library, options);
     // Said, and no more: the setting stands.
     static_cast<void>(flushOutput());
@@ -168,7 +185,8 @@ ExitStatus runSetup(const Options& options, const char* programWord) {
     Library library = {};
     if (const ExitStatus failed = loadLibrary(library, options.library, programWord)) return failed;
     if (options.command == Command::kShowSettings) return showSettings(library, options);
-    return options.command == Command::kSetSetting ? setSetting(library, options) : showPath(library, options);
+    if (options.command == Command::kShowProfilePath) return showPath(library, options);
+    return changeSetting(library, options);
 }
 
 }  // namespace cli

@@ -16,6 +16,8 @@ bool takesFile(const OptionRow& row) {
            (std::strcmp(row.argument, "FILE") == 0 || std::strcmp(row.argument, "PATH") == 0);
 }
 
+bool takesFolder(const OptionRow& row) { return row.argument != nullptr && std::strcmp(row.argument, "FOLDER") == 0; }
+
 // The argument's words, one of which is wanted, with a space between them; empty where there are none to choose from.
 std::string wordsOf(const OptionRow& row) {
     if (row.argument == nullptr || std::strchr(row.argument, '|') == nullptr) return {};
@@ -58,6 +60,8 @@ void printBashRow(const OptionRow& row) {
     std::cout << "    " << namesOf(row, " | ") << ")\n";
     if (takesFile(row)) {
         std::cout << "      _filedir\n";
+    } else if (takesFolder(row)) {
+        std::cout << "      _filedir -d\n";
     } else if (!wordsOf(row).empty()) {
         std::cout << "      mapfile -t COMPREPLY < <(compgen -W '" << wordsOf(row) << "' -- \"$cur\")\n";
     }
@@ -76,6 +80,8 @@ void printZshRow(const OptionRow& row) {
     std::string ending = '[' + told + ']';
     if (takesFile(row)) {
         ending += ":file:_files";
+    } else if (takesFolder(row)) {
+        ending += ":folder:_files -/";
     } else if (!wordsOf(row).empty()) {
         ending += ":word:(" + wordsOf(row) + ')';
     } else if (row.argument != nullptr) {

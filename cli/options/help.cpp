@@ -13,8 +13,9 @@ constexpr size_t kHelpColumn = 26;
 
 constexpr char kUsage[] =
     "Usage: tolva [OPTION]... PICTURE -o FILE\n"
+    "       tolva [OPTION]... -d FOLDER PICTURE...\n"
     "       tolva [OPTION]... info PICTURE\n"
-    "       tolva [OPTION]... setup show | set KEY VALUE | path\n"
+    "       tolva [OPTION]... setup show | set KEY VALUE | unset KEY | path\n"
     "Writes PICTURE as a GIF. PICTURE is a PNM, PNG or JPEG file, told by its content; - is standard\n"
     "input. Of several pictures in it the first is taken. More than 256 colours are reduced to 256.\n"
     "\n";
@@ -23,10 +24,11 @@ constexpr char kRest[] =
     "\n"
     "COLOUR is RRGGBB or RGB in hexadecimal digits, with or without a # in front, black or white.\n"
     "\n"
-    "info PICTURE tells how many pixels the GIF will have; with --json as one object. A picture of\n"
-    "that name, or named setup, is exported as ./info.\n"
+    "info PICTURE tells how many pixels the GIF will have. With --json it prints an object, and so\n"
+    "does -d FOLDER for every picture. A picture named info or setup is exported as ./info.\n"
     "\n"
-    "setup show prints the settings in force, setup path where they stand, setup set changes one:\n"
+    "setup show prints the settings in force, setup path where they stand; setup set changes one, and\n"
+    "setup unset leaves it to its default:\n"
     "  colour-mode             a word of --tone\n"
     "  size-mode               picture, saved (width and height count) or screen\n"
     "  width, height           inches, {inches}\n"
@@ -35,7 +37,7 @@ constexpr char kRest[] =
     "                          dots per inch, {dots}\n"
     "\n"
     "Exit status: 0 done, 1 export failed, 2 wrong usage, 3 picture or profile refused, 4 GIF or\n"
-    "profile not written, 5 stopped by the user.\n";
+    "profile not written, 5 stopped by the user; of many pictures the highest.\n";
 
 // In two columns; a left one that does not fit has its own line.
 void printRow(const OptionRow& row) {

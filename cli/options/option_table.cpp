@@ -149,6 +149,16 @@ const OptionRow kOptionTable[kOptionRows] = {
      kForExport, [](const char* value, Options& o) { o.output = value; return kExitDone; }},
     {"force",            'f', nullptr,   "overwrite FILE, but never PICTURE itself",
      kForExport, [](const char*, Options& o) { o.overwrite = true; return kExitDone; }},
+    {"directory",        'd', "FOLDER",  "export many pictures, in a process each: the GIF of PICTURE goes to\n"
+                                        "FOLDER under its name with .gif for its ending; a profile is read\n"
+                                        "only where one is named; at the end stands a summary",
+     kForExport, [](const char* value, Options& o) { o.folder = value; return kExitDone; }},
+    {"files-from",       0,   "FILE",    "of FILE, or of - for standard input, each line names a PICTURE",
+     kForExport, [](const char* value, Options& o) { o.namesFile = value; return kExitDone; }},
+    {"null",             0,   nullptr,   "a zero byte ends each name there, not the line (find -print0)",
+     kForExport, [](const char*, Options& o) { o.namesEndInZero = true; return kExitDone; }},
+    {"skip-existing",    0,   nullptr,   "leave out pictures whose GIF is there, to resume; -f makes them anew",
+     kForExport, [](const char*, Options& o) { o.skipExisting = true; return kExitDone; }},
     {"interlace",        0,   nullptr,   "write the rows in four passes, coarse to fine",
      kForPictures, [](const char*, Options& o) { o.interlace = true; return kExitDone; }},
     {"transparent",      0,   "COLOUR",  "pixels of this colour, after --tone, become transparent; of a\n"
@@ -187,8 +197,8 @@ const OptionRow kOptionTable[kOptionRows] = {
      kForPictures, takeMaxPixels},
     {"write-by-library", 0,   nullptr,   nullptr,  // for tests and measurements
      kForPictures, [](const char*, Options& o) { o.writeByLibrary = true; return kExitDone; }},
-    {"json",             0,   nullptr,   nullptr,  // --help tells of it with info
-     kForInfo, [](const char*, Options& o) { o.json = true; return kExitDone; }},
+    {"json",             0,   nullptr,   nullptr,  // --help tells of it with info and -d
+     kForPictures, [](const char*, Options& o) { o.json = true; return kExitDone; }},
     {"profile",          0,   "FILE",    "settings to start from, under the options above (libtolva.ini in\n"
                                         "the folder that INIDIR names, or in the current one)",
      kForAll, takeProfile},

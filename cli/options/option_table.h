@@ -27,7 +27,7 @@ struct OptionRow {
     ExitStatus (*set)(const char* value, Options& options);  // says what is wanted where the value is none of that
 };
 
-inline constexpr size_t kOptionRows = 25;
+inline constexpr size_t kOptionRows = 29;
 extern const OptionRow kOptionTable[kOptionRows];  // in the order of --help
 
 // Limits stand in the texts as names.

@@ -47,12 +47,36 @@ ExitStatus takePicture(int count, char** words, Options& options) {
     return kExitDone;
 }
 
+// What a list names is checked where it is read.
+ExitStatus takeMany(int count, char** words, Options& options) {
+    options.command = Command::kExportMany;
+    if (options.output != nullptr) return fail(kExitWrongUsage, "-o and -d exclude each other");
+    if (options.overwrite && options.skipExisting) {
+        return fail(kExitWrongUsage, "--force and --skip-existing exclude each other");
+    }
+    if (options.namesEndInZero && options.namesFile == nullptr) {
+        return fail(kExitWrongUsage, "--null goes with --files-from");
+    }
+    if (count == 0 && options.namesFile == nullptr) return fail(kExitWrongUsage, "no picture is named (see --help)");
+    options.pictures = words;
+    options.pictureCount = static_cast<size_t>(count);
+    // What lies in the folder where a batch is started is not meant for it.
+    options.profile.none = options.profile.file == nullptr && options.profile.section == nullptr;
+    return kExitDone;
+}
+
 ExitStatus takeExport(int count, char** words, Options& options) {
+    if (options.folder != nullptr) return takeMany(count, words, options);
+    const char* const ofMany = options.namesFile != nullptr ? "--files-from"
+                               : options.namesEndInZero     ? "--null"
+                               : options.skipExisting       ? "--skip-existing"
+                                                            : nullptr;
+    if (ofMany != nullptr) return fail(kExitWrongUsage, "%s goes with -d", ofMany);
     if (count == 2 && options.output == nullptr) {
         return fail(kExitWrongUsage, "the output is named with -o: -o %s", words[1]);
     }
     if (const ExitStatus failed = takePicture(count, words, options)) return failed;
-    if (options.json) return fail(kExitWrongUsage, "--json goes with info");
+    if (options.json) return fail(kExitWrongUsage, "--json goes with info or -d");
     if (options.output == nullptr || options.output[0] == '\0') {
         return fail(kExitWrongUsage, "the output is not named: -o FILE (see --help)");
     }
@@ -61,31 +85,35 @@ ExitStatus takeExport(int count, char** words, Options& options) {
 
 ExitStatus takeInfo(int count, char** words, Options& options) {
     options.command = Command::kShowInfo;
-    if (options.output != nullptr) return fail(kExitWrongUsage, "info writes no GIF: -o does not go with it");
+    if (options.exportOption != nullptr) {
+        return fail(kExitWrongUsage, "info writes no GIF: --%s does not go with it", options.exportOption);
+    }
     return takePicture(count, words, options);
 }
 
 ExitStatus takeSet(int count, char** words, Options& options) {
-    options.command = Command::kSetSetting;
-    if (count != 2) return fail(kExitWrongUsage, "setup set wants a key and a value (see --help)");
-    if (options.profile.none) return fail(kExitWrongUsage, "setup set changes a profile: --no-profile excludes it");
-    options.key = findSettingKey(words[0]);
-    if (options.key == nullptr) return fail(kExitWrongUsage, "%s is no setting (see --help)", words[0]);
-    return parseSetting(*options.key, options.key->word, words[1], options.value);
+    const bool sets = std::strcmp(words[0], "set") == 0;
+    options.command = sets ? Command::kSetSetting : Command::kUnsetSetting;
+    if (count != (sets ? 3 : 2)) {
+        return fail(kExitWrongUsage, "setup %s wants a key%s (see --help)", words[0], sets ? " and a value" : "");
+    }
+    if (options.profile.none) {
+        return fail(kExitWrongUsage, "setup %s changes a profile: --no-profile excludes it", words[0]);
+    }
+    options.key = findSettingKey(words[1]);
+    if (options.key == nullptr) return fail(kExitWrongUsage, "%s is no setting (see --help)", words[1]);
+    return sets ? parseSetting(*options.key, options.key->word, words[2], options.value) : kExitDone;
 }
 
 ExitStatus takeSetup(int count, char** words, Options& options) {
-    if (options.pictureOption != nullptr) {
-        return fail(kExitWrongUsage, "--%s does not go with setup", options.pictureOption);
-    }
-    if (options.json || options.output != nullptr || options.overwrite) {
-        return fail(kExitWrongUsage, "%s does not go with setup", options.json ? "--json" : "-o or -f");
+    for (const char* const option : {options.pictureOption, options.exportOption}) {
+        if (option != nullptr) return fail(kExitWrongUsage, "--%s does not go with setup", option);
     }
     const char* const verb = count == 0 ? "" : words[0];
-    if (std::strcmp(verb, "set") == 0) return takeSet(count - 1, words + 1, options);
+    if (std::strcmp(verb, "set") == 0 || std::strcmp(verb, "unset") == 0) return takeSet(count, words, options);
     const bool shows = std::strcmp(verb, "show") == 0;
     if (count != 1 || (!shows && std::strcmp(verb, "path") != 0)) {
-        return fail(kExitWrongUsage, "setup is followed by show, by set KEY VALUE or by path");
+        return fail(kExitWrongUsage, "setup is followed by show, set KEY VALUE, unset KEY or path");
     }
     if (!shows && options.profile.none) return fail(kExitWrongUsage, "setup path and --no-profile exclude each other");
     options.command = shows ? Command::kShowSettings : Command::kShowProfilePath;
@@ -142,6 +170,7 @@ ExitStatus parseOptions(int count, char** words, Options& options) {
         if (option == '?') return fail(kExitWrongUsage, "%s is no option (see --help)", words[optind - 1]);
         const OptionRow& row = rowOf(option);
         if (row.commands == kForPictures) options.pictureOption = row.name;
+        if (row.commands == kForExport) options.exportOption = row.name;
         if (const ExitStatus failed = row.set(optarg, options)) return failed;
     }
     return takeOperands(count - optind, words + optind, options);

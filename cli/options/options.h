@@ -13,7 +13,17 @@
 
 namespace cli {
 
-enum class Command { kExport, kShowHelp, kShowVersion, kShowSettings, kSetSetting, kShowProfilePath, kShowInfo };
+enum class Command {
+    kExport,
+    kExportMany,
+    kShowHelp,
+    kShowVersion,
+    kShowSettings,
+    kSetSetting,
+    kUnsetSetting,
+    kShowProfilePath,
+    kShowInfo
+};
 enum class SizeRequest { kAsPicture, kFitPixels, kFitInches };
 
 inline constexpr uint64_t kDefaultMostPixels = 200'000'000;
@@ -32,11 +42,17 @@ struct ProfileChoice {
 struct Options {
     Command command;
     ProfileChoice profile;
-    const SettingKey* key;  // to set
+    const SettingKey* key;  // to set or unset
     double value;
     bool json;
     const char* picture;
     const char* output;
+    const char* folder;  // of the GIFs of many pictures; null: there is one
+    char** pictures;     // those of the command line
+    size_t pictureCount;
+    const char* namesFile;  // that names more of them, or null
+    bool namesEndInZero;    // not with their line
+    bool skipExisting;
     const char* library;  // null: looked for
     bool overwrite;
     Verbosity verbosity;
@@ -55,6 +71,7 @@ struct Options {
     Box box;                    // pixels or inches
     int resolution;             // dots per inch; 0: as the settings say
     const char* pictureOption;  // the last option that only pictures have, or null
+    const char* exportOption;   // and that only exports have
 };
 
 ExitStatus parseOptions(int count, char** words, Options& options);

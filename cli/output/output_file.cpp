@@ -15,7 +15,6 @@
 #include <unistd.h>
 
 #include "cli/output/descriptors.h"
-#include "cli/output/gif_check.h"
 #include "cli/terminal/stop.h"
 
 namespace cli {
@@ -35,7 +34,8 @@ constexpr int kCrashSignals[] = {SIGSEGV, SIGBUS, SIGABRT, SIGFPE, SIGILL};
 // ---- The one cleaning up that a crash of the library leaves to do ----
 
 volatile sig_atomic_t crashFolder = -1;
-char crashName[64];
+char ownName[kTemporaryNameBytes];
+char* crashName = ownName;
 
 // The handler went away when it ran; the signal, raised again, ends the process as it would have on return from here.
 extern "C" void removeOnCrash(int signal) {
@@ -45,7 +45,7 @@ extern "C" void removeOnCrash(int signal) {
 
 // A process that runs out of memory in the library ends by such a signal. Handlers of others, a sanitizer's say, stay.
 void removeTemporaryOnCrash(const OutputFile& output) {
-    std::snprintf(crashName, sizeof crashName, "%s", output.temporaryName.c_str());
+    std::snprintf(crashName, kTemporaryNameBytes, "%s", output.temporaryName.c_str());
     crashFolder = output.folder;
     struct sigaction action = {};
     action.sa_handler = removeOnCrash;
@@ -197,9 +197,9 @@ ExitStatus streamToTarget(OutputFile& output) {
     return status;
 }
 
-bool isGif(const OutputFile& output, GifSummary& summary) {
-    if (!output.streamed) return summariseGif(output.temporary, summary);
-    return summariseGif(output.hostFile.bytes, output.hostFile.size, summary);
+bool isGif(OutputFile& output) {
+    if (!output.streamed) return summariseGif(output.temporary, output.summary);
+    return summariseGif(output.hostFile.bytes, output.hostFile.size, output.summary);
 }
 
 // With errno where the file could not be read.
@@ -222,6 +222,8 @@ ExitStatus locateOutput(OutputFile& output, const char* path, bool overwrite) {
     return output.streamed ? kExitDone : locateFile(output);
 }
 
+void keepTemporaryName(char* place) { crashName = place; }
+
 ExitStatus openOutput(OutputFile& output, bool throughHost) {
     output.throughHost = throughHost || output.streamed;
     if (output.streamed) return kExitDone;
@@ -241,12 +243,11 @@ ExitStatus placeOutput(OutputFile& output) {
         return failWithErrno(output, "");
     }
     if (stopRequested()) return kExitStopped;
-    GifSummary summary = {};
     errno = 0;
-    if (!isGif(output, summary)) return reportBroken(output);
+    if (!isGif(output)) return reportBroken(output);
     if (const ExitStatus failed = output.streamed ? streamToTarget(output) : renameOverTarget(output)) return failed;
-    note("%s: %u x %u pixels, %lld bytes", output.shown, summary.width, summary.height,
-         static_cast<long long>(summary.bytes));
+    note("%s: %u x %u pixels, %lld bytes", output.shown, output.summary.width, output.summary.height,
+         static_cast<long long>(output.summary.bytes));
     return kExitDone;
 }
 

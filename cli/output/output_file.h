@@ -9,10 +9,13 @@
 #include <fcntl.h>
 #include <sys/types.h>
 
+#include "cli/output/gif_check.h"
 #include "cli/output/host_file.h"
 #include "cli/terminal/messages.h"
 
 namespace cli {
+
+inline constexpr size_t kTemporaryNameBytes = 64;
 
 struct OutputFile {
     const char* shown = nullptr;  // the name in messages
@@ -29,6 +32,7 @@ struct OutputFile {
     std::string temporaryName;  // in the folder
     std::string libraryName;    // what the driver is told to open where it writes by itself
     HostFile hostFile;
+    GifSummary summary = {};  // once it stands in its place
 
     OutputFile() = default;
     OutputFile(const OutputFile&) = delete;
@@ -38,6 +42,9 @@ struct OutputFile {
 
 // Finds out where the path leads and refuses what could not take its place in the end. Writes nothing yet.
 ExitStatus locateOutput(OutputFile& output, const char* path, bool overwrite);
+// From here on the name of a temporary file stands at `place` as soon as it is made: of memory that is shared, for a
+// process that outlives this one and removes what this one could not.
+void keepTemporaryName(char* place);
 // Makes the temporary file, or where there is to be none, memory. `throughHost`: whether the file, too, is to be
 // written by the host and not by the library, which knows less of what went wrong. Where it is not, this changes to the
 // target's folder.

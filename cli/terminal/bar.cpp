@@ -11,7 +11,7 @@
 namespace cli {
 namespace {
 
-constexpr int kBarCells = 40;
+constexpr size_t kBarCells = 40;
 constexpr int kWhole = 100;                         // percent
 constexpr int kStageEnds[] = {25, 50, 75, kWhole};  // in the order of Stage
 constexpr int kNowhere = -1;
@@ -21,6 +21,14 @@ bool isDrawn = false;
 int reached = kNowhere;
 int stageStart = 0;
 int stageEnd = kWhole;
+
+void drawCells(size_t filled) {
+    char cells[kBarCells + 1] = {};
+    std::memset(cells, ' ', kBarCells);
+    std::memset(cells, '#', filled);
+    std::fprintf(stderr, "\r[%s]", cells);
+    isDrawn = true;
+}
 
 }  // namespace
 
@@ -37,12 +45,15 @@ void showPart(uint64_t done, uint64_t whole) {
     const int percent = stageStart + static_cast<int>(part * (stageEnd - stageStart));
     if (percent <= reached) return;  // the bar never goes back
     reached = percent;
-    isDrawn = true;
-    char cells[kBarCells + 1] = {};
-    const int filled = percent * kBarCells / kWhole;
-    std::memset(cells, ' ', kBarCells);
-    std::memset(cells, '#', static_cast<size_t>(filled));
-    std::fprintf(stderr, "\r[%s] %3d %%", cells, percent);
+    drawCells(static_cast<size_t>(percent) * kBarCells / kWhole);
+    std::fprintf(stderr, " %3d %%", percent);
+    std::fflush(stderr);
+}
+
+void showCount(size_t done, size_t whole, const char* remark) {
+    if (!barWanted) return;
+    drawCells(done * kBarCells / whole);
+    std::fprintf(stderr, " %zu of %zu%s", done, whole, remark);
     std::fflush(stderr);
 }
 

@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <cstring>
 #include <string>
+#include <string_view>
 
 #include "cli/terminal/bar.h"
 #include "cli/terminal/text.h"
@@ -17,21 +18,38 @@ namespace {
 constexpr int kLongestLine = 8192;  // room for a path of the system's longest and its sentence
 
 Verbosity chosenVerbosity = kNormal;
+const char* lineSubject = nullptr;
+char* keptFailure = nullptr;
+size_t keptBytes = 0;
 
 // One write a line: the messages of several programs in a pipeline then do not mix within a line.
 void printLine(const char* format, va_list arguments) {
     char text[kLongestLine];
     std::vsnprintf(text, sizeof text, format, arguments);
     clearBar();
-    std::fputs(("tolva: " + shownText(text) + '\n').c_str(), stderr);
+    const std::string subject = lineSubject == nullptr ? "" : std::string(lineSubject) + ": ";
+    const std::string_view line = text;
+    std::fputs(("tolva: " + shownText(line.starts_with(subject) ? text : subject + text) + '\n').c_str(), stderr);
 }
 
 }  // namespace
 
 void setVerbosity(Verbosity verbosity) { chosenVerbosity = verbosity; }
 
+void setSubject(const char* subject) { lineSubject = subject; }
+
+void keepFailures(char* text, size_t size) {
+    keptFailure = text;
+    keptBytes = size;
+}
+
 ExitStatus fail(ExitStatus status, const char* format, ...) {
     va_list arguments;
+    if (keptFailure != nullptr) {
+        va_start(arguments, format);
+        std::vsnprintf(keptFailure, keptBytes, format, arguments);
+        va_end(arguments);
+    }
     va_start(arguments, format);
     printLine(format, arguments);
     va_end(arguments);

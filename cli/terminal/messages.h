@@ -3,6 +3,8 @@
 #ifndef TOLVA_CLI_TERMINAL_MESSAGES_H
 #define TOLVA_CLI_TERMINAL_MESSAGES_H
 
+#include <cstddef>
+
 namespace cli {
 
 enum ExitStatus {
@@ -17,6 +19,11 @@ enum ExitStatus {
 enum Verbosity { kQuiet, kNormal, kVerbose };
 
 void setVerbosity(Verbosity verbosity);
+// Where a run has many pictures: from here on every line tells its `subject`, which stands in front where the line does
+// not begin with it, unless it is null.
+void setSubject(const char* subject);
+// And what `fail` says goes here too, cut to fit.
+void keepFailures(char* text, size_t size);
 
 // Says why it ends and hands the status back, so that a function leaves where it fails in one line.
 [[nodiscard, gnu::format(printf, 2, 3)]] ExitStatus fail(ExitStatus status, const char* format, ...);

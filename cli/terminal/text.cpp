@@ -1,4 +1,4 @@
-// text.cpp: what may be printed as it is. Called by messages, by json and by the commands that print names.
+// text.cpp: what may be printed as it is. Called by messages, and by the commands that print names.
 
 #include "cli/terminal/text.h"
 

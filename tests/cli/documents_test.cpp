@@ -35,7 +35,7 @@ class Documents : public Pictures {
     // A line stands for itself: it finds no GIF of another. 77 where the tool that it begins with is not there.
     RunResult shell(const std::string& line) {
         const std::string tool = line.substr(0, line.find(' ')),
-                          ready = "rm -f *.gif; command -v " + tool + " || exit 77";
+                          ready = "rm -f *.gif gifs/*; command -v " + tool + " || exit 77";
         const Words path = {"env", "PATH=" + folder + ":/usr/bin:/bin"};
         return runProgram({.before = path, .words = {"sh", "-c", ready + "; " + line}, .folder = folder});
     }
@@ -46,6 +46,8 @@ class Documents : public Pictures {
 TEST_F(Documents, CommandsRun) {
     size_t ran = 0;
     std::filesystem::create_symlink(TOLVA_PROGRAM, path("tolva"));
+    for (const char* const name : {"gifs", "pictures"}) std::filesystem::create_directory(path(name));
+    write("pictures/a.pgm", greyMap(9, 7));
     std::vector<std::filesystem::path> pages = {TOLVA_SOURCE "/README.md"};
     for (const auto& entry : std::filesystem::directory_iterator(TOLVA_SOURCE "/docs")) {
         if (entry.path().extension() == ".md") pages.push_back(entry.path());

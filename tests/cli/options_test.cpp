@@ -21,16 +21,17 @@ TEST_F(CommandLine, WrongUsageEndsWith2AndWritesNothing) {
           "--fit 1e1x10", "--fit 4294967297x1", "--fit 10x10 --size 1x1", "--size 0.03x1", "--size 1x22.1",
           "--size nanx1", "--size 1,5x1", "--size 1x1 --resolution 31", "--size 1x1 --resolution 401",
           "--resolution 96", "--fit 9x9 --resolution 96", "--json", "--colours 1", "--colours 257", "--colours x",
-          "--raw --colours 9", "--raw --dither none", "--raw --dither diffusion", "--raw --fit 9x9 --enlarge",
+          "--raw --colours 9", "--raw --dither none", "--raw --dither diffusion", "--raw --fit 9x9 --enlarge", "--null",
           "--enlarge", "--dither 2", "--dither 16", "--no-profile --profile p", "--section a;b"}) {
-        // clang-format on
         wrong.push_back(std::string("a.pgm -o a.gif ") + option);
     }
     wrong.push_back({"a.pgm", "-o", "a.gif", "--profile", ""});
     for (const char* const words :
          {"setup", "setup show me", "setup set width", "setup set depth 1", "setup set width 22.1",
           "setup set width nan", "setup set x-resolution 9.5", "setup set size-mode 601",
-          "setup set width 3 --no-profile", "setup path -o a", "info", "info a.pgm b.pgm", "info a.pgm -o a.gif"}) {
+          "setup set width 3 --no-profile", "setup unset", "setup unset depth", "setup path -d a", "-d a", "-d a a.pgm -o a",
+          "-d a a.pgm --null", "-d a a.pgm -f --skip-existing", "info a.pgm -d a", "setup path -o a", "info", "info a.pgm b.pgm", "info a.pgm -o a.gif"}) {
+        // clang-format on
         wrong.push_back(words);
     }
     for (const Words& words : wrong) {
