@@ -74,7 +74,8 @@ void addElsewhere(Histogram& h, uint32_t number, uint32_t pixels) {
         return;
     }
     SummingCube& cube = h.sums[number / kCubeColours];
-    h.summing += cube.pixelsRed == 0 && h.wideSums == nullptr;
+    const bool known = h.wideSums != nullptr && h.wideSums[number / kCubeColours].pixels != 0;
+    h.summing += cube.pixelsRed == 0 && !known;
     add(cube, number % kCubeColours, pixels);
 }
 
@@ -258,6 +259,7 @@ uint32_t pointsOfBins(const Histogram& h, ColourPoint** points) {
         colours /= 8;
         count = finer;
     }
+    if (count == 0) return 0;
     *points = static_cast<ColourPoint*>(std::malloc(count * sizeof(ColourPoint)));
     return *points == nullptr ? 0 : meansOf(h, colours, *points);
 }

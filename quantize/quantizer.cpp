@@ -99,7 +99,7 @@ uint32_t pointsOfDistinct(Distinct& d, ColourPoint** points) {
         ColourPoint& p = (*points)[i];
         p = {.mean = {}, .unused = 0, .weight = d.colours[i].pixels};
         for (uint32_t c = 0; c < kChannels; ++c)
-            p.mean[c] = static_cast<uint16_t>((colour >> (16 - 8 * c) & 255) * kLevel[c]);
+            p.mean[c] = static_cast<int16_t>(static_cast<int32_t>(colour >> (16 - 8 * c) & 255) * kLevel[c]);
     }
     return d.count;
 }

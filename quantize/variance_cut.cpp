@@ -10,6 +10,8 @@
 #include <algorithm>
 #include <cstdlib>
 
+#include "host/numbers.h"
+
 namespace tolva {
 namespace {
 
@@ -34,6 +36,10 @@ struct Workspace {
     Box boxes[kLevels];
 };
 
+uint32_t levelOf(const ColourPoint& p, uint32_t channel) {
+    return static_cast<uint32_t>(p.mean[channel] / kLevel[channel]);
+}
+
 void add(Moments& to, const Moments& m) {
     to.weight += m.weight;
     for (uint32_t c = 0; c < kChannels; ++c) to.sums[c] += m.sums[c];
@@ -55,15 +61,15 @@ void findCut(Workspace& w, const ColourPoint* points, Box& box) {
     uint32_t lowest[kChannels] = {kLevels, kLevels, kLevels}, highest[kChannels] = {};
     for (const ColourPoint* p = points + box.first; p < points + box.first + box.points; ++p) {
         for (uint32_t c = 0; c < kChannels; ++c) {
-            lowest[c] = std::min<uint32_t>(lowest[c], p->mean[c] / kLevel[c]);
-            highest[c] = std::max<uint32_t>(highest[c], p->mean[c] / kLevel[c]);
+            lowest[c] = std::min(lowest[c], levelOf(*p, c));
+            highest[c] = std::max(highest[c], levelOf(*p, c));
         }
     }
     for (uint32_t c = 0; c < kChannels; ++c) std::fill(w.axes[c] + lowest[c], w.axes[c] + highest[c] + 1, Moments{});
     for (const ColourPoint* p = points + box.first; p < points + box.first + box.points; ++p) {
         const double weight = static_cast<double>(p->weight);
         const Moments m = {weight, {weight * p->mean[0], weight * p->mean[1], weight * p->mean[2]}};
-        for (uint32_t c = 0; c < kChannels; ++c) add(w.axes[c][p->mean[c] / kLevel[c]], m);
+        for (uint32_t c = 0; c < kChannels; ++c) add(w.axes[c][levelOf(*p, c)], m);
     }
     box.all = {};
     for (uint32_t i = lowest[0]; i <= highest[0]; ++i) add(box.all, w.axes[0][i]);
@@ -77,7 +83,7 @@ void findCut(Workspace& w, const ColourPoint* points, Box& box) {
             if (gain <= box.gain) continue;
             box.gain = gain;
             box.axis = c;
-            box.below = static_cast<uint16_t>((i + 1) * kLevel[c]);
+            box.below = static_cast<int32_t>(i + 1) * kLevel[c];
         }
     }
 }
@@ -120,7 +126,7 @@ uint32_t cutByVariance(ColourPoint* points, uint32_t count, Cluster* clusters, u
         clusters[i].first = box.first;
         clusters[i].points = box.points;
         for (uint32_t c = 0; c < kChannels; ++c) {
-            clusters[i].centroid[c] = static_cast<uint16_t>(box.all.sums[c] / box.all.weight + 0.5);
+            clusters[i].centroid[c] = truncated<int16_t>(box.all.sums[c] / box.all.weight + 0.5);
         }
     }
     std::free(w);

@@ -210,13 +210,14 @@ TEST(Quantize, FittedPalettesErrLessThanAMedianCutAndKeepAPlainBackground) {
 TEST(Quantize, SumsHoldMoreThanAGigapixelInBinsOfEitherKind) {
     tolva::Histogram h;
     ASSERT_TRUE(tolva::makeHistogram(h));
-    for (uint32_t i = 0; i < 1 << 18; ++i) {
+    for (uint32_t i = 0; i < 40000; ++i) {  // the last cube is met when there are wide sums
         tolva::countColour(h, (i >> 12) << 18 | (i >> 6 & 63) << 10 | (i & 63) << 2, 3);
     }
     for (const uint32_t colour : {0x010203u, 0xFFFEFDu}) ASSERT_TRUE(tolva::countColour(h, colour, 5000000000));
     tolva::ColourPoint* points = nullptr;
     const uint32_t count = tolva::pointsOfBins(h, &points);
-    for (const uint32_t i : {0u, count - 1}) EXPECT_EQ(points[i].weight, 5000000000 + 8 * 3);
+    EXPECT_EQ(points[0].weight, 5000000003);
+    EXPECT_EQ(points[count - 1].weight, 5000000000);
     EXPECT_NEAR(points[count - 1].mean[0], 255 * tolva::kLevel[0], 1);
     std::free(points);
     tolva::freeHistogram(h);

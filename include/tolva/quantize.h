@@ -79,7 +79,7 @@ typedef struct TolvaPixelRows {
 typedef struct TolvaPalette {
     uint8_t colours[3 * kTolvaLargestPalette]; /**< red, green, blue; black behind `count` */
     uint32_t count;    /**< entries, the transparent one included; 0 where nothing was counted */
-    int32_t key;       /**< the transparent entry's index, or kTolvaNoKey */
+    int32_t key;       /**< the transparent entry's index, or kTolvaNoKey; the last entry, of the background's colour */
     uint32_t distinct; /**< colours in the picture, transparency as one; kTolvaManyColours for more than 256 */
     int32_t exact;     /**< 1 where the palette has all of them: the colours in order of first appearance */
 } TolvaPalette;
