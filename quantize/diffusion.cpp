@@ -16,20 +16,24 @@ namespace tolva {
 namespace {
 
 // Of an entry's error in a channel. Without a limit the errors of colours outside the palette's reach add up, and what
-// has gathered shows as specks where the picture changes.
-constexpr int16_t kMostError = 16;
+// has gathered shows as specks where the picture changes. A palette of few colours is far from most pixels, though, and
+// would show bands if it could not hand on what it usually errs: so many times the root of its mean squared error.
+constexpr int32_t kLeastLimit = 16, kGreatestLimit = 112;
+constexpr uint32_t kUsualErrors = 4;
 
 enum Weight : int16_t { kRight = 7, kBelowLeft = 3, kBelow = 5, kBelowRight = 1 };
-constexpr int32_t kErrorBits = 10;  // of a share in 64ths, of weights in 16ths
-constexpr int16_t kHalf = 1 << (kErrorBits - 1);
+constexpr int16_t kWeightBits = 4;
+constexpr int16_t kFineBits = 6, kCoarseBits = 4;  // of the share: with all weights it fits 16 bits
+constexpr int32_t kGreatestFineLimit = 31;
 
 // A little of each error is kept back, or the noise of diffusion takes more from the picture than the banding did: the
 // less a palette errs, the more can be, because what is lost stays below what is seen.
 constexpr uint32_t kSmallShare = 52, kLargeShare = 58;
 constexpr uint32_t kSmallError = 20, kLargeError = 40;
+constexpr int16_t kCoarseShare = 15;
 
 int16_t sharedError(const Diffusion& d, int32_t error) {
-    return static_cast<int16_t>(std::clamp<int32_t>(error, -kMostError, kMostError) * d.share);
+    return static_cast<int16_t>(std::clamp<int32_t>(error, -d.most, d.most) * d.share);
 }
 
 // Hands down to the column before x, which is complete with this, and keeps the error for the next.
@@ -47,8 +51,8 @@ void passOn(Diffusion& d, uint32_t x, const Lanes& error, PassedErrors& passed) 
 uint8_t diffusePixel(Diffusion& d, Answers& answers, const uint8_t* pixel, uint32_t x, PassedErrors& passed) {
     uint8_t wanted[kChannels];
     for (uint32_t c = 0; c < kChannels; ++c) {
-        const int32_t arriving = d.columns[x].of[c] + kRight * passed.previous.of[c];
-        wanted[c] = static_cast<uint8_t>(std::clamp(pixel[c] + ((arriving + kHalf) >> kErrorBits), 0, 255));
+        const int32_t arriving = d.columns[x].of[c] + kRight * passed.previous.of[c] + (1 << (d.bits - 1));
+        wanted[c] = static_cast<uint8_t>(std::clamp(pixel[c] + (arriving >> d.bits), 0, 255));
     }
     const uint8_t index = answer(answers, wanted);
     Lanes error = {};
@@ -73,7 +77,8 @@ inline uint8_t diffuseInside(Diffusion& d, Answers& answers, const uint8_t* pixe
     const __m128i zero = _mm_setzero_si128();
     const __m128i arriving =
         _mm_add_epi16(loadLanes(d.columns[x]), _mm_sub_epi16(_mm_slli_epi16(passed.previous, 3), passed.previous));
-    const __m128i levels = _mm_srai_epi16(_mm_add_epi16(arriving, _mm_set1_epi16(kHalf)), kErrorBits);
+    const __m128i half = _mm_set1_epi16(static_cast<int16_t>(1 << (d.bits - 1)));
+    const __m128i levels = _mm_sra_epi16(_mm_add_epi16(arriving, half), _mm_cvtsi32_si128(d.bits));
     const __m128i colour =
         _mm_unpacklo_epi8(_mm_cvtsi32_si128(static_cast<int32_t>(load<uint32_t>(pixel - 1) >> 8)), zero);
     const __m128i wanted = _mm_packus_epi16(_mm_add_epi16(colour, levels), zero);
@@ -82,7 +87,7 @@ inline uint8_t diffuseInside(Diffusion& d, Answers& answers, const uint8_t* pixe
     const uint8_t index = answer(answers, bytes);
     const __m128i apart = _mm_sub_epi16(_mm_unpacklo_epi8(wanted, zero), loadLanes(d.entries[index]));
     const __m128i limited =
-        _mm_max_epi16(_mm_min_epi16(apart, _mm_set1_epi16(kMostError)), _mm_set1_epi16(-kMostError));
+        _mm_max_epi16(_mm_min_epi16(apart, _mm_set1_epi16(d.most)), _mm_set1_epi16(static_cast<int16_t>(-d.most)));
     const __m128i error = _mm_mullo_epi16(limited, _mm_set1_epi16(d.share));
     const __m128i below = _mm_add_epi16(_mm_slli_epi16(passed.previous, 2), passed.previous);
     const __m128i belowLeft = _mm_add_epi16(_mm_add_epi16(error, error), error);
@@ -146,8 +151,16 @@ void beginDiffusion(Diffusion& d, const uint8_t* table, uint32_t count, uint32_t
     for (uint32_t i = 0; i < count; ++i) {
         for (uint32_t c = 0; c < kChannels; ++c) d.entries[i].of[c] = table[i * kChannels + c];
     }
+    int32_t most = kLeastLimit;
+    while (most < kGreatestLimit &&
+           kChannels * static_cast<uint32_t>(most * most) < kUsualErrors * kUsualErrors * error)
+        ++most;
     const uint32_t above = std::clamp(error, kSmallError, kLargeError) - kSmallError;
-    d.share = static_cast<int16_t>(kSmallShare + above * (kLargeShare - kSmallShare) / (kLargeError - kSmallError));
+    const uint32_t share = kSmallShare + above * (kLargeShare - kSmallShare) / (kLargeError - kSmallError);
+    const bool fine = most <= kGreatestFineLimit;
+    d.most = static_cast<int16_t>(most);
+    d.share = static_cast<int16_t>(fine ? share : kCoarseShare);
+    d.bits = kWeightBits + (fine ? kFineBits : kCoarseBits);
 }
 
 bool beginRows(Diffusion& d, uint32_t width) {

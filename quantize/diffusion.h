@@ -14,7 +14,9 @@ struct Lanes {
 
 struct Diffusion {
     Lanes entries[kMostEntries];
-    int16_t share;   // of an error that is handed on, in 64ths
+    int16_t most;    // of an entry's error in a channel
+    int16_t share;   // of it that is handed on, in parts of which `bits` has the number
+    int16_t bits;    // of fraction in what is handed on: of the share, and of weights in 16ths
     Lanes* columns;  // what a row gets from the one above
     uint32_t width;
 };

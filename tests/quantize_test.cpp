@@ -68,8 +68,12 @@ int nearest(const uint8_t* c, const TolvaPalette& p) {
     return best;
 }
 
-// A row after the other, with the errors of all of them; shares of errors in 64ths, weights in 16ths.
-Bytes plainlyDiffused(const Bytes& pixels, int width, const TolvaPalette& p, int share, const uint8_t* mask) {
+struct Spread {
+    int most, share, of;  // errors up to that, and how much of them
+};
+
+// A row after the other, with the errors of all of them; weights in 16ths.
+Bytes plainlyDiffused(const Bytes& pixels, int width, const TolvaPalette& p, Spread spread, const uint8_t* mask) {
     const int rows = int(pixels.size()) / width / 3;
     std::vector<int> errors(3 * (width + 2) * (rows + 1));
     Bytes result;
@@ -81,10 +85,12 @@ Bytes plainlyDiffused(const Bytes& pixels, int width, const TolvaPalette& p, int
             continue;
         }
         uint8_t wanted[3];
-        for (int k = 0; k < 3; ++k) wanted[k] = std::clamp(pixels[3 * i + k] + ((error[k] + 512) >> 10), 0, 255);
+        const auto rounded = [&](int e) { return int(std::floor((e / 16.0) / spread.of + 0.5)); };
+        for (int k = 0; k < 3; ++k) wanted[k] = std::clamp(pixels[3 * i + k] + rounded(error[k]), 0, 255);
         result.push_back(nearest(wanted, p));
         for (int k = 0; k < 3; ++k) {
-            const int e = std::clamp(wanted[k] - p.colours[3 * result.back() + k], -16, 16) * share;
+            const int e =
+                std::clamp(wanted[k] - p.colours[3 * result.back() + k], -spread.most, spread.most) * spread.share;
             error[3 + k] += 7 * e;
             error[3 * (width + 1) + k] += 3 * e;
             error[3 * (width + 2) + k] += 5 * e;
@@ -168,14 +174,14 @@ TEST(Quantize, FourRowsInFlightAreOneAfterTheOther) {
                 const Handle exact =
                     begin(6, rgb, diffused);  // its palette errs nowhere, but the second pass has other rows
                 const TolvaPalette p = paletteOf(exact, rowsOf(few, width, 3, m));
-                EXPECT_EQ(mapped(exact, rows), plainlyDiffused(pixels, width, p, 52, m));
+                EXPECT_EQ(mapped(exact, rows), plainlyDiffused(pixels, width, p, {16, 52, 64}, m));
             }
         }
     }
     const Bytes pixels = gradient(50, 30);
-    const Handle fitted = begin(5, rgb, diffused);
+    const Handle fitted = begin(2, rgb, diffused);  // of few colours, far from most pixels
     const TolvaPalette p = paletteOf(fitted, rowsOf(pixels, 50));
-    EXPECT_EQ(mapped(fitted, rowsOf(pixels, 50)), plainlyDiffused(pixels, 50, p, 58, nullptr));
+    EXPECT_EQ(mapped(fitted, rowsOf(pixels, 50)), plainlyDiffused(pixels, 50, p, {112, 15, 16}, nullptr));
 }
 
 TEST(Quantize, BelowHalfOpacityIsTheKeyAndTheOthersLieOverTheBackground) {
