@@ -184,7 +184,8 @@ bool isNear(Chromaticity a, Chromaticity b) {
 bool isColour(Chromaticity c) { return c.y > 0 && c.x + c.y <= 1; }
 
 bool makesSense(const Calibration& c) {
-    return c.gamma <= kLargestGamma && isColour(c.white) && isColour(c.red) && isColour(c.green) && isColour(c.blue);
+    const bool bends = c.gamma == 0 || (c.gamma >= 1 / kLargestGamma && c.gamma <= kLargestGamma);
+    return bends && isColour(c.white) && isColour(c.red) && isColour(c.green) && isColour(c.blue);
 }
 
 bool hasSrgbPrimaries(const Calibration& c) {
