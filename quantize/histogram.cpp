@@ -17,12 +17,18 @@ constexpr uint32_t kBins = kColours / kBinColours;
 constexpr uint32_t kCubeColours = 512;  // of the cubes of 8 levels that keep sums, and of the coarsest points
 constexpr uint32_t kCubes = kColours / kCubeColours;
 constexpr uint32_t kMostPoints = 32768;
+constexpr uint32_t kFew = 32768;             // a cube with no more than such a part of the pixels is one point
 constexpr uint32_t kManyCubes = kCubes / 4;  // with sums: a picture of which fine points are too many
 
 // The counters of the first bin are nobody's: pixels of bins that do not count are added there, too: the loop
 // has no branch.
 constexpr uint32_t kMostCounting = 26624;
 constexpr uint32_t kCounters = (1 + kMostCounting) * kBinColours;
+
+// A counter is a byte, so that a bin is a line of the cache, and stays above 0 when it carries: what is 0 has no
+// pixels.
+constexpr uint32_t kCarry = 255;
+constexpr uint64_t kCarriedTwice = uint64_t{kCarry} << 16;
 
 constexpr uint64_t kMostUncarried = UINT32_MAX / 8;  // sums grow by at most 7 a pixel
 constexpr uint32_t kBlock = 64;                      // pixels counted together
@@ -65,12 +71,30 @@ void add(SummingCube& bin, uint32_t at, uint32_t pixels) {
     bin.greenBlue += kSteps[at].greenBlue * pixels;
 }
 
+void carry(Histogram& h, uint32_t at, uint64_t times) {
+    const uint64_t carried = h.carried[at] + times;
+    h.carried[at] = static_cast<uint16_t>(carried);
+    if (carried > UINT16_MAX) h.carriedTwice[at] += carried >> 16;
+}
+
+void addCounted(Histogram& h, uint32_t at, uint32_t pixels) {
+    const uint32_t sum = h.counters[at] + pixels;
+    const uint32_t times = (sum - 1) / kCarry;
+    h.counters[at] = static_cast<uint8_t>(sum - times * kCarry);
+    if (times > 0) carry(h, at, times);
+}
+
+uint64_t counted(const Histogram& h, uint32_t at) {
+    const uint64_t twice = h.carriedTwice == nullptr ? 0 : h.carriedTwice[at];
+    return h.counters[at] + h.carried[at] * uint64_t{kCarry} + twice * kCarriedTwice;
+}
+
 // To a bin that did not count when it was looked up.
 void addElsewhere(Histogram& h, uint32_t number, uint32_t pixels) {
-    uint32_t& place = h.places[number / kBinColours];
-    if (place == 0 && h.counting < kMostCounting) place = ++h.counting * kBinColours;
+    uint16_t& place = h.places[number / kBinColours];
+    if (place == 0 && h.counting < kMostCounting) place = static_cast<uint16_t>(++h.counting);
     if (place != 0) {
-        h.counters[place + number % kBinColours] += pixels;
+        addCounted(h, place * kBinColours + number % kBinColours, pixels);
         return;
     }
     SummingCube& cube = h.sums[number / kCubeColours];
@@ -80,26 +104,48 @@ void addElsewhere(Histogram& h, uint32_t number, uint32_t pixels) {
 }
 
 void addBlock(Histogram& h, const uint8_t* pixels, size_t step, uint32_t count) {
+    const uint16_t* const places = h.places;  // bytes alias everything: what h has would be loaded for each pixel
+    uint8_t* const counters = h.counters;
     uint32_t others[kBlock];
     uint32_t elsewhere = 0;
     for (uint32_t i = 0; i < count; ++i) {
         const uint32_t number = numberOf(pixels + i * step);
-        const uint32_t place = h.places[number / kBinColours];
-        ++h.counters[place + number % kBinColours];
+        const uint32_t place = places[number / kBinColours];
+        const uint32_t at = place * kBinColours + number % kBinColours;
+        if (++counters[at] == 0) {
+            counters[at] = 1;
+            carry(h, at, 1);
+        }
         others[elsewhere] = number;
         elsewhere += place == 0;
     }
     for (uint32_t i = 0; i < elsewhere; ++i) addElsewhere(h, others[i], 1);
 }
 
-bool carry(Histogram& h) {
-    if (h.wideCounters == nullptr) h.wideCounters = static_cast<uint64_t*>(std::calloc(kCounters, sizeof(uint64_t)));
-    if (h.wideSums == nullptr) h.wideSums = static_cast<WideSums*>(std::calloc(kCubes, sizeof(WideSums)));
-    if (h.wideCounters == nullptr || h.wideSums == nullptr) return false;
-    for (uint32_t i = 0; i < kCounters; ++i) {
-        h.wideCounters[i] += h.counters[i];
-        h.counters[i] = 0;
+void sumBlock(Histogram& h, const uint8_t* pixels, size_t step, uint32_t count) {
+    SummingCube* const sums = h.sums;
+    for (uint32_t i = 0; i < count; ++i) {
+        const uint32_t number = numberOf(pixels + i * step);
+        add(sums[number / kCubeColours], number % kCubeColours, 1);
     }
+}
+
+void freeCounters(Histogram& h) {
+    std::free(h.counters);
+    std::free(h.carried);
+    std::free(h.carriedTwice);
+    h.counters = nullptr;
+    h.carried = nullptr;
+    h.carriedTwice = nullptr;
+}
+
+bool makeWideSums(Histogram& h) {
+    if (h.wideSums == nullptr) h.wideSums = static_cast<WideSums*>(std::calloc(kCubes, sizeof(WideSums)));
+    return h.wideSums != nullptr;
+}
+
+bool carrySums(Histogram& h) {
+    if (!makeWideSums(h)) return false;
     for (uint32_t i = 0; i < kCubes; ++i) {
         SummingCube& bin = h.sums[i];
         h.wideSums[i].pixels += high(bin.pixelsRed);
@@ -114,9 +160,12 @@ bool carry(Histogram& h) {
 
 // Room for so many pixels.
 bool makeRoom(Histogram& h, uint64_t pixels) {
-    if (h.uncarried + pixels > kMostUncarried && !carry(h)) return false;
+    if (h.uncarried + pixels > kMostUncarried && !carrySums(h)) return false;
     h.uncarried += pixels;
-    return true;
+    h.pixels += pixels;
+    if (h.pixels < kCarriedTwice || h.carriedTwice != nullptr || h.counters == nullptr) return true;
+    h.carriedTwice = static_cast<uint64_t*>(std::calloc(kCounters, sizeof(uint64_t)));
+    return h.carriedTwice != nullptr;
 }
 
 // ---- Points ----
@@ -149,39 +198,98 @@ void gatherSums(const Histogram& h, uint32_t cube, Gathered& g) {
 
 // Some of a bin's counters.
 void gatherCounters(const Histogram& h, uint32_t bin, uint32_t first, uint32_t count, Gathered& g) {
-    SummingCube narrow = {};
-    WideSums wide = {};
-    const uint32_t place = h.places[bin];
-    for (uint32_t i = first; i < first + count; ++i) add(narrow, i, h.counters[place + i]);
-    for (uint32_t i = first; h.wideCounters != nullptr && i < first + count; ++i) {
-        const uint64_t pixels = h.wideCounters[place + i];
-        wide.pixels += pixels;
-        for (uint32_t c = 0; c < kChannels; ++c) wide.above[c] += pixels * levelOf(i, c);
+    const uint32_t counters = h.places[bin] * kBinColours;
+    for (uint32_t i = first; i < first + count; ++i) {
+        if (h.counters[counters + i] == 0) continue;
+        const uint64_t pixels = counted(h, counters + i);
+        g.pixels += pixels;
+        for (uint32_t c = 0; c < kChannels; ++c) g.sums[c] += pixels * levelOf(bin * kBinColours + i, c);
     }
-    gather(g, bin * kBinColours, narrow, wide);
 }
 
-// The means of all cubes of so many colours that have any; how many.
+// Eight counters as vectors: a row of a bin, whose place has bits 1 of red, green and blue above bits 0.
+using Row = uint16_t __attribute__((vector_size(16)));
+constexpr uint32_t kRowColours = sizeof(Row) / sizeof(uint16_t);
+
+Row rowOf(const uint8_t* counters) {
+    using NarrowRow = uint8_t __attribute__((vector_size(kRowColours)));
+    return __builtin_convertvector(load<NarrowRow>(counters), Row);
+}
+
+uint32_t sumOf(const Row& row) {
+    uint32_t sum = 0;
+    for (uint32_t i = 0; i < kRowColours; ++i) sum += row[i];
+    return sum;
+}
+
+bool hasCarried(const uint16_t* carried) {
+    uint64_t any = 0;
+    for (uint32_t i = 0; i < kBinColours; i += 4) any |= load<uint64_t>(carried + i);
+    return any != 0;
+}
+
+void gatherBin(const Histogram& h, uint32_t bin, Gathered& g) {
+    const uint32_t counters = h.places[bin] * kBinColours;
+    if (h.carriedTwice != nullptr || hasCarried(h.carried + counters)) {
+        gatherCounters(h, bin, 0, kBinColours, g);
+        return;
+    }
+    Row all = {}, upper[kChannels] = {};
+    for (uint32_t i = 0; i < kBinColours / kRowColours; ++i) {
+        const Row row = rowOf(h.counters + counters + i * kRowColours);
+        all += row;
+        for (uint32_t c = 0; c < kChannels; ++c) {
+            if (levelOf(i * kRowColours, c) != 0) upper[c] += row;
+        }
+    }
+    const uint64_t pixels = sumOf(all);
+    g.pixels += pixels;
+    for (uint32_t c = 0; c < kChannels; ++c) {
+        g.sums[c] += pixels * levelOf(bin * kBinColours, c) + 2 * sumOf(upper[c]);
+        for (uint32_t i = 0; i < kRowColours; ++i) g.sums[c] += levelOf(i, c) * all[i];
+    }
+}
+
+// The means of all cubes of so many colours that have any; how many. Cubes of the coarsest size with hardly any pixels
+// become one point each.
 uint32_t meansOf(const Histogram& h, uint32_t colours, ColourPoint* points) {
+    const uint64_t few = h.pixels / kFew;
     ColourPoint* next = points;
-    Gathered g = {};
+    ColourPoint* first = points;
+    Gathered g = {}, coarse = {};
     const auto endCube = [&](uint32_t number) {
         if (number % colours != 0 || g.pixels == 0) return;
         *next++ = meanOf(g);
+        coarse.pixels += g.pixels;
+        for (uint32_t c = 0; c < kChannels; ++c) coarse.sums[c] += g.sums[c];
         g = {};
+    };
+    const auto endCoarse = [&] {
+        if (next - first > 1 && coarse.pixels <= few) {
+            *first = meanOf(coarse);
+            next = first + 1;
+        }
+        first = next;
+        coarse = {};
     };
     const uint32_t step = std::min(colours, kBinColours);
     for (uint32_t bin = 0; bin < kBins; ++bin, endCube(bin * kBinColours)) {
         if (bin * kBinColours % kCubeColours == 0) {
+            endCoarse();
             gatherSums(h, bin * kBinColours / kCubeColours, g);
             if (colours < kCubeColours) endCube(bin * kBinColours);
         }
         if (h.places[bin] == 0) continue;
+        if (step == kBinColours) {
+            gatherBin(h, bin, g);
+            continue;
+        }
         for (uint32_t i = 0; i < kBinColours; i += step) {
             gatherCounters(h, bin, i, step, g);
             endCube(bin * kBinColours + i + step);
         }
     }
+    endCoarse();
     return static_cast<uint32_t>(next - points);
 }
 
@@ -189,31 +297,44 @@ uint32_t meansOf(const Histogram& h, uint32_t colours, ColourPoint* points) {
 uint32_t cubes(const Histogram& h, uint32_t colours) {
     uint32_t count = 0;
     for (uint32_t at = kBinColours; at < (1 + h.counting) * kBinColours; at += colours) {
-        uint64_t any = 0;
-        for (uint32_t i = at; i < at + colours; ++i) {
-            any |= h.counters[i];
-            if (h.wideCounters != nullptr) any |= h.wideCounters[i];
-        }
-        count += any != 0;
+        count += colours == 1 ? h.counters[at] != 0 : load<uint64_t>(h.counters + at) != 0;
     }
     return count;
+}
+
+// Where the points will be those of the coarsest cubes, nothing else is counted any more.
+bool countCoarsely(Histogram& h) {
+    if (!makeWideSums(h)) return false;
+    for (uint32_t bin = 0; bin < kBins; ++bin) {
+        if (h.places[bin] == 0) continue;
+        Gathered g = {};
+        gatherCounters(h, bin, 0, kBinColours, g);
+        WideSums& wide = h.wideSums[bin * kBinColours / kCubeColours];
+        wide.pixels += g.pixels;
+        for (uint32_t c = 0; c < kChannels; ++c) {
+            wide.above[c] += g.sums[c] - g.pixels * levelOf(bin * kBinColours & ~(kCubeColours - 1), c);
+        }
+        h.places[bin] = 0;
+    }
+    freeCounters(h);
+    return true;
 }
 
 }  // namespace
 
 bool makeHistogram(Histogram& h) {
     h = {};
-    h.places = static_cast<uint32_t*>(std::calloc(kBins, sizeof(uint32_t)));
-    h.counters = static_cast<uint32_t*>(std::calloc(kCounters, sizeof(uint32_t)));
+    h.places = static_cast<uint16_t*>(std::calloc(kBins, sizeof(uint16_t)));
+    h.counters = static_cast<uint8_t*>(std::calloc(kCounters, 1));
+    h.carried = static_cast<uint16_t*>(std::calloc(kCounters, sizeof(uint16_t)));
     h.sums = static_cast<SummingCube*>(std::calloc(kCubes, sizeof(SummingCube)));
-    return h.places != nullptr && h.counters != nullptr && h.sums != nullptr;
+    return h.places != nullptr && h.counters != nullptr && h.carried != nullptr && h.sums != nullptr;
 }
 
 void freeHistogram(Histogram& h) {
     std::free(h.places);
-    std::free(h.counters);
+    freeCounters(h);
     std::free(h.sums);
-    std::free(h.wideCounters);
     std::free(h.wideSums);
     h = {};
 }
@@ -223,10 +344,13 @@ bool countColours(Histogram& h, const uint8_t* pixels, int bytesPerPixel, uint32
     for (uint32_t left = width; left > 0;) {
         const uint32_t n = std::min(left, kBlock);
         if (!makeRoom(h, n)) return false;
-        if (runLength(pixels, bytesPerPixel, n) == n) {
+        if (h.counters == nullptr) {
+            sumBlock(h, pixels, step, n);
+        } else if (runLength(pixels, bytesPerPixel, n) == n) {
             addElsewhere(h, numberOf(pixels), n);
         } else {
             addBlock(h, pixels, step, n);
+            if (h.summing > kManyCubes && !countCoarsely(h)) return false;
         }
         pixels += n * step;
         left -= n;

@@ -19,16 +19,18 @@ struct WideSums {
     uint64_t above[kChannels];
 };
 
-// Counters of 32 bits are enough for a gigapixel. Then they are carried over to wide ones, which are taken only then.
+// What a sum or a counter holds no more is carried to a wider one, which is taken, or touched, only then.
 struct Histogram {
-    uint32_t* places;  // where a counting bin's counters begin; 0: of another bin
-    uint32_t* counters;
+    uint16_t* places;   // which of the counting bins a bin is; 0: none
+    uint8_t* counters;  // null when coarse sums are all that is wanted
+    uint16_t* carried;
+    uint64_t* carriedTwice;
     SummingCube* sums;
-    uint64_t* wideCounters;
     WideSums* wideSums;
     uint32_t counting;   // bins
     uint32_t summing;    // cubes
-    uint64_t uncarried;  // pixels
+    uint64_t uncarried;  // pixels in the sums
+    uint64_t pixels;
 };
 
 bool makeHistogram(Histogram& h);  // false: no memory

@@ -15,7 +15,7 @@ namespace {
 
 constexpr uint32_t kMostClusters = 256;
 constexpr uint32_t kMostRounds = 20;
-constexpr uint64_t kBudget = 250000;   // points looked at in all rounds
+constexpr uint64_t kBudget = 160000;   // points looked at in all rounds
 constexpr uint64_t kSmallGain = 1000;  // a round that betters the error by less than one part in so many is the last
 
 struct Members {
