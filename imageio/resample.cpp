@@ -269,11 +269,12 @@ Reason resample(const Picture& from, Picture& to, bool (*stopped)(), void (*adva
                        .colourChannels = to.bitsPerPixel == kIndexBits ? 1 : kColourBytes,
                        .alpha = from.alpha != nullptr || from.transparentIndex != kNoTransparency,
                        .deep = from.bitsPerPixel == kDeepBits || isAveraged(across) || isAveraged(height)};
+    const uint64_t pixels = uint64_t{to.width} * to.height;
     for (uint32_t y = 0; y < to.height; y += tileSide(work.down)) {
         const Span down = spanOf(work.down, y);
-        if (advanced != nullptr) advanced(y, to.height);
         for (uint32_t x = 0; x < to.width; x += tileSide(work.across)) {
             if (stopped()) return kStopped;
+            if (advanced != nullptr) advanced(uint64_t{y} * to.width + uint64_t{x} * down.count, pixels);
             if (!makeTile(work, spanOf(work.across, x), down)) return kRefused;
         }
     }

@@ -87,10 +87,12 @@ bool repeatMask(const Picture& from, uint32_t y, Repeats repeats, Picture& to) {
     return true;
 }
 
-Reason repeatPixels(const Picture& from, Picture& to, bool (*stopped)()) {
+Reason repeatPixels(const Picture& from, Picture& to, bool (*stopped)(),
+                    void (*advanced)(uint64_t done, uint64_t whole)) {
     const Repeats repeats = {to.width / from.width, to.height / from.height};
     for (uint32_t y = 0; y < from.height; ++y) {
         if (stopped()) return kStopped;
+        if (advanced != nullptr) advanced(y, from.height);
         uint8_t* const row = to.pixels + size_t{y} * repeats.down * to.stride;
         repeatRow(from, y, repeats.across, row);
         for (uint32_t i = 1; i < repeats.down; ++i) std::memcpy(row + size_t{i} * to.stride, row, to.stride);
@@ -139,7 +141,7 @@ Reason scalePicture(Picture& picture, uint32_t width, uint32_t height, bool (*st
     if (!makePicture(scaled, width, height, staysIndexed ? kIndexBits : kColourBits)) return kRefused;
     if (staysIndexed) setGreyRamp(scaled);
     const Reason failed =
-        repeats ? repeatPixels(picture, scaled, stopped) : resample(picture, scaled, stopped, advanced);
+        repeats ? repeatPixels(picture, scaled, stopped, advanced) : resample(picture, scaled, stopped, advanced);
     if (failed) return failed;
     exchange(picture, scaled);
     return kDone;

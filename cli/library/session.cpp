@@ -57,6 +57,7 @@ ExitStatus runSession(const Library& library, const ExportOrder& order) {
         order.way == Way::kExport ? exportWhole(library, order, status) : driveDevice(library, order, status);
     setup.exporting.status = nullptr;
     library.calls.GlobalUnlock(order.setup);
+    if (result == kExitDone) showPart(1, 1);
     clearBar();
     return result;
 }

@@ -3,6 +3,8 @@
 
 #include "cli/picture/prepare.h"
 
+#include <algorithm>
+
 #include "cli/picture/key_colour.h"
 #include "cli/picture/raw.h"
 #include "cli/picture/reduce.h"
@@ -36,6 +38,7 @@ ExitStatus scaleToSize(OutputSize& size, Picture& picture) {
 ExitStatus prepareByStages(const Options& options, const Library& library, Picture& picture, Prepared& prepared) {
     if (const ExitStatus failed = scaleToSize(prepared.size, picture)) return failed;
     if (const ExitStatus failed = applyTone(library, prepared.tone, picture)) return failed;
+    std::fill(picture.palette + picture.colours, picture.palette + kPaletteEntries, Colour{});  // a tone may light them
     enterStage(Stage::kReducing);
     const ReduceOrder order = {options.colours.value_or(kTolvaLargestPalette), options.dither, options.transparent,
                                options.background.value_or(kWhite)};

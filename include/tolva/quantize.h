@@ -10,8 +10,9 @@
  *     tolvaQuantizeEnd        frees it
  *
  * The same rows give the same palette and indices on every machine. No call keeps a row, none takes memory in
- * proportion to the picture: a quantizer has at most 9 MB at a time, and a few bytes a column for dithering. Several
- * may stand at once, on several threads one each. Nothing here ends the process or touches the device.
+ * proportion to the picture: a quantizer has at most 9 MB at a time (24 MB where more than half a
+ * gigapixel is counted), and a few bytes a column for dithering. Several may stand at once, on several threads one each.
+ * Nothing here ends the process or touches the device.
  * Readable as C and as C++. */
 #ifndef TOLVA_QUANTIZE_H
 #define TOLVA_QUANTIZE_H

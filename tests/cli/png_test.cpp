@@ -37,6 +37,9 @@ TEST_F(Png, PaletteAndIndicesComeThroughUnchanged) {
                 EXPECT_TRUE(same(seen.pixels, png.samples)) << bits << " bits, width " << width;
                 EXPECT_TRUE(std::equal(png.palette.begin(), png.palette.end(), seen.palette.begin()));
                 EXPECT_EQ(seen.transparent, -1);
+                const SeenGif inverted = convertPng(png, "--tone invert");
+                EXPECT_EQ(inverted.palette[0].red, 255 - png.palette[0].red);
+                EXPECT_EQ(std::count(inverted.palette.begin() + count, inverted.palette.end(), Colour{}), 256 - count);
             }
         }
     }
