@@ -99,10 +99,10 @@ void convertModel(Cells& cells) {
 }
 
 // Whether the rows need not lie anywhere as indices: true colour that is written in its own size. A raised debug level
-// prints what the conversion does, so then it is done at once.
+// prints what the conversion does, so then it is done at once; and few pixels are.
 bool canMatchLate(const Cells& cells, Target target) {
-    return cells.bits == kTrueColourDepth && _debug_color_res == 0 && truncated<int32_t>(target.width) == cells.width &&
-           truncated<int32_t>(target.height) == cells.height &&
+    return cells.bits == kTrueColourDepth && _debug_color_res == 0 && isWorthMatching(cells.width, cells.height) &&
+           truncated<int32_t>(target.width) == cells.width && truncated<int32_t>(target.height) == cells.height &&
            holdsBitmap(cells.bitmap, cells.width, cells.height, kTrueColourDepth);
 }
 

@@ -138,8 +138,8 @@ void convertRows(const Conversion& c, int32_t height) {
 // With a matcher where direct colour goes to the nearest entries of a table.
 void convertMatched(Conversion& c, int32_t height) {
     Matcher matcher;
-    const bool matches =
-        isDirectDepth(c.srcBits) && isIndexedDepth(c.dstBits) && makeMatcher(matcher, c.table, c.count);
+    const bool matches = isDirectDepth(c.srcBits) && isIndexedDepth(c.dstBits) && isWorthMatching(c.width, height) &&
+                         makeMatcher(matcher, c.table, c.count);
     c.matcher = matches ? &matcher : nullptr;
     convertRows(c, height);
     c.matcher = nullptr;

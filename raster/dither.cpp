@@ -165,7 +165,7 @@ Handle ditherCopy(Handle work, int32_t width, int32_t height, int16_t dstBits, H
     uint8_t* const copy = static_cast<uint8_t*>(rlLockMemory(work));
     if (copy != nullptr && entries.triples != nullptr && count != 0) {
         Matcher matcher;
-        const bool matches = makeMatcher(matcher, entries.triples, count);
+        const bool matches = isWorthMatching(width, height) && makeMatcher(matcher, entries.triples, count);
         ditherRows({copy, width, height, dstBits, entries.triples, count}, matches ? &matcher : nullptr);
         if (matches) freeMatcher(matcher);
     }

@@ -13,6 +13,9 @@ namespace tolva {
 
 constexpr uint32_t kGreySums = 3 * 255 + 1;
 
+// Whether answers are worth working out: few pixels are searched for one by one in less time than that takes.
+inline bool isWorthMatching(int64_t width, int64_t height) { return width * height >= 512; }
+
 // A table made ready. Holds a handle: free it with freeMatcher, and do not copy it.
 struct Matcher {
     uint8_t greyIndex[kGreySums];  // by red + green + blue of a near-grey
