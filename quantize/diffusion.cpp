@@ -32,17 +32,14 @@ constexpr uint32_t kSmallShare = 52, kLargeShare = 58;
 constexpr uint32_t kSmallError = 20, kLargeError = 40;
 constexpr int16_t kCoarseShare = 15;
 
-int16_t sharedError(const Diffusion& d, int32_t error) {
-    return static_cast<int16_t>(std::clamp<int32_t>(error, -d.most, d.most) * d.share);
-}
-
 // Hands down to the column before x, which is complete with this, and keeps the error for the next.
 void passOn(Diffusion& d, uint32_t x, const Lanes& error, PassedErrors& passed) {
     for (uint32_t c = 0; c < kChannels; ++c) {
         const int32_t begun = kBelowRight * passed.beforeThat.of[c] + kBelow * passed.previous.of[c];
-        if (x > 0) d.columns[x - 1].of[c] = static_cast<int16_t>(begun + kBelowLeft * error.of[c]);
+        if (x > 0) d.columns[x - 1].of[c] = static_cast<int16_t>((begun + kBelowLeft * error.of[c]) * d.share);
         if (x + 1 < d.width) continue;
-        d.columns[x].of[c] = static_cast<int16_t>(kBelowRight * passed.previous.of[c] + kBelow * error.of[c]);
+        const int32_t last = kBelowRight * passed.previous.of[c] + kBelow * error.of[c];
+        d.columns[x].of[c] = static_cast<int16_t>(last * d.share);
     }
     passed.beforeThat = passed.previous;
     passed.previous = error;
@@ -51,17 +48,27 @@ void passOn(Diffusion& d, uint32_t x, const Lanes& error, PassedErrors& passed) 
 uint8_t diffusePixel(Diffusion& d, Answers& answers, const uint8_t* pixel, uint32_t x, PassedErrors& passed) {
     uint8_t wanted[kChannels];
     for (uint32_t c = 0; c < kChannels; ++c) {
-        const int32_t arriving = d.columns[x].of[c] + kRight * passed.previous.of[c] + (1 << (d.bits - 1));
+        const int32_t arriving = d.columns[x].of[c] + kRight * d.share * passed.previous.of[c] + (1 << (d.bits - 1));
         wanted[c] = static_cast<uint8_t>(std::clamp(pixel[c] + (arriving >> d.bits), 0, 255));
     }
     const uint8_t index = answer(answers, wanted);
     Lanes error = {};
-    for (uint32_t c = 0; c < kChannels; ++c) error.of[c] = sharedError(d, wanted[c] - d.entries[index].of[c]);
+    for (uint32_t c = 0; c < kChannels; ++c) {
+        error.of[c] = static_cast<int16_t>(std::clamp<int32_t>(wanted[c] - d.entries[index].of[c], -d.most, d.most));
+    }
     passOn(d, x, error, passed);
     return index;
 }
 
 #if defined(__SSE2__)
+
+// What stays the same for all pixels, where no store can be thought to change it.
+struct Held {
+    __m128i half, bits, most, least;
+    __m128i right, belowLeft, below, belowRight;  // weights times the share
+    const Lanes* entries;
+    Lanes* columns;
+};
 
 struct Registers {
     __m128i previous;
@@ -71,27 +78,47 @@ struct Registers {
 __m128i loadLanes(const Lanes& lanes) { return _mm_loadl_epi64(reinterpret_cast<const __m128i*>(lanes.of)); }
 void storeLanes(Lanes& lanes, __m128i value) { _mm_storel_epi64(reinterpret_cast<__m128i*>(lanes.of), value); }
 
+Held held(const Diffusion& d) {
+    const auto all = [](int32_t value) { return _mm_set1_epi16(static_cast<int16_t>(value)); };
+    return {.half = all(1 << (d.bits - 1)),
+            .bits = _mm_cvtsi32_si128(d.bits),
+            .most = all(d.most),
+            .least = all(-d.most),
+            .right = all(kRight * d.share),
+            .belowLeft = all(kBelowLeft * d.share),
+            .below = all(kBelow * d.share),
+            .belowRight = all(kBelowRight * d.share),
+            .entries = d.entries,
+            .columns = d.columns};
+}
+
+inline uint8_t answerPacked(Answers& answers, uint32_t colour) {
+    const uint32_t place = kSpread[0][colour & 255] | kSpread[1][colour >> 8 & 255] | kSpread[2][colour >> 16 & 255];
+    const uint32_t part = answers.room->parts[place / kPartColours];
+    if (static_cast<int32_t>(part) > 0) [[likely]]
+        return codedAnswer(answers.room->blocks[part], place);
+    uint8_t bytes[4];
+    store(bytes, colour);
+    return answerSlowly(answers, bytes);
+}
+
 // diffusePixel behind the first column and before the last. The pixel is loaded with the byte before it, because there
 // may be none behind it.
-inline uint8_t diffuseInside(Diffusion& d, Answers& answers, const uint8_t* pixel, uint32_t x, Registers& passed) {
+inline uint8_t diffuseInside(const Held& h, Answers& answers, const uint8_t* pixel, uint32_t x, Registers& passed) {
     const __m128i zero = _mm_setzero_si128();
     const __m128i arriving =
-        _mm_add_epi16(loadLanes(d.columns[x]), _mm_sub_epi16(_mm_slli_epi16(passed.previous, 3), passed.previous));
-    const __m128i half = _mm_set1_epi16(static_cast<int16_t>(1 << (d.bits - 1)));
-    const __m128i levels = _mm_sra_epi16(_mm_add_epi16(arriving, half), _mm_cvtsi32_si128(d.bits));
+        _mm_add_epi16(_mm_add_epi16(loadLanes(h.columns[x]), h.half), _mm_mullo_epi16(passed.previous, h.right));
+    const __m128i levels = _mm_sra_epi16(arriving, h.bits);
     const __m128i colour =
         _mm_unpacklo_epi8(_mm_cvtsi32_si128(static_cast<int32_t>(load<uint32_t>(pixel - 1) >> 8)), zero);
     const __m128i wanted = _mm_packus_epi16(_mm_add_epi16(colour, levels), zero);
-    uint8_t bytes[4];
-    store(bytes, _mm_cvtsi128_si32(wanted));
-    const uint8_t index = answer(answers, bytes);
-    const __m128i apart = _mm_sub_epi16(_mm_unpacklo_epi8(wanted, zero), loadLanes(d.entries[index]));
-    const __m128i limited =
-        _mm_max_epi16(_mm_min_epi16(apart, _mm_set1_epi16(d.most)), _mm_set1_epi16(static_cast<int16_t>(-d.most)));
-    const __m128i error = _mm_mullo_epi16(limited, _mm_set1_epi16(d.share));
-    const __m128i below = _mm_add_epi16(_mm_slli_epi16(passed.previous, 2), passed.previous);
-    const __m128i belowLeft = _mm_add_epi16(_mm_add_epi16(error, error), error);
-    storeLanes(d.columns[x - 1], _mm_add_epi16(_mm_add_epi16(passed.beforeThat, below), belowLeft));
+    const uint32_t packed = static_cast<uint32_t>(_mm_cvtsi128_si32(wanted));
+    const uint8_t index = answerPacked(answers, packed);
+    const __m128i apart = _mm_sub_epi16(_mm_unpacklo_epi8(wanted, zero), loadLanes(h.entries[index]));
+    const __m128i error = _mm_max_epi16(_mm_min_epi16(apart, h.most), h.least);
+    const __m128i begun =
+        _mm_add_epi16(_mm_mullo_epi16(passed.beforeThat, h.belowRight), _mm_mullo_epi16(passed.previous, h.below));
+    storeLanes(h.columns[x - 1], _mm_add_epi16(begun, _mm_mullo_epi16(error, h.belowLeft)));
     passed.beforeThat = passed.previous;
     passed.previous = error;
     return index;
@@ -107,6 +134,8 @@ void fromRegisters(PassedErrors& passed, const Registers& registers) {
 #else
 
 using Registers = PassedErrors;
+
+Diffusion& held(Diffusion& d) { return d; }
 
 uint8_t diffuseInside(Diffusion& d, Answers& answers, const uint8_t* pixel, uint32_t x, Registers& passed) {
     return diffusePixel(d, answers, pixel, x, passed);
@@ -135,10 +164,13 @@ void diffuse(Diffusion& d, Answers& answers, const DiffusedRow* rows, size_t ste
     plainly(0, inside);
     Registers registers[rowCount];
     for (uint32_t r = 0; r < rowCount; ++r) registers[r] = inRegisters(passed[r]);
+    auto&& same = held(d);
+    DiffusedRow in[rowCount];
+    std::copy(rows, rows + rowCount, in);
     for (uint64_t at = inside; at < end; ++at) {
         for (uint32_t r = 0; r < rowCount; ++r) {
             const uint32_t x = static_cast<uint32_t>(at) - kBehind * r;
-            rows[r].to[x] = diffuseInside(d, answers, rows[r].pixels + x * step, x, registers[r]);
+            in[r].to[x] = diffuseInside(same, answers, in[r].pixels + x * step, x, registers[r]);
         }
     }
     for (uint32_t r = 0; r < rowCount; ++r) fromRegisters(passed[r], registers[r]);

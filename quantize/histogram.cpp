@@ -72,6 +72,7 @@ void add(SummingCube& bin, uint32_t at, uint32_t pixels) {
 }
 
 void carry(Histogram& h, uint32_t at, uint64_t times) {
+    h.carries[at / kBinColours] = true;
     const uint64_t carried = h.carried[at] + times;
     h.carried[at] = static_cast<uint16_t>(carried);
     if (carried > UINT16_MAX) h.carriedTwice[at] += carried >> 16;
@@ -132,9 +133,11 @@ void sumBlock(Histogram& h, const uint8_t* pixels, size_t step, uint32_t count) 
 
 void freeCounters(Histogram& h) {
     std::free(h.counters);
+    std::free(h.carries);
     std::free(h.carried);
     std::free(h.carriedTwice);
     h.counters = nullptr;
+    h.carries = nullptr;
     h.carried = nullptr;
     h.carriedTwice = nullptr;
 }
@@ -222,15 +225,9 @@ uint32_t sumOf(const Row& row) {
     return sum;
 }
 
-bool hasCarried(const uint16_t* carried) {
-    uint64_t any = 0;
-    for (uint32_t i = 0; i < kBinColours; i += 4) any |= load<uint64_t>(carried + i);
-    return any != 0;
-}
-
 void gatherBin(const Histogram& h, uint32_t bin, Gathered& g) {
     const uint32_t counters = h.places[bin] * kBinColours;
-    if (h.carriedTwice != nullptr || hasCarried(h.carried + counters)) {
+    if (h.carries[h.places[bin]]) {
         gatherCounters(h, bin, 0, kBinColours, g);
         return;
     }
@@ -326,9 +323,11 @@ bool makeHistogram(Histogram& h) {
     h = {};
     h.places = static_cast<uint16_t*>(std::calloc(kBins, sizeof(uint16_t)));
     h.counters = static_cast<uint8_t*>(std::calloc(kCounters, 1));
+    h.carries = static_cast<bool*>(std::calloc(1 + kMostCounting, sizeof(bool)));
     h.carried = static_cast<uint16_t*>(std::calloc(kCounters, sizeof(uint16_t)));
     h.sums = static_cast<SummingCube*>(std::calloc(kCubes, sizeof(SummingCube)));
-    return h.places != nullptr && h.counters != nullptr && h.carried != nullptr && h.sums != nullptr;
+    return h.places != nullptr && h.counters != nullptr && h.carries != nullptr && h.carried != nullptr &&
+           h.sums != nullptr;
 }
 
 void freeHistogram(Histogram& h) {

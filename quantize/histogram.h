@@ -23,6 +23,7 @@ struct WideSums {
 struct Histogram {
     uint16_t* places;   // which of the counting bins a bin is; 0: none
     uint8_t* counters;  // null when coarse sums are all that is wanted
+    bool* carries;      // of which bins any does
     uint16_t* carried;
     uint64_t* carriedTwice;
     SummingCube* sums;
