@@ -33,8 +33,8 @@ void sampleColumns(uint32_t* map, uint32_t srcWidth, uint32_t dstWidth) {
 }
 
 // From the right, each source pixel as often as its products differ. Kept: the counters have 16 bits, as in all
-// pictures that hosts have had scaled, so a source wider than 32768 draws nothing, and a pixel repeated more than 32767
-// times is not drawn either.
+// pictures that hosts have had scaled, so a source of 32769 to 65536 pixels draws nothing, and a pixel repeated 32768
+// to 65535 times is not drawn either; beyond that they wrap.
 void replicateColumns(uint32_t* map, uint32_t srcWidth, uint32_t dstWidth) {
     std::fill(map, map + dstWidth, kUntouched);
     const double ratio = static_cast<double>(dstWidth) / srcWidth;
