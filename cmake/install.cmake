@@ -18,7 +18,9 @@ write_basic_package_version_file(${PROJECT_BINARY_DIR}/tolvaConfigVersion.cmake 
 install(FILES ${PROJECT_BINARY_DIR}/tolvaConfigVersion.cmake DESTINATION ${TOLVA_CMAKE_FOLDER} COMPONENT libtolva-dev)
 
 # Relative to the file itself, so that an installed tree may be moved.
-file(RELATIVE_PATH to_prefix /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
+file(RELATIVE_PATH to_prefix ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
+file(RELATIVE_PATH to_libraries ${CMAKE_INSTALL_PREFIX} ${CMAKE_INSTALL_FULL_LIBDIR})
+file(RELATIVE_PATH to_headers ${CMAKE_INSTALL_PREFIX} ${CMAKE_INSTALL_FULL_INCLUDEDIR})
 configure_file(${PROJECT_SOURCE_DIR}/cmake/tolva.pc.in ${PROJECT_BINARY_DIR}/tolva.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/tolva.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT libtolva-dev)
 

@@ -112,7 +112,7 @@ void printObject(Batch& batch, const char* picture, const std::string& gif, cons
     if (record.width != 0) {
         object["pictureWidth"] = record.width;
         object["pictureHeight"] = record.height;
-        object["colours"] = countedColours(record.colours);
+        if (record.colours != 0) object["colours"] = countedColours(record.colours);
     }
     if (outcome.status == kExitDone) {
         object["width"] = record.gif.width;

@@ -159,6 +159,8 @@ const OptionRow kOptionTable[kOptionRows] = {
      kForExport, [](const char*, Options& o) { o.namesEndInZero = true; return kExitDone; }},
     {"skip-existing",    0,   nullptr,   "leave out pictures whose GIF is there, to resume; -f makes them anew",
      kForExport, [](const char*, Options& o) { o.skipExisting = true; return kExitDone; }},
+    {"json",             0,   nullptr,   "with info, and with -d for each picture: print a JSON object a line",
+     kForPictures, [](const char*, Options& o) { o.json = true; return kExitDone; }},
     {"interlace",        0,   nullptr,   "write the rows in four passes, coarse to fine",
      kForPictures, [](const char*, Options& o) { o.interlace = true; return kExitDone; }},
     {"transparent",      0,   "COLOUR",  "pixels of this colour, after --tone, become transparent; of a\n"
@@ -197,8 +199,6 @@ const OptionRow kOptionTable[kOptionRows] = {
      kForPictures, takeMaxPixels},
     {"write-by-library", 0,   nullptr,   nullptr,  // for tests and measurements
      kForPictures, [](const char*, Options& o) { o.writeByLibrary = true; return kExitDone; }},
-    {"json",             0,   nullptr,   nullptr,  // --help tells of it with info and -d
-     kForPictures, [](const char*, Options& o) { o.json = true; return kExitDone; }},
     {"profile",          0,   "FILE",    "settings to start from, under the options above (libtolva.ini in\n"
                                         "the folder that INIDIR names, or in the current one)",
      kForAll, takeProfile},
