@@ -20,8 +20,7 @@ constexpr uint32_t kMostPoints = 32768;
 constexpr uint32_t kFew = 32768;             // a cube with no more than such a part of the pixels is one point
 constexpr uint32_t kManyCubes = kCubes / 4;  // with sums: a picture of which fine points are too many
 
-// The counters of the first bin are nobody's: pixels of bins that do not count are added there, too: the loop
-// has no branch.
+// The first bin's counters are nobody's.
 constexpr uint32_t kMostCounting = 26624;
 constexpr uint32_t kCounters = (1 + kMostCounting) * kBinColours;
 
@@ -31,6 +30,7 @@ constexpr uint32_t kCarry = 255;
 constexpr uint64_t kCarriedTwice = uint64_t{kCarry} << 16;
 
 constexpr uint64_t kMostUncarried = UINT32_MAX / 8;  // sums grow by at most 7 a pixel
+constexpr uint32_t kAhead = 64;                      // bins, the counters of which are fetched early
 constexpr uint32_t kBlock = 64;                      // pixels counted together
 
 using LevelTable = std::array<uint32_t, 256>;
@@ -104,27 +104,30 @@ void addElsewhere(Histogram& h, uint32_t number, uint32_t pixels) {
     add(cube, number % kCubeColours, pixels);
 }
 
-void addBlock(Histogram& h, const uint8_t* pixels, size_t step, uint32_t count) {
+template <size_t step>
+void addBlock(Histogram& h, const uint8_t* pixels, uint32_t count) {
     const uint16_t* const places = h.places;  // bytes alias everything: what h has would be loaded for each pixel
     uint8_t* const counters = h.counters;
-    uint32_t others[kBlock];
-    uint32_t elsewhere = 0;
+#pragma GCC unroll 4
     for (uint32_t i = 0; i < count; ++i) {
         const uint32_t number = numberOf(pixels + i * step);
         const uint32_t place = places[number / kBinColours];
+        if (place == 0) [[unlikely]] {
+            addElsewhere(h, number, 1);
+            continue;
+        }
         const uint32_t at = place * kBinColours + number % kBinColours;
-        if (++counters[at] == 0) {
+        if (++counters[at] == 0) [[unlikely]] {
             counters[at] = 1;
             carry(h, at, 1);
         }
-        others[elsewhere] = number;
-        elsewhere += place == 0;
     }
-    for (uint32_t i = 0; i < elsewhere; ++i) addElsewhere(h, others[i], 1);
 }
 
-void sumBlock(Histogram& h, const uint8_t* pixels, size_t step, uint32_t count) {
+template <size_t step>
+void sumBlock(Histogram& h, const uint8_t* pixels, uint32_t count) {
     SummingCube* const sums = h.sums;
+#pragma GCC unroll 4
     for (uint32_t i = 0; i < count; ++i) {
         const uint32_t number = numberOf(pixels + i * step);
         add(sums[number / kCubeColours], number % kCubeColours, 1);
@@ -276,6 +279,7 @@ uint32_t meansOf(const Histogram& h, uint32_t colours, ColourPoint* points) {
             gatherSums(h, bin * kBinColours / kCubeColours, g);
             if (colours < kCubeColours) endCube(bin * kBinColours);
         }
+        if (bin + kAhead < kBins) __builtin_prefetch(h.counters + h.places[bin + kAhead] * kBinColours);
         if (h.places[bin] == 0) continue;
         if (step == kBinColours) {
             gatherBin(h, bin, g);
@@ -344,11 +348,11 @@ bool countColours(Histogram& h, const uint8_t* pixels, int bytesPerPixel, uint32
         const uint32_t n = std::min(left, kBlock);
         if (!makeRoom(h, n)) return false;
         if (h.counters == nullptr) {
-            sumBlock(h, pixels, step, n);
+            step == 3 ? sumBlock<3>(h, pixels, n) : sumBlock<4>(h, pixels, n);
         } else if (runLength(pixels, bytesPerPixel, n) == n) {
             addElsewhere(h, numberOf(pixels), n);
         } else {
-            addBlock(h, pixels, step, n);
+            step == 3 ? addBlock<3>(h, pixels, n) : addBlock<4>(h, pixels, n);
             if (h.summing > kManyCubes && !countCoarsely(h)) return false;
         }
         pixels += n * step;

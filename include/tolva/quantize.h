@@ -10,9 +10,9 @@
  *     tolvaQuantizeEnd        frees it
  *
  * The same rows give the same palette and indices on every machine. No call keeps a row, none takes memory in
- * proportion to the picture: a quantizer has at most 9 MB at a time (24 MB where more than half a
- * gigapixel is counted), and a few bytes a column for dithering. Several may stand at once, on several threads one each.
- * Nothing here ends the process or touches the device.
+ * proportion to the picture: a quantizer has at most 8 MB at a time (where more than 16 megapixels are counted, 14 MB
+ * more, which are touched only for colours of as many pixels), and a few bytes a column for dithering. Several may
+ * stand at once, on several threads one each. Nothing here ends the process or touches the device.
  * Readable as C and as C++. */
 #ifndef TOLVA_QUANTIZE_H
 #define TOLVA_QUANTIZE_H
@@ -91,7 +91,7 @@ typedef struct TolvaPalette {
  * answered. */
 int32_t tolvaQuantizeBegin(const TolvaQuantizeOrder* order, TolvaQuantizer** quantizer);
 
-/** First pass: adds rows to what the palette is made for. Every pixel counts, in sums of 64 bits. Costs one to two
+/** First pass: adds rows to what the palette is made for. Every pixel counts, in sums of 64 bits. Costs about two
  * nanoseconds a pixel. Rows are only read. After kTolvaQuantizeNoMemory the quantizer can only be freed. */
 int32_t tolvaQuantizeCount(TolvaQuantizer* quantizer, const TolvaPixelRows* rows);
 
