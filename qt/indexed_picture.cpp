@@ -15,7 +15,10 @@ namespace {
 using Map = std::array<uint8_t, kTolvaLargestPalette>;
 using Table = std::array<QRgb, kTolvaLargestPalette>;
 
-constexpr int kStripRows = 64;
+constexpr int kMostStripRows = 64;
+// Qt converts pictures from twice 65536 pixels, or bytes, on by several threads, and waits for ever where none can be
+// had.
+constexpr int kMostStripBytes = 2 * 65536 - 1;
 constexpr uint8_t kWhite = 255;
 constexpr QRgb kBlack = 0xFF000000;
 constexpr QRgb kWhiteColour = 0xFFFFFFFF;
@@ -99,8 +102,13 @@ Kind kindOf(const QImage& image) {
 }
 
 // Null where there is no memory to convert it.
+int stripRows(const QImage& image) {
+    const auto bytes = static_cast<int>(std::max<qint64>(image.width(), image.bytesPerLine()));
+    return std::clamp(kMostStripBytes / bytes, 1, kMostStripRows);
+}
+
 QImage stripOf(const QImage& image, int first, QImage::Format format) {
-    const int rows = std::min(kStripRows, image.height() - first);
+    const int rows = std::min(stripRows(image), image.height() - first);
     const QImage strip(image.constScanLine(first), image.width(), rows, image.bytesPerLine(), image.format());
     return strip.convertToFormat(format);
 }
@@ -116,7 +124,7 @@ struct Quantizer {
 // Calls `pass`(rows, y of the first) for strip after strip, from the top.
 template <class Pass>
 bool forStrips(const QImage& image, QImage::Format format, Pass pass) {
-    for (int y = 0; y < image.height(); y += kStripRows) {
+    for (int y = 0; y < image.height(); y += stripRows(image)) {
         const QImage strip = stripOf(image, y, format);
         if (strip.isNull()) return false;
         TolvaPixelRows rows = {};
