@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdlib>
+#include <cstring>
 
 #include "quantize/runs.h"
 
@@ -216,11 +217,7 @@ void gatherCounters(const Histogram& h, uint32_t bin, uint32_t first, uint32_t c
 // Eight counters as vectors: a row of a bin, whose place has bits 1 of red, green and blue above bits 0.
 using Row = uint16_t __attribute__((vector_size(16)));
 constexpr uint32_t kRowColours = sizeof(Row) / sizeof(uint16_t);
-
-Row rowOf(const uint8_t* counters) {
-    using NarrowRow = uint8_t __attribute__((vector_size(kRowColours)));
-    return __builtin_convertvector(load<NarrowRow>(counters), Row);
-}
+using NarrowRow = uint8_t __attribute__((vector_size(kRowColours)));
 
 uint32_t sumOf(const Row& row) {
     uint32_t sum = 0;
@@ -236,7 +233,9 @@ void gatherBin(const Histogram& h, uint32_t bin, Gathered& g) {
     }
     Row all = {}, upper[kChannels] = {};
     for (uint32_t i = 0; i < kBinColours / kRowColours; ++i) {
-        const Row row = rowOf(h.counters + counters + i * kRowColours);
+        NarrowRow narrow;  // copied in, because vectors that functions return are called another way on some machines
+        std::memcpy(&narrow, h.counters + counters + i * kRowColours, sizeof narrow);
+        const Row row = __builtin_convertvector(narrow, Row);
         all += row;
         for (uint32_t c = 0; c < kChannels; ++c) {
             if (levelOf(i * kRowColours, c) != 0) upper[c] += row;
