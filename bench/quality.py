@@ -192,12 +192,25 @@ def measure(tolva, folder, name, picture, runs):
     return found
 
 
+TABLES = [  # dithered, title, figure, how it is written
+    (False, "Nothing mixed: PSNR in dB, higher is nearer", "psnr", "{:.2f}"),
+    (False, "Nothing mixed: mean distance in Lab, lower is nearer", "lab", "{:.2f}"),
+    (True, "Error diffusion: PSNR in dB", "psnr", "{:.2f}"),
+    (True, "Error diffusion: mean distance in Lab behind a blur", "labBlurred", "{:.2f}"),
+    (True, "Error diffusion: bytes of the GIF", "bytes", "{:,}"),
+]
+
+
 def write_table(path, figures):
     with open(path, "w", encoding="utf-8") as out:
-        for dither, title in ((False, "Without dithering"), (True, "With error diffusion")):
-            out.write(f"## {title}\n\n| picture | encoder | {' | '.join(HEADS)} |\n|---|---|{'---:|' * len(HEADS)}\n")
-            for row in (f for f in figures if f["dithered"] == dither):
-                out.write(f"| {row['picture']} | {row['encoder']} | {' | '.join(row_of(row))} |\n")
+        for dithered, title, figure, form in TABLES:
+            rows = [f for f in figures if f["dithered"] == dithered]
+            encoders = list(dict.fromkeys(f["encoder"] for f in rows))
+            out.write(f"**{title}**\n\n| picture | {' | '.join(encoders)} |\n|---|{'---:|' * len(encoders)}\n")
+            for name in dict.fromkeys(f["picture"] for f in rows):
+                values = {f["encoder"]: f[figure] for f in rows if f["picture"] == name}
+                cells = (("exact" if values[e] is None else form.format(values[e])) if e in values else "" for e in encoders)
+                out.write(f"| {name} | {' | '.join(cells)} |\n")
             out.write("\n")
 
 

@@ -20,7 +20,7 @@ PYTHON = "/usr/bin/python3"
 
 def header_of(picture):
     with open(picture, "rb") as file:
-        kind, width, height = re.match(rb"P([56])\s+(\d+)\s+(\d+)", file.read(64)).groups()
+        kind, width, height = re.match(rb"P([56])\s+(?:#[^\n]*\s+)*(\d+)\s+(\d+)", file.read(4096)).groups()
     return kind == b"6", int(width), int(height)
 
 
@@ -88,10 +88,11 @@ def print_table(figures, out):
         )
 
 
-def print_chart(figures, out):
-    """Bars a picture, tolva's on top; what lasts long runs out of the drawing and says so."""
+def print_chart(figures, wanted, out):
+    """Bars a picture, tolva's on top, for three pictures at most; what lasts long runs out of the drawing and says so."""
     bar, gap, left, width = 16, 22, 190, 420
     names = list(dict.fromkeys(row["picture"] for row in figures if row["trueColour"] and row["pixels"] > 1000))
+    names = ([name for name in names if name in wanted] or names)[:3]
     height = sum(gap + bar * sum(r["picture"] == n for r in figures) for n in names) + gap
     out.write(f'<svg xmlns="http://www.w3.org/2000/svg" width="{left + width + 90}" height="{height}" font-family="sans-serif" font-size="12">\n')
     out.write('<rect width="100%" height="100%" fill="#fff"/>\n')
@@ -142,7 +143,7 @@ def main():
         out.write(f"{machine()}; {order.runs} runs\n\n")
         print_table(figures, out)
     with open("chart.svg", "w", encoding="utf-8") as out:
-        print_chart(figures, out)
+        print_chart(figures, [os.path.basename(picture) for picture in order.pictures], out)
     print(os.getcwd())
 
 
