@@ -99,7 +99,8 @@ TEST_F(ManyPictures, GoThroughParallelAsTheManualSays) {
     write("hosts", "1/one\n1/two\n");
     write("ssh", "#!/bin/sh\nwhile [ \"$1\" != -- ]; do shift; done\nshift\nexec sh -c \"$*\"\n");
     chmod(path("ssh").c_str(), 0755);
-    const Words paths = {"env", "PATH=" + folder + ":/usr/bin:/bin", "HOME=" + folder, "PARALLEL_SSH=./ssh"};
+    const Words paths = {"env", "PATH=" + folder + ":/usr/bin:/bin", "HOME=" + folder, "SHELL=/bin/sh",
+                         "PARALLEL_SSH=./ssh"};
     const std::string page = textOf(TOLVA_SOURCE "/docs/many-pictures.md"), alone = run("a.pgm -o -").out;
     const std::regex command(R"(\n    (find .*parallel.*))");
     int ran = 0;
@@ -109,7 +110,8 @@ TEST_F(ManyPictures, GoThroughParallelAsTheManualSays) {
         for (int n = 0; n < 1000; ++n) {
             const std::string gif = "gifs" + nameOf(n) + ".gif";
             const bool isNamed = isIn(result.said, "tolva: pictures" + nameOf(n) + ".pgm: ");
-            EXPECT_TRUE(isBad(n) ? isNamed && !exists(gif) : !isNamed && read(gif) == alone) << gif << result.said;
+            EXPECT_TRUE(isBad(n) ? isNamed && !exists(gif) : !isNamed && read(gif) == alone)
+                << gif << result.said << result.out;
         }
         EXPECT_EQ(gifs(), 1000 - 12) << "none beside them";
     }
