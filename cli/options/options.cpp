@@ -132,7 +132,7 @@ ExitStatus checkRaw(const Options& options) {
         return fail(kExitWrongUsage, "--dither %d goes with --raw; otherwise --colours says how many there may be",
                     options.dither == Dither::kBlackAndWhite ? 2 : 16);
     }
-    if (options.enlarge && options.sizeRequest == SizeRequest::kAsPicture) {
+    if (options.enlarge && options.sizeRequest != SizeRequest::kFitPixels) {
         return fail(kExitWrongUsage, "--enlarge goes with --fit");
     }
     return kExitDone;

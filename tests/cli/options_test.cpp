@@ -22,7 +22,7 @@ TEST_F(CommandLine, WrongUsageEndsWith2AndWritesNothing) {
           "--size nanx1", "--size 1,5x1", "--size 1x1 --resolution 31", "--size 1x1 --resolution 401",
           "--resolution 96", "--fit 9x9 --resolution 96", "--json", "--colours 1", "--colours 257", "--colours x",
           "--raw --colours 9", "--raw --dither none", "--raw --dither diffusion", "--raw --fit 9x9 --enlarge", "--null",
-          "--enlarge", "--dither 2", "--dither 16", "--no-profile --profile p", "--section a;b"}) {
+          "--enlarge", "--size 1x1 --enlarge", "--dither 2", "--dither 16", "--no-profile --profile p", "--section a;b"}) {
         wrong.push_back(std::string("a.pgm -o a.gif ") + option);
     }
     wrong.push_back({"a.pgm", "-o", "a.gif", "--profile", ""});

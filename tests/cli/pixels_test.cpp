@@ -68,10 +68,11 @@ TEST_F(Pixels, FillTheBoxThatIsAskedFor) {
         {"--size 1x1", {96, 64}},      {"--fit 600x900", {600, 400}},  {"--size 0.5x22 --resolution 32", {16, 11}},
     };
     for (const auto& [words, size] : sizes) {
-        const SeenGif seen = convert(std::string("a.pgm ") + words + " --enlarge");
+        const bool fits = words[2] == 'f';
+        const SeenGif seen = convert(std::string("a.pgm ") + words + (fits ? " --enlarge" : ""));
         EXPECT_EQ(std::pair(seen.width, seen.height), size) << words;
         const SeenGif shrunk = convert(std::string("a.pgm ") + words);
-        const bool stays = words[2] == 'f' && size.first > 300;
+        const bool stays = fits && size.first > 300;
         EXPECT_EQ(std::pair(shrunk.width, shrunk.height), stays ? std::pair(300, 200) : size) << words;
         const SeenGif raw = convert(std::string("a.pgm --raw ") + words);
         EXPECT_EQ(std::pair(raw.width, raw.height), size) << words;
