@@ -35,3 +35,7 @@ if(TOLVA_SANITIZE)
   add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=undefined -fno-omit-frame-pointer)
   add_link_options(-fsanitize=address,undefined)
 endif()
+# Counts for libFuzzer which edges are reached; its main stands in the targets alone.
+if(TOLVA_FUZZ)
+  add_compile_options(-fsanitize=fuzzer-no-link)
+endif()

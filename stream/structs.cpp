@@ -88,13 +88,12 @@ struct Walk {
     int64_t offset;    // from there, carried across records
     bool zeroPadding;  // readers clear the pad bytes they step over
     bool skipping;
-    bool moved;    // an item was met that takes part in the layout
     int32_t last;  // the last transfer's result
 };
 
 void align(Walk& walk, int32_t alignment, bool zero) {
     const int64_t to = aligned(walk.offset, alignment);
-    if (zero) std::memset(walk.memory + walk.offset, 0, static_cast<size_t>(to - walk.offset));
+    if (zero && to > walk.offset) std::memset(walk.memory + walk.offset, 0, static_cast<size_t>(to - walk.offset));
     walk.offset = to;
 }
 
@@ -120,7 +119,6 @@ int32_t writeItem(Handle stream, const void* buffer, char kind, int32_t count) {
 
 void transfer(Walk& walk, Item item, bool reading) {
     const int32_t width = widthOf(item.kind);
-    walk.moved = true;
     // The pad byte in front of a 16-bit item keeps what it holds; wider items clear theirs.
     align(walk, width, walk.zeroPadding && width > 2);
     if (item.count * width > kMostBytes) {
@@ -155,7 +153,6 @@ bool transferRecord(Walk& walk, const char* format, bool reading) {
             p = GetUnionSize(bracket, &size);
             if (*p == ')') ++p;
             walk.offset += size;
-            walk.moved = true;
         } else if (item.kind == '}' || item.kind == '|' || (reading && (item.kind == ')' || item.kind == 'P'))) {
             continue;
         } else {
@@ -169,14 +166,15 @@ int32_t transferRecords(Walk& walk, const char* format, int32_t records, bool re
     const int32_t recordAlign = GetPadWidth(format);
     int32_t result = 0;
     for (int32_t i = 0; i < records && walk.last >= 1; ++i) {
+        const int64_t before = walk.offset;
         // Kept: an unknown character makes the count -1 before the record's own 1 is added, so that hosts see fewer
         // records than they asked for. The count is a result and bounds nothing.
         if (!transferRecord(walk, format, reading)) result = -1;
         if (walk.last < 1) break;
         align(walk, recordAlign, walk.zeroPadding);
         ++result;
-        // A format without items is the same record over and over.
-        if (!walk.moved) return result == 0 ? 0 : records;
+        // A record without bytes is the same over and over.
+        if (walk.offset == before) return result == 0 ? 0 : records;
     }
     return walk.last < 1 ? walk.last : result;
 }
@@ -204,12 +202,12 @@ const char* GetUnionSize(const char* format, int32_t* size) {
 }
 
 int32_t zunReadStruct(Handle stream, const char* format, void* buffer, int32_t records) {
-    Walk walk{stream, static_cast<uint8_t*>(buffer), 0, true, false, false, 1};
+    Walk walk{stream, static_cast<uint8_t*>(buffer), 0, true, false, 1};
     return transferRecords(walk, format, records, true);
 }
 
 int32_t zunWriteStruct(Handle stream, const char* format, const void* buffer, int32_t records) {
     // The writer only reads through the walk's pointer.
-    Walk walk{stream, static_cast<uint8_t*>(const_cast<void*>(buffer)), 0, false, false, false, 1};
+    Walk walk{stream, static_cast<uint8_t*>(const_cast<void*>(buffer)), 0, false, false, 1};
     return transferRecords(walk, format, records, false);
 }

@@ -118,6 +118,7 @@ TEST(Structs, SkipsUnionsErrorsAndAbsurdCounts) {
     EXPECT_EQ(zunReadStruct(source.stream, "99999999999999999999D", memory, 1), 0);
     EXPECT_EQ(zunReadStruct(source.stream, "C12", memory, 1), 1);
     EXPECT_EQ(zunReadStruct(source.stream, "", memory, INT32_MAX), INT32_MAX);
+    EXPECT_EQ(zunReadStruct(source.stream, "(L)[0S]", nullptr, INT32_MAX), INT32_MAX);  // nor a byte, nor a while
     EXPECT_EQ(zunReadStruct(source.stream, "[?", memory, INT32_MAX), 0);
     const uint8_t out[8] = {1, 0, 0, 0, 7, 0, 0, 7};
     const auto writeUnion = [&](TolvaHandle s) { return zunWriteStruct(s, "1C(1L|)", out, 1); };
