@@ -244,17 +244,21 @@ void answerPixels(Answers& a, const uint8_t* from, uint8_t* to, int32_t width) {
             continue;
         }
         uint32_t places[kTogether], parts[kTogether];
-        uint32_t unusual = 0;
+        bool unmet = false;
+        uint32_t kinds = 0;
         for (int i = 0; i < kTogether; ++i) {
             places[i] = placeOf(from + i * bytes);
             parts[i] = room.parts[places[i] / kPartColours];
-            unusual |= parts[i] - 1;
+            unmet |= parts[i] == 0;
+            kinds |= parts[i];
         }
-        if (static_cast<int32_t>(unusual) < 0) {
+        if (unmet) {
             for (int i = 0; i < kTogether; ++i) to[x + i] = answer(a, from + i * bytes);
-            continue;
+        } else if ((kinds & kPlainAnswers) == 0) {
+            for (int i = 0; i < kTogether; ++i) to[x + i] = codedAnswer(room.blocks[parts[i]], places[i]);
+        } else {
+            for (int i = 0; i < kTogether; ++i) to[x + i] = eitherAnswer(room.blocks, parts[i], places[i]);
         }
-        for (int i = 0; i < kTogether; ++i) to[x + i] = codedAnswer(room.blocks[parts[i]], places[i]);
     }
     for (; x < width; ++x, from += bytes) to[x] = answer(a, from);
 }
@@ -268,8 +272,7 @@ uint8_t answerSlowly(Answers& a, const uint8_t* colour) {
         fillCell(a, colour);
         return answer(a, colour);
     }
-    const uint8_t* const plain = a.room->blocks[part & ~kPlainAnswers].entries;
-    return plain[place % kPartColours];
+    return plainAnswer(a.room->blocks, part, place);
 }
 
 void beginAnswers(Answers& a, void* room, const uint8_t* table, const uint8_t* chosen, uint32_t count,

@@ -96,6 +96,17 @@ inline uint8_t codedAnswer(const AnswerBlock& block, uint32_t place) {
     return block.entries[block.codes[place % 16] >> 2 * (place / 16 % 4) & 3];
 }
 
+inline uint8_t plainAnswer(const AnswerBlock* blocks, uint32_t part, uint32_t place) {
+    return reinterpret_cast<const uint8_t*>(blocks + (part & ~kPlainAnswers))[place % kPartColours];
+}
+
+// Without a branch: where palettes are dense, both kinds alternate from pixel to pixel.
+inline uint8_t eitherAnswer(const AnswerBlock* blocks, uint32_t part, uint32_t place) {
+    const uint8_t plain = plainAnswer(blocks, part, place);
+    const uint8_t coded = codedAnswer(blocks[part & ~kPlainAnswers], place);
+    return (part & kPlainAnswers) != 0 ? plain : coded;
+}
+
 inline uint8_t answer(Answers& answers, const uint8_t* colour) {
     const uint32_t place = placeOf(colour);
     const uint32_t part = answers.room->parts[place / kPartColours];

@@ -95,8 +95,8 @@ Held held(const Diffusion& d) {
 inline uint8_t answerPacked(Answers& answers, uint32_t colour) {
     const uint32_t place = kSpread[0][colour & 255] | kSpread[1][colour >> 8 & 255] | kSpread[2][colour >> 16 & 255];
     const uint32_t part = answers.room->parts[place / kPartColours];
-    if (static_cast<int32_t>(part) > 0) [[likely]]
-        return codedAnswer(answers.room->blocks[part], place);
+    if (part != 0) [[likely]]
+        return eitherAnswer(answers.room->blocks, part, place);
     uint8_t bytes[4];
     store(bytes, colour);
     return answerSlowly(answers, bytes);
