@@ -1,8 +1,8 @@
 #include "quantize/distinct.h"
 
+#include <algorithm>
 #include <cstdlib>
-
-#include "quantize/runs.h"
+#include <cstring>
 
 namespace tolva {
 namespace {
@@ -10,21 +10,65 @@ namespace {
 constexpr uint32_t kSlotBits = 10;
 constexpr uint32_t kSlots = 1u << kSlotBits;
 static_assert(kMostDistinct < kSlots, "a place + 1 fits a slot, and the search for a free one ends");
+constexpr uint32_t kTogether = 8;  // pixels; in flat areas all of them are told by one comparison
 
 uint32_t hashOf(uint32_t colour) { return colour * 0x9E3779B1u >> (32 - kSlotBits); }
 
+// A colour's slot, or the free one where it would stand.
+uint32_t slotOf(const Distinct& d, uint32_t colour) {
+    uint32_t slot = hashOf(colour);
+    while (d.slots[slot] != 0 && d.colours[d.slots[slot] - 1].colour != colour) slot = (slot + 1) % kSlots;
+    return slot;
+}
+
 // Null where the colour is new and the list is full.
 DistinctColour* entryOf(Distinct& d, uint32_t colour) {
-    uint32_t slot = hashOf(colour);
-    for (; d.slots[slot] != 0; slot = (slot + 1) % kSlots) {
-        DistinctColour& known = d.colours[d.slots[slot] - 1];
-        if (known.colour == colour) return &known;
+    uint16_t& place = d.slots[slotOf(d, colour)];
+    if (place == 0) {
+        if (d.count == kMostDistinct) return nullptr;
+        d.colours[d.count++] = {.colour = colour, .pixels = 0};
+        place = static_cast<uint16_t>(d.count);
     }
-    if (d.count == kMostDistinct) return nullptr;
-    DistinctColour& added = d.colours[d.count++];
-    added = {.colour = colour, .pixels = 0};
-    d.slots[slot] = static_cast<uint16_t>(d.count);
-    return &added;
+    return &d.colours[place - 1];
+}
+
+// Hands over each colour, and counts of pixels that repeat the one before; until a colour is not taken.
+template <uint32_t step, class Take, class Repeat>
+uint32_t forPixels(const uint8_t* pixels, uint32_t width, Take take, Repeat repeat) {
+    for (uint32_t x = 0; x < width;) {
+        const uint32_t n = std::min(kTogether, width - x);
+        const uint8_t* p = pixels + size_t{x} * step;
+        if (x > 0 && n == kTogether && std::memcmp(p, p - step, kTogether * step) == 0) {
+            repeat(x, n);
+            x += n;
+            continue;
+        }
+        for (const uint32_t end = x + n; x < end; ++x, p += step) {
+            if (!take(x, uint32_t{p[0]} << 16 | uint32_t{p[1]} << 8 | p[2])) return x;
+        }
+    }
+    return width;
+}
+
+template <uint32_t step>
+uint32_t listPixels(Distinct& d, const uint8_t* pixels, uint32_t width) {
+    DistinctColour* entry = nullptr;
+    const auto take = [&](uint32_t, uint32_t colour) {
+        entry = entryOf(d, colour);
+        if (entry != nullptr) ++entry->pixels;
+        return entry != nullptr;
+    };
+    return forPixels<step>(pixels, width, take, [&](uint32_t, uint32_t n) { entry->pixels += n; });
+}
+
+template <uint32_t step>
+uint32_t indexPixels(const Distinct& d, const uint8_t* pixels, uint8_t* to, uint32_t width) {
+    const auto take = [&](uint32_t x, uint32_t colour) {
+        const uint16_t place = d.slots[slotOf(d, colour)];
+        if (place != 0) to[x] = static_cast<uint8_t>(place - 1);
+        return place != 0;
+    };
+    return forPixels<step>(pixels, width, take, [&](uint32_t x, uint32_t n) { std::memset(to + x, to[x - 1], n); });
 }
 
 }  // namespace
@@ -43,15 +87,11 @@ void freeDistinct(Distinct& d) {
 }
 
 uint32_t listColours(Distinct& d, const uint8_t* pixels, int bytesPerPixel, uint32_t width) {
-    for (uint32_t x = 0; x < width;) {
-        const uint8_t* const p = pixels + size_t{x} * static_cast<uint32_t>(bytesPerPixel);
-        DistinctColour* const entry = entryOf(d, uint32_t{p[0]} << 16 | uint32_t{p[1]} << 8 | p[2]);
-        if (entry == nullptr) return x;
-        const uint32_t run = runLength(p, bytesPerPixel, width - x);
-        entry->pixels += run;
-        x += run;
-    }
-    return width;
+    return bytesPerPixel == 3 ? listPixels<3>(d, pixels, width) : listPixels<4>(d, pixels, width);
+}
+
+uint32_t indexColours(const Distinct& d, const uint8_t* pixels, int bytesPerPixel, uint8_t* to, uint32_t width) {
+    return bytesPerPixel == 3 ? indexPixels<3>(d, pixels, to, width) : indexPixels<4>(d, pixels, to, width);
 }
 
 }  // namespace tolva

@@ -27,6 +27,10 @@ void freeDistinct(Distinct& d);
 // Lists a row of pixels; how many of them, fewer than `width` where the next is one colour too many.
 uint32_t listColours(Distinct& d, const uint8_t* pixels, int bytesPerPixel, uint32_t width);
 
+// Gives a row the colours' places in the list; how many pixels, fewer than `width` where the next is not listed. `to`
+// may be `pixels`.
+uint32_t indexColours(const Distinct& d, const uint8_t* pixels, int bytesPerPixel, uint8_t* to, uint32_t width);
+
 }  // namespace tolva
 
 #endif

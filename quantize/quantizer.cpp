@@ -1,5 +1,5 @@
-// quantizer.cpp: the calls that hosts make, in which order, and what a quantizer has at which time: first the lists
-// that colours are counted in, then, when those are freed, the answers that pixels are mapped by.
+// quantizer.cpp: the calls that hosts make, in which order, and what a quantizer has at which time: first what
+// colours are counted in, then what pixels are mapped by: the list of all colours, or answers.
 
 #include <algorithm>
 #include <cstdlib>
@@ -135,7 +135,6 @@ int32_t makePalette(TolvaQuantizer& q) {
         p.key = static_cast<int32_t>(p.count++);
         std::copy_n(q.order.background, 3, p.colours + 3 * p.key);
     }
-    freeDistinct(q.distinct);
     freeHistogram(q.histogram);
     return kTolvaQuantized;
 }
@@ -149,25 +148,26 @@ bool diffuses(const TolvaQuantizer& q) {
 
 uint32_t opaqueEntries(const TolvaPalette& p) { return p.count - (p.key == kTolvaNoKey ? 0 : 1); }
 
-int32_t beginMapping(TolvaQuantizer& q, uint32_t width) {
-    if (!q.answering) {
-        q.answering = makeAnswers(q.answers, q.palette.colours, opaqueEntries(q.palette));
-        if (!q.answering) return kTolvaQuantizeNoMemory;
-        beginDiffusion(q.diffusion, q.palette.colours, opaqueEntries(q.palette), q.error);
-    }
-    return diffuses(q) && !beginRows(q.diffusion, width) ? kTolvaQuantizeNoMemory : kTolvaQuantized;
+bool haveAnswers(TolvaQuantizer& q) {
+    if (q.answering) return true;
+    q.answering = makeAnswers(q.answers, q.palette.colours, opaqueEntries(q.palette));
+    if (q.answering) beginDiffusion(q.diffusion, q.palette.colours, opaqueEntries(q.palette), q.error);
+    return q.answering;
 }
 
-void mapRow(TolvaQuantizer& q, const uint8_t* pixels, uint32_t width, uint8_t* to) {
-    const int step = bytesOf(q.order.format);
-    for (uint32_t first = 0, n = 0; first < width; first += n) {
+// What is in the list of colours is not searched for.
+bool mapPixels(TolvaQuantizer& q, const uint8_t* pixels, int bytesPerPixel, uint32_t width, uint8_t* to) {
+    uint32_t first = q.palette.exact == 0 ? 0 : indexColours(q.distinct, pixels, bytesPerPixel, to, width);
+    if (first < width && !haveAnswers(q)) return false;
+    for (uint32_t n = 0; first < width; first += n) {
         n = std::min(width - first, kMostAnswered);
-        answerRow(q.answers, pixels + size_t{first} * static_cast<uint32_t>(step), step, to + first,
+        answerRow(q.answers, pixels + size_t{first} * static_cast<uint32_t>(bytesPerPixel), bytesPerPixel, to + first,
                   static_cast<int32_t>(n));
     }
+    return true;
 }
 
-void mapSeenRow(TolvaQuantizer& q, const Row& row, uint32_t width, uint8_t* to) {
+bool mapSeenRow(TolvaQuantizer& q, const Row& row, uint32_t width, uint8_t* to) {
     SeenPixels seen;
     PassedErrors passed = {};
     const bool keyed = q.palette.key != kTolvaNoKey;
@@ -180,34 +180,39 @@ void mapSeenRow(TolvaQuantizer& q, const Row& row, uint32_t width, uint8_t* to) 
             diffusePiece(q.diffusion, q.answers, {seen.colours, transparent, key, to + first, first, n}, passed);
             continue;
         }
-        answerRow(q.answers, seen.colours, 3, to + first, static_cast<int32_t>(n));
+        if (!mapPixels(q, seen.colours, 3, n, to + first)) return false;
         for (uint32_t i = 0; keyed && i < n; ++i) {
             if (seen.transparent[i]) to[first + i] = key;
         }
     }
+    return true;
 }
 
-void mapRows(TolvaQuantizer& q, const TolvaPixelRows& rows, uint8_t* indices, intptr_t indexStride) {
+// False: no memory.
+bool mapRows(TolvaQuantizer& q, const TolvaPixelRows& rows, uint8_t* indices, intptr_t indexStride) {
     const bool opaque = !mayBeTransparent(q, rows);
     const int step = bytesOf(q.order.format);
+    const bool seen = opaqueEntries(q.palette) > 0;
+    if (seen && diffuses(q) && !(haveAnswers(q) && beginRows(q.diffusion, rows.width))) return false;
     for (uint32_t y = 0, n = 0; y < rows.rows; y += n) {
         n = diffuses(q) && opaque && rows.rows - y >= kRowsInFlight ? kRowsInFlight : 1;
         DiffusedRow band[kRowsInFlight];
         for (uint32_t i = 0; i < n; ++i) {
             band[i] = {rowOf(rows, y + i).pixels, indices + static_cast<intptr_t>(y + i) * indexStride};
         }
-        if (opaqueEntries(q.palette) == 0) {
+        if (!seen) {
             for (uint32_t i = 0; i < n; ++i) std::memset(band[i].to, 0, rows.width);
         } else if (!opaque) {
-            mapSeenRow(q, rowOf(rows, y), rows.width, band[0].to);
+            if (!mapSeenRow(q, rowOf(rows, y), rows.width, band[0].to)) return false;
         } else if (n == kRowsInFlight) {
             diffuseRows(q.diffusion, q.answers, band, step);
         } else if (diffuses(q)) {
             diffuseRow(q.diffusion, q.answers, band, step);
-        } else {
-            mapRow(q, band[0].pixels, rows.width, band[0].to);
+        } else if (!mapPixels(q, band[0].pixels, step, rows.width, band[0].to)) {
+            return false;
         }
     }
+    return true;
 }
 
 bool isOrder(const TolvaQuantizeOrder& o) {
@@ -264,12 +269,7 @@ int32_t tolvaQuantizeMap(TolvaQuantizer* quantizer, const TolvaPixelRows* rows, 
     if (!quantizer->fitted) return kTolvaQuantizeWrongOrder;
     if (rows->rows == 0) return kTolvaQuantized;
     if (indices == nullptr) return kTolvaQuantizeBadArgument;
-    if (opaqueEntries(quantizer->palette) > 0) {
-        const int32_t result = beginMapping(*quantizer, rows->width);
-        if (result != kTolvaQuantized) return result;
-    }
-    mapRows(*quantizer, *rows, indices, indexStride);
-    return kTolvaQuantized;
+    return mapRows(*quantizer, *rows, indices, indexStride) ? kTolvaQuantized : kTolvaQuantizeNoMemory;
 }
 
 void tolvaQuantizeEnd(TolvaQuantizer* quantizer) {
