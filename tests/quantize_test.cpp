@@ -141,6 +141,12 @@ TEST(Quantize, EveryPixelGetsTheNearestEntryWhereverItsIndexStands) {
         const Bytes indices = mapped(q, rows);
         for (size_t i = 0; i < indices.size(); ++i) ASSERT_EQ(indices[i], nearest(&pixels[3 * i], p));
     }
+    Bytes few = striped(200, 61 * 40);  // listed, until the second pass brings others
+    const Handle exact = begin(256);
+    const TolvaPalette all = paletteOf(exact, rowsOf(few, 61));
+    std::copy(picture.begin() + 3 * 30, picture.begin() + 3 * 1000, few.begin() + 3 * 30);
+    const Bytes listed = mapped(exact, rowsOf(few, 61));
+    for (size_t i = 0; i < listed.size(); ++i) ASSERT_EQ(listed[i], nearest(&few[3 * i], all));
     // Bottom row first, four bytes a pixel, in place.
     Bytes wide;
     for (size_t i = 0; i < picture.size(); i += 3)
