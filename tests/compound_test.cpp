@@ -24,7 +24,7 @@ TolvaHandle tableOf(const Links& links) {
 }
 
 TolvaHandle openSub(const std::string& path, const SubStream& sub) {
-    const TolvaHandle stream = zunOpen(path.c_str(), nullptr, kTolvaReadFile);
+    const TolvaHandle stream = zunOpen(path.c_str(), nullptr, toRead);
     StreamRecord& record = *static_cast<StreamRecord*>(GlobalLock(stream));
     record.docMode = 1;
     record.docSectorTable = tableOf(sub.sectors);
@@ -86,13 +86,12 @@ TEST(Compound, SubStreamsReadBackFromEverySize) {
             const int32_t at = upTo(random, size + 20) - 10;
             const int32_t place = std::clamp(at, 0, size);
             const int32_t count = upTo(random, 1500);
-            ASSERT_EQ(i % 2 == 0 ? zunSeek(stream, at, kTolvaFromStart) : zunSeek(stream, size - at, kTolvaFromEnd),
-                      place);
+            ASSERT_EQ(i % 2 == 0 ? zunSeek(stream, at, fromStart) : zunSeek(stream, size - at, fromEnd), place);
             Bytes part(1500);
             const int32_t got = zunRead(stream, part.data(), count);
             ASSERT_EQ(got, std::min(count, size - place));
             ASSERT_TRUE(std::equal(part.begin(), part.begin() + got, contents.begin() + place));
-            EXPECT_EQ(zunSeek(stream, 0, kTolvaFromCurrent), place + got);
+            EXPECT_EQ(zunSeek(stream, 0, fromCurrent), place + got);
         }
         EXPECT_EQ(zunSeek(stream, 3, 7), -1);
         closeSub(stream);
@@ -112,9 +111,9 @@ TEST(Compound, OnlyLinksInsideTheirTableLeadOn) {
                                          {SubStream{Links(9), {}, 0, 0, INT32_MAX}, 1000000000, 0}}) {  // a circle
         const TolvaHandle stream = openSub(file.path, sub);
         Bytes buffer(5000);
-        EXPECT_EQ(zunSeek(stream, from, kTolvaFromStart), from);
+        EXPECT_EQ(zunSeek(stream, from, fromStart), from);
         EXPECT_EQ(zunRead(stream, buffer.data(), 5000), got);
-        EXPECT_EQ(zunSeek(stream, 0, kTolvaFromCurrent), from + got);
+        EXPECT_EQ(zunSeek(stream, 0, fromCurrent), from + got);
         closeSub(stream);
     }
 }
@@ -134,7 +133,7 @@ TEST(Compound, DamagedChainsEndTheReadShort) {
         const TolvaHandle stream = openSub(file.path, sub);
         Bytes buffer(20000);
         EXPECT_LE(static_cast<uint32_t>(zunRead(stream, buffer.data(), 20000)), sub.size);  // nor less than 0
-        zunSeek(stream, upTo(random, 9000), kTolvaFromStart);
+        zunSeek(stream, upTo(random, 9000), fromStart);
         zunRead(stream, buffer.data(), 20000);
         closeSub(stream);
     }

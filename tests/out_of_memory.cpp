@@ -6,6 +6,6 @@
 int main() {
     const rlimit little = {64u << 20, 64u << 20};
     setrlimit(RLIMIT_AS, &little);
-    GlobalAlloc(kTolvaMoveableZeroed, 0xFFFFFFF0u);
+    GlobalAlloc(66, 0xFFFFFFF0u);
     return 0;
 }

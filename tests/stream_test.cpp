@@ -36,14 +36,14 @@ intptr_t hostProcedure(intptr_t instance, intptr_t operation, intptr_t a, intptr
     Model& host = *reinterpret_cast<Model*>(instance);
     uint8_t* const bytes = reinterpret_cast<uint8_t*>(a);
     switch (operation) {
-        case kTolvaProcOpen: return instance;
-        case kTolvaProcRead: {
+        case procOpen: return instance;
+        case procRead: {
             const Bytes got = host.read(static_cast<int32_t>(b));
             std::copy(got.begin(), got.end(), bytes);
             return static_cast<intptr_t>(got.size());
         }
-        case kTolvaProcWrite: host.write(Bytes(bytes, bytes + b)); return b;
-        case kTolvaProcSeek: return host.seek(*reinterpret_cast<int32_t*>(a), static_cast<int>(b));
+        case procWrite: host.write(Bytes(bytes, bytes + b)); return b;
+        case procSeek: return host.seek(*reinterpret_cast<int32_t*>(a), static_cast<int>(b));
         default: return 7;
     }
 }
@@ -74,7 +74,7 @@ void checkRandomOperations(TolvaHandle stream, std::mt19937& random, Model& mode
                 ASSERT_EQ(zunSeek(stream, target - base[origin], origin), model.seek(target - base[origin], origin));
             }
         }
-        ASSERT_EQ(zunSeek(stream, 0, kTolvaFromCurrent), model.position);
+        ASSERT_EQ(zunSeek(stream, 0, fromCurrent), model.position);
     }
 }
 
@@ -90,11 +90,11 @@ TEST(Streams, FilesMemoryAndProceduresActAsOneIdealFile) {
         Model model, host;
         MemoryFile memory;
         TolvaHandle stream = memory.stream;
-        if (seed % 3 == 0) stream = zunOpen(file, nullptr, kTolvaCreateAndWrite);
+        if (seed % 3 == 0) stream = zunOpen(file, nullptr, toCreate);
         StreamDescriptor descriptor = {};
         descriptor.blockRef = reinterpret_cast<intptr_t>(&host);
         descriptor.ioProc = reinterpret_cast<intptr_t>(hostProcedure);
-        if (seed % 3 == 2) stream = zunOpen("theirs", &descriptor, kTolvaCreateAndWrite);
+        if (seed % 3 == 2) stream = zunOpen("theirs", &descriptor, toCreate);
         checkRandomOperations(stream, random, model);
         if (HasFatalFailure()) return;
         if (seed % 3 != 1) {
@@ -104,24 +104,24 @@ TEST(Streams, FilesMemoryAndProceduresActAsOneIdealFile) {
         const Bytes& arrived = seed % 3 == 0 ? readFile(file.path) : seed % 3 == 1 ? inMemory : host.contents;
         EXPECT_TRUE(same(arrived, model.contents)) << seed;
     }
-    EXPECT_EQ(zunOpen(file, nullptr, kTolvaDeleteFile), 1u);
-    EXPECT_EQ(zunOpen(file, nullptr, kTolvaDeleteFile), 0u);
-    EXPECT_EQ(zunOpen(file, nullptr, kTolvaFileExists), static_cast<TolvaHandle>(-1));
+    EXPECT_EQ(zunOpen(file, nullptr, toDelete), 1u);
+    EXPECT_EQ(zunOpen(file, nullptr, toDelete), 0u);
+    EXPECT_EQ(zunOpen(file, nullptr, toFind), static_cast<TolvaHandle>(-1));
 }
 
 TEST(Streams, ReadOnlyOnesRefuseToSeekPastTheEndAndRememberIt) {
     const Temporary file, copy;
-    TolvaHandle stream = zunOpen(file, nullptr, kTolvaCreateAndWrite);
-    Bytes bytes(kTolvaStreamBufferBytes + 1, 5);
-    EXPECT_EQ(zunWrite(stream, bytes.data(), kTolvaStreamBufferBytes + 1), kTolvaStreamBufferBytes + 1);
+    TolvaHandle stream = zunOpen(file, nullptr, toCreate);
+    Bytes bytes(bufferBytes + 1, 5);
+    EXPECT_EQ(zunWrite(stream, bytes.data(), bufferBytes + 1), bufferBytes + 1);
     const StreamRecord& record = *static_cast<StreamRecord*>(GlobalLock(stream));
-    EXPECT_EQ(record.bufferStart, kTolvaStreamBufferBytes);
+    EXPECT_EQ(record.bufferStart, bufferBytes);
     EXPECT_EQ(record.cursor, 1);
     EXPECT_EQ(zunClose(stream), 0);
-    stream = zunOpen(file, nullptr, kTolvaReadFile);
-    EXPECT_EQ(zunSeek(stream, kTolvaStreamBufferBytes + 2, kTolvaFromStart), -1);
+    stream = zunOpen(file, nullptr, toRead);
+    EXPECT_EQ(zunSeek(stream, bufferBytes + 2, fromStart), -1);
     EXPECT_EQ(static_cast<StreamRecord*>(GlobalLock(stream))->error, -1);
-    EXPECT_EQ(zunSeek(stream, 10, kTolvaFromStart), 10);
+    EXPECT_EQ(zunSeek(stream, 10, fromStart), 10);
     EXPECT_EQ(zunSeek(stream, 0, 9), -1);
     EXPECT_EQ(zunClose(stream), 0);
     EXPECT_EQ(zunCopy(file, copy), 0);
@@ -131,27 +131,27 @@ TEST(Streams, ReadOnlyOnesRefuseToSeekPastTheEndAndRememberIt) {
     EXPECT_EQ(zunRead(0, bytes.data(), 1), 0);
     EXPECT_EQ(zunWrite(0, bytes.data(), 1), 0);
     EXPECT_EQ(zunSeek(0, 0, 0), -1);
-    EXPECT_EQ(zunOpen("", nullptr, kTolvaReadFile), 0u);
-    EXPECT_EQ(zunOpen(nullptr, nullptr, kTolvaWrapStream), 0u);
+    EXPECT_EQ(zunOpen("", nullptr, toRead), 0u);
+    EXPECT_EQ(zunOpen(nullptr, nullptr, toWrap), 0u);
 }
 
 TEST(Streams, AMemoryBlockReadsBackWithoutItsEndMarkerAndSlack) {
     MemoryFile memory;
     EXPECT_EQ(zunWrite(memory.stream, "ab", 2), 2);
-    EXPECT_EQ(zunSeek(memory.stream, 5000, kTolvaFromEnd), 5002);  // far past the block: the write grows it first
+    EXPECT_EQ(zunSeek(memory.stream, 5000, fromEnd), 5002);  // far past the block: the write grows it first
     EXPECT_EQ(zunWrite(memory.stream, "c", 1), 1);
-    EXPECT_EQ(zunSeek(memory.stream, -1, kTolvaFromStart), -1);
-    EXPECT_EQ(zunSeek(memory.stream, INT32_MAX, kTolvaFromStart), -1);
+    EXPECT_EQ(zunSeek(memory.stream, -1, fromStart), -1);
+    EXPECT_EQ(zunSeek(memory.stream, INT32_MAX, fromStart), -1);
     EXPECT_EQ(zunClose(memory.stream), 0);
     StreamDescriptor descriptor = {};
     descriptor.blockRef = reinterpret_cast<intptr_t>(&memory.block);
     descriptor.size = 1 << 20;  // more than the block holds
-    const TolvaHandle stream = zunOpen(nullptr, &descriptor, kTolvaReadFile);
+    const TolvaHandle stream = zunOpen(nullptr, &descriptor, toRead);
     EXPECT_EQ(descriptor.size, 5003);
     char bytes[6000];
     EXPECT_EQ(zunRead(stream, bytes, sizeof bytes), 5003);
     EXPECT_EQ(bytes[5002], 'c');
-    EXPECT_EQ(zunSeek(stream, 5003, kTolvaFromStart), -1);  // kept: the size at open is one byte short
+    EXPECT_EQ(zunSeek(stream, 5003, fromStart), -1);  // kept: the size at open is one byte short
     EXPECT_EQ(zunClose(stream), 0);
     GlobalFree(GlobalHandle(memory.block));
 }
@@ -196,11 +196,11 @@ TEST(Streams, GrowInMemoryStepByStepWithRoomThatIsNeverMissed) {
 
 TEST(Streams, AreMeasuredByTheirBlockWhateverTheDescriptorSays) {
     for (const intptr_t size : {intptr_t{0}, INTPTR_MIN, intptr_t{-5}, intptr_t{1} << 30}) {
-        void* block = GlobalLock(GlobalAlloc(kTolvaMoveableZeroed, 100));
+        void* block = GlobalLock(GlobalAlloc(66, 100));
         StreamDescriptor descriptor = {};
         descriptor.blockRef = reinterpret_cast<intptr_t>(&block);
         descriptor.size = size;
-        const TolvaHandle stream = zunOpen(nullptr, &descriptor, kTolvaCreateAndWrite);
+        const TolvaHandle stream = zunOpen(nullptr, &descriptor, toCreate);
         EXPECT_TRUE(size == 0 || FlushZunIO(stream) == 1);  // a step of 0 makes the block anew
         const Bytes bytes(5000, 1);
         EXPECT_EQ(zunWrite(stream, bytes.data(), 5000), -1);  // and no room, nor may it grow
@@ -212,24 +212,24 @@ TEST(Streams, AreMeasuredByTheirBlockWhateverTheDescriptorSays) {
 TEST(Streams, ReadOnAfterAWriteThatFailed) {
     const Temporary file;
     save(file.path, Bytes(100));
-    const TolvaHandle stream = zunOpen(file, nullptr, kTolvaReadFile);
+    const TolvaHandle stream = zunOpen(file, nullptr, toRead);
     EXPECT_EQ(zunWrite(stream, "x", 1), 1);
     EXPECT_EQ(FlushZunIO(stream), -1);
-    EXPECT_EQ(zunSeek(stream, -50, kTolvaFromEnd), 50);
+    EXPECT_EQ(zunSeek(stream, -50, fromEnd), 50);
     EXPECT_EQ(zunClose(stream), -1);
 }
 
 TEST(Streams, AProcedureThatDoesNotHandleTheOpenIsStillCalled) {
     StreamDescriptor descriptor = {};
     descriptor.ioProc = reinterpret_cast<intptr_t>(+[](intptr_t, intptr_t op, intptr_t, intptr_t b) -> intptr_t {
-        return op == kTolvaProcWrite ? b - 1 : op == kTolvaProcClose ? b : 0;
+        return op == procWrite ? b - 1 : op == procClose ? b : 0;
     });
     const Temporary file;
-    TolvaHandle stream = zunOpen(file, &descriptor, kTolvaCreateAndWrite);
+    TolvaHandle stream = zunOpen(file, &descriptor, toCreate);
     EXPECT_EQ(access(file, F_OK), 0);
     EXPECT_EQ(zunWrite(stream, "abc", 3), 2);
-    EXPECT_EQ(zunCloseandDelete(stream, file), kTolvaDeleteFile);
-    stream = zunOpen("", &descriptor, kTolvaCreateAndWrite);
+    EXPECT_EQ(zunCloseandDelete(stream, file), toDelete);
+    stream = zunOpen("", &descriptor, toCreate);
     EXPECT_EQ(zunWrite(stream, "abc", 3), 2);
     EXPECT_EQ(FlushZunIO(stream), -1);  // there is no block
     EXPECT_EQ(FillZunIOBuf(stream), 0);
@@ -239,10 +239,10 @@ TEST(Streams, AProcedureThatDoesNotHandleTheOpenIsStillCalled) {
 TEST(Streams, AFailedWriteIsNeverTakenForASuccess) {
     const Bytes bytes(30000, 1);
     for (const int32_t size : {1, 30000}) {
-        const TolvaHandle full = zunOpen("/dev/full", nullptr, kTolvaCreateAndWrite);
+        const TolvaHandle full = zunOpen("/dev/full", nullptr, toCreate);
         ASSERT_NE(full, 0u);
         EXPECT_EQ(zunWrite(full, bytes.data(), size), size == 1 ? 1 : -1);
-        EXPECT_EQ(zunWrite(full, bytes.data(), kTolvaStreamBufferBytes), size == 1 ? -1 : 0);
+        EXPECT_EQ(zunWrite(full, bytes.data(), bufferBytes), size == 1 ? -1 : 0);
         EXPECT_EQ(zunClose(full), -1);
     }
     const tolva::SystemCalls real = tolva::systemCalls;
@@ -257,7 +257,7 @@ TEST(Streams, AFailedWriteIsNeverTakenForASuccess) {
     bool failed = true;
     for (int n = 0; failed; ++n) {
         failAfter = n;
-        const TolvaHandle stream = zunOpen(file, nullptr, kTolvaCreateAndWrite);
+        const TolvaHandle stream = zunOpen(file, nullptr, toCreate);
         bool whole = zunWrite(stream, bytes.data(), 30000) == 30000;
         whole &= zunClose(stream) == 0;
         failed = failAfter < 0;

@@ -19,7 +19,7 @@ Bytes written(uint16_t dataFormat, uint16_t floatFormat, const std::function<int
 struct Source : MemoryFile {
     explicit Source(const Bytes& bytes, uint16_t dataFormat = 0, uint16_t floatFormat = 0) {
         zunWrite(stream, bytes.data(), static_cast<int32_t>(bytes.size()));
-        zunSeek(stream, 0, kTolvaFromStart);
+        zunSeek(stream, 0, fromStart);
         zunSetDataFormat(stream, dataFormat, floatFormat);
     }
     ~Source() { close(); }
@@ -36,13 +36,13 @@ int32_t unionSize(const char* format) {
 TEST(Typed, IntegersFollowTheByteOrder) {
     const uint16_t shorts[] = {0x1234, 0x5678};
     const auto write = [&](TolvaHandle s) { return zunWriteShort(s, shorts, 2); };
-    EXPECT_EQ(written(kTolvaLittleEndian, 0, write, 2), (Bytes{0x34, 0x12, 0x78, 0x56}));
-    EXPECT_EQ(written(kTolvaBigEndian, 0, write, 2), (Bytes{0x12, 0x34, 0x56, 0x78}));
-    for (const uint16_t format : {kTolvaLittleEndian, kTolvaBigEndian}) {
+    EXPECT_EQ(written(littleEndian, 0, write, 2), (Bytes{0x34, 0x12, 0x78, 0x56}));
+    EXPECT_EQ(written(bigEndian, 0, write, 2), (Bytes{0x12, 0x34, 0x56, 0x78}));
+    for (const uint16_t format : {littleEndian, bigEndian}) {
         Source source({1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11}, format);
         uint32_t longs[3] = {};
         EXPECT_EQ(zunReadLong(source.stream, longs, 2), 2);
-        EXPECT_EQ(longs[1], format == kTolvaBigEndian ? 0x05060708u : 0x08070605u);
+        EXPECT_EQ(longs[1], format == bigEndian ? 0x05060708u : 0x08070605u);
         EXPECT_EQ(zunReadLong(source.stream, longs, 1), 0);
         EXPECT_EQ(zunReadLong(source.stream, longs, INT32_MAX), 0);
         EXPECT_EQ(zunReadDouble(source.stream, longs, -268435457), 0);
@@ -60,16 +60,16 @@ TEST(Typed, FloatsAndDoublesKeepTheirLopsidedWriters) {
     uint64_t word = 0;
     for (const uint8_t b : bits) word = word << 8 | b;
     const auto write = [&](TolvaHandle s) { return zunWriteDouble(s, &word, 1); };
-    EXPECT_EQ(written(kTolvaBigEndian, 0, write, 1), (Bytes{0, 0, 0, 1, 0, 0, 0xF0, 0x3F}));
-    EXPECT_EQ(written(kTolvaLittleEndian, 0, write, 1), (Bytes{1, 0, 0, 0, 0, 0, 0xF0, 0x3F}));
+    EXPECT_EQ(written(bigEndian, 0, write, 1), (Bytes{0, 0, 0, 1, 0, 0, 0xF0, 0x3F}));
+    EXPECT_EQ(written(littleEndian, 0, write, 1), (Bytes{1, 0, 0, 0, 0, 0, 0xF0, 0x3F}));
     for (const auto& [value, bytes] : {std::pair{1.5f, Bytes{0x80, 0, 0, 1}},
                                        {-1.5f, Bytes{0x80, 0, 0xFF, 0xFF}},
                                        {NAN, Bytes{0, 0, 0xFF, 0xFF}},
                                        {-NAN, Bytes{0, 0, 0, 0}}}) {
         const auto writeFixed = [f = value](TolvaHandle s) { return zunWriteFloat(s, &f, 1); };
-        EXPECT_EQ(written(kTolvaBigEndian, kTolvaFixed16_16, writeFixed, 1), bytes) << value;
+        EXPECT_EQ(written(bigEndian, fixed16_16, writeFixed, 1), bytes) << value;
     }
-    Source source({0, 0x80, 1, 0}, kTolvaLittleEndian, kTolvaFixed16_16);
+    Source source({0, 0x80, 1, 0}, littleEndian, fixed16_16);
     float value = 0;
     EXPECT_EQ(zunReadFloat(source.stream, &value, 1), 1);
     EXPECT_EQ(value, 1.5f);
@@ -90,7 +90,7 @@ TEST(Structs, LayOutMemoryNaturallyAndFilesPacked) {
     Record records[2] = {{1, 2, 3, 0.0, {5, 6}, 7}, {11, 12, 13, 1.0, {15, 16}, 17}};
     const char* const format = "1CSc1D{C1L}C";
     const auto write = [&](TolvaHandle s) { return zunWriteStruct(s, format, records, 2); };
-    const Bytes file = written(kTolvaLittleEndian, 0, write, 2);
+    const Bytes file = written(littleEndian, 0, write, 2);
     EXPECT_EQ(file, (Bytes{1,  2,  0, 3,  0, 0, 0, 0, 0, 0, 0,    0,    5,  6,  0, 0, 0, 7,
                            11, 12, 0, 13, 0, 0, 0, 0, 0, 0, 0xF0, 0x3F, 15, 16, 0, 0, 0, 17}));
     Source source(file);
@@ -110,11 +110,11 @@ TEST(Structs, SkipsUnionsErrorsAndAbsurdCounts) {
     Source source({1, 2, 0xAA, 0xBB, 0xCC, 0xDD});
     EXPECT_EQ(zunReadStruct(source.stream, "2C1L", memory, 1), 1);
     EXPECT_EQ(std::memcmp(memory, "\1\2\0\0", 4), 0);
-    EXPECT_EQ(zunSeek(source.stream, 0, kTolvaFromStart), 0);
+    EXPECT_EQ(zunSeek(source.stream, 0, fromStart), 0);
     EXPECT_EQ(zunReadStruct(source.stream, "C(1L|1D|)[2C]C", memory, 1), 1);  // 1, union at 8, 2 skipped
     EXPECT_EQ(memory[18], 2);
     EXPECT_EQ(zunReadStruct(source.stream, "C?C", memory, 1), 0);
-    EXPECT_EQ(zunSeek(source.stream, 0, kTolvaFromCurrent), 4);
+    EXPECT_EQ(zunSeek(source.stream, 0, fromCurrent), 4);
     EXPECT_EQ(zunReadStruct(source.stream, "99999999999999999999D", memory, 1), 0);
     EXPECT_EQ(zunReadStruct(source.stream, "C12", memory, 1), 1);
     EXPECT_EQ(zunReadStruct(source.stream, "", memory, INT32_MAX), INT32_MAX);
@@ -122,7 +122,7 @@ TEST(Structs, SkipsUnionsErrorsAndAbsurdCounts) {
     EXPECT_EQ(zunReadStruct(source.stream, "[?", memory, INT32_MAX), 0);
     const uint8_t out[8] = {1, 0, 0, 0, 7, 0, 0, 7};
     const auto writeUnion = [&](TolvaHandle s) { return zunWriteStruct(s, "1C(1L|)", out, 1); };
-    EXPECT_EQ(written(kTolvaLittleEndian, 0, writeUnion, 0).size(), 5u);
+    EXPECT_EQ(written(littleEndian, 0, writeUnion, 0).size(), 5u);
     for (const auto& [format, width] : {std::pair{"6C2S3C", 2}, {"1C{1D}", 8}, {"{1S}1D", 2}}) {
         EXPECT_EQ(GetPadWidth(format), width) << format;
     }

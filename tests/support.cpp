@@ -10,12 +10,12 @@
 MemoryFile::MemoryFile() {
     StreamDescriptor descriptor = {};
     descriptor.blockRef = reinterpret_cast<intptr_t>(&block);
-    descriptor.growBy = kTolvaUsualGrowth;
-    stream = zunOpen(nullptr, &descriptor, kTolvaCreateAndWrite);
+    descriptor.growBy = 4096;
+    stream = zunOpen(nullptr, &descriptor, toCreate);
 }
 
 Bytes MemoryFile::close() {
-    const int32_t length = zunSeek(stream, 0, kTolvaFromEnd);
+    const int32_t length = zunSeek(stream, 0, fromEnd);
     zunClose(stream);
     Bytes bytes = taken(GlobalHandle(block));
     bytes.resize(length);
@@ -23,7 +23,7 @@ Bytes MemoryFile::close() {
 }
 
 TolvaHandle handleOf(const Bytes& bytes) {
-    const TolvaHandle h = GlobalAlloc(kTolvaMoveableZeroed, static_cast<uint32_t>(bytes.size()));
+    const TolvaHandle h = GlobalAlloc(66, static_cast<uint32_t>(bytes.size()));
     std::copy(bytes.begin(), bytes.end(), static_cast<uint8_t*>(GlobalLock(h)));
     return h;
 }

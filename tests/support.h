@@ -31,14 +31,18 @@ constexpr int32_t opOpen = 0x1, opClose = 0x2, opBegin = 0x3, opBody = 0x4, opEn
                   opBackground = 0x207, opViewport = 0x208, opScaling = 0x209, opQueryViewport = 0x2fd,
                   opQueryWindow = 0x2ff, opAxc = 0x303, opTran = 0x304, opClpr = 0x305, opClip = 0x306, opCells = 0x409,
                   opPrimitive = 0x40a, opColours = 0x522, opDm = 0x906, opPopErrors = 0xf02, opClearErrors = 0xf03;
-constexpr int32_t inInit = 1, inOpen = 2, inBegun = 4, inBody = 8, inEnded = 16;  // a device's states
-using NativeWords = std::vector<intptr_t>;                                        // of a record of native words
+constexpr int32_t inInit = 1, inOpen = 2, inBegun = 4, inBody = 8, inEnded = 16;                  // a device's states
+constexpr int32_t toRead = 0, toCreate = 0x1001, toDelete = 0x200, toFind = 0x4000, toWrap = -1;  // a stream's modes
+constexpr int32_t fromStart = 0, fromCurrent = 1, fromEnd = 2, bufferBytes = 12288;
+constexpr uint16_t littleEndian = 0, bigEndian = 1, fixed16_16 = 1;
+enum : int32_t { procOpen = 1, procRead, procWrite, procSeek, procClose };  // what a host's procedure is asked
+using NativeWords = std::vector<intptr_t>;                                  // of a record of native words
 
 inline int upTo(std::mt19937& random, int most) { return static_cast<int>(random() % (most + 1u)); }
 
 // A memory stream that is written.
 struct MemoryFile {
-    void* block = GlobalLock(GlobalAlloc(kTolvaMoveableZeroed, 1));
+    void* block = GlobalLock(GlobalAlloc(66, 1));
     TolvaHandle stream;
     MemoryFile();
     MemoryFile(const MemoryFile&) = delete;  // the stream knows where the block's address stands
