@@ -122,6 +122,8 @@ TEST(Quantize, PicturesOfFewColoursStayAsTheyAreAndTheKeyCounts) {
         EXPECT_EQ(p.key, masked ? colours : -1);
         const Bytes indices = mapped(q, rows);
         for (int i = 0; i < 5000; ++i) ASSERT_EQ(indices[i], masked && i >= 4992 ? colours : i % colours);
+        EXPECT_TRUE(std::equal(p.colours, p.colours + 3 * colours, pixels.begin()));
+        EXPECT_EQ(std::count(p.colours + 3 * p.count, std::end(p.colours), 0), 768 - 3 * int(p.count));
     }
     for (const auto& [colours, most, distinct] :
          {std::tuple{3, 2, 3}, {256, 255, 256}, {257, 256, 257}, {900, 256, 257}}) {
@@ -131,40 +133,37 @@ TEST(Quantize, PicturesOfFewColoursStayAsTheyAreAndTheKeyCounts) {
     }
 }
 
-TEST(Quantize, EveryPixelGetsTheNearestEntryWhereverItsIndexStands) {
-    const Bytes picture = noise(3 * 61, 40, 256, 5).pixels, row = noise(3 * 65535, 1, 200, 6).pixels;
-    for (const auto& [pixels, width, colours] : {std::tuple{picture, 61, 256}, {picture, 61, 7}, {row, 65535, 256}}) {
-        const TolvaPixelRows rows = rowsOf(pixels, width);
-        const Handle q = begin(colours);
+TEST(Quantize, EveryPixelGetsItsEntryWhereverItsIndexStands) {
+    for (const auto& [width, height, colours, diffusion] :
+         {std::tuple{61, 40, 256, plain}, {61, 40, 7, plain}, {65535, 1, 256, plain}, {61, 40, 16, diffused}}) {
+        // Bottom row first, four bytes a pixel, in place.
+        const Bytes picture = noise(3 * width, height, 256, 5).pixels;
+        Bytes upside;
+        for (int y = height - 1; y >= 0; --y) {
+            for (int x = 0; x < width; ++x) {
+                const uint8_t* const pixel = &picture[3 * (y * width + x)];
+                upside.insert(upside.end(), {pixel[0], pixel[1], pixel[2], uint8_t(x)});
+            }
+        }
+        TolvaPixelRows rows = rowsOf(upside, width, 4);
+        rows.pixels += (height - 1) * rows.stride;
+        rows.stride = -rows.stride;
+        const Handle q = begin(colours, rgbx, diffusion);
         const TolvaPalette p = paletteOf(q, rows);
         EXPECT_EQ(p.count, uint32_t(colours));
-        const Bytes indices = mapped(q, rows);
-        for (size_t i = 0; i < indices.size(); ++i) ASSERT_EQ(indices[i], nearest(&pixels[3 * i], p));
+        EXPECT_EQ(tolvaQuantizeMap(q.get(), &rows, rows.pixels, rows.stride), ok);
+        const Bytes expected = plainlyDiffused(picture, width, p, {diffusion == plain ? 0 : 80, 15, 16}, nullptr);
+        for (int y = 0; y < height; ++y) {
+            const uint8_t* const got = rows.pixels + y * rows.stride;
+            ASSERT_TRUE(std::equal(got, got + width, &expected[y * width])) << colours << ": row " << y;
+        }
     }
+    const Bytes picture = noise(3 * 61, 40, 256, 5).pixels;
     Bytes few = striped(200, 61 * 40);  // listed, until the second pass brings others
     const Handle exact = begin(256);
     const TolvaPalette all = paletteOf(exact, rowsOf(few, 61));
     std::copy(picture.begin() + 3 * 30, picture.begin() + 3 * 1000, few.begin() + 3 * 30);
-    const Bytes listed = mapped(exact, rowsOf(few, 61));
-    for (size_t i = 0; i < listed.size(); ++i) ASSERT_EQ(listed[i], nearest(&few[3 * i], all));
-    // Bottom row first, four bytes a pixel, in place.
-    Bytes wide;
-    for (size_t i = 0; i < picture.size(); i += 3)
-        wide.insert(wide.end(), {picture[i], picture[i + 1], picture[i + 2], uint8_t(i)});
-    for (const int32_t diffusion : {plain, diffused}) {
-        Bytes upside = wide;
-        TolvaPixelRows rows = rowsOf(upside, 61, 4);
-        rows.pixels += 39 * rows.stride;
-        rows.stride = -rows.stride;
-        const Handle q = begin(16, rgbx, diffusion), downward = begin(16, rgb, diffusion);
-        Bytes flipped;
-        for (int y = 39; y >= 0; --y) flipped.insert(flipped.end(), &picture[y * 183], &picture[y * 183] + 183);
-        paletteOf(q, rows);
-        paletteOf(downward, rowsOf(flipped, 61));
-        EXPECT_EQ(tolvaQuantizeMap(q.get(), &rows, rows.pixels, rows.stride), ok);
-        const Bytes expected = mapped(downward, rowsOf(flipped, 61));
-        for (int i = 0; i < 61 * 40; ++i) ASSERT_EQ(upside[(39 - i / 61) * 244 + i % 61], expected[i]);
-    }
+    EXPECT_EQ(mapped(exact, rowsOf(few, 61)), plainlyDiffused(few, 61, all, {0, 15, 16}, nullptr));
 }
 
 TEST(Quantize, FourRowsInFlightAreOneAfterTheOther) {
