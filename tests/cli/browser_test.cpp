@@ -1,0 +1,77 @@
+// browser_test.cpp: what a web browser makes of GIFs: each pixel of a canvas that they are drawn to.
+
+#include "pictures.h"
+
+namespace {
+
+constexpr char kPage[] = R"(<body><script>onload = () => { for (const image of document.images) {
+    const canvas = new OffscreenCanvas(image.naturalWidth, image.naturalHeight), context = canvas.getContext("2d");
+    context.drawImage(image, 0, 0);
+    const bytes = context.getImageData(0, 0, canvas.width, canvas.height).data;
+    document.body.appendChild(document.createElement("p")).textContent =
+        canvas.width + Array.from(bytes, byte => "%" + byte.toString(16).padStart(2, "0")).join(""); } }</script>)";
+
+std::string escaped(const std::string& bytes) {
+    std::string text;
+    for (const char c : bytes) text += {'%', "0123456789abcdef"[c >> 4 & 15], "0123456789abcdef"[c & 15]};
+    return text;
+}
+
+}  // namespace
+
+TEST_F(Pictures, AreInABrowserWhatTheyWere) {
+    if (runProgram({.words = "chromium --version"}).status != 0) GTEST_SKIP() << "chromium is not installed";
+    // With a palette the source tells what must be seen; without, libgif does.
+    const std::tuple<int, int, int, const char*> cases[] = {
+        {1, 2, 2, ""},
+        {33, 17, 2, "--interlace"},
+        {300, 201, 256, ""},
+        {97, 301, 256, "--interlace"},
+        {2, 5, 3, "--interlace"},
+        {41, 40, 64, "--road bracket --interlace"},
+        {7, 8, 200, "--road export"},
+        {120, 81, 0, "--colours 16 --dither diffusion"},
+        {64, 49, 0, "--colours 255 --dither diffusion --interlace"},
+        {90, 60, 0, "--raw --interlace"},
+        {50, 70, 0, "--fit 33x33"},
+    };
+    std::string page = kPage;
+    std::vector<std::string> wanted;
+    for (const auto& [width, height, colours, words] : cases) {
+        const bool exact = colours != 0;
+        PictureOrder png = {.width = width, .height = height, .kind = exact ? 3 : 2};
+        for (const char grey : greys(width * (exact ? 1 : 3), height)) {
+            png.samples.push_back(static_cast<uint8_t>(exact ? static_cast<uint8_t>(grey) % colours : grey));
+        }
+        for (int i = 0; i < colours; ++i) {
+            png.palette.push_back({uint8_t(i * 37 + 5), uint8_t(i * 3), uint8_t(255 - i)});
+        }
+        for (const int clear : {-1, colours / 2}) {
+            if (clear == 0) break;
+            png.alpha.assign(static_cast<size_t>(clear + 1), 255);
+            if (clear > 0) png.alpha.back() = 0;
+            const SeenGif seen = convertPng(png, words);
+            std::string pixels;
+            for (const uint8_t index : exact ? png.samples : seen.pixels) {
+                const auto [red, green, blue] = (exact ? png.palette : seen.palette)[index];
+                for (const uint8_t part : {red, green, blue, uint8_t{255}}) {
+                    pixels += static_cast<char>(index == (exact ? clear : seen.transparent) ? 0 : part);
+                }
+            }
+            wanted.push_back(std::to_string(seen.width) + escaped(pixels));
+            page += "<img src='data:image/gif," + escaped(read("a.gif")) + "'>";
+        }
+    }
+    write("page.html", page);
+    const Words browser =
+        "timeout 90 chromium --headless --no-sandbox --force-color-profile=srgb --disable-gpu --disable-quic "
+        "--disable-sync --disable-background-networking --disable-component-update --no-first-run --user-data-dir=user";
+    const RunResult shown =
+        runProgram({.before = {"env", "HOME=" + folder}, .words = browser + "--dump-dom page.html", .folder = folder});
+    size_t at = 0;
+    for (const std::string& one : wanted) {
+        at = shown.out.find("<p>", at) + 3;
+        ASSERT_GT(at, 2u) << shown.status << ": " << shown.said;
+        EXPECT_TRUE(same(shown.out.substr(at, shown.out.find("</p>", at) - at), one));
+    }
+}
