@@ -122,6 +122,7 @@ Pixel pixelAt(const Work& work, uint32_t x, uint32_t y) {
     Pixel pixel = {};
     if (picture.bitsPerPixel == kDeepBits) {
         uint16_t samples[kColourBytes];
+        // cppcheck-suppress legacyUninitvar ; this fills it
         std::memcpy(samples, row + size_t{x} * sizeof samples, sizeof samples);
         std::copy(std::begin(samples), std::end(samples), pixel.sample);
     } else {
@@ -159,6 +160,7 @@ void gatherDeep(const Work& work, const Span& across, uint32_t row, uint8_t* to)
         }
         uint16_t means[kMostChannels];
         for (uint32_t k = 0; k < channels; ++k) means[k] = static_cast<uint16_t>((sums[k] + whole / 2) / whole);
+        // cppcheck-suppress uninitvar ; as many as were filled
         std::memcpy(to, means, channels * sizeof(uint16_t));
         to += channels * sizeof(uint16_t);
     }
@@ -200,6 +202,7 @@ bool layRow(const Work& work, const Span& across, uint32_t y, const uint8_t* row
         const uint8_t* const bytes = row + size_t{i} * channels;
         if (work.deep) std::memcpy(light, row + size_t{i} * channels * sizeof *light, channels * sizeof *light);
         for (uint32_t k = 0; k < work.colourChannels; ++k) {
+            // cppcheck-suppress uninitvar ; filled where it is deep
             laid[i * work.colourChannels + k] = work.deep ? tables->sample[light[k]] : bytes[k];
         }
         if (!work.alpha) continue;

@@ -169,6 +169,7 @@ void narrowMargins(const Margins& cell, const int32_t* inCell, Margins& part) {
     part.count = 0;
     for (uint32_t i = 0; i < cell.count; ++i) {
         const uint32_t n = part.count;
+        // cppcheck-suppress uninitvar ; as many as were filled
         const int32_t margin = at[i] - at[middle];
         int32_t lowest = margin;
         for (int k = 0; k < 3; ++k) {

@@ -135,6 +135,7 @@ bool settleCentroids(const ColourPoint* points, Cluster* clusters, uint32_t coun
         all += clusters[k].points;
     }
     for (uint64_t i = 0; i < all; ++i) weight += points[i].weight;
+    // cppcheck-suppress zerodiv ; there is a cluster, and each has a point
     const uint64_t rounds = std::clamp<uint64_t>(kBudget / all, 1, kMostRounds);
     uint64_t error = UINT64_MAX;
     for (uint64_t round = 0; round < rounds; ++round) {

@@ -139,14 +139,14 @@ int32_t xEscapeSetup(Handle h, int32_t code, int32_t size, void* in, void* out, 
     const Request r = {setup, size, in, out, save != 0};
     switch (code) {
         case kTolvaEscSetColourClass: return setColourClass(r);
-        case kTolvaEscSetXResolution: return setResolution(r, &Setup::xResolution, kTolvaStringXResolution);
-        case kTolvaEscSetYResolution: return setResolution(r, &Setup::yResolution, kTolvaStringYResolution);
-        case kTolvaEscSetWidth: return setExtent(r, &Setup::width, kWidthFormat);
-        case kTolvaEscSetHeight: return setExtent(r, &Setup::height, kHeightFormat);
+        case kTolvaEscSetXResolution: return setResolution(r, &TolvaSetup::xResolution, kTolvaStringXResolution);
+        case kTolvaEscSetYResolution: return setResolution(r, &TolvaSetup::yResolution, kTolvaStringYResolution);
+        case kTolvaEscSetWidth: return setExtent(r, &TolvaSetup::width, kWidthFormat);
+        case kTolvaEscSetHeight: return setExtent(r, &TolvaSetup::height, kHeightFormat);
         case kTolvaEscQueryResolution: return queryResolution(r);
         case kTolvaEscQuerySize: return querySize(r);
-        case kTolvaEscSelectResolutionMode: return select(r, &Setup::resolutionMode, kTolvaResolutionOfScreen);
-        case kTolvaEscSelectSizeMode: return select(r, &Setup::sizeMode, kTolvaSizeOfScreen);
+        case kTolvaEscSelectResolutionMode: return select(r, &TolvaSetup::resolutionMode, kTolvaResolutionOfScreen);
+        case kTolvaEscSelectSizeMode: return select(r, &TolvaSetup::sizeMode, kTolvaSizeOfScreen);
         case kTolvaEscRasterInfo: return answerGeometry(h, r);
         case kTolvaEscQueryColourClass: return queryColourClass(r);
         case kTolvaEscSetOutputDevice: return setOutputDevice(r);
