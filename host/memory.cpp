@@ -8,6 +8,7 @@
 #include <cstring>
 
 #include "host/memory.h"
+#include "host/system_calls.h"
 
 using namespace tolva;
 
@@ -39,7 +40,9 @@ uint64_t bytesFor(uint64_t size) { return (size + kOverhead) / kTolvaBlockAlignm
 
 // Null where the system has no more. calloc's pages are zero already; clearing them again would only touch each of them
 // once more.
-void* allocate(uint64_t bytes) { return bytes <= SIZE_MAX ? std::calloc(static_cast<size_t>(bytes), 1) : nullptr; }
+void* allocate(uint64_t bytes) {
+    return bytes <= SIZE_MAX ? systemCalls.allocate(static_cast<size_t>(bytes), 1) : nullptr;
+}
 
 Handle startBlock(void* allocation, uint32_t flags, uint32_t size) {
     const uintptr_t start = reinterpret_cast<uintptr_t>(allocation);
@@ -69,7 +72,7 @@ void growIntoRoom(Handle h, uint32_t size) { headerOf(h)->size = size; }
 
 Handle giveRoomBack(Handle h) {
     const TolvaBlockHeader before = *headerOf(h);
-    void* const allocation = std::realloc(headerOf(h), static_cast<size_t>(bytesFor(before.size)));
+    void* const allocation = systemCalls.reallocate(headerOf(h), static_cast<size_t>(bytesFor(before.size)));
     // Allocations are aligned far enough for the data to lie at the same distance everywhere.
     return allocation == nullptr ? h : startBlock(allocation, before.flags, before.size);
 }
@@ -102,7 +105,7 @@ int32_t GlobalUnlock(Handle) { return 0; }
 
 Handle GlobalFree(Handle h) {
     if (roomOwners != nullptr) roomOwners->forget(h);
-    std::free(headerOf(h));
+    systemCalls.release(headerOf(h));
     return 0;
 }
 
@@ -125,10 +128,9 @@ Handle GlobalHandle(const void* data) {
 uint32_t GlobalSize(Handle h) { return h == 0 ? 0 : headerOf(h)->size; }
 
 Handle GlobalPointerToHandle(void* data, uint32_t size) {
-    TolvaBlockHeader* const header = static_cast<TolvaBlockHeader*>(std::malloc(sizeof(TolvaBlockHeader)));
+    TolvaBlockHeader* const header = static_cast<TolvaBlockHeader*>(allocate(sizeof(TolvaBlockHeader)));
     if (header == nullptr) endOutOfMemory(sizeof(TolvaBlockHeader));
     header->size = size;
-    header->reserved = 0;
     header->data = data;
     header->dataOffset = sizeof(TolvaBlockHeader);
     return reinterpret_cast<Handle>(header);

@@ -12,6 +12,7 @@
 
 #include <tolva/stream.h>
 #include "host/handle.h"
+#include "host/system_calls.h"
 
 using namespace tolva;
 
@@ -62,7 +63,7 @@ namespace tolva {
 bool mayBeProfile(const char* path) {
     struct stat about;
     if (std::strcmp(path, "stdin") == 0 || std::strcmp(path, "stdout") == 0) return false;
-    return stat(path, &about) != 0 || S_ISREG(about.st_mode);
+    return systemCalls.lookAt(path, &about) != 0 || S_ISREG(about.st_mode);
 }
 
 char* copyText(const char* text) {

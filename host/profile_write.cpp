@@ -12,6 +12,7 @@
 #include <tolva/stream.h>
 #include "host/handle.h"
 #include "host/profile.h"
+#include "host/system_calls.h"
 
 using namespace tolva;
 
@@ -150,7 +151,7 @@ int makeFresh(char* pattern) {
         uint8_t random[kRandomLetters];
         if (getentropy(random, sizeof random) != 0) return -1;
         for (size_t i = 0; i < kRandomLetters; ++i) letters[i] = kLetters[random[i] % (sizeof kLetters - 1)];
-        const int file = open(pattern, O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, kFreshMode);
+        const int file = systemCalls.openFile(pattern, O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, kFreshMode);
         if (file != -1 || errno != EEXIST) return file;
     }
     return -1;
@@ -169,18 +170,19 @@ char* siblingOf(const char* path) {
 bool overwrite(int target, int source, off_t size) {
     char piece[kPieceBytes];
     for (off_t at = 0; at < size;) {
-        const ssize_t got = pread(source, piece, sizeof piece, at);
-        if (got <= 0 || pwrite(target, piece, static_cast<size_t>(got), at) != got) return false;
+        const ssize_t got = systemCalls.readAt(source, piece, sizeof piece, at);
+        if (got <= 0 || systemCalls.writeAt(target, piece, static_cast<size_t>(got), at) != got) return false;
         at += got;
     }
-    return ftruncate(target, size) == 0;
+    return systemCalls.resize(target, size) == 0;
 }
 
 bool copyWhole(const char* from, int target) {
-    const int source = open(from, O_RDONLY | O_CLOEXEC);
+    const int source = systemCalls.openFile(from, O_RDONLY | O_CLOEXEC, 0);
     struct stat about;
-    const bool whole = source != -1 && fstat(source, &about) == 0 && overwrite(target, source, about.st_size);
-    if (source != -1) close(source);
+    const bool whole =
+        source != -1 && systemCalls.lookInto(source, &about) == 0 && overwrite(target, source, about.st_size);
+    if (source != -1) systemCalls.closeFile(source);
     return whole;
 }
 
@@ -188,13 +190,14 @@ bool copyWhole(const char* from, int target) {
 // owner cannot be given on, the file is not taken from him.
 bool renameSiblingOver(const char* text, const char* path, const struct stat* old) {
     char* const sibling = siblingOf(path);
-    const int file = old == nullptr ? makeFresh(sibling) : mkstemp(sibling);
+    const int file = old == nullptr ? makeFresh(sibling) : systemCalls.makeTemporary(sibling);
     bool done = file != -1;
     if (done) {
-        done = copyWhole(text, file) && (old == nullptr || (fchown(file, old->st_uid, old->st_gid) == 0 &&
-                                                            fchmod(file, old->st_mode & kPermissions) == 0));
-        done = close(file) == 0 && done && rename(sibling, path) == 0;
-        if (!done) unlink(sibling);
+        done =
+            copyWhole(text, file) && (old == nullptr || (systemCalls.setOwner(file, old->st_uid, old->st_gid) == 0 &&
+                                                         systemCalls.setMode(file, old->st_mode & kPermissions) == 0));
+        done = systemCalls.closeFile(file) == 0 && done && systemCalls.rename(sibling, path) == 0;
+        if (!done) systemCalls.remove(sibling);
     }
     zunPtrGlobalFree(sibling);
     return done;
@@ -202,28 +205,28 @@ bool renameSiblingOver(const char* text, const char* path, const struct stat* ol
 
 // The room for the whole text, holes of the old file's included.
 bool takeRoom(int file, off_t held, off_t wanted) {
-    if (wanted == 0 || posix_fallocate(file, 0, wanted) == 0) return true;
-    [[maybe_unused]] const int givenBack = ftruncate(file, held);
+    if (wanted == 0 || systemCalls.takeRoom(file, wanted) == 0) return true;
+    [[maybe_unused]] const int givenBack = systemCalls.resize(file, held);
     return false;
 }
 
 // For a folder that takes no sibling, for an owner who keeps his file, and through a link that leads nowhere yet. The
 // room is taken before the first byte changes, so that a full disk changes none.
 bool rewriteInPlace(const char* text, const char* path, off_t held) {
-    const int source = open(text, O_RDONLY | O_CLOEXEC);
-    const int target = open(path, O_WRONLY | O_CREAT | O_CLOEXEC, kFreshMode);
+    const int source = systemCalls.openFile(text, O_RDONLY | O_CLOEXEC, 0);
+    const int target = systemCalls.openFile(path, O_WRONLY | O_CREAT | O_CLOEXEC, kFreshMode);
     struct stat about;
-    const bool opened = source != -1 && target != -1 && fstat(source, &about) == 0;
+    const bool opened = source != -1 && target != -1 && systemCalls.lookInto(source, &about) == 0;
     const bool done = opened && takeRoom(target, held, about.st_size) && overwrite(target, source, about.st_size);
-    if (source != -1) close(source);
-    if (target != -1) close(target);
+    if (source != -1) systemCalls.closeFile(source);
+    if (target != -1) systemCalls.closeFile(target);
     return done;
 }
 
 // Links are followed: the file changes, not the link. A file that may not be written stays.
 bool replaceProfile(const char* text, const char* path) {
     struct stat about;
-    const bool exists = stat(path, &about) == 0;
+    const bool exists = systemCalls.lookAt(path, &about) == 0;
     if (!mayBeProfile(path) || (exists && access(path, W_OK) != 0)) return false;
     struct stat link;
     if (!exists && lstat(path, &link) == 0) return rewriteInPlace(text, path, 0);
@@ -254,7 +257,7 @@ int32_t WritePrivateProfileString(const char* section, const char* key, const ch
     const bool whole = rewriteWhole(r);
     // What is not there to be deleted leaves the file as it is.
     const bool done = whole && (r.changed ? replaceProfile(text, existed ? path : file) : existed);
-    unlink(text);
+    systemCalls.remove(text);
     zunPtrGlobalFree(name);
     zunPtrGlobalFree(path);
     return done ? 1 : 0;

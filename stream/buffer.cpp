@@ -8,7 +8,7 @@
 
 #include "host/memory.h"
 #include "host/numbers.h"
-#include "stream/system_calls.h"
+#include "host/system_calls.h"
 
 using namespace tolva;
 
@@ -177,11 +177,9 @@ int32_t fillBuffer(StreamRecord& s) {
     if (isMemoryStream(s) || s.file == nullptr) return 0;
     if (s.dirty != 0) flushBuffer(s);
     if (unxSeek(s.file, s.nextFill, kTolvaFromStart) == -1) return fail(s);
-    // What an earlier write left behind is no failure of this read.
-    std::clearerr(s.file);
-    const size_t got = systemCalls.read(bufferOf(s), 1, kTolvaStreamBufferBytes, s.file);
-    if (got < kTolvaStreamBufferBytes && std::ferror(s.file) != 0) return fail(s);
-    const int64_t next = s.nextFill + static_cast<int64_t>(got);
+    const ssize_t got = systemCalls.read(bufferOf(s), kTolvaStreamBufferBytes, s.file);
+    if (got < 0) return fail(s);
+    const int64_t next = int64_t{s.nextFill} + got;
     if (next > kLastPosition) return fail(s);
     s.cursor = 0;
     s.lastValid = static_cast<int32_t>(got) - 1;
@@ -199,7 +197,7 @@ int32_t flushBuffer(StreamRecord& s) {
     const int32_t bytes = s.lastValid + 1;
     const int64_t end = int64_t{s.bufferStart} + bytes;
     if (end > kLastPosition || unxSeek(s.file, s.bufferStart, kTolvaFromStart) == -1) return failFlush(s);
-    const size_t written = systemCalls.write(bufferOf(s), 1, static_cast<size_t>(bytes), s.file);
+    const size_t written = systemCalls.write(bufferOf(s), static_cast<size_t>(bytes), s.file);
     // The runtime's own buffer goes too: on a full disk it would otherwise report success and lose the bytes later.
     const bool whole = written == static_cast<size_t>(bytes) && systemCalls.flush(s.file) == 0;
     (whole ? measureFlushed : measureFile)(s);

@@ -9,8 +9,8 @@
 #include <unistd.h>
 
 #include "host/numbers.h"
+#include "host/system_calls.h"
 #include "stream/buffer.h"
-#include "stream/system_calls.h"
 
 using namespace tolva;
 
@@ -46,7 +46,7 @@ Handle deleteFile(const char* name, StreamIOProc proc) {
 // go.
 bool isRegularFile(const char* name) {
     struct stat about = {};
-    return name != nullptr && stat(name, &about) == 0 && S_ISREG(about.st_mode);
+    return name != nullptr && systemCalls.lookAt(name, &about) == 0 && S_ISREG(about.st_mode);
 }
 
 const char* runtimeMode(int32_t mode) {
@@ -145,10 +145,10 @@ int32_t closeMemory(StreamRecord& s) {
 int closeRuntime(FILE* file) {
     if (file != stdin && file != stdout) return systemCalls.close(file);
     const int result = systemCalls.flush(file);
-    const int nothing = open("/dev/null", O_RDWR | O_CLOEXEC);
+    const int nothing = systemCalls.openFile("/dev/null", O_RDWR | O_CLOEXEC, 0);
     if (nothing == -1) return result;
     const int replaced = dup2(nothing, fileno(file));
-    close(nothing);
+    systemCalls.closeFile(nothing);
     return replaced == -1 ? -1 : result;
 }
 
@@ -231,7 +231,7 @@ int32_t ZUNGetTempFileName(int32_t, const char*, int32_t, char* buffer) {
     // before it is opened.
     const int file = systemCalls.makeTemporary(path);
     if (file == -1) return 0;
-    close(file);
+    systemCalls.closeFile(file);
     std::memcpy(buffer, path, sizeof path);
     return 1;
 }

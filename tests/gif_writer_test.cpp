@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-#include "stream/system_calls.h"
+#include "host/system_calls.h"
 #include "support.h"
 
 namespace {

@@ -1,8 +1,7 @@
-// Streams against a model of an ideal file, their stated results, and every system call failing in turn.
+// Streams against a model of an ideal file, and their stated results.
 #include <sys/resource.h>
 #include <unistd.h>
 
-#include "stream/system_calls.h"
 #include "support.h"
 
 namespace {
@@ -77,9 +76,6 @@ void checkRandomOperations(TolvaHandle stream, std::mt19937& random, Model& mode
         ASSERT_EQ(zunSeek(stream, 0, fromCurrent), model.position);
     }
 }
-
-int failAfter = -1;
-bool failsNow() { return failAfter >= 0 && failAfter-- == 0; }
 
 }  // namespace
 
@@ -245,25 +241,4 @@ TEST(Streams, AFailedWriteIsNeverTakenForASuccess) {
         EXPECT_EQ(zunWrite(full, bytes.data(), bufferBytes), size == 1 ? -1 : 0);
         EXPECT_EQ(zunClose(full), -1);
     }
-    const tolva::SystemCalls real = tolva::systemCalls;
-    tolva::systemCalls.write = [](const void* p, size_t s, size_t n, FILE* f) {
-        return failsNow() ? size_t{0} : std::fwrite(p, s, n, f);
-    };
-    tolva::systemCalls.flush = [](FILE* f) { return failsNow() ? EOF : std::fflush(f); };
-    tolva::systemCalls.seek = [](FILE* f, off_t o, int w) { return failsNow() ? -1 : fseeko(f, o, w); };
-    tolva::systemCalls.status = [](FILE* f, struct stat* s) { return failsNow() ? -1 : fstat(fileno(f), s); };
-    tolva::systemCalls.close = [](FILE* f) { return std::fclose(f) != 0 || failsNow() ? EOF : 0; };
-    const Temporary file;
-    bool failed = true;
-    for (int n = 0; failed; ++n) {
-        failAfter = n;
-        const TolvaHandle stream = zunOpen(file, nullptr, toCreate);
-        bool whole = zunWrite(stream, bytes.data(), 30000) == 30000;
-        whole &= zunClose(stream) == 0;
-        failed = failAfter < 0;
-        failAfter = -1;
-        // Measuring the file may fail unnoticed; what was written may not be short.
-        EXPECT_TRUE(!whole || same(readFile(file.path), bytes)) << n;
-    }
-    tolva::systemCalls = real;
 }

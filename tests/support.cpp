@@ -1,7 +1,7 @@
 #include "support.h"
 
 #include "gif_oracle.h"
-#include "stream/system_calls.h"
+#include "host/system_calls.h"
 
 #include <unistd.h>
 
