@@ -9,6 +9,7 @@
 #include <cstring>
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <tolva/stream.h>
 #include "host/handle.h"
@@ -27,6 +28,11 @@ const char* profileFolder() {
 }
 
 Handle openRegular(const char* path, int32_t mode) { return mayBeProfile(path) ? zunOpen(path, nullptr, mode) : 0; }
+
+bool mayRead(const char* path) {
+    struct stat about;
+    return systemCalls.lookAt(path, &about) == 0 && S_ISREG(about.st_mode) && access(path, R_OK) == 0;
+}
 
 bool fits(const char* path) { return std::strlen(path) < kTolvaProfilePathBytes; }
 
@@ -96,6 +102,15 @@ Handle openProfile(const char* name, int32_t mode, char** path) {
     if (stream != 0) *path = tried;
     if (stream == 0) zunPtrGlobalFree(tried);
     return stream;
+}
+
+bool mayReadProfile(const char* name) {
+    const char* const folder = profileFolder();
+    if (folder == nullptr) return mayRead(name);
+    char* const path = joinPath(folder, name);
+    const bool may = mayRead(name) || mayRead(path);
+    zunPtrGlobalFree(path);
+    return may;
 }
 
 }  // namespace tolva

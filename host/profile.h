@@ -21,6 +21,8 @@ bool mayBeProfile(const char* path);
 // A stream on the profile, as named or in the folder of the environment, and the path it was opened at (null without a
 // stream; freed with zunPtrGlobalFree).
 Handle openProfile(const char* name, int32_t mode, char** path);
+// Whether there is one where that looks, and its permissions let it be read.
+bool mayReadProfile(const char* name);
 
 // One piece of a profile: a line, or kTolvaProfileLineBytes of a longer one.
 struct ProfileLine {

@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <initializer_list>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -203,37 +204,73 @@ bool renameSiblingOver(const char* text, const char* path, const struct stat* ol
     return done;
 }
 
+// A file without a name, which goes when it is closed.
+int makeNameless() {
+    char name[kTolvaProfilePathBytes];
+    if (ZUNGetTempFileName(0, "", 0, name) == 0) return -1;
+    const int file = systemCalls.openFile(name, O_RDWR | O_CLOEXEC, 0);
+    systemCalls.remove(name);
+    return file;
+}
+
 // The room for the whole text, holes of the old file's included.
-bool takeRoom(int file, off_t held, off_t wanted) {
-    if (wanted == 0 || systemCalls.takeRoom(file, wanted) == 0) return true;
-    [[maybe_unused]] const int givenBack = systemCalls.resize(file, held);
+bool takeRoom(int file, const char* text) {
+    struct stat about;
+    if (systemCalls.lookAt(text, &about) != 0) return false;
+    return about.st_size == 0 || systemCalls.takeRoom(file, about.st_size) == 0;
+}
+
+// The room is taken before the first byte changes, so that a full disk changes none; what fails later is undone.
+bool overwriteOrUndo(const char* text, int target, int kept, off_t held) {
+    if (!overwrite(kept, target, held)) return false;
+    const bool hasRoom = takeRoom(target, text);
+    if (hasRoom && copyWhole(text, target) && systemCalls.sync(target) == 0) return true;
+    systemCalls.resize(target, held);
+    if (hasRoom) overwrite(target, kept, held);
     return false;
 }
 
-// For a folder that takes no sibling, for an owner who keeps his file, and through a link that leads nowhere yet. The
-// room is taken before the first byte changes, so that a full disk changes none.
+// For a folder that takes no sibling, and for an owner who keeps his file.
 bool rewriteInPlace(const char* text, const char* path, off_t held) {
-    const int source = systemCalls.openFile(text, O_RDONLY | O_CLOEXEC, 0);
-    const int target = systemCalls.openFile(path, O_WRONLY | O_CREAT | O_CLOEXEC, kFreshMode);
-    struct stat about;
-    const bool opened = source != -1 && target != -1 && systemCalls.lookInto(source, &about) == 0;
-    const bool done = opened && takeRoom(target, held, about.st_size) && overwrite(target, source, about.st_size);
-    if (source != -1) systemCalls.closeFile(source);
-    if (target != -1) systemCalls.closeFile(target);
+    const int target = systemCalls.openFile(path, O_RDWR | O_CLOEXEC, 0);
+    const int kept = target == -1 ? -1 : makeNameless();
+    const bool done = kept != -1 && overwriteOrUndo(text, target, kept, held);
+    for (const int file : {target, kept}) {
+        if (file != -1) systemCalls.closeFile(file);
+    }
     return done;
+}
+
+bool isLink(const char* path) {
+    struct stat about;
+    return lstat(path, &about) == 0 && S_ISLNK(about.st_mode);
+}
+
+// What a link leads to and is not there yet, so that it can be found, and replaced as any other file is.
+bool makeEmpty(const char* path, struct stat* about) {
+    const int file = systemCalls.openFile(path, O_WRONLY | O_CREAT | O_CLOEXEC, kFreshMode);
+    if (file == -1) return false;
+    systemCalls.closeFile(file);
+    return systemCalls.lookAt(path, about) == 0;
+}
+
+bool replaceFile(const char* text, const char* path, const struct stat* old) {
+    return renameSiblingOver(text, path, old) || (old != nullptr && rewriteInPlace(text, path, old->st_size));
 }
 
 // Links are followed: the file changes, not the link. A file that may not be written stays.
 bool replaceProfile(const char* text, const char* path) {
-    struct stat about;
+    struct stat about = {};
     const bool exists = systemCalls.lookAt(path, &about) == 0;
+    if (!exists && errno != ENOENT) return false;
     if (!mayBeProfile(path) || (exists && access(path, W_OK) != 0)) return false;
-    struct stat link;
-    if (!exists && lstat(path, &link) == 0) return rewriteInPlace(text, path, 0);
+    const bool throughLink = !exists && isLink(path);
+    const bool made = throughLink && makeEmpty(path, &about);
     char* const resolved = realpath(path, nullptr);
-    const char* const target = resolved != nullptr ? resolved : path;
-    const bool done = renameSiblingOver(text, target, exists ? &about : nullptr) ||
-                      (exists && rewriteInPlace(text, target, about.st_size));
+    const bool found = resolved != nullptr || !(exists || throughLink);
+    const bool done = found && made == throughLink &&
+                      replaceFile(text, resolved != nullptr ? resolved : path, exists || made ? &about : nullptr);
+    if (throughLink && !done && resolved != nullptr && about.st_size == 0) systemCalls.remove(resolved);
     std::free(resolved);
     return done;
 }
@@ -254,7 +291,8 @@ int32_t WritePrivateProfileString(const char* section, const char* key, const ch
                  .found = false,
                  .changed = false};
     const bool existed = r.old != 0;
-    const bool whole = rewriteWhole(r);
+    // One that may be read and was not just now keeps what it has.
+    const bool whole = rewriteWhole(r) && (existed || !mayReadProfile(file));
     // What is not there to be deleted leaves the file as it is.
     const bool done = whole && (r.changed ? replaceProfile(text, existed ? path : file) : existed);
     systemCalls.remove(text);

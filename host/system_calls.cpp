@@ -42,6 +42,7 @@ SystemCalls systemCalls = {
     .writeAt = pwrite,
     .takeRoom = takeRoom,
     .resize = ftruncate,
+    .sync = fsync,
     .lookInto = fstat,
     .setOwner = fchown,
     .setMode = fchmod,

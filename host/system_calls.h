@@ -27,6 +27,7 @@ struct SystemCalls {
     ssize_t (*writeAt)(int file, const void* buffer, size_t count, off_t offset);
     int (*takeRoom)(int file, off_t size);
     int (*resize)(int file, off_t size);
+    int (*sync)(int file);
     int (*lookInto)(int file, struct stat* about);
     int (*setOwner)(int file, uid_t owner, gid_t group);
     int (*setMode)(int file, mode_t mode);

@@ -127,8 +127,8 @@ int32_t GetPrivateProfileInt(const char* section, const char* key, int32_t fallb
 int32_t GetProfileInt(const char* section, const char* key, int32_t fallback);
 /** Sets a key; without a value (null) deletes it; without a key deletes the section. A file that is not there is made,
  * as it is named. The file changes whole or not at all; only where its folder takes no new file is it rewritten in
- * place, after room for all of it was had. 1 = the new file stands, 0 = it does not, and the old one is as it was. A
- * file that may be written and not read counts as empty and loses the rest. */
+ * place, after room for all of it was had, and put back where that fails. 1 = the new file stands, 0 = it does not, and
+ * the old one is as it was. A file that may be written and not read counts as empty and loses the rest. */
 int32_t WritePrivateProfileString(const char* section, const char* key, const char* value, const char* file);
 /** The same in the profile "ZUN.INI". */
 int32_t WriteProfileString(const char* section, const char* key, const char* value);
