@@ -87,37 +87,6 @@ void expectDrawn(SetupBlock& setup, const Picture& picture, int rows, const Endi
     EXPECT_TRUE(same(gif, plainGif(picture, testPalette(), {.interlaced = interlaced, .segments = segments})));
 }
 
-Bytes openBlock(int width, int height, int bits) {
-    Bytes block = opcodeBlock(opPrimitive);
-    put(block, 16, int32_t{-5});
-    put(block, 20, 1);
-    const size_t data = 24 + 24 + 4;
-    put(block, data - 4, int32_t{28});
-    put(block, data, width);
-    put(block, data + 4, height);
-    put(block, data + 8, bits == 1 ? int32_t{-32768} : bits);
-    return block;
-}
-
-Bytes closeBlock() {
-    Bytes block = opcodeBlock(opPrimitive);
-    put(block, 16, int32_t{-6});
-    return block;
-}
-
-// Rows of any depth, as a host has them.
-struct Cells {
-    int width, height, bits;
-    Bytes rows;
-    int stride() const { return rlBytesPerLine(width, bits); }
-};
-
-Cells anyCells(int width, int height, int bits) {
-    Cells cells = {width, height, bits, {}};
-    cells.rows = noise(cells.stride(), height, 256, bits).pixels;
-    return cells;
-}
-
 // What the file of a collected picture is by the steps: scaled, then matched to the table, then scaled the other way.
 Bytes expectedFile(const Cells& cells, int width, int height) {
     const int16_t bits = cells.bits;
@@ -136,39 +105,6 @@ Bytes expectedFile(const Cells& cells, int width, int height) {
     for (const TolvaHandle h : {source, colours, scaled}) GlobalFree(h);
     palette.resize(768);
     return plainGif(topDown(matched, width, height), palette, {});
-}
-
-// Sends `cells` in pieces of `piece` rows between the primitives. By the corners, rows run down or up the bitmap.
-int32_t sendCollected(const Cells& cells, int piece, bool upward) {
-    int32_t result = openBody(cells.width - 1, cells.height - 1, 128);
-    std::vector<Bytes> blocks = {openBlock(cells.width + 5, cells.height, cells.bits)};
-    for (int y = 0; y < cells.height; y += piece) {
-        blocks.push_back(cellBlock(cells.rows.data() + cells.stride() * y, cells.width, piece, cells.bits));
-        if (upward) put(blocks.back(), 48, -1.0);
-    }
-    blocks.push_back(closeBlock());
-    result = std::max(result, send(blocks));
-    return std::max(result, closeBody());
-}
-
-// An export outside a device, with everything it takes.
-int32_t exportCells(const Cells& cells, const char* name, TolvaHandle setup, TolvaStatusRecord* status) {
-    Bytes palette = testPalette();
-    palette.resize(cells.bits < 24 ? 3 << cells.bits : 3);
-    TolvaPictureDescriptor descriptor = {};
-    descriptor.depth = cells.bits;
-    descriptor.width = cells.width;
-    descriptor.height = cells.height;
-    descriptor.resolution = 128;
-    descriptor.palette = cells.bits < 24 ? handleOf(palette) : 0;
-    descriptor.bitmap = handleOf(cells.rows);
-    TolvaPictureDescriptor information = {};
-    const uintptr_t arguments[] = {0, 0, setup, 0, 0, 0, reinterpret_cast<uintptr_t>(status)};
-    const int32_t result = ExportCellData(name, &information, &descriptor, arguments);
-    EXPECT_TRUE(result != 0 || information.fullHeight == cells.height);
-    GlobalFree(descriptor.palette);
-    GlobalFree(descriptor.bitmap);
-    return result;
 }
 
 }  // namespace

@@ -1,10 +1,7 @@
 // Profile files, also those that cannot be changed; settings that come from them and go into them.
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
-
-#include <csignal>
 
 #include "support.h"
 
@@ -112,19 +109,6 @@ TEST(Profile, AFileThatCannotBeChangedStaysWhole) {
     save(path, old);
     chmod(path.c_str(), 0640);
     symlink("p.ini", (folder + "/link.ini").c_str());
-    // No file may grow: neither the temporary one nor the sibling.
-    signal(SIGXFSZ, SIG_IGN);
-    rlimit before;
-    getrlimit(RLIMIT_FSIZE, &before);
-    for (rlim_t most = 0; most < 3000; most += 100) {
-        const rlimit small = {most, before.rlim_max};
-        setrlimit(RLIMIT_FSIZE, &small);
-        const int32_t done = WritePrivateProfileString("s", "k", "22", path.c_str());
-        setrlimit(RLIMIT_FSIZE, &before);
-        EXPECT_EQ(done, most >= old.size() + 1);
-        if (done == 1) break;
-        ASSERT_TRUE(same(textOf(path), old)) << most;
-    }
     EXPECT_EQ(WritePrivateProfileString("s", "k", "2", (folder + "/link.ini").c_str()), 1);
     old[6] = '2';
     EXPECT_TRUE(same(textOf(path), old));

@@ -46,8 +46,9 @@ Bytes readFile(const std::string& path) {
 
 void save(const std::string& path, const Bytes& bytes) { save(path, std::string(bytes.begin(), bytes.end())); }
 
-namespace {
 std::vector<std::string> temporaryNames;
+
+namespace {
 int recordTemporary(char* pattern) {
     const int file = mkstemp(pattern);
     temporaryNames.push_back(pattern);
@@ -311,4 +312,73 @@ int32_t sendPicture(const Picture& picture, double dpi) {
     const int32_t drawn = call(cellBlock(rows.data(), picture.width, picture.height));
     const int32_t closed = closeBody();
     return opened != 0 ? opened : drawn != 0 ? drawn : closed;
+}
+
+Bytes openBlock(int width, int height, int bits) {
+    Bytes block = opcodeBlock(opPrimitive);
+    put(block, 16, int32_t{-5});
+    put(block, 20, 1);
+    const size_t data = 24 + 24 + 4;
+    put(block, data - 4, int32_t{28});
+    put(block, data, width);
+    put(block, data + 4, height);
+    put(block, data + 8, bits == 1 ? int32_t{-32768} : bits);
+    return block;
+}
+
+Bytes closeBlock() {
+    Bytes block = opcodeBlock(opPrimitive);
+    put(block, 16, int32_t{-6});
+    return block;
+}
+
+Cells anyCells(int width, int height, int bits) {
+    Cells cells = {width, height, bits, {}};
+    cells.rows = noise(cells.stride(), height, 256, bits).pixels;
+    return cells;
+}
+
+int32_t sendCollected(const Cells& cells, int piece, bool upward) {
+    int32_t result = openBody(cells.width - 1, cells.height - 1, 128);
+    std::vector<Bytes> blocks = {openBlock(cells.width + 5, cells.height, cells.bits)};
+    for (int y = 0; y < cells.height; y += piece) {
+        blocks.push_back(cellBlock(cells.rows.data() + cells.stride() * y, cells.width, piece, cells.bits));
+        if (upward) put(blocks.back(), 48, -1.0);
+    }
+    blocks.push_back(closeBlock());
+    result = std::max(result, send(blocks));
+    return std::max(result, closeBody());
+}
+
+int32_t exportCells(const Cells& cells, const char* name, TolvaHandle setup, TolvaStatusRecord* status) {
+    Bytes palette = testPalette();
+    palette.resize(cells.bits < 24 ? 3 << cells.bits : 3);
+    TolvaPictureDescriptor descriptor = {};
+    descriptor.depth = cells.bits;
+    descriptor.width = cells.width;
+    descriptor.height = cells.height;
+    descriptor.resolution = 128;
+    descriptor.palette = cells.bits < 24 ? handleOf(palette) : 0;
+    descriptor.bitmap = handleOf(cells.rows);
+    TolvaPictureDescriptor information = {};
+    const uintptr_t arguments[] = {0, 0, setup, 0, 0, 0, reinterpret_cast<uintptr_t>(status)};
+    const int32_t result = ExportCellData(name, &information, &descriptor, arguments);
+    EXPECT_TRUE(result != 0 || information.fullHeight == cells.height);
+    GlobalFree(descriptor.palette);
+    GlobalFree(descriptor.bitmap);
+    return result;
+}
+
+int32_t writeInBands(TolvaHandle stream, const Picture& picture, Bytes palette, int bandRows) {
+    TolvaHandle state = 0;
+    EXPECT_EQ(BeginCellBitmap(stream, picture.width, picture.height, 8, palette.data(), &state), -1);
+    int32_t result = 0;
+    for (int row = 0; row < picture.height; row += bandRows) {
+        const int rows = std::min(bandRows, picture.height - row);
+        const auto top = picture.pixels.begin() + picture.width * row;
+        const TolvaHandle band = handleOf(bottomUp({picture.width, rows, Bytes(top, top + picture.width * rows)}));
+        result = std::max(result, WriteCellBits(stream, band, picture.width, rows, 8, 0, state));
+        GlobalFree(band);
+    }
+    return std::max(result, EndCellBitmap(stream, state));
 }

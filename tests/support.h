@@ -55,7 +55,8 @@ Bytes taken(TolvaHandle h);  // its contents; the handle is freed
 
 Bytes readFile(const std::string& path);
 void save(const std::string& path, const Bytes& bytes);
-int temporaryFiles();  // how many of the library's stand in /tmp
+int temporaryFiles();                            // how many of the library's stand in /tmp
+extern std::vector<std::string> temporaryNames;  // of all that it made since that was asked
 
 // Segments by the definition: a pixel and a code at a time, into a work buffer of 70000 bytes.
 void plainSegment(Bytes& out, Bytes& work, const uint8_t* pixels, int count, bool first, bool last, uint32_t& carry);
@@ -133,5 +134,22 @@ Bytes cellBlock(const uint8_t* rows, int width, int height, int bits = 8);
 int32_t openBody(double x2, double y2, double dpi = 0.0);
 int32_t closeBody();
 int32_t sendPicture(const Picture& picture, double dpi = 128.0);
+
+// The primitives around a collected picture.
+Bytes openBlock(int width, int height, int bits);
+Bytes closeBlock();
+// Rows of any depth, as a host has them.
+struct Cells {
+    int width, height, bits;
+    Bytes rows;
+    int stride() const { return rlBytesPerLine(width, bits); }
+};
+Cells anyCells(int width, int height, int bits);
+// Sends `cells` in pieces of `piece` rows between the primitives. By the corners, rows run down or up the bitmap.
+int32_t sendCollected(const Cells& cells, int piece, bool upward);
+// An export outside a device, with everything it takes.
+int32_t exportCells(const Cells& cells, const char* name, TolvaHandle setup, TolvaStatusRecord* status);
+// A whole picture to the writer.
+int32_t writeInBands(TolvaHandle stream, const Picture& picture, Bytes palette, int bandRows);
 
 #endif

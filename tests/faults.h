@@ -1,0 +1,84 @@
+// faults.h: every call of a table of system calls fails when it is its turn.
+#ifndef TOLVA_TESTS_FAULTS_H
+#define TOLVA_TESTS_FAULTS_H
+
+#include <sys/mman.h>
+
+#include <array>
+#include <cerrno>
+#include <functional>
+
+#include <gtest/gtest.h>
+
+// The calls that fail: of a kind, an index, that of this turn, and with `stays` all behind it.
+struct Fault {
+    int kind = -1, turn = 0;
+    bool stays = false;
+};
+inline Fault fault;
+using CallCounts = std::array<int, 64>;  // shared with processes that are forked
+inline CallCounts& calls = *static_cast<CallCounts*>(
+    mmap(nullptr, sizeof(CallCounts), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
+inline int kinds = 0;
+
+inline bool failsNow(int kind) {
+    const int turn = calls[kind]++;
+    if (kind != fault.kind || turn < fault.turn || (turn > fault.turn && !fault.stays)) return false;
+    errno = std::array{EIO, ENOSPC, EMFILE, EINTR}[turn % (fault.stays ? 3 : 4)];  // no signal comes for ever
+    return true;
+}
+
+// What a call that fails does: nothing, all of it (closing ends a descriptor whatever it answers), or, unless the error
+// is EIO, half of what it should transfer.
+enum class Does { kNothing, kAll, kHalf };
+
+template <auto place, Does does, class Call = decltype(place)>
+struct Faulty;
+template <auto place, Does does, class Table, class R, class... Words>
+struct Faulty<place, does, R (*Table::*)(Words...)> {
+    static inline R (*real)(Words...);
+    static inline int kind;
+    static size_t half(size_t count) { return (count + 1) / 2; }
+    template <class Word>
+    static Word half(Word word) {
+        return word;
+    }
+    static R run(Words... words) {
+        if (!failsNow(kind)) return real(words...);
+        const int error = errno;
+        if (does == Does::kHalf && error != EIO) return real(half(words)...);
+        if (does == Does::kAll) real(words...);
+        errno = error;
+        if constexpr (std::is_pointer_v<R>) return nullptr;
+        if constexpr (!std::is_pointer_v<R>) return static_cast<R>(-1);
+    }
+};
+
+template <class Table, Does does, auto... places>
+void plant(Table& table) {
+    ((Faulty<places, does>::kind = kinds++, Faulty<places, does>::real = table.*places,
+      table.*places = Faulty<places, does>::run),
+     ...);
+}
+
+// Once as it is, then with every call that was counted failing, alone and with all behind it.
+inline void failEach(const std::function<void()>& run) {
+    fault = {};
+    calls = {};
+    run();
+    const CallCounts whole = calls;
+    for (fault.kind = 0; fault.kind < kinds; ++fault.kind) {
+        for (fault.turn = 0; fault.turn < whole[fault.kind]; ++fault.turn) {
+            for (const bool stays : {false, true}) {
+                SCOPED_TRACE(testing::Message() << "call " << fault.turn << " of kind " << fault.kind << " fails"
+                                                << (stays ? " and all behind it" : ""));
+                fault.stays = stays;
+                calls = {};
+                run();
+            }
+        }
+    }
+    fault = {};
+}
+
+#endif
