@@ -1,4 +1,4 @@
-// input.h: what a fuzz target makes of its bytes: a cursor that never fails, and answers 0 where they have ended.
+// input.h: what a fuzz target makes of its bytes: a cursor that never fails, and gives zeros where they have ended.
 #ifndef TOLVA_FUZZ_INPUT_H
 #define TOLVA_FUZZ_INPUT_H
 
@@ -16,36 +16,36 @@ struct Input {
     Input(const uint8_t* data, size_t size) : at(data), end(data + size) {}
 
     size_t left() const { return static_cast<size_t>(end - at); }
-    // Exactly as long as asked for, in a block of its own: the sanitizer sees what is read behind it.
+    void take(void* to, size_t count) {
+        const size_t n = std::min(count, left());
+        std::copy_n(at, n, static_cast<uint8_t*>(to));
+        at += n;
+    }
+    // In a block of its own: the sanitizer sees what is read behind it.
     std::vector<uint8_t> bytes(size_t count) {
         std::vector<uint8_t> taken(count);
-        const size_t n = std::min(count, left());
-        if (n > 0) std::memcpy(taken.data(), at, n);
-        at += n;
+        take(taken.data(), count);
         return taken;
     }
     std::vector<uint8_t> rest() { return bytes(left()); }
     template <class T>
     T number() {  // of any kind, in the machine's byte order
         T value{};
-        const size_t n = std::min(sizeof value, left());
-        if (n > 0) std::memcpy(&value, at, n);
-        at += n;
+        take(&value, sizeof value);
         return value;
     }
     uint8_t byte() { return number<uint8_t>(); }
-    uint32_t upTo(uint32_t most) {
-        return (most > 0xFFFF ? number<uint32_t>() : most > 0xFF ? number<uint16_t>() : byte()) % (uint64_t{most} + 1);
-    }
+    uint32_t upTo(uint32_t most) { return (most > 0xFF ? number<uint32_t>() : byte()) % (uint64_t{most} + 1); }
     template <class T, size_t n>
     T pick(const T (&choices)[n]) {
         return choices[upTo(n - 1)];
     }
     // Up to a zero or a line's end, which is passed over, and to `most` characters.
     std::string text(size_t most) {
-        std::string taken;
-        while (at < end && taken.size() < most && *at != 0 && *at != '\n') taken += static_cast<char>(*at++);
-        if (at < end && (*at == 0 || *at == '\n')) ++at;
+        const size_t n = std::min(most, left());
+        const uint8_t* const stop = std::find_if(at, at + n, [](uint8_t c) { return c == 0 || c == '\n'; });
+        std::string taken(at, stop);
+        at = stop < at + n ? stop + 1 : stop;
         return taken;
     }
 };
