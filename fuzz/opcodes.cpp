@@ -2,7 +2,6 @@
 // settings of all kinds. It owes what docs/security.md says, and has no memory for more than mostPixels.
 
 #include <cstdio>
-#include <utility>
 
 #include <sys/mman.h>
 
@@ -14,7 +13,7 @@ namespace {
 
 using tolva::load, tolva::store;
 using Block = std::vector<uint8_t>;
-constexpr std::pair<int32_t, size_t> kOpcodes[] = {  // and the bytes that each reads; 20 for the others
+constexpr std::pair<int32_t, size_t> kOpcodes[] = {  // and the bytes that each reads
     {0x409, 102}, {0x40a, 24}, {0x522, 20}, {0x206, 64}, {0x207, 19}, {0x208, 56}, {0x209, 32}, {1, 4},
     {2, 4},       {3, 4},      {4, 4},      {5, 4},      {0x2fd, 4},  {0x2ff, 4},  {0x303, 4},  {0x304, 4},
     {0x305, 4},   {0x306, 4},  {0x52b, 4},  {0x906, 4},  {0xf02, 20}, {0xf03, 4},  {0xf01, 4},  {-1, 4}};
@@ -36,34 +35,30 @@ TolvaHandle filled(uint32_t bytes) {
 }
 
 // Whether a picture of that many dots becomes one that this host has memory for, or one that no GIF can be.
-bool isSmall(double width, double height, int32_t resolution,
-             TolvaSetup* setup = lpRaster != nullptr ? lpRaster : lpSetup) {
-    if (setup == nullptr) return true;
-    const TolvaSetup before = *setup;
-    if (resolution != 0) width /= resolution, height /= resolution;
-    TolvaSetup* const raster = std::exchange(lpRaster, setup);
-    QueryCellFormat(&width, &height, nullptr, &resolution, nullptr, nullptr);
-    lpRaster = raster;
-    *setup = before;
+bool isSmall(double width, double height, int32_t dpi) {
+    const TolvaSetup before = *lpRaster;
+    if (dpi != 0) width /= dpi, height /= dpi;
+    QueryCellFormat(&width, &height, nullptr, &dpi, nullptr, nullptr);
+    *lpRaster = before;
     return !(width < 65536 && height < 65536 && width * height > mostPixels);
 }
 
 // ---- Opcodes: blocks as long as they are read, and not a byte longer ----
 
 int64_t rowBytes(int64_t width, int64_t bits) {
-    bits = bits == -32768 ? 1 : std::min(std::abs(bits), int64_t{1} << 20);
-    return (width * bits + 31) / 32 * 4;
+    return (width * (bits == -32768 ? 1 : std::min(std::abs(bits), int64_t{1} << 20)) + 31) / 32 * 4;
 }
 int64_t span(int axis) { return tolva::truncatedDistance(lpEMData->window[axis], lpEMData->window[axis + 3]) + 1; }
 
 // As many rows as this host has; those by address stand beside the block.
 void addRows(Block& block, Block& rows) {
-    const bool alone = lpEMData->accumulating == 0;
     const int32_t dpi = lpEMData->resolution;
-    const int64_t across = load<uint32_t>(&block[88]), bits = load<int32_t>(&block[96]), window = span(0);
-    const int64_t width = std::min(window, across), stride = rowBytes(std::abs(bits) == 24 ? across : width, bits);
+    const int64_t across = load<uint32_t>(&block[88]), bits = load<int32_t>(&block[96]),
+                  width = std::min(span(0), across);
+    const int64_t stride = rowBytes(std::abs(bits) == 24 ? across : width, bits);
     uint32_t down = std::min<int64_t>(load<uint32_t>(&block[92]), mostPixels * 4 / (stride + 1));
-    if (alone && !(dpi == 0 ? isSmall(width, down, 0) : isSmall(window, span(1), dpi))) down = 0;
+    const bool small = dpi == 0 ? isSmall(width, down, 0) : isSmall(span(0), span(1), dpi);
+    if (!small && lpEMData->accumulating == 0) down = 0;
     store(&block[92], down);
     rows = input->bytes(stride * down);
     const uint8_t* const address = rows.data();
@@ -78,24 +73,22 @@ void addPoints(Block& block) {
     if (points > 0 && points <= 1024) block.resize(24 + points * 24);
     if (id != -5) return;
     em.pictureBitmap = GlobalFree(em.pictureBitmap);  // that of a picture which was not closed is the host's
-    uint32_t words[8];
-    input->take(words, sizeof words);
-    const int64_t row = rowBytes(std::min<int64_t>(span(0), words[1]), static_cast<int32_t>(words[3]));
-    words[2] = std::min<int64_t>(words[2], mostPixels * 4 / (row + 1));
-    const auto* const data = reinterpret_cast<const uint8_t*>(words);
-    block.insert(block.end(), data, data + sizeof words);
+    block.resize(block.size() + 32);
+    uint8_t* const data = &block[block.size() - 28];
+    input->take(data, 28);
+    const int64_t row = rowBytes(std::min<int64_t>(span(0), load<uint32_t>(data)), load<int32_t>(data + 8));
+    store<uint32_t>(data + 4, std::min<int64_t>(load<uint32_t>(data + 4), mostPixels * 4 / (row + 1)));
 }
 
-void callOpcode(bool ofVariant) {
+void callOpcode(decltype(&dd_entry32) entry) {
     const auto [opcode, bytes] = input->pick(kOpcodes);
     Block rows, block = input->bytes(bytes);
     if (opcode == 0x409 && lpEMData != nullptr) addRows(block, rows);
     if (opcode == 0x40a && lpEMData != nullptr) addPoints(block);
-    const auto length = opcode == 0x522 ? load<uint32_t>(&block[4]) : 0;
-    if (length >= 2 && length < 196610)
-        block.resize(20 + (length - 2) / 3 * 3), input->take(&block[20], block.size() - 20);
+    const uint32_t length = opcode == 0x522 ? load<uint32_t>(&block[4]) : 0;
+    if (length >= 2 && length < 196610) block.resize(20 + (length - 2) / 3 * 3, input->byte());
     store(block.data(), opcode);
-    (ofVariant ? dd_entry32 : RASTER_dd_entry32)(0, 2, block.data());
+    entry(0, 2, block.data());
 }
 
 // ---- Callbacks ----
@@ -115,36 +108,35 @@ intptr_t answerStatus(intptr_t, intptr_t, intptr_t, intptr_t, intptr_t, intptr_t
 
 intptr_t answerStream(intptr_t, intptr_t operation, intptr_t a, intptr_t b) {
     const auto said = static_cast<int8_t>(answers->byte());
-    if (operation == kTolvaProcOpen) return said + 1;
+    if (operation == 1) return said + 1;
     callBack();
-    if (operation == kTolvaProcRead)
-        answers->take(reinterpret_cast<void*>(a), static_cast<size_t>(std::clamp<intptr_t>(said, 0, b)));
-    return said == 0 && operation == kTolvaProcWrite ? b : said;
+    if (operation == 2) answers->take(reinterpret_cast<void*>(a), std::clamp<intptr_t>(said, 0, b));
+    return said == 0 && operation == 3 ? b : said;
 }
 
 intptr_t answerBands(intptr_t operation, intptr_t record, intptr_t a, intptr_t) {
-    auto& offscreen = *reinterpret_cast<TolvaOffscreenRecord*>(record);
-    if (operation == kTolvaOffscreenQuery) {
-        auto& query = *reinterpret_cast<TolvaOffscreenQuery*>(a);
-        input->take(&query, sizeof query);
+    uint8_t*& palette = reinterpret_cast<TolvaOffscreenRecord*>(record)->palette;
+    if (operation == 0) {
+        TolvaOffscreenQuery query = input->number<TolvaOffscreenQuery>();
         const double dpi = query.resolution == 0 ? 1 : query.resolution;
-        if (!isSmall(query.width * dpi, query.height * dpi, query.resolution))
-            query = {9, 0.1, 10, 0}, UseDefaultSettings(lpRaster);
+        const bool small = isSmall(query.width * dpi, query.height * dpi, query.resolution);
+        if (!small) UseDefaultSettings(lpRaster);
+        *reinterpret_cast<TolvaOffscreenQuery*>(a) = small ? query : TolvaOffscreenQuery{9, 0.1, 10, 0};
         return 0;
     }
     callBack();
     band = GlobalFree(band);
-    if (operation == kTolvaOffscreenDraw) return static_cast<intptr_t>(band = filled(input->upTo(3000)));
-    if (operation == kTolvaOffscreenTerm) return static_cast<intptr_t>(zunPtrGlobalFree(offscreen.palette));
-    input->take(offscreen.palette, 768);
-    if (input->byte() > 200) offscreen.palette = static_cast<uint8_t*>(zunPtrGlobalReAlloc(offscreen.palette, 999, 66));
+    if (operation == 3) return static_cast<intptr_t>(band = filled(input->upTo(3000)));
+    if (operation == 2) return static_cast<intptr_t>(zunPtrGlobalFree(palette));
+    input->take(palette, 768);
+    if (input->byte() > 200) palette = static_cast<uint8_t*>(zunPtrGlobalReAlloc(palette, 999, 66));
     return input->byte() > 128 ? input->number<int32_t>() : reinterpret_cast<TolvaOffscreenInit*>(a)->bandRows;
 }
 
 // ---- Calls ----
 
-void init(bool ofVariant) {
-    if (!ofVariant && depth == 0 && lpEMData != nullptr) return;  // a second device leaks the first
+void init(decltype(&dd_entry32) entry) {
+    if (entry != dd_entry32 && depth == 0 && lpEMData != nullptr) return;  // a second device leaks the first
     const uint32_t kind = input->upTo(7);
     char name[160] = "";
     if (kind < 2) std::snprintf(name, sizeof name, kind == 0 ? "%s" : "%147s", outputName);
@@ -154,7 +146,7 @@ void init(bool ofVariant) {
                                   .setup = setups[kind % 2],
                                   .status = &status,
                                   .capabilities = capabilities};
-    (ofVariant ? dd_entry32 : RASTER_dd_entry32)(0, 0, kind == 7 ? nullptr : &block);
+    entry(0, 0, kind == 7 ? nullptr : &block);
 }
 
 void exportCells() {
@@ -162,9 +154,12 @@ void exportCells() {
     TolvaPictureDescriptor picture = {}, cells = {};
     input->take(&cells, 8);
     cells.palette = filled(input->upTo(900)), cells.bitmap = filled(input->upTo(3000));
-    SetDisplayInfo(cells.width, cells.height, cells.resolution, cells.resolution);  // as the export does
-    const bool small = isSmall(cells.width, cells.height, cells.resolution, &settings(0));
-    if (depth > 0 || small) ExportCellData(small ? outputName : "", &picture, &cells, arguments);
+    if (depth == 0)
+        lpRaster = &settings(0),
+        SetDisplayInfo(cells.width, cells.height, cells.resolution, cells.resolution);  // as the call does
+    const bool small =
+        int64_t{cells.width} * cells.height <= mostPixels && isSmall(cells.width, cells.height, cells.resolution);
+    if (depth > 0 || small) ExportCellData(input->byte() % 2 == 0 ? outputName : "", &picture, &cells, arguments);
     GlobalFree(cells.palette), GlobalFree(cells.bitmap);
 }
 
@@ -181,32 +176,18 @@ void outputBands() {
 void step() {
     const uint32_t what = input->upTo(15), which = input->upTo(1);
     const auto entry = which == 1 ? dd_entry32 : RASTER_dd_entry32;
-    if (what >= 10) return callOpcode(what == 15);
+    if (what == 0) return init(entry);
+    if (what == 1) return static_cast<void>(entry(0, -1, nullptr));
+    if (what == 2) return exportCells();
+    if (what == 3) return outputBands();
+    if (what > 7) return callOpcode(entry);
     Block in = input->bytes(28), out(16);
     TolvaSetup& s = settings(which);
-    const auto number = load<int16_t>(in.data());
-    switch (what) {
-        case 0: return init(which == 1);
-        case 1: entry(0, -1, nullptr); break;
-        case 2:
-            input->take(&s.colourMode, offsetof(TolvaSetup, reserve) - offsetof(TolvaSetup, colourMode));
-            [[fallthrough]];
-        case 3: s.outputDevice = number % 2 == 0 ? 0 : reinterpret_cast<uintptr_t>(answerStream); break;
-        case 4: return exportCells();
-        case 5: return outputBands();
-        case 6:
-            if (number != 0 && number != 2 && number != -1) entry(0, number, out.data());
-            (which == 1 ? dd_entry : RASTER_dd_entry)(number, out.data(), nullptr);
-            break;
-        case 7:
-            if (lpEMData != nullptr) input->take(&lpEMData->errorCapacity, 4), lpEMData->replyPosition = which * number;
-            break;
-        case 8: common.state = number, hCommon = which, lpCommon = in[2] % 2 == 0 ? nullptr : &common; break;
-        default:
-            InquireSupport(number, number);
-            SetDisplayInfo(load<double>(in.data()), load<double>(&in[8]), number, 90);
-            xEscapeSetup(setups[which], in[16], in[17], in[16] == 81 ? nullptr : in.data(), out.data(), 0);
-    }
+    if (what == 4) input->take(&s.colourMode, offsetof(TolvaSetup, reserve) - offsetof(TolvaSetup, colourMode));
+    if (what == 4) s.outputDevice = in[0] % 2 == 0 ? 0 : reinterpret_cast<uintptr_t>(answerStream);
+    if (what == 5 && lpEMData != nullptr) lpEMData->errorCapacity = in[0] % 12, lpEMData->replyPosition = in[1] * 10;
+    if (what == 6) common.state = in[0] % 3, hCommon = which, lpCommon = in[1] % 2 == 0 ? nullptr : &common;
+    if (what == 7) xEscapeSetup(setups[which], in[16], in[17], in[16] == 81 ? nullptr : in.data(), out.data(), 0);
 }
 
 }  // namespace
@@ -215,7 +196,7 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     static const int file = memfd_create("output", 0);
     std::snprintf(outputName, sizeof outputName, "/proc/self/fd/%d", file);
     Input all(data, size);
-    const Block said = all.bytes(all.upTo(255));
+    const Block said = all.bytes(all.byte());
     Input callbacks(said.data(), said.size());
     input = &all, answers = &callbacks;
     mostPixels = size % 64 == 0 ? 1 << 18 : 1 << 13;
@@ -227,7 +208,6 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     hCommon = 0, lpCommon = nullptr;
     for (const auto entry : {dd_entry32, RASTER_dd_entry32}) entry(0, -1, nullptr);
     for (const TolvaHandle setup : setups) DestroySetup(setup);
-    band = GlobalFree(band);
     SetDisplayInfo(0, 0, 0, 0);
     return 0;
 }

@@ -1,7 +1,7 @@
 // profiles.cpp: any text as a profile, read and changed key by key, by a Setup block and by the setup escape. It stands
 // in a file that is rewritten in place, or in one that others take the place of.
 
-#include <cstdio>
+#include <fstream>
 
 #include <sys/mman.h>
 #include <unistd.h>
@@ -12,29 +12,24 @@
 namespace {
 
 void ask(Input& input, const char* name) {
-    const std::string texts[] = {input.text(160), input.text(300), input.text(300)};
-    const char* parts[3];
-    const uint32_t what = input.byte();  // the low bits: which of them are null
-    for (int i = 0; i < 3; ++i) parts[i] = (what >> i & 1) != 0 ? nullptr : texts[i].c_str();
-    const auto& [section, key, value] = parts;
+    std::string texts[] = {input.text(160), input.text(300), input.text(300)};
+    const uint32_t what = input.byte();
+    // The low bits: which of them are null.
+    const auto part = [&](int i) { return (what >> i & 1) != 0 ? nullptr : texts[i].c_str(); };
     const int32_t size = input.byte() - 1;
-    std::vector<char> buffer(static_cast<size_t>(std::max(size, 0)));
-    std::string line = texts[1];
+    std::vector<char> buffer(std::max(size, 0));
     switch (what >> 3 & 7) {
-        case 0: GetPrivateProfileInt(section, key, size, name); break;
-        case 1: GetPrivateProfileString(section, key, value, buffer.data(), size, name); break;
-        case 2: LoadString(0, input.byte(), buffer.data(), size); break;
-        case 3: CleanProfileLine(line.data(), what >> 6), TrimProfileChar(line.data(), '"'); break;
-        case 4:
-        case 5: {
-            const TolvaHandle setup = CreateSetup(0, name, section, 0);
-            std::vector<uint8_t> in = input.bytes(8);
-            xEscapeSetup(setup, static_cast<int32_t>(input.upTo(20)), input.upTo(1) == 0 ? 4 : 8, in.data(), nullptr,
-                         1);
+        case 0: GetPrivateProfileInt(part(0), part(1), size, name); break;
+        case 1: GetPrivateProfileString(part(0), part(1), part(2), buffer.data(), size, name); break;
+        case 2: CleanProfileLine(texts[1].data(), what >> 6), TrimProfileChar(texts[2].data(), '"'); break;
+        case 3: {
+            const TolvaHandle setup = CreateSetup(0, name, part(0), 0);
+            auto value = input.number<double>();
+            xEscapeSetup(setup, input.byte() % 20, input.byte() % 2 == 0 ? 4 : 8, &value, nullptr, 1);
             DestroySetup(setup);
             break;
         }
-        default: WritePrivateProfileString(section, key, value, name);
+        default: WritePrivateProfileString(part(0), part(1), part(2), name);
     }
 }
 
@@ -46,9 +41,7 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     Input input(data, size);
     const std::string& name = names[input.upTo(1)];
     const std::vector<uint8_t> text = input.bytes(input.upTo(2000));
-    FILE* const file = std::fopen(name.c_str(), "w");
-    std::fwrite(text.data(), 1, text.size(), file);
-    std::fclose(file);
+    std::ofstream(name).write(reinterpret_cast<const char*>(text.data()), static_cast<std::streamsize>(text.size()));
     for (int i = 0; i < 20 && input.left() > 0; ++i) ask(input, name.c_str());
     unlink(names[1].c_str());
     return 0;

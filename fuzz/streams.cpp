@@ -33,7 +33,7 @@ int64_t mostBytes(const std::string& format) {
     for (const char c : format) {
         const bool digit = c >= '0' && c <= '9';
         if (std::strchr("CcSsLlFfDd", c) != nullptr) bytes += 16 + 8 * std::max<int64_t>(count, 1);
-        count = digit ? std::min<int64_t>(std::max<int64_t>(count, 0) * 10 + c - '0', INT_MAX) : -1;
+        count = digit ? std::min<int64_t>(std::max<int64_t>(count, 0) * 10 + c - '0', 1 << 20) : -1;
     }
     return bytes;
 }
@@ -65,22 +65,19 @@ void enterSubStream(StreamRecord& s) {
 void operate(TolvaHandle stream) {
     const uint32_t kind = input->upTo(5), operation = input->upTo(9);
     const int32_t number = input->number<int32_t>(), count = number % 2000;
-    const auto elements = static_cast<size_t>(std::max(count, 0));
-    std::vector<uint8_t> memory(elements * kWidths[kind]);
     auto& s = *static_cast<StreamRecord*>(GlobalLock(stream));
-    switch (operation) {
-        case 0: kReads[kind](stream, memory.data(), count); break;
-        case 1: kWrites[kind](stream, input->bytes(memory.size()).data(), count); break;
-        case 2: zunSeek(stream, s.mode == 0 ? number : number % 20000, input->upTo(3)); break;  // files and memory grow
-        case 3: zunReadLine(stream, reinterpret_cast<char*>(input->bytes(elements).data()), count); break;
-        case 4: zunWriteLine(stream, reinterpret_cast<char*>(input->bytes(elements).data()), count); break;
-        case 5: zunSetDataFormat(stream, kind % 2, kind / 2), zunSetLineFormat(stream, number & 3); break;
-        case 6: (kind < 2 ? zunGetLineFormat : kind < 4 ? FillZunIOBuf : FlushZunIO)(stream); break;
-        case 7:
-            if (s.mode == kTolvaReadFile) enterSubStream(s);
-            break;  // others cannot be sub-streams
-        default: transferRecords(stream, operation == 8);
-    }
+    std::vector<uint8_t> memory(std::max(count, 0) * kWidths[kind]);
+    if (operation == 1 || operation == 4) input->take(memory.data(), memory.size());
+    char* const text = reinterpret_cast<char*>(memory.data());
+    if (operation == 0) kReads[kind](stream, memory.data(), count);
+    if (operation == 1) kWrites[kind](stream, memory.data(), count);
+    if (operation == 2) zunSeek(stream, s.mode == 0 ? number : number % 20000, input->upTo(3));  // others would grow
+    if (operation == 3) zunReadLine(stream, text, count);
+    if (operation == 4) zunWriteLine(stream, text, count);
+    if (operation == 5) zunSetDataFormat(stream, kind % 2, kind / 2), zunSetLineFormat(stream, number & 3);
+    if (operation == 6) (kind < 2 ? zunGetLineFormat : kind < 4 ? FillZunIOBuf : FlushZunIO)(stream);
+    if (operation == 7 && s.mode == 0) enterSubStream(s);
+    if (operation > 7) transferRecords(stream, operation == 8);
 }
 
 }  // namespace
