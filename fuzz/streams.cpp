@@ -69,7 +69,8 @@ void operate(TolvaHandle stream) {
     std::vector<uint8_t> memory(std::max(count, 0) * kWidths[kind]);
     if (operation == 1 || operation == 4) input->take(memory.data(), memory.size());
     char* const text = reinterpret_cast<char*>(memory.data());
-    if (operation == 0) kReads[kind](stream, memory.data(), count);
+    const int32_t got = operation == 0 ? kReads[kind](stream, memory.data(), count) : 0;
+    if (got > std::max(count, 0) && s.ioProc == nullptr) std::abort();
     if (operation == 1) kWrites[kind](stream, memory.data(), count);
     if (operation == 2) zunSeek(stream, s.mode == 0 ? number : number % 20000, input->upTo(3));  // others would grow
     if (operation == 3) zunReadLine(stream, text, count);
