@@ -71,5 +71,13 @@ uint64_t sumOf(const Bytes& bytes) {
     for (const auto c : bytes) sum = (sum ^ static_cast<uint8_t>(c)) * 0x100000001B3u;
     return sum;
 }
+// Of rounds of which each leaves something, two digits a round: which one differs.
+inline std::string digitsOf(uint64_t sum) {
+    return {"0123456789abcdef"[sum % 251 / 16], "0123456789abcdef"[sum % 251 % 16]};
+}
+inline void expectRounds(const std::string& got, const std::string& wanted) {
+    const auto differs = std::mismatch(got.begin(), got.end(), wanted.begin(), wanted.end()).first;
+    EXPECT_EQ(got, wanted) << "first in round " << (differs - got.begin()) / 2;
+}
 
 #endif
