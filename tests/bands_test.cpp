@@ -297,6 +297,7 @@ TEST(ExportVariant, AnswersInAHostsCommonBlock) {
     EXPECT_EQ(dd_entry32(0, 2, open.data()), 0);
     lpCommon = reinterpret_cast<TolvaCommonBlock*>(bytes.data() + 1);
     EXPECT_EQ(dd_entry32(0, 2, open.data()), 0);
+    EXPECT_EQ(dd_entry32(0, 2, nullptr), 0);
     EXPECT_EQ(bytes[5] | bytes[6], 0);  // the result
     EXPECT_EQ(escape(), 0);
     EXPECT_EQ(asked.progress, std::vector<intptr_t>{33});

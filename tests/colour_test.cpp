@@ -75,37 +75,6 @@ TEST(TrueColour, TablesAreThoseOfMedianCut) {
     EXPECT_EQ(TermColorLib(0), 0);
 }
 
-TEST(TrueColour, BoxesAreSortedAsByPlainExchanges) {
-    std::mt19937 random(25);
-    for (int round = 0; round < 4000; ++round) {
-        const int n = upTo(random, round % 20 == 0 ? 700 : 25), axis = round % 3, kind = round / 3 % 4;
-        std::vector<TolvaColourEntry> box(n + 1);  // and the next box's first entry
-        for (TolvaColourEntry& e : box) {
-            e = {static_cast<uint16_t>(random() & (kind == 1   ? 0x1084
-                                                   : kind == 2 ? 0xC63
-                                                               : 0x7FFF)),
-                 uint16_t(random())};
-        }
-        if (kind == 3) std::sort(box.begin(), box.end(), [](const auto& a, const auto& b) { return a.key < b.key; });
-        std::vector<TolvaColourEntry> plain = box;
-        const auto at = [&](int i) { return plain[i].key >> (10 - 5 * axis) & 31; };
-        const auto sift = [&](int root, int last) {
-            for (int child; (child = 2 * root + 1) <= last; root = child) {
-                if (child != last && at(child) <= at(child + 1)) ++child;
-                if (at(root) >= at(child)) return;
-                std::swap(plain[root], plain[child]);
-            }
-        };
-        for (int root = (n - 2) / 2; root >= 0 && n > 0; --root) sift(root, n);
-        for (int k = n - 1; k >= 1; --k) {
-            std::swap(plain[0], plain[k]);
-            sift(0, k - 1);
-        }
-        HeapSort(box.data(), axis, n);
-        ASSERT_EQ(std::memcmp(box.data(), plain.data(), box.size() * sizeof box[0]), 0) << n << ' ' << kind;
-    }
-}
-
 TEST(TrueColour, EveryPixelGetsTheEntryOfTheDefinition) {
     std::mt19937 random(22);
     for (int round = 0; round < 120; ++round) {

@@ -72,6 +72,7 @@ TEST_F(GoldenFiles, AreTheSameOnEveryBuild) {
     }
     write("scene.ppm", scene);
     write("noise.ppm", noise);
+    write("deep.ppm", "P6 150 200 65535\n" + noise.substr(15));
     write("a.pgm", greyMap(61, 47));
     write("a.ppm", "P6\n40 30\n255\n" + greys(120, 30));
     const std::string list = TOLVA_SOURCE "/tests/golden.txt";

@@ -102,19 +102,3 @@ TEST(Scale, FewColoursAreRepeatedByWholeFactors) {
         EXPECT_EQ(picture.transparentIndex, bits == 8 ? 7 : -1);
     }
 }
-
-TEST(Scale, SameBytesOnEveryMachine) {
-    uint32_t sum = 2166136261;
-    for (const int32_t bits : kKinds) {
-        for (const auto& [width, height] : {std::pair{57U, 20U}, {1U, 1U}, {400U, 3U}, {131U, 200U}}) {
-            Drawn picture(131, 97, bits, noiseAt);
-            if (bits == 8) picture.palette[picture.transparentIndex = 7] = {250, 3, 90};
-            picture.scale(width, height);
-            for (uint32_t i = 0; i < width * height; ++i) {
-                const Colour c = picture.colour(i);
-                for (const uint8_t b : {c.red, c.green, c.blue, uint8_t{picture.isHole(i)}}) sum = (sum ^ b) * 16777619;
-            }
-        }
-    }
-    EXPECT_EQ(sum, 860568068U);
-}

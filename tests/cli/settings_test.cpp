@@ -65,6 +65,7 @@ TEST_F(StayingSettings, GiveWayToOptions) {
 
 TEST_F(StayingSettings, AreLoadedAsTheyWereSet) {
     expectSet("size-mode saved");
+    EXPECT_EQ(read("libtolva.ini").find("[TOLVA]"), 1u);  // a blank line in front of each section
     for (const char* const number : {"8", "10", "0.03125", "21.999999", "0.1", "22", "6.12345678901234", "9.5"}) {
         expectSet(std::string("width ") + number);
         expectSet(std::string("height ") + number);
@@ -233,6 +234,7 @@ TEST_F(StayingSettings, InfoTellsWhatIsExportedAndWhatHostsAreTold) {
          {std::pair("many.ppm", "reduced to 256 colours and dithered"),
           {"many.ppm --colours 9 --dither none --fit 9x9", "scaled, and reduced to 9 colours "},
           {"many.ppm --raw", "90 x 30 pixels\n"},
+          {"a.pgm --profile p.ini --resolution 100", "on the way there: scaled"},
           {"a.pgm", "the palette stays"}}) {
         EXPECT_NE(run(std::string("info ") + words).out.find(told), std::string::npos) << words;
     }
