@@ -95,7 +95,8 @@ void countPixels(const uint8_t* pixels, int32_t width, int32_t height, uint16_t*
         countMany(pixels, width, height, counters);
     } else {
         const int64_t stride = paddedRowBytes(width, 24);
-        for (int32_t y = 0; y < height; ++y) {
+        // No row without pixels is gone through: there may be two thousand million of them.
+        for (int32_t y = 0; width > 0 && y < height; ++y) {
             for (int32_t x = 0; x < width; ++x) {
                 addCounted(counters[keyOf(pixels + y * stride + x * kTolvaTripleBytes)], 1);
             }
