@@ -13,6 +13,8 @@
 namespace imageio {
 namespace {
 
+constexpr size_t kClassAt = 12;  // of a profile's header
+constexpr size_t kSpaceAt = 16;
 constexpr uint32_t kGridSteps = 17;
 constexpr int kSameLevel = 1;  // what differs by no more counts as equal
 constexpr double kSrgbGamma = 1 / 0.45455;
@@ -143,9 +145,15 @@ cmsColorSpaceSignature spaceOf(ColourModel model) {
     }
 }
 
+// From the profile's own bytes: what the library hands back as its enumeration need not be a value of it.
+uint32_t signatureAt(const uint8_t* profile, size_t at) {
+    return uint32_t{profile[at]} << 24 | uint32_t{profile[at + 1]} << 16 | uint32_t{profile[at + 2]} << 8 |
+           profile[at + 3];
+}
+
 // Others would link, but to something that is no picture.
-bool isOfDevice(cmsHPROFILE profile) {
-    switch (cmsGetDeviceClass(profile)) {
+bool isOfDevice(const uint8_t* profile) {
+    switch (signatureAt(profile, kClassAt)) {
         case cmsSigInputClass:
         case cmsSigDisplayClass:
         case cmsSigOutputClass:
@@ -154,20 +162,20 @@ bool isOfDevice(cmsHPROFILE profile) {
     }
 }
 
-bool suits(const Input& input, cmsHPROFILE profile, ColourModel model) {
+// Of a profile that was opened, so that its header is there.
+bool suits(const Input& input, const uint8_t* profile, ColourModel model) {
     if (!isOfDevice(profile)) {
         warn(input, "the colour profile is ignored: it is not one of a device");
         return false;
     }
-    const auto wanted = spaceOf(model);
-    const auto found = cmsGetColorSpace(profile);
+    const uint32_t wanted = spaceOf(model);
+    const uint32_t found = signatureAt(profile, kSpaceAt);
     if (found == wanted) return true;
-    const auto letter = [](cmsColorSpaceSignature space, int place) {
-        const auto c = static_cast<char>(static_cast<uint32_t>(space) >> (24 - 8 * place));
-        return c > ' ' && c <= '~' ? c : '\0';
-    };
-    const auto name = [&](cmsColorSpaceSignature space, char(&text)[5]) {
-        for (int i = 0; i < 4; ++i) text[i] = letter(space, i);
+    const auto name = [](uint32_t space, char(&text)[5]) {
+        for (int i = 0; i < 4; ++i) {
+            const auto c = static_cast<char>(space >> (24 - 8 * i));
+            text[i] = c > ' ' && c <= '~' ? c : '\0';
+        }
         text[4] = '\0';
         return text;
     };
@@ -202,7 +210,7 @@ void openProfile(Conversion& conversion, const Input& input, const uint8_t* byte
     }
     cmsHPROFILE profile = cmsOpenProfileFromMemTHR(contextOf(conversion), bytes, static_cast<cmsUInt32Number>(count));
     if (profile == nullptr) return warnOfTrouble(conversion, input);
-    if (suits(input, profile, layout.model) && !connectToSrgb(conversion, profile, layout)) {
+    if (suits(input, bytes, layout.model) && !connectToSrgb(conversion, profile, layout)) {
         warnOfTrouble(conversion, input);
     }
     cmsCloseProfile(profile);
