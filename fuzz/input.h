@@ -8,6 +8,9 @@
 #include <string>
 #include <vector>
 
+#include <sys/mman.h>
+#include <unistd.h>
+
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size);
 
 struct Input {
@@ -49,5 +52,29 @@ struct Input {
         return taken;
     }
 };
+
+// ---- For targets that take pictures ----
+
+using Bytes = std::vector<uint8_t>;
+
+// Not inlined, so that a find shows the line.
+[[gnu::noinline]] inline void check(bool holds) { holds ? void() : __builtin_trap(); }
+
+// Pictures may be larger than inputs: the rest over and over, each byte so many times, with a ramp and noise on top.
+inline Bytes drawn(Input& in, size_t count) {
+    const uint32_t kind = in.byte(), by = in.byte();
+    Bytes few = in.rest(), many(count);
+    few.push_back(1);
+    for (size_t i = 0, noise = by; i < count; ++i, noise = noise * 1664525 + 1013904223)
+        many[i] = few[(i >> kind % 8) % few.size()] + ((kind & 8) * i * by >> 11) + (kind & 16) * (noise >> 28);
+    return many;
+}
+
+// The name of a file in memory.
+inline std::string fileOf(const uint8_t* bytes, size_t count) {
+    static const int file = memfd_create("fuzz", 0);
+    check(ftruncate(file, 0) == 0 && pwrite(file, bytes, count, 0) == ssize_t(count));
+    return "/proc/self/fd/" + std::to_string(file);
+}
 
 #endif
