@@ -15,8 +15,8 @@ namespace {
 
 constexpr uint32_t kMostClusters = 256;
 constexpr uint32_t kMostRounds = 20;
-constexpr uint64_t kBudget = 160000;   // points looked at in all rounds
-constexpr uint64_t kSmallGain = 1000;  // a round that betters the error by less than one part in so many is the last
+constexpr uint64_t kBudget = 80000;   // points looked at in all rounds
+constexpr uint64_t kSmallGain = 400;  // a round that betters the error by less than one part in so many is the last
 
 struct Members {
     uint64_t weight;
