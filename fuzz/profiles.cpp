@@ -1,6 +1,7 @@
 // profiles.cpp: any text as a profile, read and changed key by key, by a Setup block and by the setup escape. It stands
 // in a file that is rewritten in place, or in one that others take the place of.
 
+#include <cstdlib>
 #include <fstream>
 
 #include <sys/mman.h>
@@ -8,6 +9,7 @@
 
 #include <tolva/settings.h>
 #include "fuzz/input.h"
+#include "host/system_calls.h"
 
 namespace {
 
@@ -36,12 +38,20 @@ void ask(Input& input, const char* name) {
 }  // namespace
 
 int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    static const std::string names[] = {"/proc/self/fd/" + std::to_string(memfd_create("profile", 0)),
-                                        "/tmp/tolva-fuzz-" + std::to_string(getpid()) + ".ini"};
+    static const int text = dup2(memfd_create("text", 0), 99), profile = memfd_create("profile", 0);
+    static const std::string names[] = {"/proc/self/fd/" + std::to_string(profile),
+                                        "/dev/shm/tolva-fuzz-" + std::to_string(getpid()) + ".ini"};
+    // A disk would take most of the time: the library's temporary file is one in memory.
+    tolva::systemCalls.sync = [](int) { return 0; };
+    tolva::systemCalls.makeTemporary = [](char* name) {
+        if (name[1] != 't') return mkstemp(name);
+        std::strcpy(name, "/proc/self/fd/99");
+        return dup(text);
+    };
     Input input(data, size);
     const std::string& name = names[input.upTo(1)];
-    const std::vector<uint8_t> text = input.bytes(input.upTo(2000));
-    std::ofstream(name).write(reinterpret_cast<const char*>(text.data()), static_cast<std::streamsize>(text.size()));
+    const std::vector<uint8_t> given = input.bytes(input.upTo(2000));
+    std::ofstream(name).write(reinterpret_cast<const char*>(given.data()), static_cast<std::streamsize>(given.size()));
     for (int i = 0; i < 20 && input.left() > 0; ++i) ask(input, name.c_str());
     unlink(names[1].c_str());
     return 0;

@@ -72,7 +72,9 @@ void operate(TolvaHandle stream) {
     const int32_t got = operation == 0 ? kReads[kind](stream, memory.data(), count) : 0;
     if (got > std::max(count, 0) && s.ioProc == nullptr) std::abort();
     if (operation == 1) kWrites[kind](stream, memory.data(), count);
-    if (operation == 2) zunSeek(stream, s.mode == 0 ? number : number % 20000, input->upTo(3));  // others would grow
+    if (operation == 2)
+        zunSeek(stream, s.mode == 0 && s.file != nullptr ? number : number % 20000,
+                input->upTo(3));  // others would grow
     if (operation == 3) zunReadLine(stream, text, count);
     if (operation == 4) zunWriteLine(stream, text, count);
     if (operation == 5) zunSetDataFormat(stream, kind % 2, kind / 2), zunSetLineFormat(stream, number & 3);
