@@ -1,9 +1,9 @@
-// dictionary.h: the strings of one LZW run, found by hash. Used by the encoder alone, which keeps codes and bits.
+// dictionary.h: the strings of one LZW run, found by hash. Used by the encoder alone, which packs codes and bits.
 //
-// Inside the dictionary a code goes by its mark, the code times an odd number modulo 4096, so that neighbouring codes
-// lie far apart: where the string with one pixel more stands comes out of a mark with one shift and one XOR, which is
-// all that lies between one look-up and the next. A slot holds the mark; the key it stands for lies elsewhere and is
-// only compared.
+// A string goes by the slot that it stands in. Which slot that is comes out of the slot of its prefix and its last
+// pixel, so that nothing is loaded between one look-up and the next: the load only confirms. For that a slot holds the
+// last pixel and how many slots were tried: from both the first slot tried follows, and from that, the factor being
+// odd, the prefix, which need not be compared.
 #ifndef TOLVA_OUTPUT_DICTIONARY_H
 #define TOLVA_OUTPUT_DICTIONARY_H
 
@@ -17,72 +17,77 @@
 
 namespace tolva {
 
-using Mark = uint32_t;
+using String = uint32_t;
 
-constexpr uint32_t kMarkBits = 12;
-constexpr uint32_t kMarks = 1u << kMarkBits;
-constexpr uint32_t kMarkFactor = 2531;
-constexpr uint32_t kSlotBits = 15;  // an eighth full at most: measured best from 13 to 16
-constexpr uint32_t kSlots = 1u << kSlotBits;
-constexpr uint32_t kPixelFactor = 10007;
-constexpr Mark kNoMark = 0;  // that of code 0, which is a pixel alone and stands in no slot
+constexpr uint32_t kPixelBits = 8;
+constexpr uint32_t kPixels = 1u << kPixelBits;
+constexpr uint32_t kSlots = 1u << 15;  // an eighth full at most: measured best from 1 << 13 to 1 << 16
+// One that scatters, and one that leaves strings that differ a little in their last pixel in one cache line.
+constexpr uint32_t kPrefixFactor = 10221;
+constexpr uint32_t kPixelFactor = 3;
+
+// From the lowest bit: the last pixel, the tries, the generation. Slots of earlier generations are free, so they are
+// cleared once in 4095 runs only.
+constexpr uint32_t kOneTry = 1u << kPixelBits;
+constexpr uint32_t kOneGeneration = 1u << 20;
+// That of a pixel alone, which follows from no other: nobody tries as often.
+constexpr uint32_t kAlone = kOneGeneration - 1;
 
 // Flat areas are strings of one pixel repeated. They are remembered by length, so that a run is entered at its end
 // instead of one look-up a pixel.
 constexpr uint32_t kRememberedRun = 127;
 
-constexpr uint32_t inverseFactor() {
-    uint32_t inverse = 1;
-    while (kMarkFactor * inverse % kMarks != 1) inverse += 2;
-    return inverse;
-}
-
-constexpr Mark markOf(uint32_t code) { return code * kMarkFactor % kMarks; }
-constexpr Mark nextMark(Mark mark) { return (mark + kMarkFactor) % kMarks; }
-constexpr uint32_t codeOf(Mark mark) { return mark * inverseFactor() % kMarks; }
-static_assert(codeOf(markOf(258)) == 258 && codeOf(nextMark(markOf(4088))) == 4089);
-
-struct PixelTerms {
-    Mark alone;       // the string of this pixel only
-    uint32_t spread;  // its part in a place
-};
-
-inline constexpr std::array<PixelTerms, 256> kPixels = [] {
-    std::array<PixelTerms, 256> terms = {};
-    for (uint32_t p = 0; p < 256; ++p) terms[p] = {markOf(p), p * kPixelFactor % kSlots};
-    return terms;
-}();
-
 struct Dictionary {
-    uint16_t slots[kSlots];                  // marks
-    uint32_t keys[kMarks];                   // by mark: the prefix's mark and the last pixel
-    uint32_t longestRun[256];                // of each pixel: the longest remembered run
-    uint16_t runs[256][kRememberedRun + 1];  // by length, from 2
+    uint32_t generation;
+    uint32_t slots[kSlots];
+    uint16_t codes[kSlots];                      // by slot
+    uint32_t longestRun[kPixels];                // of each pixel: the longest remembered run
+    uint16_t runs[kPixels][kRememberedRun + 1];  // by length, from 2
 };
 
+// The string of one pixel only. They lie close, because a small picture needs hardly more memory than these; the second
+// part is for pictures of few greys, all pixels of which are multiples of 16 or 64, and with them all slots would be.
+constexpr String alone(uint32_t pixel) { return pixel << 6 | (pixel >> 4) * 3; }
+
+// The memory comes zeroed.
 inline void clearDictionary(Dictionary& d) {
-    std::memset(d.slots, 0, sizeof d.slots);
+    d.generation += kOneGeneration;
+    if (d.generation == 0) {
+        std::memset(d.slots, 0, sizeof d.slots);
+        d.generation = kOneGeneration;
+    }
+    for (uint32_t pixel = 0; pixel < kPixels; ++pixel) {
+        d.slots[alone(pixel)] = d.generation | kAlone;
+        d.codes[alone(pixel)] = static_cast<uint16_t>(pixel);
+    }
     std::fill(std::begin(d.longestRun), std::end(d.longestRun), 1);
 }
 
-inline uint32_t keyOf(Mark prefix, uint32_t pixel) { return prefix << 8 | pixel; }
+// What a string's slot holds, and which slot that is.
+struct Place {
+    String slot;
+    uint32_t content;
+};
 
-// The slot of the string with one pixel more, or the free slot where it belongs.
-inline uint16_t& slotOf(Dictionary& d, Mark prefix, uint32_t pixel) {
-    const uint32_t key = keyOf(prefix, pixel);
-    uint32_t place = (prefix << (kSlotBits - kMarkBits)) ^ kPixels[pixel].spread;
-    while (d.slots[place] != kNoMark && d.keys[d.slots[place]] != key) place = (place + 1) % kSlots;
-    return d.slots[place];
+// Finds the string with one pixel more, or the free slot where it belongs.
+inline bool find(const Dictionary& d, String prefix, uint32_t pixel, Place& place) {
+    place = {(prefix * kPrefixFactor + pixel * kPixelFactor) % kSlots, d.generation + kOneTry + pixel};
+    while (d.slots[place.slot] != place.content) {
+        if (d.slots[place.slot] < d.generation) [[likely]]
+            return false;
+        place = {(place.slot + 1) % kSlots, place.content + kOneTry};
+    }
+    return true;
 }
 
-inline void enter(Dictionary& d, uint16_t& freeSlot, Mark mark, Mark prefix, uint32_t pixel) {
-    freeSlot = static_cast<uint16_t>(mark);
-    d.keys[mark] = keyOf(prefix, pixel);
+inline void enter(Dictionary& d, const Place& place, uint32_t code) {
+    d.slots[place.slot] = place.content;
+    d.codes[place.slot] = static_cast<uint16_t>(code);
 }
 
 struct EnteredRun {
     const uint8_t* next;  // the first pixel behind it
-    Mark string;
+    String string;
 };
 
 // How many of at most `most` pixels equal the first.
@@ -102,13 +107,13 @@ __attribute__((noinline)) inline EnteredRun enterRun(Dictionary& d, const uint8_
     const uint32_t most = static_cast<uint32_t>(std::min<ptrdiff_t>(longest, end - p + 1));
     uint32_t length = repeats(p - 1, most);
     p += length - 1;
-    Mark string = length > 1 ? d.runs[pixel][length] : kPixels[pixel].alone;
+    String string = length > 1 ? d.runs[pixel][length] : alone(pixel);
     // Runs that were entered into the dictionary since are remembered on the way.
     for (; p < end && *p == pixel && length == longest && longest < kRememberedRun; ++p) {
-        const uint16_t longer = slotOf(d, string, pixel);
-        if (longer == kNoMark) break;
-        d.runs[pixel][++longest] = longer;
-        string = longer;
+        Place longer;
+        if (!find(d, string, pixel, longer)) break;
+        d.runs[pixel][++longest] = static_cast<uint16_t>(longer.slot);
+        string = longer.slot;
         ++length;
     }
     return {p, string};

@@ -26,11 +26,12 @@ constexpr uint32_t kInitialWidth = 9;
 // code before the decoder does, hence the 1.
 constexpr uint32_t kWiden[] = {513, 1025, 2049};
 constexpr uint32_t kReset = 4090;
+static_assert(kReset * kOneTry < kAlone);
 
 constexpr uint32_t kBytesAhead = 6;  // a code is put into four bytes and clears the two behind them
 
-// Bytes are handed on where the width changes. The most that comes together until then: a rest of a group, all codes
-// between the last two thresholds, and the few that end a run.
+// Codes are packed and handed on where the width changes. The most that comes together until then: a rest of a group,
+// all codes between the last two thresholds, and the few that end a run.
 constexpr size_t kMostBytes = kSubBlockBytes + (kReset - kWiden[2]) * 12 / 8 + 32;
 
 struct BitPacker {
@@ -53,8 +54,10 @@ struct Encoder {
     BitPacker bits;
     uint32_t width;
     uint32_t nextFree;
-    Mark string;   // the current one
-    bool flushed;  // a whole group was written
+    uint32_t packed;           // what was emitted before the next free code was this is in the bytes
+    String string;             // the current one
+    bool flushed;              // a whole group was written
+    uint16_t emitted[kReset];  // by the next free code at which it was: what waits to be packed
     uint8_t bytes[kMostBytes];
     Dictionary dictionary;
 };
@@ -68,9 +71,9 @@ void storeLittle64(uint8_t* to, uint64_t value) {
     std::memcpy(to, &value, sizeof value);
 }
 
-inline void put(BitPacker& b, uint8_t* bytes, uint32_t code, uint32_t width) {
+void put(BitPacker& b, uint8_t* bytes, uint64_t code, uint32_t width) {
     b.lastPut = b.filled;
-    b.pending |= uint64_t{code} << b.used;
+    b.pending |= code << b.used;
     b.used += width;
     storeLittle64(bytes + b.filled, b.pending);
     b.filled += b.used >> 3;
@@ -80,9 +83,30 @@ inline void put(BitPacker& b, uint8_t* bytes, uint32_t code, uint32_t width) {
 
 void put(Encoder& e, uint32_t code) { put(e.bits, e.bytes, code, e.width); }
 
+// Four codes at a time, which together are far cheaper than a code at a time where it is emitted: there the packer's
+// state is in the way of the search.
+template <uint32_t width>
+void putAll(Encoder& e, const uint16_t* code, const uint16_t* end) {
+    BitPacker bits = e.bits;
+    for (; end - code >= 4; code += 4) {
+        const uint64_t low = code[0] | uint64_t{code[1]} << width;
+        const uint64_t high = code[2] | uint64_t{code[3]} << width;
+        put(bits, e.bytes, low | high << 2 * width, 4 * width);
+    }
+    for (; code < end; ++code) put(bits, e.bytes, *code, width);
+    e.bits = bits;
+}
+constexpr decltype(&putAll<kInitialWidth>) kPutAll[] = {putAll<9>, putAll<10>, putAll<11>, putAll<12>};
+
+void packEmitted(Encoder& e) {
+    kPutAll[e.width - kInitialWidth](e, e.emitted + e.packed, e.emitted + e.nextFree);
+    e.packed = e.nextFree;
+}
+
 void startTable(Encoder& e) {
     e.width = kInitialWidth;
     e.nextFree = kFirstFree;
+    e.packed = kFirstFree;
     clearDictionary(e.dictionary);
 }
 
@@ -115,58 +139,64 @@ uint32_t nextThreshold(uint32_t nextFree) {
 }
 
 // What is due when the next free code has reached a threshold; returns the next one.
-__attribute__((noinline)) Mark atThreshold(Encoder& e, Mark next) {
-    e.nextFree = codeOf(next);
+__attribute__((noinline)) uint32_t atThreshold(Encoder& e, uint32_t next) {
+    e.nextFree = next;
+    packEmitted(e);
     testWidth(e);
     flushGroups(e);
-    return markOf(nextThreshold(e.nextFree));
+    return nextThreshold(e.nextFree);
 }
 
-// All pixels but a segment's first and last. The loop keeps what every code changes in registers and hands it back to
-// the encoder at the thresholds.
-void encodeRun(Encoder& e, const uint8_t* p, const uint8_t* end) {
-    BitPacker bits = e.bits;
-    Mark string = e.string;
-    Mark next = markOf(e.nextFree);
-    Mark threshold = markOf(nextThreshold(e.nextFree));
-    uint32_t width = e.width;
-    while (p < end) {
-        const uint32_t pixel = *p++;
-        uint16_t& slot = slotOf(e.dictionary, string, pixel);
-        if (slot != kNoMark) {
-            string = slot;
-            continue;
+// Pixels up to `stop`, or a few more where a run goes on. Runs are sought only where eight pixels are left at `stop`.
+template <bool seeksRuns>
+const uint8_t* encodePart(Encoder& e, const uint8_t* p, const uint8_t* stop, const uint8_t* end) {
+    String string = e.string;
+    uint32_t next = e.nextFree;
+    uint32_t threshold = nextThreshold(next);
+    while (p < stop) {
+        uint32_t pixel = *p++;
+        Place place;
+        bool known;
+        // A loop in the loop, because the compiler then makes one jump of what most pixels go through.
+        while ((known = find(e.dictionary, string, pixel, place))) {
+            string = place.slot;
+            if (p == stop) break;
+            pixel = *p++;
         }
-        enter(e.dictionary, slot, next, string, pixel);
-        next = nextMark(next);
-        put(bits, e.bytes, codeOf(string), width);
-        string = kPixels[pixel].alone;
+        if (known) break;
+        e.emitted[next] = e.dictionary.codes[string];
+        enter(e.dictionary, place, next++);
+        string = alone(pixel);
         if (next == threshold) {
-            e.bits = bits;
             threshold = atThreshold(e, next);
-            bits = e.bits;
-            next = markOf(e.nextFree);
-            width = e.width;
+            next = e.nextFree;
         }
         // Eight pixels that each equal the one before them.
-        if (end - p >= 8 && load<uint64_t>(p) == load<uint64_t>(p - 1)) {
+        if (seeksRuns && load<uint64_t>(p) == load<uint64_t>(p - 1)) {
             const EnteredRun run = enterRun(e.dictionary, p, end);
             p = run.next;
             string = run.string;
         }
     }
-    e.bits = bits;
-    e.nextFree = codeOf(next);
+    e.nextFree = next;
     e.string = string;
+    return p;
+}
+
+// All pixels but a segment's first and last.
+void encodeRun(Encoder& e, const uint8_t* p, const uint8_t* end) {
+    p = encodePart<true>(e, p, end - std::min<ptrdiff_t>(end - p, 8), end);
+    encodePart<false>(e, p, end, end);
 }
 
 // The last pixel closes the run: the string it completes, or the string before it and the pixel as a code of its own.
 void encodeLast(Encoder& e, uint32_t pixel) {
-    const Mark longer = slotOf(e.dictionary, e.string, pixel);
-    const bool found = longer != kNoMark;
+    packEmitted(e);
+    Place longer;
+    const bool found = find(e.dictionary, e.string, pixel, longer);
     // Kept: a string that was found is entered a second time, which keeps the next free code in step with the decoder.
-    ++e.nextFree;
-    put(e, codeOf(found ? longer : e.string));
+    e.packed = ++e.nextFree;
+    put(e, e.dictionary.codes[found ? longer.slot : e.string]);
     testWidth(e);
     if (found) return;
     put(e, pixel);
@@ -208,6 +238,7 @@ void openSegment(Encoder& e, Handle stream, int64_t pixels, uint8_t* work, bool 
 
 // The closing code; returns the whole bytes of the last flush.
 int32_t closeSegment(Encoder& e, bool last) {
+    if (e.left > 0) packEmitted(e);  // fewer pixels came than were to come
     flushGroups(e);
     put(e, last ? kEndCode : kClearCode);
     const uint32_t bytes = e.bits.filled + (last && e.bits.used > 0 ? 1 : 0);
@@ -266,7 +297,7 @@ void encodeRow(Encoder& e, const uint8_t* row, int64_t pixels) {
     const uint8_t* p = row;
     const uint8_t* const end = row + pixels;
     e.left -= pixels;
-    if (!e.begun) e.string = kPixels[*p++].alone;
+    if (!e.begun) e.string = alone(*p++);
     e.begun = true;
     // Kept: a segment of one pixel ends here without having emitted it; hosts know the file of a single pixel by that.
     if (e.left > 0 || p == end) return encodeRun(e, p, end);

@@ -72,6 +72,25 @@ TEST(Lzw, SegmentsOfEveryLengthEndAndAreJoinedAsTheDefinitionSays) {
     }
 }
 
+TEST(Lzw, ForgetsItsTableHoweverOftenItIsFull) {
+    // No two neighbours come twice in 3832 pixels: every pixel is a code, every table as the one before, and the bits
+    // of one, 43183, are also the bytes of eight.
+    Bytes pixels(3832 * 4200);
+    for (size_t i = 0; i < pixels.size(); ++i) {
+        const size_t pair = i % 3832 / 2;
+        pixels[i] = static_cast<uint8_t>(i % 2 == 0 ? pair % 128 : 128 + (pair + pair / 128 * 5) % 128);
+    }
+    compare({Bytes(pixels.begin(), pixels.begin() + 20000)});
+    MemoryFile file;
+    Bytes work(300), codes;
+    uint32_t carry = 0;
+    CompressAndWrite(file.stream, pixels.data(), work.data(), static_cast<int>(pixels.size()), 1, 1, &carry);
+    const Bytes bytes = file.close();
+    for (size_t i = 0; i < bytes.size() - 300; ++i) i % 255 != 0 ? codes.push_back(bytes[i]) : void();
+    EXPECT_EQ(codes.size() / 43183, 524u);
+    EXPECT_TRUE(std::equal(codes.begin() + 43185, codes.end(), codes.begin() + 2));  // behind the first clear code
+}
+
 TEST(Lzw, LosesNoSegmentSilentlyAtItsEnd) {
     const Bytes some(100, 3);
     Bytes work(300);

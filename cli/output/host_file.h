@@ -12,7 +12,7 @@ namespace cli {
 // At first it is an empty file in memory.
 struct HostFile {
     FILE* disk = nullptr;      // null: memory
-    uint8_t* bytes = nullptr;  // of memory
+    uint8_t* bytes = nullptr;  // of memory, or what waits for the disk
     size_t capacity = 0;
     int64_t size = 0;
     int64_t position = 0;
