@@ -14,7 +14,7 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         return rlCalcNewSize(w, h, bits) < 1 << 19 || rlCalcNewSize(w, h, bits) == UINT32_MAX;
     };
     const uint8_t operation = in.byte() % 11, many = in.byte();
-    const int32_t width = extent(60), height = extent(20), newWidth = extent(90), newHeight = extent(60);
+    const int32_t width = extent(90), height = extent(60), newWidth = extent(90), newHeight = extent(60);
     const int16_t from = depth(), to = depth();
     const uint32_t whole = rlCalcNewSize(width, height, from), most = whole < 1 << 19 ? whole : 999;
     if (operation < 5 && !(canAsk(width, height, to) && canAsk(width, height, 24) && to < 11)) return 0;
