@@ -66,7 +66,7 @@ inline Bytes drawn(Input& in, size_t count) {
     Bytes few = in.rest(), many(count);
     few.push_back(1);
     for (size_t i = 0, noise = by; i < count; ++i, noise = noise * 1664525 + 1013904223)
-        many[i] = few[(i >> kind % 8) % few.size()] + ((kind & 8) * i * by >> 11) + (kind & 16) * (noise >> 28);
+        many[i] = few[(i >> kind % 8) % few.size()] + ((kind & 8) * i * by >> 11) + (kind >> 4 & 1) * (noise >> 28);
     return many;
 }
 

@@ -7,7 +7,7 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const TolvaQuantizeOrder order = {2 + in.upTo(254), in.pick({3, 4, 5}), in.pick({0, 1, 2}), {9, 200, 100}};
     const uint8_t choices = in.byte(), step = order.format == kTolvaRgb ? 3 : 4;
     const uint32_t width = 1 + in.upTo(choices > 252 ? 65534 : 99);
-    const uint32_t height = 1 + in.upTo((choices > 252 ? 40000 : choices > 248 ? 6000 : 300) / width);
+    const uint32_t height = 1 + in.upTo((choices > 252 ? 16000 : choices > 248 ? 6000 : 300) / width);
     const intptr_t row = width * step, bytes = row * height, maskRow = (width + 7) / 8;
     const Bytes mask = in.bytes((choices & 1) != 0 ? maskRow * height : 0), cuts = in.bytes(in.byte() % 16);
     const Bytes pixels = drawn(in, bytes);
