@@ -28,8 +28,8 @@ constexpr int32_t kGreatestFineLimit = 31;
 
 // A little of each error is kept back, or the noise of diffusion takes more from the picture than the banding did: the
 // less a palette errs, the more can be, because what is lost stays below what is seen.
-constexpr uint32_t kSmallShare = 52, kLargeShare = 58;
-constexpr uint32_t kSmallError = 20, kLargeError = 40;
+constexpr uint32_t kSmallShare = 48, kLargeShare = 58;
+constexpr uint32_t kSmallError = 4, kLargeError = 40;
 constexpr int16_t kCoarseShare = 15;
 
 // Hands down to the column before x, which is complete with this, and keeps the error for the next.
