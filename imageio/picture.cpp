@@ -13,11 +13,14 @@ namespace {
 
 constexpr uint64_t kRowAlignment = 4;
 constexpr size_t kHugePage = size_t{2} << 20;
+constexpr size_t kMostBytes = std::numeric_limits<size_t>::max() / 2;  // nobody can have more
 
 // Large pictures lie in huge pages where the system gives them: filling fresh memory costs a fault a page, which for
 // small pages is several times what reading the bytes costs.
 void* allocPixels(size_t bytes) {
     if (bytes < kHugePage / 2) return std::calloc(bytes, 1);
+    const size_t rest = bytes % kHugePage;
+    if (rest > kHugePage / 2 && bytes < kMostBytes) bytes += kHugePage - rest;  // most of one is cheaper as a whole
     void* pixels = nullptr;
     if (posix_memalign(&pixels, kHugePage, bytes) != 0) return nullptr;
     madvise(pixels, bytes, MADV_HUGEPAGE);
