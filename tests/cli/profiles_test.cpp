@@ -1,4 +1,4 @@
-// profiles_test.cpp: colour profiles, gamma and alpha as the readers obey them, called directly. Profiles are made
+// profiles_test.cpp: colour profiles and gamma as the readers obey them, called directly. Profiles are made
 // here, with effects that cannot be mistaken.
 
 #include <cstring>
@@ -176,29 +176,4 @@ TEST_F(Profiles, ConvertJpeg) {
     EXPECT_EQ(warnings, 0);
     expectNear(seen(1, exchangingProfile()), {200, 200, 200}, "of other colours");
     EXPECT_EQ(warnings, 1);
-}
-
-// Below half, transparent; else over the background: as entries of a palette and as true colour.
-TEST_F(Profiles, AlphaHasOneRule) {
-    PictureOrder entries{.width = 6, .height = 1, .alpha = {0, 1, 127, 128, 200, 255}, .samples = {0, 1, 2, 3, 4, 5}};
-    PictureOrder colours{.width = 6, .height = 1, .kind = 6};
-    for (const uint8_t alpha : entries.alpha) {
-        entries.palette.push_back({alpha, 90, 10});
-        colours.samples.insert(colours.samples.end(), {alpha, 90, 10, alpha});
-    }
-    makePng(path("entries.png"), entries);
-    makePng(path("colours.png"), colours);
-    for (const bool scales : {false, true}) {
-        Picture a;
-        Picture b;
-        take(path("entries.png"), a, scales);
-        take(path("colours.png"), b, scales);
-        for (uint32_t x = 0; x < 6; ++x) {
-            const bool hidden = x < 3 && !scales;
-            EXPECT_EQ(!scales && a.pixels[x] == a.transparentIndex, hidden);
-            EXPECT_EQ(b.mask != nullptr && (b.mask[0] & (128 >> x)) != 0, hidden);
-            if (!hidden) expectNear(colourAt(a, x), colourAt(b, x), "");
-            EXPECT_TRUE(!scales || (a.alpha[x] == entries.alpha[x] && b.alpha[x] == entries.alpha[x]));
-        }
-    }
 }

@@ -78,16 +78,6 @@ TEST(Scale, MixesLightNotNumbers) {
     }
 }
 
-TEST(Scale, SymmetryStays) {
-    for (const auto& [width, height] : {std::pair{50U, 35U}, {33U, 41U}, {1U, 2U}, {250U, 99U}}) {
-        Drawn picture(100, 70, 24,
-                      [](uint32_t x, uint32_t y) { return noiseAt(x < 50 ? x : 99 - x, y < 35 ? y : 69 - y); });
-        picture.scale(width, height);
-        const uint32_t last = width * height - 1;
-        for (uint32_t i = 0; i <= last; ++i) ASSERT_NEAR(picture.colour(i).red, picture.colour(last - i).red, 1);
-    }
-}
-
 TEST(Scale, FewColoursAreRepeatedByWholeFactors) {
     const Draw tiles = [](uint32_t x, uint32_t y) { return noiseAt(x % 8, y % 8); };
     for (const int32_t bits : kKinds) {

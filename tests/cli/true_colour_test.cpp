@@ -91,6 +91,25 @@ TEST_F(TrueColour, GreysWithAlphaKeepAllLevelsTheyCan) {
     EXPECT_EQ(std::count(seen.pixels.begin(), seen.pixels.end(), seen.transparent), 1);
 }
 
+// Below half, transparent; else over the background.
+TEST_F(TrueColour, AlphaOfEntriesAndOfPixelsHasOneRule) {
+    PictureOrder entries{.width = 6, .height = 1, .alpha = {0, 1, 127, 128, 200, 255}, .samples = {0, 1, 2, 3, 4, 5}};
+    PictureOrder pixels{.width = 6, .height = 1, .kind = 6};
+    for (const uint8_t alpha : entries.alpha) {
+        entries.palette.push_back({alpha, 90, 10});
+        pixels.samples.insert(pixels.samples.end(), {alpha, 90, 10, alpha});
+    }
+    for (const std::string words : {"", "--background FF0000", "--fit 5x1"}) {
+        const SeenGif a = convertPng(entries, words), b = convertPng(pixels, words);
+        for (int x = 0; x < a.width; ++x) {
+            const bool hole = a.pixelAt(x, 0) == a.transparent;
+            EXPECT_TRUE(hole == (x < 3) || a.width < 6) << words << x;
+            EXPECT_EQ(b.pixelAt(x, 0) == b.transparent, hole) << words << x;
+            EXPECT_TRUE(hole || a.colourAt(x, 0) == b.colourAt(x, 0)) << words << x;
+        }
+    }
+}
+
 TEST_F(TrueColour, HalfTransparentPixelsAreLaidOverTheBackground) {
     PictureOrder png{.width = 3, .height = 1, .kind = 6, .samples = {0, 0, 0, 255, 0, 255, 0, 128, 9, 9, 9, 127}};
     SeenGif seen = convertPng(png, "--background FF0000");
