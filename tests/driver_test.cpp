@@ -315,16 +315,7 @@ TEST(Status, AStopIsAskedForItsDetailAndDeletesTheFile) {
     EXPECT_EQ(escape(), 0);
 }
 
-TEST(Device, TellsOfStreamsThatCannotBeOpenedOrWritten) {
-    for (const auto& [path, openResult, sendResult] :
-         {std::tuple{"/nowhere/at/all.gif", 303, 303}, {"/dev/full", 0, 303}}) {
-        Host host;
-        ASSERT_EQ(startHost(host, path), 0);
-        EXPECT_EQ(callOpcode(opOpen), openResult);
-        callOpcode(opClose);
-        EXPECT_EQ(sendPicture(noise(50, 50, 256, 1)), sendResult);
-        endHost(host);
-    }
+TEST(Device, ClosesTheStreamThatAHostPutsInThePlaceOfItsOwn) {
     Host host;  // no name: to a memory stream
     ASSERT_EQ(startHost(host, nullptr), 0);
     EXPECT_EQ(callOpcode(opOpen), 0);

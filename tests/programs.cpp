@@ -1,6 +1,8 @@
 #include "programs.h"
 
 #include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -87,6 +89,23 @@ RunResult runProgram(const Launch& launch) {
     int status = 0;
     waitpid(child, &status, 0);
     return {WIFSIGNALED(status) ? -WTERMSIG(status) : WEXITSTATUS(status), out.get(), said.get()};
+}
+
+RunResult runForked(const std::function<int()>& run) {
+    const int said = memfd_create("said", MFD_CLOEXEC);
+    const pid_t child = fork();
+    if (child == 0) {
+        const rlimit noCore = {0, 0};
+        setrlimit(RLIMIT_CORE, &noCore);
+        for (const int output : {STDOUT_FILENO, STDERR_FILENO}) dup2(said, output);
+        const int status = run();
+        std::fflush(nullptr);
+        _exit(status);
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    lseek(said, 0, SEEK_SET);
+    return {WIFSIGNALED(status) ? -WTERMSIG(status) : WEXITSTATUS(status), "", drain(said)};
 }
 
 Temporary::Temporary() : folder(std::filesystem::temp_directory_path() / "tolva-test-XXXXXX") {

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -42,6 +43,8 @@ struct RunResult {
     std::string said;  // on standard error
 };
 RunResult runProgram(const Launch& launch);
+// A process forked from this one; both outputs are what it said.
+RunResult runForked(const std::function<int()>& run);
 
 // A folder of which nothing is left in the end, and the path of a file in it, which is not made.
 struct Temporary {

@@ -8,7 +8,8 @@
 #include <cstring>
 
 #include <sys/stat.h>
-#include <unistd.h>
+
+#include "cli/output/system_calls.h"
 
 namespace cli {
 namespace {
@@ -26,7 +27,7 @@ uint32_t wordAt(const uint8_t* bytes) { return bytes[0] | uint32_t{bytes[1]} << 
 bool readAt(int file, void* to, size_t count, int64_t position) {
     ssize_t got = -1;
     do {
-        got = pread(file, to, count, static_cast<off_t>(position));
+        got = systemCalls.readAt(file, to, count, static_cast<off_t>(position));
     } while (got < 0 && errno == EINTR);
     return got == static_cast<ssize_t>(count);
 }
@@ -36,7 +37,7 @@ bool readAt(int file, void* to, size_t count, int64_t position) {
 bool summariseGif(int file, GifSummary& summary) {
     uint8_t ends[kHeadBytes + sizeof kEnd];
     struct stat about = {};
-    if (fstat(file, &about) != 0 || about.st_size < static_cast<off_t>(sizeof ends)) return false;
+    if (systemCalls.lookInto(file, &about) != 0 || about.st_size < static_cast<off_t>(sizeof ends)) return false;
     const bool read = readAt(file, ends, kHeadBytes, 0) &&
                       readAt(file, ends + kHeadBytes, sizeof kEnd, about.st_size - static_cast<off_t>(sizeof kEnd));
     if (!read || !summariseGif(ends, sizeof ends, summary)) return false;

@@ -8,9 +8,8 @@
 #include <cstdlib>
 #include <cstring>
 
-#include <unistd.h>
-
 #include <tolva/stream.h>
+#include "cli/output/system_calls.h"
 #include "cli/terminal/bar.h"
 
 namespace cli {
@@ -46,7 +45,7 @@ intptr_t writeBytes(HostFile& file, const void* from, int32_t count) {
     if (end > kLargestFile) return failBecause(file, EFBIG);
     const auto bytes = static_cast<size_t>(count);
     if (file.disk != nullptr) {
-        if (std::fwrite(from, 1, bytes, file.disk) != bytes) return failBecause(file, errno);
+        if (systemCalls.writeStream(from, bytes, file.disk) != bytes) return failBecause(file, errno);
     } else {
         if (!reserve(file, end)) return failBecause(file, ENOMEM);
         std::memcpy(file.bytes + file.position, from, bytes);
@@ -59,7 +58,7 @@ intptr_t writeBytes(HostFile& file, const void* from, int32_t count) {
 
 // Standard I/O wants a seek between reading and writing, so there is one on both sides of a read.
 bool rewindDisk(HostFile& file) {
-    return file.disk == nullptr || fseeko(file.disk, static_cast<off_t>(file.position), SEEK_SET) == 0;
+    return file.disk == nullptr || systemCalls.seekStream(file.disk, static_cast<off_t>(file.position), SEEK_SET) == 0;
 }
 
 intptr_t readBytes(HostFile& file, void* to, int32_t count) {
@@ -69,7 +68,7 @@ intptr_t readBytes(HostFile& file, void* to, int32_t count) {
     if (!rewindDisk(file)) return failBecause(file, errno);
     if (file.disk == nullptr) {
         std::memcpy(to, file.bytes + file.position, bytes);
-    } else if (std::fread(to, 1, bytes, file.disk) != bytes) {
+    } else if (systemCalls.readStream(to, bytes, file.disk) != bytes) {
         return failBecause(file, errno);
     }
     file.position += static_cast<int64_t>(bytes);
@@ -90,18 +89,18 @@ intptr_t seekTo(HostFile& file, int32_t offset, intptr_t origin) {
 intptr_t closeFile(HostFile& file) {
     FILE* const disk = file.disk;
     file.disk = nullptr;
-    if (disk != nullptr && std::fclose(disk) != 0) failBecause(file, errno);
+    if (disk != nullptr && systemCalls.closeStream(disk) != 0) failBecause(file, errno);
     return file.error == 0 ? kDone : kFailed;
 }
 
 }  // namespace
 
 bool putOnDisk(HostFile& file, int descriptor) {
-    const int own = dup(descriptor);
+    const int own = systemCalls.duplicate(descriptor);
     if (own < 0) return false;
-    file.disk = fdopen(own, "w+");
+    file.disk = systemCalls.openStream(own, "w+");
     if (file.disk == nullptr) {
-        close(own);
+        systemCalls.close(own);
         return false;
     }
     // Without room of ours the size is not heeded, and four kilobytes at a time cost the system a tenth of the whole
@@ -127,7 +126,7 @@ intptr_t serveHostFile(intptr_t instance, intptr_t operation, intptr_t a, intptr
 }
 
 HostFile::~HostFile() {
-    if (disk != nullptr) std::fclose(disk);
+    if (disk != nullptr) systemCalls.closeStream(disk);
     std::free(bytes);
 }
 

@@ -15,6 +15,7 @@
 #include <unistd.h>
 
 #include "cli/output/descriptors.h"
+#include "cli/output/system_calls.h"
 #include "cli/terminal/stop.h"
 
 namespace cli {
@@ -69,9 +70,9 @@ bool enterFolder(OutputFile& output, const std::string& path) {
     const size_t slash = path.rfind('/');
     const std::string folderPath = slash == std::string::npos ? "." : path.substr(0, slash + 1);
     output.name = slash == std::string::npos ? path : path.substr(slash + 1);
-    const int entered = openat(output.folder, folderPath.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
+    const int entered = systemCalls.open(output.folder, folderPath.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC, 0);
     const int error = errno;
-    if (output.folder >= 0) close(output.folder);
+    if (output.folder >= 0) systemCalls.close(output.folder);
     output.folder = entered;
     errno = error;
     return entered >= 0;
@@ -82,7 +83,7 @@ bool followLinks(OutputFile& output, const char* path) {
     for (int i = 0; i < kMostLinks; ++i) {
         if (!enterFolder(output, next)) return false;
         char link[kLongestLink];
-        const ssize_t length = readlinkat(output.folder, output.name.c_str(), link, sizeof link);
+        const ssize_t length = systemCalls.readLink(output.folder, output.name.c_str(), link, sizeof link);
         if (length < 0) return true;
         next.assign(link, static_cast<size_t>(length));
     }
@@ -99,17 +100,17 @@ mode_t freshMode() {
 // A pipe or a device is written to under the name that was given: what a link under /proc leads to may have no other.
 bool isStreamed(const char* path) {
     struct stat about = {};
-    return stat(path, &about) == 0 && !S_ISREG(about.st_mode) && !S_ISDIR(about.st_mode);
+    return systemCalls.lookAt(AT_FDCWD, path, &about, 0) == 0 && !S_ISREG(about.st_mode) && !S_ISDIR(about.st_mode);
 }
 
 ExitStatus locateFile(OutputFile& output) {
     if (!followLinks(output, output.shown)) return failWithErrno(output, "");
     struct stat about = {};
     struct stat meant = {};
-    const bool exists = fstatat(output.folder, output.name.c_str(), &about, AT_SYMLINK_NOFOLLOW) == 0;
+    const bool exists = systemCalls.lookAt(output.folder, output.name.c_str(), &about, AT_SYMLINK_NOFOLLOW) == 0;
     if (!exists && errno != ENOENT) return failWithErrno(output, "");
     // Links under /proc lead to files that have been deleted, too, and then have no name to replace.
-    if (!exists && stat(output.shown, &meant) == 0) {
+    if (!exists && systemCalls.lookAt(AT_FDCWD, output.shown, &meant, 0) == 0) {
         return fail(kExitOutputFailed, "%s: is a file that has been deleted", output.shown);
     }
     if (output.name.empty() || (exists && !S_ISREG(about.st_mode))) {
@@ -139,8 +140,8 @@ ExitStatus takeStandardOutput(OutputFile& output) {
 int createBeside(OutputFile& output) {
     for (int attempt = 0; attempt < kMostAttempts; ++attempt) {
         output.temporaryName = ".tolva-" + std::to_string(getpid()) + "-" + std::to_string(attempt) + ".tmp";
-        const int file =
-            openat(output.folder, output.temporaryName.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, kTemporaryMode);
+        const int file = systemCalls.open(output.folder, output.temporaryName.c_str(),
+                                          O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, kTemporaryMode);
         if (file >= 0 || errno != EEXIST) return file;
     }
     return -1;
@@ -164,18 +165,19 @@ bool makeTemporary(OutputFile& output) {
 
 // Owner and group stay where they may be given on. Rights that another group had are not this one's.
 mode_t keepOwner(const OutputFile& output) {
-    if (fchown(output.temporary, output.owner, output.group) == 0) return output.mode;
-    return fchown(output.temporary, kSameOwner, output.group) == 0 ? output.mode : output.mode & ~kGroupRights;
+    if (systemCalls.setOwner(output.temporary, output.owner, output.group) == 0) return output.mode;
+    return systemCalls.setOwner(output.temporary, kSameOwner, output.group) == 0 ? output.mode
+                                                                                 : output.mode & ~kGroupRights;
 }
 
 ExitStatus renameOverTarget(OutputFile& output) {
-    if (fchmod(output.temporary, keepOwner(output)) != 0) return failWithErrno(output, "");
+    if (systemCalls.setMode(output.temporary, keepOwner(output)) != 0) return failWithErrno(output, "");
     const char* const from = output.temporaryName.c_str();
     const char* const to = output.name.c_str();
     // Without -f a file that came up in the meantime is not harmed either, where the file system can tell.
-    int result = output.overwrite ? -1 : renameat2(output.folder, from, output.folder, to, RENAME_NOREPLACE);
+    int result = output.overwrite ? -1 : systemCalls.renameToNew(output.folder, from, to);
     if (output.overwrite || (result != 0 && (errno == EINVAL || errno == ENOSYS))) {
-        result = renameat(output.folder, from, output.folder, to);
+        result = systemCalls.rename(output.folder, from, to);
     }
     if (result != 0) return failWithErrno(output, "");
     output.temporaryName.clear();
@@ -190,10 +192,10 @@ ExitStatus sendTo(const OutputFile& output, int target) {
 
 ExitStatus streamToTarget(OutputFile& output) {
     if (output.standardOutput >= 0) return sendTo(output, output.standardOutput);
-    const int target = open(output.shown, O_WRONLY | O_CLOEXEC | O_NOCTTY);
+    const int target = systemCalls.open(AT_FDCWD, output.shown, O_WRONLY | O_CLOEXEC | O_NOCTTY, 0);
     if (target < 0) return failWithErrno(output, "");
     const ExitStatus status = sendTo(output, target);
-    if (close(target) != 0 && status == kExitDone) return failWithErrno(output, "");
+    if (systemCalls.close(target) != 0 && status == kExitDone) return failWithErrno(output, "");
     return status;
 }
 
@@ -233,7 +235,8 @@ ExitStatus openOutput(OutputFile& output, bool throughHost) {
     }
     // The driver's names are short: a file in the current folder has one whatever path leads there.
     if (!throughHost) output.libraryName = output.temporaryName;
-    const bool ready = throughHost ? putOnDisk(output.hostFile, output.temporary) : fchdir(output.folder) == 0;
+    const bool ready =
+        throughHost ? putOnDisk(output.hostFile, output.temporary) : systemCalls.enter(output.folder) == 0;
     return ready ? kExitDone : failWithErrno(output, "");
 }
 
@@ -253,9 +256,9 @@ ExitStatus placeOutput(OutputFile& output) {
 
 OutputFile::~OutputFile() {
     crashFolder = -1;
-    if (!temporaryName.empty()) unlinkat(folder, temporaryName.c_str(), 0);
+    if (!temporaryName.empty()) systemCalls.remove(folder, temporaryName.c_str());
     for (const int file : {temporary, folder, standardOutput}) {
-        if (file >= 0) close(file);
+        if (file >= 0) systemCalls.close(file);
     }
 }
 

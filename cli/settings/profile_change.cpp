@@ -14,6 +14,7 @@
 #include <unistd.h>
 
 #include "cli/output/descriptors.h"
+#include "cli/output/system_calls.h"
 
 namespace cli {
 namespace {
@@ -24,9 +25,9 @@ constexpr char kCopyName[] = "/tmp/tolva-XXXXXX";
 constexpr char kLineEnd = '\n';
 
 bool readFile(const std::string& path, std::string& text) {
-    const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    const int file = systemCalls.open(AT_FDCWD, path.c_str(), O_RDONLY | O_CLOEXEC, 0);
     const bool whole = file >= 0 && readRest(file, text);
-    if (file >= 0) close(file);
+    if (file >= 0) systemCalls.close(file);
     return whole;
 }
 
@@ -74,24 +75,26 @@ bool isNothingLost(const std::string& before, const std::string& after, const st
 bool renameOver(const HeldProfile& held, const std::string& text) {
     std::string sibling = held.path.substr(0, held.path.rfind('/') + 1) + kSiblingName;
     struct stat old = {};
-    const int file = mkstemp(sibling.data());
+    const int file = systemCalls.makeTemporary(sibling.data());
     if (file < 0) return false;
-    const bool whole = fstat(held.file, &old) == 0 && writeAll(file, text.data(), text.size()) &&
-                       fchown(file, old.st_uid, old.st_gid) == 0 && fchmod(file, old.st_mode & kPermissions) == 0;
-    const bool done = close(file) == 0 && whole && rename(sibling.c_str(), held.path.c_str()) == 0;
-    if (!done) unlink(sibling.c_str());
+    const bool whole = systemCalls.lookInto(held.file, &old) == 0 && writeAll(file, text.data(), text.size()) &&
+                       systemCalls.setOwner(file, old.st_uid, old.st_gid) == 0 &&
+                       systemCalls.setMode(file, old.st_mode & kPermissions) == 0;
+    const bool done =
+        systemCalls.close(file) == 0 && whole && systemCalls.rename(AT_FDCWD, sibling.c_str(), held.path.c_str()) == 0;
+    if (!done) systemCalls.remove(AT_FDCWD, sibling.c_str());
     return done;
 }
 
 bool fill(int file, const std::string& text) {
-    return lseek(file, 0, SEEK_SET) == 0 && writeAll(file, text.data(), text.size()) &&
-           ftruncate(file, static_cast<off_t>(text.size())) == 0;
+    return systemCalls.seek(file, 0, SEEK_SET) == 0 && writeAll(file, text.data(), text.size()) &&
+           systemCalls.resize(file, static_cast<off_t>(text.size())) == 0;
 }
 
 // The room is taken before the first byte changes, so that a full disk changes none.
 bool overwrite(const HeldProfile& held, const std::string& text) {
-    errno = posix_fallocate(held.file, 0, static_cast<off_t>(text.size()));
-    if (errno == 0 && fill(held.file, text)) return true;
+    const bool hasRoom = systemCalls.takeRoom(held.file, static_cast<off_t>(text.size())) == 0;
+    if (hasRoom && fill(held.file, text)) return true;
     const int error = errno;
     if (!fill(held.file, held.before)) warn("%s: could not be put back as it was", held.shown.c_str());
     errno = error;
@@ -101,7 +104,7 @@ bool overwrite(const HeldProfile& held, const std::string& text) {
 }  // namespace
 
 ProfileCopy::~ProfileCopy() {
-    if (!path.empty()) unlink(path.c_str());
+    if (!path.empty()) systemCalls.remove(AT_FDCWD, path.c_str());
 }
 
 // In /tmp, where the library makes its temporary files too. An empty one has a line all the same: without any the
@@ -110,11 +113,11 @@ ExitStatus copyProfile(const HeldProfile& held, ProfileCopy& copy) {
     const bool openEnd = held.before.empty() || held.before.back() != kLineEnd;
     const std::string text = held.before + (openEnd ? "\n" : "");
     copy.path = kCopyName;
-    const int file = mkstemp(copy.path.data());
+    const int file = systemCalls.makeTemporary(copy.path.data());
     if (file < 0) copy.path.clear();
     const bool written = file >= 0 && writeAll(file, text.data(), text.size());
     const int error = errno;
-    if (file >= 0) close(file);
+    if (file >= 0) systemCalls.close(file);
     errno = error;
     return written ? kExitDone : refuseCopy(held);
 }
@@ -122,10 +125,10 @@ ExitStatus copyProfile(const HeldProfile& held, ProfileCopy& copy) {
 // Behind a last CR the byte makes the line end whole.
 bool endLastLine(const std::string& path) {
     if (!hasOpenEnd(path.c_str())) return true;
-    const int file = open(path.c_str(), O_WRONLY | O_APPEND | O_CLOEXEC);
+    const int file = systemCalls.open(AT_FDCWD, path.c_str(), O_WRONLY | O_APPEND | O_CLOEXEC, 0);
     if (file < 0) return false;
     const bool written = writeAll(file, &kLineEnd, 1);
-    return close(file) == 0 && written;
+    return systemCalls.close(file) == 0 && written;
 }
 
 ExitStatus refuseCopy(const HeldProfile& held) {

@@ -16,6 +16,7 @@
 
 #include <tolva/host.h>
 #include "cli/output/descriptors.h"
+#include "cli/output/system_calls.h"
 #include "cli/terminal/stop.h"
 
 namespace cli {
@@ -28,6 +29,8 @@ constexpr char kLineEnds[] = "\r\n";
 constexpr int kMostLinks = 40;
 constexpr int kMostTries = 100;
 constexpr useconds_t kBetweenTries = 100000;  // microseconds: in all 10 seconds
+
+int lookAt(const char* path, struct stat& about) { return systemCalls.lookAt(AT_FDCWD, path, &about, 0); }
 
 ExitStatus checkText(const HeldProfile& held) {
     if (held.before.find('\0') != std::string::npos) return refuseChange(held, "has NUL bytes, so it is no profile");
@@ -53,7 +56,7 @@ bool makeEmpty(HeldProfile& held) {
     for (int i = 0; i < kMostLinks && std::filesystem::is_symlink(path, failure); ++i) {
         path = path.parent_path() / std::filesystem::read_symlink(path, failure);
     }
-    held.file = open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, kFreshMode);
+    held.file = systemCalls.open(AT_FDCWD, path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, kFreshMode);
     if (held.file < 0) return false;
     held.made = true;
     held.path = path;
@@ -63,16 +66,16 @@ bool makeEmpty(HeldProfile& held) {
 bool openOrMake(HeldProfile& held) {
     held.made = false;
     held.path = held.shown;
-    held.file = open(held.shown.c_str(), O_RDWR | O_CLOEXEC);
+    held.file = systemCalls.open(AT_FDCWD, held.shown.c_str(), O_RDWR | O_CLOEXEC, 0);
     return held.file >= 0 || (errno == ENOENT && makeEmpty(held));
 }
 
 // False with errno: EWOULDBLOCK where somebody else keeps it to the end.
 bool lock(const HeldProfile& held, int& tries) {
-    while (flock(held.file, LOCK_EX | LOCK_NB) != 0) {
+    while (systemCalls.lock(held.file, LOCK_EX | LOCK_NB) != 0) {
         if (errno != EWOULDBLOCK || tries == kMostTries) return false;
         if (tries++ == 0) warn("%s: waits for somebody else to have changed it", held.shown.c_str());
-        usleep(kBetweenTries);
+        systemCalls.sleep(kBetweenTries);
         if (stopRequested()) {
             errno = EINTR;
             return false;
@@ -84,7 +87,7 @@ bool lock(const HeldProfile& held, int& tries) {
 bool isWhatStandsThere(const HeldProfile& held, bool& empty) {
     struct stat mine = {};
     struct stat there = {};
-    if (fstat(held.file, &mine) != 0 || stat(held.path.c_str(), &there) != 0) return false;
+    if (systemCalls.lookInto(held.file, &mine) != 0 || lookAt(held.path.c_str(), there) != 0) return false;
     empty = mine.st_size == 0;
     errno = ENOENT;
     return mine.st_dev == there.st_dev && mine.st_ino == there.st_ino;
@@ -92,7 +95,7 @@ bool isWhatStandsThere(const HeldProfile& held, bool& empty) {
 
 // False with errno. A rewrite replaces the file, so who has waited for it looks again.
 bool openLocked(HeldProfile& held) {
-    for (int tries = 0;; close(held.file)) {
+    for (int tries = 0;; systemCalls.close(held.file)) {
         if (!openOrMake(held)) {
             if (errno != EEXIST || tries++ == kMostTries) return false;
             continue;  // somebody else has made it just now
@@ -116,22 +119,22 @@ ExitStatus openHeld(HeldProfile& held) {
 
 bool isPlainOrMissing(const char* path) {
     struct stat about = {};
-    return stat(path, &about) != 0 || S_ISREG(about.st_mode) || S_ISDIR(about.st_mode);
+    return lookAt(path, about) != 0 || S_ISREG(about.st_mode) || S_ISDIR(about.st_mode);
 }
 
 const char* whyUnread(const char* path) {
     struct stat about = {};
-    if (stat(path, &about) == 0 && S_ISDIR(about.st_mode)) return "is a folder";
+    if (lookAt(path, about) == 0 && S_ISDIR(about.st_mode)) return "is a folder";
     return access(path, R_OK) != 0 ? std::strerror(errno) : "cannot be read";
 }
 
 bool hasOpenEnd(const char* path) {
     char last = kLineEnd;
-    const int file = open(path, O_RDONLY | O_CLOEXEC);
+    const int file = systemCalls.open(AT_FDCWD, path, O_RDONLY | O_CLOEXEC, 0);
     if (file < 0) return false;
-    const off_t size = lseek(file, 0, SEEK_END);
-    if (size > 0 && pread(file, &last, 1, size - 1) != 1) last = kLineEnd;
-    close(file);
+    const off_t size = systemCalls.seek(file, 0, SEEK_END);
+    if (size > 0 && systemCalls.readAt(file, &last, 1, size - 1) != 1) last = kLineEnd;
+    systemCalls.close(file);
     return last != kLineEnd;
 }
 
@@ -147,7 +150,7 @@ std::vector<std::string> linesOf(const std::string& text) {
 ExitStatus holdProfile(const std::string& path, HeldProfile& held) {
     held.shown = path;
     struct stat about = {};
-    if (stat(path.c_str(), &about) == 0) {
+    if (lookAt(path.c_str(), about) == 0) {
         if (!S_ISREG(about.st_mode)) {
             return fail(kExitOutputFailed, "%s: %s", path.c_str(),
                         S_ISDIR(about.st_mode) ? "is a folder" : "is no plain file");
@@ -169,8 +172,8 @@ ExitStatus refuseChange(const HeldProfile& held, const std::string& why) {
 HeldProfile::~HeldProfile() {
     if (file < 0) return;
     bool empty = false;
-    if (made && isWhatStandsThere(*this, empty) && empty) unlink(path.c_str());
-    close(file);
+    if (made && isWhatStandsThere(*this, empty) && empty) systemCalls.remove(AT_FDCWD, path.c_str());
+    systemCalls.close(file);
 }
 
 }  // namespace cli

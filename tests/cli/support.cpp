@@ -9,6 +9,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "cli/program.h"
+
 namespace files = std::filesystem;
 
 Program::Program() {
@@ -22,6 +24,17 @@ RunResult Program::run(const Words& words, Launch launch) {
     launch.emulated = true;
     launch.folder = folder;
     return runProgram(launch);
+}
+
+RunResult Program::runHere(const Words& words, const std::function<void()>& prepare) {
+    Words all = Words{TOLVA_PROGRAM} + words;
+    std::vector<char*> arguments;
+    for (std::string& word : all) arguments.push_back(word.data());
+    return runForked([&] {
+        prepare();
+        std::filesystem::current_path(folder);
+        return cli::runProgram(static_cast<int>(arguments.size()), arguments.data());
+    });
 }
 
 Words Program::unprivileged() {

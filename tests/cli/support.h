@@ -2,6 +2,7 @@
 #ifndef TOLVA_TESTS_CLI_SUPPORT_H
 #define TOLVA_TESTS_CLI_SUPPORT_H
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -15,6 +16,9 @@ class Program : public testing::Test, Temporary {
 
     // `words` are the program's arguments; the rest of `launch` is as the test wants it.
     RunResult run(const Words& words, Launch launch = {});
+    // In a process forked from the test's, where what `prepare` does to the program's table of system calls stands;
+    // both outputs are what it said.
+    RunResult runHere(const Words& words, const std::function<void()>& prepare);
     using Temporary::folder;
     std::string path(const std::string& name) const { return folder + "/" + name; }
     void write(const std::string& name, const std::string& bytes) const { save(path(name), bytes); }
