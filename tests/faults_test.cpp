@@ -1,4 +1,4 @@
-// Every system call and every allocation of the library's ways failing in turn, and every stop of a host's.
+// Every system call and every allocation of the library's ways failing in turn.
 #include <unistd.h>
 
 #include <csignal>
@@ -13,15 +13,13 @@ namespace {
 using S = tolva::SystemCalls;
 
 const std::string kOld = "[s]\nk=1\n" + std::string(20000, '\n');
-Asked* asked = nullptr;  // a host that is asked whether to stop
-int blocks = 0;          // that are not freed
-int failingBlock = -1;   // the allocation that fails
+int blocks = 0;         // that are not freed
+int failingBlock = -1;  // the allocation that fails
 bool noRename = false;
 
 int32_t atDevice(const std::string& file, const std::function<int32_t()>& draw) {
     Host host;
     if (startHost(host, file.c_str()) != 0) return -1;
-    if (asked != nullptr) host.status = asked->record;
     const int32_t result = draw();
     endHost(host);
     return result;
@@ -48,7 +46,7 @@ int32_t bracket(const std::string& file) {
 
 int32_t exported(const std::string& file) {
     const TolvaHandle setup = defaultSetup();
-    const int32_t result = exportCells(anyCells(150, 150, 8), file.c_str(), setup, asked ? asked->address() : nullptr);
+    const int32_t result = exportCells(anyCells(150, 150, 8), file.c_str(), setup, nullptr);
     DestroySetup(setup);
     return result;
 }
@@ -193,26 +191,4 @@ TEST_F(Faults, OfEveryAllocationEndInTheLineAndTheCrash) {
         failingBlock = -1;
     }
     EXPECT_GT(crashed, 80);
-}
-
-TEST_F(Faults, StopsAreAnsweredAndLeaveNoGif) {
-    for (const auto run : {plain, bracket, exported}) {
-        for (const bool stays : {false, true}) {
-            bool stops = true;
-            for (int n = 0; stops; ++n) {
-                Asked host;
-                asked = &host;
-                host.within = [&] {
-                    const int turn = static_cast<int>(host.calls.size());
-                    host.answer = turn == n || (stays && turn > n) ? 1 : 0;
-                };
-                const int32_t result = run(file.path);
-                asked = nullptr;
-                stops = static_cast<int>(host.calls.size()) > n;
-                // A stop that is taken back before the close may leave no more than an empty file.
-                EXPECT_TRUE(result == (stops && run != exported ? 901 : 0) || (!stays && stops)) << n;
-                EXPECT_EQ(endsAsGif(textOf(file.path)), !stops) << n;
-            }
-        }
-    }
 }

@@ -143,22 +143,35 @@ TEST(Pictures, UpwardRowsAboveTheBitmapAreDropped) {
     EXPECT_TRUE(same(device.written(), plainGif(expected, testPalette(), {})));
 }
 
-TEST(Pictures, StopWhereTheHostStopsThem) {
-    for (int at = 0; at < 4; ++at) {
-        Asked asked;
-        asked.stopAt = at;
-        Device device(box(100, 100));
-        device.host.status = asked.record;
-        const int32_t result = sendPicture(noise(50, 50, 256, 1));
-        EXPECT_EQ(result, at < 3 ? 901 : 0);
-        EXPECT_EQ(access(device.file, F_OK) == 0, at == 3);
-        if (at == 3) {  // a height between two whole ones is shrunk to, and not stretched after
-            asked.progress.clear();
-            device.host.settings()->sizeMode = 602;
-            device.host.settings()->resolutionMode = 309;
-            EXPECT_EQ(sendPicture(noise(29, 29, 256, 1), 100.0), 0);
+TEST(Pictures, StopWhereTheHostStopsThemByEveryWay) {
+    const Cells cells = anyCells(50, 50, 8);
+    for (const int way : {0, 1, 2}) {
+        bool stopped = true;
+        for (int n = 0; stopped; ++n) {  // at the last question and again at all behind it, or at one alone
+            for (const bool stays : {true, false}) {
+                Asked asked;
+                asked.within = [&] {
+                    const int turn = static_cast<int>(asked.progress.size());
+                    asked.answer = turn == n || (stays && turn > n) ? 1 : 0;
+                };
+                Device device(box(100, 100));
+                device.host.status = asked.record;
+                const int32_t result = way == 0   ? sendPicture(noise(50, 50, 256, 1))
+                                       : way == 1 ? sendCollected(cells, 10, false)
+                                                  : exportCells(cells, device.file, device.host.setup, asked.address());
+                stopped = static_cast<int>(asked.progress.size()) > n;
+                // A stop that is taken back before the close leaves no more than a picture not written.
+                EXPECT_TRUE(result == (stopped && way != 2 ? 901 : 0) || (stopped && !stays)) << n;
+                const Bytes gif = device.written();
+                EXPECT_EQ(gif.size() > 800 && gif.back() == 0x3B, !stopped) << way << n;
+                asked.progress.resize(3);
+                EXPECT_TRUE(way > 0 || !stays || asked.progress == (std::vector<intptr_t>{20, n == 0 ? 0 : 50, 0}));
+            }
         }
-        asked.progress.resize(3);
-        EXPECT_EQ(asked.progress, (std::vector<intptr_t>{20, at == 0 ? 0 : 50, 0}));
     }
+    Asked asked;
+    Device device;  // a height between two whole ones is shrunk to, and not stretched after
+    device.host.status = asked.record;
+    EXPECT_EQ(sendPicture(noise(29, 29, 256, 1), 100.0), 0);
+    EXPECT_EQ(asked.progress, (std::vector<intptr_t>{20, 50, 0}));
 }
