@@ -5,10 +5,8 @@
 #include <cstring>
 
 #include <tolva/driver.h>
-#include <tolva/raster.h>
-#include <tolva/stream.h>
-#include "driver/status.h"
-#include "output/bands.h"
+#include <tolva/output.h>
+#include "host/numbers.h"
 #include "output/output_stream.h"
 #include "settings/current.h"
 #include "settings/export_remains.h"
@@ -22,45 +20,9 @@ namespace {
 enum InitWord { kWordHost = 1, kWordFileName = 3, kWordSecond = 5, kWordSetup = 13, kWordStatus = 14 };
 constexpr size_t kStatusWord4 = offsetof(TolvaStatusRecord, word4);
 
-// The properties that a host with metafiles is told: (init block word 13, code, 4, address of the value, 0, 0).
-using PropertyCallback = intptr_t (*)(intptr_t, intptr_t, intptr_t, intptr_t, intptr_t, intptr_t);
-enum PropertyCode {
-    kPropertyColourClass = 1,
-    kPropertyFonts = 2,
-    kPropertyThird = 3,
-    kPropertyWord = 5,
-    kPropertySixth = 6
-};
-constexpr int32_t kNoAlternativeFonts = 110;
-constexpr int32_t kAlternativeFonts = 111;
-constexpr int32_t kSixthValue = 130;
-constexpr int32_t kThirdValue = 1;
-constexpr intptr_t kPropertyBytes = 4;
-
 template <class T>
 T wordOf(const void* block, size_t index) {
     return loadField<T>(block, index * sizeof(uintptr_t));
-}
-
-int32_t colourClassOf(int32_t colourMode) {
-    const bool known = colourMode > kTolvaColourNormal && colourMode <= kTolvaColourInvertGrey;
-    return kTolvaColourClassNormal + (known ? colourMode - kTolvaColourNormal : 0);
-}
-
-void tellProperties(PropertyCallback callback, uintptr_t target, Setup& setup) {
-    int32_t colourClass = colourClassOf(setup.colourMode);
-    int32_t fonts = AltFontsAvailable() != 0 ? kAlternativeFonts : kNoAlternativeFonts;
-    int32_t sixth = kSixthValue;
-    int32_t third = kThirdValue;
-    if (callback == nullptr) return;
-    const auto tell = [&](PropertyCode code, int32_t* value) {
-        callback(static_cast<intptr_t>(target), code, kPropertyBytes, reinterpret_cast<intptr_t>(value), 0, 0);
-    };
-    tell(kPropertyColourClass, &colourClass);
-    tell(kPropertyFonts, &fonts);
-    tell(kPropertySixth, &sixth);
-    tell(kPropertyWord, &setup.exporting.propertyWord);
-    tell(kPropertyThird, &third);
 }
 
 // The file's name, which becomes the settings' own; false where it does not fit.
@@ -81,32 +43,6 @@ bool openStream(Setup& setup, const char* name) {
     // Kept: an output device that does not open is not reported, since the host whose procedure refused knows;
     // everything written then goes nowhere.
     return state.outputStream != 0 || setup.outputDevice != 0;
-}
-
-TolvaMetafilePicture pictureOf(uintptr_t metafile) {
-    TolvaMetafilePicture picture = {};
-    picture.metafile = metafile;
-    if (lpRaster == nullptr) return picture;
-    const TolvaExportState& state = lpRaster->exporting;
-    picture.left = state.page[0];
-    picture.top = state.page[1];
-    picture.right = state.page[2];
-    picture.bottom = state.page[3];
-    picture.resolution = roundd(state.resolution);
-    picture.metafileWord = state.metafileWord;
-    if (state.status != nullptr) {
-        const auto* const record = reinterpret_cast<const uint8_t*>(state.status);
-        std::memcpy(picture.host, record + offsetof(TolvaStatusRecord, picture), sizeof picture.host);
-    }
-    return picture;
-}
-
-int32_t drawMetafile(uintptr_t metafile) {
-    TolvaMetafilePicture picture = pictureOf(metafile);
-    if (metafile == 0 || lpRaster == nullptr || escape() != kTolvaNoError) return kTolvaExportFailed;
-    const int32_t result = drawBands(lpRaster->exporting.outputStream, &picture, DrawPlatformMetafile);
-    if (escape() != kTolvaNoError) zunOpen(lpRaster->exporting.fileName, nullptr, kTolvaDeleteFile);
-    return result;
 }
 
 int32_t commonState() { return loadField<int32_t>(lpCommon, offsetof(TolvaCommonBlock, state)); }
@@ -135,6 +71,7 @@ int32_t initVariant(void* block) {
     TolvaExportState& state = setup.exporting;
     TolvaStatusRecord* const status = wordOf<TolvaStatusRecord*>(block, kWordStatus);
     state.status = status;
+    // On a platform with metafiles this is the host's, to be told of its properties; on this one the hook zeroes it.
     uintptr_t callback = 0;
     state.hookResult = InitPlatformMetafileFilter(
         wordOf<intptr_t>(block, kWordHost), wordOf<intptr_t>(block, kWordSecond), reinterpret_cast<intptr_t>(status),
@@ -147,22 +84,16 @@ int32_t initVariant(void* block) {
     if (name != nullptr) name[0] = '\0';
     state.statusWord = status == nullptr ? 0 : loadField<intptr_t>(status, kStatusWord4);
     storeField(block, kWordSetup * sizeof(uintptr_t), hSetup);
-    tellProperties(reinterpret_cast<PropertyCallback>(callback), hSetup, setup);
     return kTolvaNoError;
 }
 
+// There is no metafile to draw, and the host is told so.
 int32_t termVariant() {
-    const uintptr_t metafile = GetMetaFileHandle(0, 0);
-    int32_t result = drawMetafile(metafile);
-    DeleteMetaFileHandle(metafile);
-    const int32_t hookResult = TermPlatformMetafileFilter(lpRaster == nullptr ? 0 : lpRaster->exporting.hookResult);
-    Setup* const setup = lpRaster;
-    if (setup != nullptr) {
-        if (closeStream(*setup) != 0) result = kTolvaStreamFailed;
-        // The host's record may be gone after term.
-        setup->exporting.status = nullptr;
-    }
-    return result == kTolvaNoError ? hookResult : result;
+    if (lpRaster == nullptr) return kTolvaExportFailed;
+    const int32_t closed = closeStream(*lpRaster);
+    // The host's record may be gone after term.
+    lpRaster->exporting.status = nullptr;
+    return closed != 0 ? kTolvaStreamFailed : kTolvaExportFailed;
 }
 
 int32_t serveEntry(int16_t func, void* block) {

@@ -90,10 +90,6 @@ intptr_t initCells(TolvaOffscreenRecord* record, const void* init) {
     if (record == nullptr || init == nullptr) return 0;
     record->privateBlock = GlobalAlloc(kTolvaMoveableZeroed, sizeof(PrivateBlock));
     PrivateBlock* const block = privateBlockOf(*record);
-    if (block == nullptr) {
-        push_er(kTolvaStreamFailed);
-        return 0;
-    }
     const TolvaPictureDescriptor picture = pictureOf(*record);
     const bool hasTable = picture.palette != 0 && picture.depth >= 1 && picture.depth <= kDeepestTable;
     if (record->depth < picture.depth) {
