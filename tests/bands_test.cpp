@@ -348,40 +348,33 @@ TEST(Ways, SurviveEveryFailureOfAHostsFile) {
     EXPECT_EQ(temporaryFiles(), before);
 }
 
-// In one process, one of a host's thousand with a spool file.
+// In one process; one of a thousand has a spool file.
 TEST(Ways, LeaveNothingBehindInTenThousandPictures) {
-    struct Held {
-        int64_t allocated, resident, descriptors;
-    };
     const auto held = [] {
         int64_t pages;
         std::ifstream("/proc/self/statm") >> pages >> pages;
         const auto about = mallinfo2();  // zeros under a sanitizer, which looks for leaks itself
-        return Held{static_cast<int64_t>(about.uordblks + about.hblkhd), pages * getpagesize(),
-                    std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {})};
+        return std::array<int64_t, 3>{std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {}),
+                                      int64_t(about.uordblks + about.hblkhd), pages * getpagesize()};
     };
     const Picture small = noise(24, 20, 256, 3), large = noise(700, 502, 4, 3);
-    Held first = {};
+    std::array<int64_t, 3> first = {};
     for (int n = 1; n <= 10000; ++n) {
         Device device([n](SetupBlock& setup) { setup.interlaceChoice = n % 2 == 0 ? 715 : 0; });
         const Cells cells = anyCells(21, 16, std::vector{1, 4, 8, 24, 32}[n % 5]);
-        SetupBlock& setup = *device.host.settings();
-        if (n % 1000 == 0) {
-            expectDrawn(setup, large, 100, {6});
-        } else if (n % 4 == 0) {
-            expectDrawn(setup, small, 8, {3});
-        } else if (n % 4 == 1) {
-            EXPECT_EQ(sendPicture(small), 0);
-        } else if (n % 4 == 2) {
-            EXPECT_EQ(sendCollected(cells, 4, true), 0);
-        } else {
-            EXPECT_EQ(exportCells(cells, device.file, device.host.setup, nullptr), 0);
-        }
+        const bool spooled = n % 1000 == 0;
+        if (n % 4 == 0)
+            expectDrawn(*device.host.settings(), spooled ? large : small, spooled ? 100 : 8, {spooled ? 6 : 3});
+        EXPECT_EQ(n % 4 == 1   ? sendPicture(small)
+                  : n % 4 == 2 ? sendCollected(cells, 4, true)
+                  : n % 4 == 3 ? exportCells(cells, device.file, device.host.setup, nullptr)
+                               : 0,
+                  0);
         if (n == 1000) first = held();
     }
-    const Held last = held();
-    EXPECT_EQ(last.descriptors, first.descriptors);
-    EXPECT_LE(last.allocated, first.allocated + (1 << 14));  // what is free counts, too, while it is in a cache
-    EXPECT_LE(last.resident - first.resident, first.allocated == 0 ? last.resident : 1 << 20);
-    std::cout << last.resident / 1024 << " KiB resident, " << first.resident / 1024 << " after the first thousand\n";
+    const auto [descriptors, allocated, resident] = held();
+    std::cout << resident / 1024 << " KiB resident, " << first[2] / 1024 << " after the first thousand\n";
+    EXPECT_EQ(descriptors, first[0]);
+    EXPECT_LE(allocated, first[1] + (1 << 14));  // what is free counts, too, while it is in a cache
+    EXPECT_LE(resident - first[2], first[1] == 0 ? resident : 1 << 20);
 }

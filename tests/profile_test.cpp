@@ -177,7 +177,10 @@ TEST(Profile, SettingsAreAskedChangedAndSavedByTheEscape) {
         {chooseDots, 4, no, no, 1},        {chooseSize, 1, no, no, 1},        {chooseSize, -1, no, no, 1},
         {askDots,    0, no, dots, 1},      {askSize,    0, no, extents, 1},   {askColour, 4, no, &classOut, 1},
         {askColour,  8, no, &none, 1},     {setDevice,  4, extents, no, 1},   {setDevice, 8, dots, no, -1},
-        {2,          4, &fine, no, 0},     {82,         0, no, no, 0}};
+        {2,          4, &fine, no, 0},     {82,         0, no, no, 0},        {56,        0, no, dots, -1},
+        {setColour,  4, no, no, -1},       {setColour,  4, &tooFine, no, -1}, {56,        0, dots, no, -1},
+        {setY,       8, &fine, no, -1},    {setWidth,   8, no, no, -1},       {askColour, 4, no, no, -1},
+        {askDots,    0, no, no, -1},       {askSize,    0, no, no, -1}};
     // clang-format on
     for (const auto& [code, size, in, out, answer] : requests) {
         EXPECT_EQ(xEscapeSetup(h, code, size, in, out, 1), answer) << code;
