@@ -359,17 +359,21 @@ TEST(Ways, LeaveNothingBehindInTenThousandPictures) {
     };
     const Picture small = noise(24, 20, 256, 3), large = noise(700, 502, 4, 3);
     std::array<int64_t, 3> first = {};
+    const Temporary file;
     for (int n = 1; n <= 10000; ++n) {
-        Device device([n](SetupBlock& setup) { setup.interlaceChoice = n % 2 == 0 ? 715 : 0; });
+        Host host;
+        EXPECT_EQ(startHost(host, file), 0);
+        host.settings()->interlaceChoice = n % 2 == 0 ? 715 : 0;
         const Cells cells = anyCells(21, 16, std::vector{1, 4, 8, 24, 32}[n % 5]);
         const bool spooled = n % 1000 == 0;
-        if (n % 4 == 0)
-            expectDrawn(*device.host.settings(), spooled ? large : small, spooled ? 100 : 8, {spooled ? 6 : 3});
+        if (n % 4 == 0) expectDrawn(*host.settings(), spooled ? large : small, spooled ? 100 : 8, {spooled ? 6 : 3});
         EXPECT_EQ(n % 4 == 1   ? sendPicture(small)
                   : n % 4 == 2 ? sendCollected(cells, 4, true)
-                  : n % 4 == 3 ? exportCells(cells, device.file, device.host.setup, nullptr)
+                  : n % 4 == 3 ? exportCells(cells, file, host.setup, nullptr)
                                : 0,
                   0);
+        endHost(host);
+        unlink(file);
         if (n == 1000) first = held();
     }
     const auto [descriptors, allocated, resident] = held();

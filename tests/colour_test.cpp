@@ -71,8 +71,6 @@ TEST(TrueColour, TablesAreThoseOfMedianCut) {
     GlobalFree(h);
     count = 9;
     EXPECT_EQ(taken(rlReduceColorTable(0, 4, 4, &count)), Bytes(27));
-    EXPECT_EQ(direct_indexed(nullptr, 0, 0, &count, 3, nullptr, 0), -1);
-    EXPECT_EQ(TermColorLib(0), 0);
 }
 
 TEST(TrueColour, EveryPixelGetsTheEntryOfTheDefinition) {

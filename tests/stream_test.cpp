@@ -123,12 +123,26 @@ TEST(Streams, ReadOnlyOnesRefuseToSeekPastTheEndAndRememberIt) {
     EXPECT_EQ(zunCopy(file, copy), 0);
     EXPECT_TRUE(same(readFile(copy.path), bytes));
     EXPECT_EQ(zunCopy("/nowhere/at/all", copy), 0);
-    EXPECT_EQ(zunClose(0), -1);
-    EXPECT_EQ(zunRead(0, bytes.data(), 1), 0);
-    EXPECT_EQ(zunWrite(0, bytes.data(), 1), 0);
-    EXPECT_EQ(zunSeek(0, 0, 0), -1);
-    EXPECT_EQ(zunOpen("", nullptr, toRead), 0u);
-    EXPECT_EQ(zunOpen(nullptr, nullptr, toWrap), 0u);
+}
+
+TEST(Streams, ThatAreStandardOrAHostsOwnStayItsOwn) {
+    const Temporary file;
+    const int out = dup(STDOUT_FILENO);
+    FILE* const theirs = std::freopen(file, "w", stdout);
+    const TolvaHandle standard = zunOpen("stdout", nullptr, toCreate);
+    EXPECT_EQ(zunWrite(standard, "abc", 3) + zunClose(standard), 3);
+    EXPECT_EQ(std::fprintf(theirs, "lost") + std::fflush(theirs), 4);
+    dup2(out, STDOUT_FILENO);
+    close(out);
+    FILE* const wrapped = std::fopen(file, "r+");
+    StreamDescriptor descriptor = {0, 0, 0, reinterpret_cast<intptr_t>(wrapped), 0, 0};
+    const TolvaHandle stream = zunOpen(nullptr, &descriptor, toWrap);
+    EXPECT_EQ(zunSeek(stream, 0, fromEnd) + zunWrite(stream, "de", 2) + zunClose(stream), 5);
+    EXPECT_EQ(std::fputs("f", wrapped) + std::fclose(wrapped), 1);
+    EXPECT_EQ(textOf(file.path), "abcdef");
+    EXPECT_EQ(zunOpen(file, nullptr, toFind), 1u);
+    descriptor.ioProc = reinterpret_cast<intptr_t>(hostProcedure);  // from here on the host's answer
+    EXPECT_EQ(zunOpen(file, &descriptor, toFind) + zunOpen(file, &descriptor, toDelete), 14u);
 }
 
 TEST(Streams, AMemoryBlockReadsBackWithoutItsEndMarkerAndSlack) {
