@@ -10,9 +10,9 @@
  *     tolvaQuantizeEnd        frees it
  *
  * The same rows give the same palette and indices on every machine. No call keeps a row, none takes memory in
- * proportion to the picture: a quantizer has at most 8 MB at a time (where more than 16 megapixels are counted, 14 MB
- * more, which are touched only for colours of as many pixels), and a few bytes a column for dithering. Several may
- * stand at once, on several threads one each. Nothing here ends the process or touches the device.
+ * proportion to the picture: a quantizer has at most 14 MB at a time (of which 8 MB are touched only for colours that
+ * thousands of pixels have), and a few bytes a column for dithering. Several may stand at once, on several threads one
+ * each. Nothing here ends the process or touches the device.
  * Readable as C and as C++. */
 #ifndef TOLVA_QUANTIZE_H
 #define TOLVA_QUANTIZE_H
