@@ -313,42 +313,7 @@ TEST(ExportVariant, TellsTheSizeOfAHostsMetafile) {
     EXPECT_EQ(answer.value, 4);
 }
 
-TEST(Ways, SurviveEveryFailureOfAHostsFile) {
-    struct Theirs {
-        int calls = 0;
-        int failing = -1;
-        int open = 0;
-    };
-    const StreamIOProc procedure = [](intptr_t instance, intptr_t operation, intptr_t, intptr_t b) -> intptr_t {
-        Theirs& theirs = *reinterpret_cast<Theirs*>(instance);
-        theirs.open += operation == 1 ? 1 : operation == 5 ? -1 : 0;
-        if (theirs.calls++ == theirs.failing) return operation == 1 ? instance : -1;
-        return operation == 1 ? instance : operation == 5 ? 0 : b;
-    };
-    const Cells cells = anyCells(30, 30, 8);
-    const int before = temporaryFiles();
-    for (const int way : {0, 1, 2}) {
-        for (int n = 0, calls = 1; n <= calls; ++n) {
-            Theirs theirs = {0, n, 0};
-            Device device([&](SetupBlock& setup) {
-                setup.outputDevice = reinterpret_cast<uintptr_t>(procedure);
-                setup.interlaceChoice = n % 2 == 0 ? 715 : 0;
-            });
-            device.host.status[12] = reinterpret_cast<intptr_t>(&theirs);
-            const int32_t result = way == 0 ? sendPicture(noise(30, 30, 256, 1))
-                                   : way == 1
-                                       ? sendCollected(cells, 7, false)
-                                       : exportCells(cells, "x", device.host.setup,
-                                                     reinterpret_cast<TolvaStatusRecord*>(device.host.status.data()));
-            calls = theirs.calls;
-            EXPECT_EQ(result, way < 2 && n == calls - 1 ? 303 : 0) << n;  // only the close's failure is told
-            EXPECT_EQ(theirs.open, 0);
-        }
-    }
-    EXPECT_EQ(temporaryFiles(), before);
-}
-
-// In one process; one of a thousand has a spool file.
+// In one process, one of a host's thousand with a spool file.
 TEST(Ways, LeaveNothingBehindInTenThousandPictures) {
     const auto held = [] {
         int64_t pages;

@@ -190,6 +190,10 @@ TEST(Profile, SettingsAreAskedChangedAndSavedByTheEscape) {
     EXPECT_EQ(std::tuple(setup.colourMode, setup.sizeMode, setup.resolutionMode), std::tuple(104, 601, 310));
     EXPECT_EQ(std::pair(classOut, none), std::pair(102, 100));
     EXPECT_EQ(setup.outputDevice, reinterpret_cast<uintptr_t>(extents));
+    for (const int32_t noMode : {102, 108}) {
+        lpRaster->colourMode = noMode;
+        EXPECT_EQ(xEscapeSetup(h, askColour, 4, no, &classOut, 1), -1);
+    }
     DestroySetup(h);
     EXPECT_EQ(textOf(file.path),
               before + "Width=.310.125\nHeight=7.12\nColor Mode=104\nX Resolution=32\nY Resolution=399\n" + behind);
