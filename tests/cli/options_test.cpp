@@ -71,8 +71,9 @@ TEST_F(CommandLine, OptionsAndColoursHaveShortAndLongForms) {
 }
 
 TEST_F(CommandLine, ShowsNamesAsText) {
-    const std::string name = "a\n\x1B[2J\x7F\xC2\x9B\xFF\xC3\xA9.pgm";
-    const std::string shown = "a\\x0A\\x1B[2J\\x7F\\xC2\\x9B\\xFF\xC3\xA9.pgm";
+    const std::string name = "a\n\x1B[2J\x7F\xC2\x9B\xFF\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80\xED\xA0\x80\xC0\x80.pgm";
+    const std::string shown =  // a character of two, three and four bytes, but no surrogate and none that is too long
+        "a\\x0A\\x1B[2J\\x7F\\xC2\\x9B\\xFF\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80\\xED\\xA0\\x80\\xC0\\x80.pgm";
     EXPECT_EQ(run({name, "-o", "a.gif"}).said, "tolva: " + shown + ": No such file or directory\n");
     EXPECT_EQ(run({"setup", "path", "-q", "--profile", name}).out, name + "\n");
     write(name, greyMap(5, 4));
