@@ -141,8 +141,10 @@ TEST(Streams, ThatAreStandardOrAHostsOwnStayItsOwn) {
     EXPECT_EQ(std::fputs("f", wrapped) + std::fclose(wrapped), 1);
     EXPECT_EQ(textOf(file.path), "abcdef");
     EXPECT_EQ(zunOpen(file, nullptr, toFind), 1u);
-    descriptor.ioProc = reinterpret_cast<intptr_t>(hostProcedure);  // from here on the host's answer
-    EXPECT_EQ(zunOpen(file, &descriptor, toFind) + zunOpen(file, &descriptor, toDelete), 14u);
+    const StreamIOProc asked = [](intptr_t, intptr_t operation, intptr_t, intptr_t) { return operation; };
+    descriptor.ioProc = reinterpret_cast<intptr_t>(asked);  // from here on the host answers
+    EXPECT_EQ(zunOpen(file, &descriptor, toFind), 6u);
+    EXPECT_EQ(zunOpen(file, &descriptor, toDelete), 7u);
 }
 
 TEST(Streams, AMemoryBlockReadsBackWithoutItsEndMarkerAndSlack) {
