@@ -1,6 +1,4 @@
 // The writer's files and the encoder's segments, byte for byte against the plain definition.
-#include <pthread.h>
-
 #include <algorithm>
 
 #include "support.h"
@@ -136,29 +134,6 @@ TEST(GifWriter, WholeOrInBandsPicturesAreTheFilesTheyShouldBe) {
     plainSegment(expected, work, low.pixels.data(), 8, true, false, carry);
     expected.push_back(0x3B);
     EXPECT_TRUE(same(file, expected));
-}
-
-TEST(GifWriter, WorksOnASmallStack) {
-    Writer writer;
-    writer.settings.interlaceChoice = 715;
-    const auto writeAll = [](void*) -> void* {
-        const Picture picture = noise(60, 40, 256, 1);
-        for (const int rows : {40, 7}) {
-            const Bytes file = write(picture, testPalette(), rows);
-            const auto segments = rows == 40 ? std::vector<int>{} : spoolSegments(picture);
-            EXPECT_TRUE(same(file, plainGif(picture, testPalette(), {.interlaced = true, .segments = segments})));
-        }
-        return nullptr;
-    };
-    writeAll(nullptr);
-    pthread_t thread;
-    pthread_attr_t attributes;
-    pthread_attr_init(&attributes);
-#ifndef __SANITIZE_ADDRESS__
-    pthread_attr_setstacksize(&attributes, 131072);
-#endif
-    ASSERT_EQ(pthread_create(&thread, &attributes, writeAll, nullptr), 0);
-    pthread_join(thread, nullptr);
 }
 
 TEST(GifWriter, WhatIsMissingIsAnsweredAndTouchesNothing) {

@@ -24,18 +24,6 @@ Bytes tableOf(int kind, int entries) {
     return table;
 }
 
-uint8_t plainlyNearest(const Bytes& table, const uint8_t* c) {
-    size_t best = 0;
-    int least = INT_MAX;
-    for (size_t i = 0; i < table.size(); i += 3) {
-        const int r = table[i] - c[0], g = table[i + 1] - c[1], b = table[i + 2] - c[2];
-        const int distance = r * r + g * g + b * b;
-        if (distance < least) best = i / 3;
-        least = std::min(least, distance);
-    }
-    return static_cast<uint8_t>(best);
-}
-
 }  // namespace
 
 TEST(Answers, AreThoseOfThePlainSearch) {
@@ -57,7 +45,7 @@ TEST(Answers, AreThoseOfThePlainSearch) {
                 const uint32_t v = (first + std::clamp(x - flat, std::min(x, 100), width)) * 2654435761u;
                 row.insert(row.end(), {uint8_t(v >> 16), uint8_t(v >> 8), uint8_t(v), uint8_t(x)});
                 if (bytes == 3) row.pop_back();
-                expected.push_back(plainlyNearest(table, &row[x * bytes]));
+                expected.push_back(plainlyNearest(table.data(), entries, &row[x * bytes]));
             }
             tolva::answerRow(answers, row.data(), bytes, separate.data(), width);
             tolva::answerRow(answers, row.data(), bytes, row.data(), width);

@@ -11,35 +11,6 @@ mode_t umask(mode_t) noexcept {
     return 0;
 }
 
-TEST(Profile, SectionsAndKeysAreFoundAndChangedInPlace) {
-    const Temporary file;
-    for (const auto& [text, section, key, value] :
-         {std::tuple{"[A]\nKey=1\n", "a", "KEY", "1"},
-          {"[ a ];x\n key = 2 ;c\n", "A", "key ", " 2"},
-          {"[B]\nk=1\n[\"\"c\"\"]\nk=3\n", "\"\"C\"\"", "k", "3"},
-          {"[A]\nk=\"q;\"\n", "A", "k", "q"},
-          {"[A]\r\nk=\"q\"\"r\"\r\n", "A", "k", "q\"\"r"},
-          {"[A]\n;c=3\nbare\n=void\n", "A", "", "void"},
-          {"[A]\nk=0123456789abc\n", "A", "k", "0123456789ab"},  // kept: without a terminator
-          {"[A]\nk=1", "A", "k", "none"},                        // kept: a last line that does not end is not read
-          {"[A]\nx=1\n[B]\ny=2\n", "A", nullptr, "x"}}) {
-        save(file.path, std::string(text));
-        std::string buffer(12, '#');
-        const char* const fallback = key == nullptr ? "" : "none";
-        const int count = GetPrivateProfileString(section, key, fallback, buffer.data(), 12, file);
-        EXPECT_EQ(buffer.substr(0, count), value) << text;
-    }
-    for (const auto& [text, key, value, after] : {std::tuple{"", "k", "7", "\r\n[A]\r\nk=7\r\n"},
-                                                  {"[ a ]\nK=1\n[B]\n", "k", "2", "[ a ]\nk=2\n[B]\n"},
-                                                  {"[A]\n;k=1\n[B]\n", "k", "2", "[A]\n;k=1\nk=2\n[B]\n"},
-                                                  {"[A]\nk=1\nm=2\n", "k", nullptr, "[A]\nm=2\n"},
-                                                  {"[A]\nk=1\n[B]\nm=2\n", nullptr, nullptr, "[B]\nm=2\n"}}) {
-        save(file.path, std::string(text));
-        EXPECT_EQ(WritePrivateProfileString("A", key, value, file), 1);
-        EXPECT_EQ(textOf(file.path), after);
-    }
-}
-
 TEST(Profile, IsReadAndChangedAsEver) {
     const int leftBefore = temporaryFiles();
     const Temporary file;

@@ -84,7 +84,6 @@ RunResult runProgram(const Launch& launch) {
         if (some <= 0) break;
         sent += static_cast<size_t>(some);
     }
-    if (launch.pause > 0) std::this_thread::sleep_for(std::chrono::duration<double>(launch.pause));
     close(ends[0].ours);
     int status = 0;
     waitpid(child, &status, 0);

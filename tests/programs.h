@@ -33,7 +33,6 @@ struct Launch {
     bool emulated = false;    // by the emulator of builds for another machine
     std::string folder = {};  // in which it runs; the test's own
     std::string input = {};   // what comes through the pipe
-    double pause = 0;         // seconds that the pipe stays open after that
     Lead in = {}, out = {}, err = {};
 };
 

@@ -58,14 +58,7 @@ Bytes gradient(int width, int height) {
 }
 
 int nearest(const uint8_t* c, const TolvaPalette& p) {
-    int best = 0, least = INT_MAX;
-    for (int i = 0; i < int(p.count) - (p.key >= 0); ++i) {
-        int distance = 0;
-        for (int k = 0; k < 3; ++k) distance += (c[k] - p.colours[3 * i + k]) * (c[k] - p.colours[3 * i + k]);
-        if (distance < least) best = i;
-        least = std::min(least, distance);
-    }
-    return best;
+    return plainlyNearest(p.colours, static_cast<int>(p.count) - (p.key >= 0), c);
 }
 
 struct Spread {
@@ -241,7 +234,7 @@ TEST(Quantize, SumsHoldMoreThanAGigapixelInBinsOfEitherKind) {
     tolva::freeHistogram(h);
 }
 
-TEST(Quantize, NonsenseIsRefusedAndNoIndexLiesOutsideThePalette) {
+TEST(Quantize, NonsenseIsRefused) {
     TolvaQuantizer* q = nullptr;
     for (const auto& [colours, format, diffusion] :
          {std::tuple{1, rgb, 0}, {257, rgb, 0}, {9, 2, 0}, {9, 6, 0}, {9, rgb, 3}, {9, rgb, -1}}) {
@@ -256,23 +249,17 @@ TEST(Quantize, NonsenseIsRefusedAndNoIndexLiesOutsideThePalette) {
     missing.pixels = nullptr;
     Bytes to(400);
     TolvaPalette p;
-    for (const int32_t diffusion : {plain, diffused}) {
-        const Handle handle = begin(3, rgb, diffusion), empty = begin(3, rgb, diffusion);
-        q = handle.get();
-        EXPECT_EQ(tolvaQuantizeMap(q, &rows, to.data(), 20), wrongOrder);
-        for (const TolvaPixelRows* bad : {&narrow, &missing, static_cast<TolvaPixelRows*>(nullptr)})
-            EXPECT_EQ(tolvaQuantizeCount(q, bad), badArgument);
-        for (const TolvaPixelRows* good : {&rows, &none}) EXPECT_EQ(tolvaQuantizeCount(q, good), ok);
-        EXPECT_EQ(tolvaQuantizePalette(q, nullptr), badArgument);
-        for (int i = 0; i < 2; ++i) EXPECT_EQ(tolvaQuantizePalette(q, &p), ok);
-        EXPECT_EQ(p.count, 3u);
-        EXPECT_EQ(tolvaQuantizeCount(q, &rows), wrongOrder);
-        EXPECT_EQ(tolvaQuantizeMap(q, &rows, nullptr, 20), badArgument);
-        for (const Bytes& other : {noise(60, 20, 256, 8).pixels, noise(3 * 33, 5, 256, 8).pixels}) {
-            for (const uint8_t index : mapped(handle, rowsOf(other, other.size() == 1200 ? 20 : 33)))
-                ASSERT_LT(index, 3);
-        }
-        EXPECT_EQ(paletteOf(empty, none).count, 0u);
-        EXPECT_EQ(mapped(empty, rows), Bytes(400));
-    }
+    const Handle handle = begin(3), empty = begin(3);
+    q = handle.get();
+    EXPECT_EQ(tolvaQuantizeMap(q, &rows, to.data(), 20), wrongOrder);
+    for (const TolvaPixelRows* bad : {&narrow, &missing, static_cast<TolvaPixelRows*>(nullptr)})
+        EXPECT_EQ(tolvaQuantizeCount(q, bad), badArgument);
+    for (const TolvaPixelRows* good : {&rows, &none}) EXPECT_EQ(tolvaQuantizeCount(q, good), ok);
+    EXPECT_EQ(tolvaQuantizePalette(q, nullptr), badArgument);
+    EXPECT_EQ(tolvaQuantizePalette(q, &p), ok);
+    EXPECT_EQ(p.count, 3u);
+    EXPECT_EQ(tolvaQuantizeCount(q, &rows), wrongOrder);
+    EXPECT_EQ(tolvaQuantizeMap(q, &rows, nullptr, 20), badArgument);
+    EXPECT_EQ(paletteOf(empty, none).count, 0u);
+    EXPECT_EQ(mapped(empty, rows), Bytes(400));
 }

@@ -152,6 +152,17 @@ Bytes testPalette() {
     return palette;
 }
 
+uint8_t plainlyNearest(const uint8_t* table, int entries, const uint8_t* colour) {
+    int best = 0, least = INT_MAX;
+    for (int i = 0; i < entries; ++i) {
+        int distance = 0;
+        for (int k = 0; k < 3; ++k) distance += (table[3 * i + k] - colour[k]) * (table[3 * i + k] - colour[k]);
+        if (distance < least) best = i;
+        least = std::min(least, distance);
+    }
+    return static_cast<uint8_t>(best);
+}
+
 const std::vector<std::pair<int, int>> kPasses = {
     {0, 8}, {4, 8}, {2, 4}, {1, 2}};  // of an interlaced file: start, step
 

@@ -71,6 +71,7 @@ Picture noise(int width, int height, int colours, uint32_t seed);
 Bytes bottomUp(const Picture& picture);                 // rows padded to 4 bytes
 Picture topDown(TolvaHandle h, int width, int height);  // of a bitmap's rows; the handle is freed
 Bytes testPalette();                                    // 256 triples, all different
+uint8_t plainlyNearest(const uint8_t* table, int entries, const uint8_t* colour);
 
 // The whole file by the definition.
 struct GifOptions {

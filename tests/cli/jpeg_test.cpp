@@ -5,7 +5,6 @@
 
 #include <jpeglib.h>
 
-#include "imageio/orientation.h"
 #include "pictures.h"
 
 using imageio::Colour;
@@ -75,18 +74,6 @@ TEST_F(Jpeg, LiesAsItsOrientationSays) {
             order.exif = exifSaying(orientation, bigEndian);
             EXPECT_EQ(layoutOf(order), layouts[static_cast<int>(orientation)]) << int{orientation};
         }
-    }
-}
-
-TEST_F(Jpeg, OrientationIsNotReadOutsideItsSegment) {
-    const std::string whole = exifSaying(6, true);
-    for (size_t i = 0; i < whole.size(); ++i) {
-        const Samples cut(whole.begin(), whole.begin() + static_cast<long>(i));
-        // The value stands two bytes before the end.
-        EXPECT_EQ(imageio::orientationOf(cut.data(), i), i < whole.size() - 2 ? imageio::kNoOrientation : 6) << i;
-        Samples bent(whole.begin(), whole.end());
-        bent[i] = 0xFF;
-        EXPECT_EQ(imageio::orientationOf(bent.data(), bent.size()) % 6, 0) << i;
     }
 }
 

@@ -172,15 +172,6 @@ TEST_F(OutputFile, ShowsItsProgressOnATerminalUnlessQuiet) {
     EXPECT_EQ(run("-q a.pgm -f -o a.gif", onTerminal).said + run("a.pgm -f -o a.gif").said, "");
 }
 
-TEST_F(OutputFile, IsNotMadeWhenTheUserStops) {
-    write("a.gif", "earlier");
-    // The picture never arrives; the signal finds the program waiting for it.
-    const RunResult result = run("- -f -o a.gif", {.before = "timeout --preserve-status -s INT 0.7", .pause = 2});
-    EXPECT_EQ(result.status, 5) << result.said;
-    EXPECT_EQ(read("a.gif"), "earlier");
-    EXPECT_EQ(names(), (std::vector<std::string>{"a.gif", "a.pgm"}));
-}
-
 TEST_F(OutputFile, IsKeptOnlyWithSignatureAndTrailer) {
     ASSERT_EQ(run("a.pgm -o a.gif").status, 0);
     const std::string gif = read("a.gif");

@@ -96,12 +96,6 @@ TEST_F(Png, RefusesWhatItCannotTakeWithStatus3) {
     makePng(path("good.png"), order(40, 40, 8, 0, 256));
     const std::string good = read("good.png");
     expectCutsRefused(good);
-    for (size_t length = 8; length < good.size(); length += 1 + length / 12) {
-        std::string bent = good;
-        bent[length] = static_cast<char>(bent[length] ^ 0x55);
-        write("bent.png", bent);
-        EXPECT_EQ(run("bent.png -o a.gif").status, 3) << length;
-    }
     // Said before memory is asked for; but a picture may be packed as well as can be.
     const std::string head("\0\0\0\rIHDR\0\0\xFF\xFF\0\0\xFF\xFF\b\2\0\0\0009gN\a", 25);
     write("huge.png", good.substr(0, 8) + head + good.substr(33));
