@@ -92,6 +92,7 @@ RunResult runProgram(const Launch& launch) {
 
 RunResult runForked(const std::function<int()>& run) {
     const int said = memfd_create("said", MFD_CLOEXEC);
+    std::fflush(nullptr);  // or the child writes it, too
     const pid_t child = fork();
     if (child == 0) {
         const rlimit noCore = {0, 0};
