@@ -220,21 +220,25 @@ bool takeRoom(int file, const char* text) {
     return about.st_size == 0 || systemCalls.takeRoom(file, about.st_size) == 0;
 }
 
-// The room is taken before the first byte changes, so that a full disk changes none; what fails later is undone.
+// The room is taken before the first byte changes, so that a full disk changes none; what fails later is undone, from
+// a copy in `kept` (-1: there is nothing to keep).
 bool overwriteOrUndo(const char* text, int target, int kept, off_t held) {
-    if (!overwrite(kept, target, held)) return false;
+    if (kept != -1 && !overwrite(kept, target, held)) return false;
     const bool hasRoom = takeRoom(target, text);
     if (hasRoom && copyWhole(text, target) && systemCalls.sync(target) == 0) return true;
     systemCalls.resize(target, held);
-    if (hasRoom) overwrite(target, kept, held);
+    if (hasRoom && kept != -1) overwrite(target, kept, held);
     return false;
 }
 
-// For a folder that takes no sibling, and for an owner who keeps his file.
+// For a folder that takes no sibling, and for an owner who keeps his file. One that may not be read counts as empty, so
+// nothing of it is kept.
 bool rewriteInPlace(const char* text, const char* path, off_t held) {
-    const int target = systemCalls.openFile(path, O_RDWR | O_CLOEXEC, 0);
-    const int kept = target == -1 ? -1 : makeNameless();
-    const bool done = kept != -1 && overwriteOrUndo(text, target, kept, held);
+    int target = systemCalls.openFile(path, O_RDWR | O_CLOEXEC, 0);
+    const bool keeps = target != -1 || errno != EACCES;
+    if (!keeps) target = systemCalls.openFile(path, O_WRONLY | O_CLOEXEC, 0);
+    const int kept = keeps && target != -1 ? makeNameless() : -1;
+    const bool done = target != -1 && (kept != -1 || !keeps) && overwriteOrUndo(text, target, kept, held);
     for (const int file : {target, kept}) {
         if (file != -1) systemCalls.closeFile(file);
     }
@@ -258,7 +262,8 @@ bool replaceFile(const char* text, const char* path, const struct stat* old) {
     return renameSiblingOver(text, path, old) || (old != nullptr && rewriteInPlace(text, path, old->st_size));
 }
 
-// Links are followed: the file changes, not the link. A file that may not be written stays.
+// Links are followed: the file changes, not the link. A file that may not be written stays. One that has no path, as
+// under /proc/self/fd, is written where it is.
 bool replaceProfile(const char* text, const char* path) {
     struct stat about = {};
     const bool exists = systemCalls.lookAt(path, &about) == 0;
@@ -266,10 +271,12 @@ bool replaceProfile(const char* text, const char* path) {
     if (!mayBeProfile(path) || (exists && access(path, W_OK) != 0)) return false;
     const bool throughLink = !exists && isLink(path);
     const bool made = throughLink && makeEmpty(path, &about);
+    const struct stat* const old = exists || made ? &about : nullptr;
     char* const resolved = realpath(path, nullptr);
-    const bool found = resolved != nullptr || !(exists || throughLink);
-    const bool done = found && made == throughLink &&
-                      replaceFile(text, resolved != nullptr ? resolved : path, exists || made ? &about : nullptr);
+    const bool done = throughLink && !made  ? false
+                      : resolved != nullptr ? replaceFile(text, resolved, old)
+                      : old != nullptr      ? rewriteInPlace(text, path, old->st_size)
+                                            : replaceFile(text, path, nullptr);
     if (throughLink && !done && resolved != nullptr && about.st_size == 0) systemCalls.remove(resolved);
     std::free(resolved);
     return done;

@@ -1,4 +1,5 @@
 // Profile files, also those that cannot be changed; settings that come from them and go into them.
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -90,6 +91,11 @@ TEST(Profile, AFileThatCannotBeChangedStaysWhole) {
     EXPECT_EQ(WritePrivateProfileString("s", "k", "2", (folder + "/link.ini").c_str()), 1);
     old[6] = '2';
     EXPECT_TRUE(same(textOf(path), old));
+    const int nameless = memfd_create("p", MFD_CLOEXEC);
+    const std::string there = "/proc/self/fd/" + std::to_string(nameless);
+    EXPECT_EQ(WritePrivateProfileString("s", "k", "v", there.c_str()), 1);
+    EXPECT_EQ(textOf(there), "\r\n[s]\r\nk=v\r\n");
+    close(nameless);
     const std::string fresh = folder + "/fresh.ini";
     const long mask = syscall(SYS_umask, 0137);
     EXPECT_EQ(WritePrivateProfileString("s", "k", "v", fresh.c_str()), 1);
