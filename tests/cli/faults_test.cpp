@@ -60,7 +60,7 @@ TEST_P(ProgramFaults, LoseNothingAndLeaveNothing) {
     const int firstThatRemoves = kinds;  // or does not find what to remove
     plant<Calls, Does::kNothing, &Calls::lookAt, &Calls::lookInto, &Calls::remove>(table);
 
-    const auto& [words, file, old, noRename] = GetParam();
+    const Scenario& given = GetParam();
     std::filesystem::create_directory(path("ini"));
     setenv("INIDIR", "ini", 1);
     write("a.pgm", greyMap(64, 64));
@@ -68,21 +68,21 @@ TEST_P(ProgramFaults, LoseNothingAndLeaveNothing) {
     std::filesystem::create_symlink("made", path("link"));
     std::string right;
     failEach([&] {
-        if (old.empty()) unlink(path(file).c_str());
-        if (!old.empty()) write(file, old);
-        const RunResult result = runHere(words, [&] {
+        if (given.old.empty()) unlink(path(given.file).c_str());
+        if (!given.old.empty()) write(given.file, given.old);
+        const RunResult result = runHere(given.words, [&] {
             isUnderTest = true;
-            if (noRename) cli::systemCalls.rename = [](int, const char*, const char*) { return -1; };
+            if (given.noRename) cli::systemCalls.rename = [](int, const char*, const char*) { return -1; };
         });
-        const std::string now = file == kOutput && result.status == 0 ? result.said : read(file);
+        const std::string now = given.file == kOutput && result.status == 0 ? result.said : read(given.file);
         if (fault.kind < 0) right = now;
         EXPECT_TRUE(fault.kind >= 0 || result.status == 0) << result.said;
         EXPECT_TRUE(result.status == 0 || !result.said.empty());
         if (result.status == 0) {
             EXPECT_TRUE(same(now, right));
-        } else if (!noRename || !fault.stays || fault.kind < firstThatUndoes) {
-            EXPECT_TRUE(same(now, old)) << result.said;
-            EXPECT_TRUE(exists(file) != old.empty() || fault.kind >= firstThatRemoves);
+        } else if (!given.noRename || !fault.stays || fault.kind < firstThatUndoes) {
+            EXPECT_TRUE(same(now, given.old)) << result.said;
+            EXPECT_TRUE(exists(given.file) != given.old.empty() || fault.kind >= firstThatRemoves);
         }
         EXPECT_EQ(read("libtolva.ini"), kProfile);
         const bool strays = access(inTmp, F_OK) == 0 || names().front()[0] == '.';
