@@ -23,6 +23,7 @@ TEST(Arguments, ThatAreNullOrMeanNothingAreAnswered) {
     rlRGB4toCMYK(0, 1, 1);
     _rlDitherOneLine(&byte, no, no, 1, 1);
     _rlDitherOneLine(&byte, no, &byte, 0, 1);
+    _rlDitherOneLine(&byte, no, &byte, 1, 0);
     expectAll(-1, zunClose(0), zunCloseandDelete(0, "x"), zunSetLineFormat(0, 1), zunGetDataFormat(0, no, no),
               zunSetDataFormat(0, 1, 1), FillZunIOBuf(0), FlushZunIO(0), unxSeek(no, 0, 0), docSeek(0, 0, 0),
               zunSeek(0, 0, 0), zunOpen(no, no, 0x4000), EditSetup(0, 7), xEscapeSetup(0, 1, 4, &byte, &byte, 0),

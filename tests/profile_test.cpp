@@ -98,7 +98,9 @@ TEST(Profile, AFileThatCannotBeChangedStaysWhole) {
     close(nameless);
     const std::string fresh = folder + "/fresh.ini";
     const long mask = syscall(SYS_umask, 0137);
+    setenv("INIDIR", "no", 1);  // is looked in, too
     EXPECT_EQ(WritePrivateProfileString("s", "k", "v", fresh.c_str()), 1);
+    unsetenv("INIDIR");
     syscall(SYS_umask, mask);
     for (const std::string& file : {path, fresh}) {
         struct stat about;
