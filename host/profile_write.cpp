@@ -217,7 +217,7 @@ int makeNameless() {
 bool takeRoom(int file, const char* text) {
     struct stat about;
     if (systemCalls.lookAt(text, &about) != 0) return false;
-    return about.st_size == 0 || systemCalls.takeRoom(file, about.st_size) == 0;
+    return about.st_size == 0 || systemCalls.takeRoom(file, 0, about.st_size) == 0;
 }
 
 // The room is taken before the first byte changes, so that a full disk changes none; what fails later is undone, from

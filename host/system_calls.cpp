@@ -5,7 +5,6 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <cstdlib>
 
 namespace tolva {
@@ -18,11 +17,6 @@ ssize_t readStream(void* buffer, size_t count, FILE* file) {
     std::clearerr(file);
     const size_t got = std::fread(buffer, 1, count, file);
     return got < count && std::ferror(file) != 0 ? -1 : static_cast<ssize_t>(got);
-}
-
-int takeRoom(int file, off_t size) {
-    errno = posix_fallocate(file, 0, size);
-    return errno == 0 ? 0 : -1;
 }
 
 }  // namespace
@@ -40,7 +34,7 @@ SystemCalls systemCalls = {
     .closeFile = ::close,
     .readAt = pread,
     .writeAt = pwrite,
-    .takeRoom = takeRoom,
+    .takeRoom = posix_fallocate,
     .resize = ftruncate,
     .sync = fsync,
     .lookInto = fstat,

@@ -25,7 +25,7 @@ struct SystemCalls {
     int (*closeFile)(int file);
     ssize_t (*readAt)(int file, void* buffer, size_t count, off_t offset);
     ssize_t (*writeAt)(int file, const void* buffer, size_t count, off_t offset);
-    int (*takeRoom)(int file, off_t size);
+    int (*takeRoom)(int file, off_t from, off_t count);  // answers the error
     int (*resize)(int file, off_t size);
     int (*sync)(int file);
     int (*lookInto)(int file, struct stat* about);

@@ -101,7 +101,8 @@ inline uint8_t plainAnswer(const AnswerBlock* blocks, uint32_t part, uint32_t pl
     return reinterpret_cast<const uint8_t*>(blocks + (part & ~kPlainAnswers))[place % kPartColours];
 }
 
-// Without a branch: where palettes are dense, both kinds alternate from pixel to pixel.
+// Without a branch: where palettes are dense, both kinds alternate from pixel to pixel. What is read in vain lies among
+// the blocks: a cell is begun only where all its parts' answers would find room if they were plain.
 inline uint8_t eitherAnswer(const AnswerBlock* blocks, uint32_t part, uint32_t place) {
     const uint8_t plain = plainAnswer(blocks, part, place);
     const uint8_t coded = codedAnswer(blocks[part & ~kPlainAnswers], place);

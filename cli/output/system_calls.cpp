@@ -2,7 +2,6 @@
 
 #include "cli/output/system_calls.h"
 
-#include <cerrno>
 #include <cstdlib>
 
 #include <fcntl.h>
@@ -10,15 +9,6 @@
 #include <unistd.h>
 
 namespace cli {
-namespace {
-
-int takeRoom(int file, off_t size) {
-    errno = posix_fallocate(file, 0, size);
-    return errno == 0 ? 0 : -1;
-}
-
-}  // namespace
-
 SystemCalls systemCalls = {
     .open = [](int folder, const char* name, int flags, mode_t mode) { return openat(folder, name, flags, mode); },
     .makeTemporary = mkstemp,
@@ -37,7 +27,7 @@ SystemCalls systemCalls = {
     .readAt = pread,
     .write = ::write,
     .seek = lseek,
-    .takeRoom = takeRoom,
+    .takeRoom = posix_fallocate,
     .resize = ftruncate,
     .setOwner = fchown,
     .setMode = fchmod,

@@ -29,7 +29,7 @@ struct SystemCalls {
     ssize_t (*readAt)(int file, void* bytes, size_t count, off_t position);
     ssize_t (*write)(int file, const void* bytes, size_t count);
     off_t (*seek)(int file, off_t offset, int origin);
-    int (*takeRoom)(int file, off_t size);
+    int (*takeRoom)(int file, off_t from, off_t count);  // answers the error
     int (*resize)(int file, off_t size);
     int (*setOwner)(int file, uid_t owner, gid_t group);
     int (*setMode)(int file, mode_t mode);

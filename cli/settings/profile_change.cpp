@@ -93,8 +93,8 @@ bool fill(int file, const std::string& text) {
 
 // The room is taken before the first byte changes, so that a full disk changes none.
 bool overwrite(const HeldProfile& held, const std::string& text) {
-    const bool hasRoom = systemCalls.takeRoom(held.file, static_cast<off_t>(text.size())) == 0;
-    if (hasRoom && fill(held.file, text)) return true;
+    errno = systemCalls.takeRoom(held.file, 0, static_cast<off_t>(text.size()));
+    if (errno == 0 && fill(held.file, text)) return true;
     const int error = errno;
     if (!fill(held.file, held.before)) warn("%s: could not be put back as it was", held.shown.c_str());
     errno = error;

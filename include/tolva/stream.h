@@ -130,8 +130,8 @@ int32_t zunWrite(TolvaHandle stream, const void* buffer, int32_t count);
 /** The new position in bytes from the start, -1 on error. (stream, 0, kTolvaFromCurrent) tells the position and moves
  * nothing. `origin` is a TolvaSeekOrigin. A memory stream grows with a seek from its start past its end. */
 int32_t zunSeek(TolvaHandle stream, int32_t offset, int32_t origin);
-/** Copies a file; bytes written less bytes read, so 0 is success; less than 0 too where the source could not
- * be read or the close failed. A missing source copies nothing and gives 0. */
+/** Copies a file; bytes written less bytes read, so 0 is success; less than 0 too where reading or the
+ * close failed. A source that does not open copies nothing and gives 0. */
 int32_t zunCopy(const char* source, const char* destination);
 /** Loads the buffer from the next position: bytes loaded, 0 at the end and for memory streams, -1 on error. */
 int32_t FillZunIOBuf(TolvaHandle stream);
