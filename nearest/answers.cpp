@@ -140,15 +140,15 @@ uint32_t keep(Answers& a, const uint8_t* answers) {
         if (code == kCodes) {
             const uint32_t place = a.used;
             std::memcpy(&newBlock(a, kBlocksOfPlainAnswers), answers, kPartColours);
-            return place | kPlainAnswers;
+            return place;
         }
         if (code == known) coded.entries[known++] = answers[i];
         coded.codes[i % 16] = static_cast<uint8_t>(coded.codes[i % 16] | code << i / 16 * 2);
     }
-    if (known == 1) return 1u + answers[0];
+    if (known == 1) return kCodedAnswers | (1u + answers[0]);
     const uint32_t place = a.used;
     newBlock(a, 1) = coded;
-    return place;
+    return kCodedAnswers | place;
 }
 
 // The candidates of a cell that are ones of a part, with their margins to the one that is nearest to its middle.
@@ -189,11 +189,11 @@ uint32_t fillPart(Answers& a, const Margins& cell, const uint8_t* lowest, const 
     const uint8_t corner[] = {static_cast<uint8_t>(lowest[0] + inCell[0]), static_cast<uint8_t>(lowest[1] + inCell[1]),
                               static_cast<uint8_t>(lowest[2] + inCell[2])};
     const bool amended = a.rule.concerns != nullptr && a.rule.concerns(corner);
-    if (part.count == 1 && !amended) return 1u + a.indices[part.entries[0]];
+    if (part.count == 1 && !amended) return kCodedAnswers | (1u + a.indices[part.entries[0]]);
     if (part.count <= kCodes && !amended) {
         const uint32_t place = a.used;
         answerFew(a, part, newBlock(a, 1));
-        return place;
+        return kCodedAnswers | place;
     }
     uint8_t answers[kPartColours];
     answerMany(a, part, answers);
@@ -245,20 +245,18 @@ void answerPixels(Answers& a, const uint8_t* from, uint8_t* to, int32_t width) {
             continue;
         }
         uint32_t places[kTogether], parts[kTogether];
-        bool unmet = false;
-        uint32_t kinds = 0;
+        uint32_t shared = kCodedAnswers;
         for (int i = 0; i < kTogether; ++i) {
             places[i] = placeOf(from + i * bytes);
             parts[i] = room.parts[places[i] / kPartColours];
-            unmet |= parts[i] == 0;
-            kinds |= parts[i];
+            shared &= parts[i];
         }
-        if (unmet) {
-            for (int i = 0; i < kTogether; ++i) to[x + i] = answer(a, from + i * bytes);
-        } else if ((kinds & kPlainAnswers) == 0) {
-            for (int i = 0; i < kTogether; ++i) to[x + i] = codedAnswer(room.blocks[parts[i]], places[i]);
-        } else {
+        if (shared != 0) {
+            for (int i = 0; i < kTogether; ++i) to[x + i] = codedAnswer(room.blocks[parts[i] & ~kCodedAnswers], places[i]);
+        } else if (std::find(parts, parts + kTogether, 0u) == parts + kTogether) {
             for (int i = 0; i < kTogether; ++i) to[x + i] = eitherAnswer(room.blocks, parts[i], places[i]);
+        } else {
+            for (int i = 0; i < kTogether; ++i) to[x + i] = answer(a, from + i * bytes);
         }
     }
     for (; x < width; ++x, from += bytes) to[x] = answer(a, from);

@@ -37,7 +37,7 @@ struct CubeCandidates {
 
 // Memory that answers are worked out in. Pages are touched as colours are met.
 struct AnswerRoom {
-    uint32_t parts[kParts];  // the place of a part's block, kPlainAnswers beside it; 0: not met
+    uint32_t parts[kParts];  // the place of a part's block, kCodedAnswers beside it; 0: not met
     CubeCandidates cubes[kCubes];
     AnswerBlock blocks[kBlocks];
 };
@@ -73,7 +73,7 @@ void beginAnswers(Answers& answers, void* room, const uint8_t* table, const uint
 // `to` may be `from`.
 void answerRow(Answers& answers, const uint8_t* from, int bytesPerPixel, uint8_t* to, int32_t width);
 
-constexpr uint32_t kPlainAnswers = 0x80000000;
+constexpr uint32_t kCodedAnswers = 0x80000000;
 // Fills a colour's cell if it has not been met; also the way to plain answers.
 uint8_t answerSlowly(Answers& answers, const uint8_t* colour);
 
@@ -98,22 +98,22 @@ inline uint8_t codedAnswer(const AnswerBlock& block, uint32_t place) {
 }
 
 inline uint8_t plainAnswer(const AnswerBlock* blocks, uint32_t part, uint32_t place) {
-    return reinterpret_cast<const uint8_t*>(blocks + (part & ~kPlainAnswers))[place % kPartColours];
+    return reinterpret_cast<const uint8_t*>(blocks + (part & ~kCodedAnswers))[place % kPartColours];
 }
 
 // Without a branch: where palettes are dense, both kinds alternate from pixel to pixel. What is read in vain lies among
 // the blocks: a cell is begun only where all its parts' answers would find room if they were plain.
 inline uint8_t eitherAnswer(const AnswerBlock* blocks, uint32_t part, uint32_t place) {
     const uint8_t plain = plainAnswer(blocks, part, place);
-    const uint8_t coded = codedAnswer(blocks[part & ~kPlainAnswers], place);
-    return (part & kPlainAnswers) != 0 ? plain : coded;
+    const uint8_t coded = codedAnswer(blocks[part & ~kCodedAnswers], place);
+    return (part & kCodedAnswers) != 0 ? coded : plain;
 }
 
 inline uint8_t answer(Answers& answers, const uint8_t* colour) {
     const uint32_t place = placeOf(colour);
     const uint32_t part = answers.room->parts[place / kPartColours];
-    if (static_cast<int32_t>(part) <= 0) return answerSlowly(answers, colour);
-    return codedAnswer(answers.room->blocks[part], place);
+    if ((part & kCodedAnswers) == 0) return answerSlowly(answers, colour);
+    return codedAnswer(answers.room->blocks[part & ~kCodedAnswers], place);
 }
 
 }  // namespace tolva
