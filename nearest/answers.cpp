@@ -54,6 +54,13 @@ uint32_t narrow(const Answers& a, const uint8_t* from, uint32_t count, const uin
     return kept;
 }
 
+// Eight numbers of 16 bits, spelt out as vectors, because g++ 12 gets the same loops over numbers wrong when it makes
+// vectors of them.
+using Lanes = int16_t __attribute__((vector_size(16)));
+constexpr uint32_t kLanes = sizeof(Lanes) / sizeof(int16_t);
+
+int16_t narrowed(int32_t x) { return static_cast<int16_t>(x); }
+
 // A candidate is nearer than the one that is nearest to the middle somewhere in the cell, and farther in its middle: so
 // its margin to that one stays within 2 * 7 * 3 * 255 of 0, and that to another candidate within twice as much, which
 // fits 16 bits. In a part it is within 2 * 3 * 3 * 255, four times of which do.
@@ -71,28 +78,95 @@ void takeMargins(const Answers& a, const uint8_t* lowest, Margins& m) {
     }
 }
 
-// Sums of 16 bits that are linear in the colour, eight at once: those of a part's two greens and all its blues. Spelt
-// out as vectors, because g++ 12 gets the same loops over numbers wrong when it makes vectors of them.
-using Lanes = int16_t __attribute__((vector_size(16)));
-constexpr uint32_t kLanes = sizeof(Lanes) / sizeof(int16_t);
+// ---- Of a cell's parts, side by side ----
+
+constexpr Lanes kPartReds = {0, 0, 0, 0, 4, 4, 4, 4};  // the lowest ones, from the cell's
+constexpr Lanes kPartGreens = {0, 0, 4, 4, 0, 0, 4, 4};
+constexpr Lanes kPartBlues = {0, 4, 0, 4, 0, 4, 0, 4};
+static_assert(kPartSide == 4 && kPartsOfCell == kLanes);
+
+struct PartCandidates {
+    Lanes nearest;  // to the part's middle: the rank in the cell
+    Lanes counts;
+    uint8_t ranks[kPartsOfCell][kMostEntries];
+};
+
+Lanes atParts(const Margins& cell, uint32_t rank) {
+    return kPartReds * cell.steps[0][rank] + kPartGreens * cell.steps[1][rank] + kPartBlues * cell.steps[2][rank] +
+           cell.at[rank];
+}
+
+Lanes belowZero(const Lanes& x) { return x < 0 ? x : Lanes{}; }
+
+// The candidates of a cell that are ones of its parts.
+void narrowToParts(const Margins& cell, PartCandidates& parts) {
+    Lanes least = Lanes{} + INT16_MAX, at = {}, steps[3] = {};
+    parts.nearest = Lanes{};
+    parts.counts = Lanes{};
+    for (uint32_t rank = 0; rank < cell.count; ++rank) {
+        const Lanes low = atParts(cell, rank);
+        const Lanes inMiddle = low + narrowed(2 * cell.steps[0][rank] + cell.steps[1][rank] + 2 * cell.steps[2][rank]);
+        const auto nearer = inMiddle < least;
+        least = nearer ? inMiddle : least;
+        at = nearer ? low : at;
+        for (int k = 0; k < 3; ++k) steps[k] = nearer ? Lanes{} + cell.steps[k][rank] : steps[k];
+        parts.nearest = nearer ? Lanes{} + narrowed(static_cast<int32_t>(rank)) : parts.nearest;
+    }
+    for (uint32_t rank = 0; rank < cell.count; ++rank) {
+        Lanes gains = {};
+        for (int k = 0; k < 3; ++k) gains += belowZero(cell.steps[k][rank] - steps[k]);
+        const Lanes lowest = atParts(cell, rank) - at + gains * (kPartSide - 1);
+        const auto first = narrowed(static_cast<int32_t>(rank)) <= parts.nearest;
+        const auto kept = lowest + first < 0;  // also where both are equally far, and this one's index is lower
+        for (uint32_t part = 0; part < kPartsOfCell; ++part)
+            parts.ranks[part][parts.counts[part]] = static_cast<uint8_t>(rank);
+        parts.counts -= kept;
+    }
+}
+
+// Relative to the one that is nearest to the part's middle.
+void takeMarginsOfPart(const Margins& cell, const PartCandidates& parts, uint32_t part, Margins& m) {
+    const auto nearest = static_cast<uint32_t>(parts.nearest[part]);
+    const auto margin = [&](uint32_t rank) {
+        return cell.at[rank] + kPartReds[part] * cell.steps[0][rank] + kPartGreens[part] * cell.steps[1][rank] +
+               kPartBlues[part] * cell.steps[2][rank];
+    };
+    m.count = static_cast<uint32_t>(parts.counts[part]);
+    for (uint32_t i = 0; i < m.count; ++i) {
+        const uint32_t rank = parts.ranks[part][i];
+        m.at[i] = narrowed(margin(rank) - margin(nearest));
+        for (int k = 0; k < 3; ++k) m.steps[k][i] = narrowed(cell.steps[k][rank] - cell.steps[k][nearest]);
+        m.entries[i] = cell.entries[rank];
+    }
+}
+
+// ---- Of a part's colours, a vector for each pair of greens ----
+
 constexpr uint32_t kVectors = kPartColours / kLanes;
 constexpr Lanes kGreens = {0, 0, 0, 0, 1, 1, 1, 1};
 constexpr Lanes kBlues = {0, 1, 2, 3, 0, 1, 2, 3};
-static_assert(kPartSide == 4 && kVectors == 8);
+static_assert(kVectors == 8);
 
 // Hands each vector of a part its sums.
 template <class Take>
 void forSums(int32_t at, int32_t red, int32_t green, int32_t blue, Take take) {
-    const auto step = [](int32_t x) { return static_cast<int16_t>(x); };
-    Lanes sums = kGreens * step(green) + kBlues * step(blue) + step(at);
+    Lanes sums = kGreens * narrowed(green) + kBlues * narrowed(blue) + narrowed(at);
     for (uint32_t i = 0; i < kVectors; i += 2) {
         take(i, sums);
-        take(i + 1, sums + step(2 * green));
-        sums += step(red);
+        take(i + 1, sums + narrowed(2 * green));
+        sums += narrowed(red);
     }
 }
 
+void storeBytes(uint8_t* to, const Lanes& lanes) {
+    using Bytes = uint8_t __attribute__((vector_size(kLanes)));
+    const Bytes bytes = __builtin_convertvector(lanes, Bytes);
+    std::memcpy(to, &bytes, sizeof bytes);
+}
+
 void lower(Lanes& least, const Lanes& sums) { least = sums < least ? sums : least; }
+
+bool isAmended(const Answers& a, const uint8_t* lowest) { return a.rule.concerns != nullptr && a.rule.concerns(lowest); }
 
 AnswerBlock& newBlock(Answers& a, uint32_t blocks) {
     AnswerBlock& block = a.room->blocks[a.used];
@@ -112,7 +186,7 @@ void answerFew(Answers& a, const Margins& m, AnswerBlock& block) {
     for (uint32_t i = 0; i < 2; ++i) {
         const Lanes codes =
             (least[i] & 3) | (least[2 + i] & 3) << 2 | (least[4 + i] & 3) << 4 | (least[6 + i] & 3) << 6;
-        for (uint32_t k = 0; k < kLanes; ++k) block.codes[i * kLanes + k] = static_cast<uint8_t>(codes[k]);
+        storeBytes(block.codes + i * kLanes, codes);
     }
 }
 
@@ -127,7 +201,7 @@ void answerMany(const Answers& a, const Margins& m, uint8_t* answers) {
                     lower(least[i], margins);
                 });
     }
-    for (uint32_t i = 0; i < kPartColours; ++i) answers[i] = static_cast<uint8_t>(nearest[i / kLanes][i % kLanes]);
+    for (uint32_t i = 0; i < kVectors; ++i) storeBytes(answers + i * kLanes, nearest[i]);
 }
 
 // The place of a block that gives these answers.
@@ -151,53 +225,16 @@ uint32_t keep(Answers& a, const uint8_t* answers) {
     return kCodedAnswers | place;
 }
 
-// The candidates of a cell that are ones of a part, with their margins to the one that is nearest to its middle.
-void narrowMargins(const Margins& cell, const int32_t* inCell, Margins& part) {
-    int16_t at[kMostEntries];
-    uint32_t middle = 0;
-    int32_t least = INT16_MAX + 1;
-    for (uint32_t i = 0; i < cell.count; ++i) {
-        const auto step = [&](int k) { return int32_t{cell.steps[k][i]}; };
-        const int32_t low = cell.at[i] + inCell[0] * step(0) + inCell[1] * step(1) + inCell[2] * step(2);
-        at[i] = static_cast<int16_t>(low);
-        const int32_t inMiddle = low + 2 * step(0) + step(1) + 2 * step(2);
-        if (inMiddle < least) {
-            least = inMiddle;
-            middle = i;
-        }
-    }
-    part.count = 0;
-    for (uint32_t i = 0; i < cell.count; ++i) {
-        const uint32_t n = part.count;
-        // cppcheck-suppress uninitvar ; as many as were filled
-        const int32_t margin = at[i] - at[middle];
-        int32_t lowest = margin;
-        for (int k = 0; k < 3; ++k) {
-            const int32_t step = cell.steps[k][i] - cell.steps[k][middle];
-            part.steps[k][n] = static_cast<int16_t>(step);
-            lowest += (kPartSide - 1) * std::min(step, 0);
-        }
-        part.at[n] = static_cast<int16_t>(margin);
-        part.entries[n] = cell.entries[i];
-        part.count += lowest < (i <= middle);
-    }
-}
-
-uint32_t fillPart(Answers& a, const Margins& cell, const uint8_t* lowest, const int32_t* inCell) {
-    Margins part;
-    narrowMargins(cell, inCell, part);
-    const uint8_t corner[] = {static_cast<uint8_t>(lowest[0] + inCell[0]), static_cast<uint8_t>(lowest[1] + inCell[1]),
-                              static_cast<uint8_t>(lowest[2] + inCell[2])};
-    const bool amended = a.rule.concerns != nullptr && a.rule.concerns(corner);
-    if (part.count == 1 && !amended) return kCodedAnswers | (1u + a.indices[part.entries[0]]);
-    if (part.count <= kCodes && !amended) {
+uint32_t fillPart(Answers& a, const Margins& m, const uint8_t* lowest) {
+    const bool amended = isAmended(a, lowest);
+    if (m.count <= kCodes && !amended) {
         const uint32_t place = a.used;
-        answerFew(a, part, newBlock(a, 1));
+        answerFew(a, m, newBlock(a, 1));
         return kCodedAnswers | place;
     }
     uint8_t answers[kPartColours];
-    answerMany(a, part, answers);
-    if (amended) a.rule.amend(a.rule.with, corner, answers);
+    answerMany(a, m, answers);
+    if (amended) a.rule.amend(a.rule.with, lowest, answers);
     return keep(a, answers);
 }
 
@@ -225,9 +262,18 @@ void fillCell(Answers& a, const uint8_t* colour) {
     Margins cell;
     cell.count = narrow(a, cube.entries, cube.count, lowest, kCellSide, cell.entries);
     takeMargins(a, lowest, cell);
-    for (int32_t i = 0; i < static_cast<int32_t>(kPartsOfCell); ++i) {
-        const int32_t inCell[] = {(i >> 2) * kPartSide, (i >> 1 & 1) * kPartSide, (i & 1) * kPartSide};
-        a.room->parts[firstPart + static_cast<uint32_t>(i)] = fillPart(a, cell, lowest, inCell);
+    PartCandidates parts;
+    narrowToParts(cell, parts);
+    Margins m;
+    for (uint32_t part = 0; part < kPartsOfCell; ++part) {
+        const uint8_t inPart[] = {static_cast<uint8_t>(lowest[0] + kPartReds[part]),
+                                  static_cast<uint8_t>(lowest[1] + kPartGreens[part]),
+                                  static_cast<uint8_t>(lowest[2] + kPartBlues[part])};
+        uint32_t& place = a.room->parts[firstPart + part];
+        place = kCodedAnswers | (1u + a.indices[cell.entries[parts.nearest[part]]]);
+        if (parts.counts[part] == 1 && !isAmended(a, inPart)) continue;
+        takeMarginsOfPart(cell, parts, part, m);
+        place = fillPart(a, m, inPart);
     }
 }
 
