@@ -6,8 +6,10 @@
 #include "nearest/answers.h"
 
 #include <algorithm>
+#include <cfloat>
 #include <cstdlib>
 #include <cstring>
+#include <numeric>
 
 namespace tolva {
 namespace {
@@ -26,30 +28,70 @@ struct Margins {
     uint8_t entries[kMostEntries];
 };
 
-// The candidates among some entries in the cube of this lowest colour, in their order.
-uint32_t narrow(const Answers& a, const uint8_t* from, uint32_t count, const uint8_t* lowest, int32_t side,
-                uint8_t* to) {
-    const int16_t(&c)[3][kMostEntries] = a.components;
-    int32_t distances[kMostEntries];  // from the lowest colour
-    int32_t least = INT32_MAX;
-    uint32_t middle = 0;
-    for (uint32_t i = 0; i < count; ++i) {
-        const int32_t red = c[0][from[i]] - lowest[0], green = c[1][from[i]] - lowest[1],
-                      blue = c[2][from[i]] - lowest[2];
-        distances[i] = red * red + green * green + blue * blue;
-        const int32_t fromMiddle = distances[i] - side * (red + green + blue);  // but for what is the same for all
-        if (fromMiddle >= least) continue;
-        least = fromMiddle;
-        middle = i;
+// Four numbers, all of them whole and of less than 24 bits: exact.
+using Floats = float __attribute__((vector_size(16)));
+using Ranks = int32_t __attribute__((vector_size(16)));
+constexpr Ranks kFirstRanks = {0, 1, 2, 3};
+constexpr float kOutside = 4096;  // of all cubes, so far that it is nobody's candidate
+static_assert(kCandidatesOfBlock == 4);
+
+Floats componentsOf(const CandidateBlock& block, uint32_t channel) {
+    Floats components;
+    std::memcpy(&components, block.components[channel], sizeof components);
+    return components;
+}
+
+// Behind the blocks in use; how many stand there then.
+uint32_t addCandidates(Answers& a, const uint8_t* entries, uint32_t count) {
+    const uint32_t blocks = (count + kCandidatesOfBlock - 1) / kCandidatesOfBlock;
+    for (uint32_t i = 0; i < blocks * kCandidatesOfBlock; ++i) {
+        CandidateBlock& block = a.room->candidates[a.usedCandidates + i / kCandidatesOfBlock];
+        const uint32_t lane = i % kCandidatesOfBlock;
+        for (int k = 0; k < 3; ++k) block.components[k][lane] = i < count ? a.components[k][entries[i]] : kOutside;
+        block.entries[lane] = i < count ? entries[i] : 0;
     }
-    const uint32_t m = from[middle];
+    a.usedCandidates += blocks;
+    return count;
+}
+
+// The candidates among some entries in the cube of this lowest colour, in their order.
+uint32_t narrow(const CandidateBlock* from, uint32_t count, const uint8_t* lowest, int32_t side, uint8_t* to) {
+    const auto number = [](int32_t x) { return static_cast<float>(x); };
+    const uint32_t blocks = (count + kCandidatesOfBlock - 1) / kCandidatesOfBlock;
+    Floats distances[kMostCandidateBlocks];  // from the lowest colour
+    Floats least = Floats{} + FLT_MAX;
+    Ranks nearest = {}, ranks = kFirstRanks;
+    for (uint32_t i = 0; i < blocks; ++i, ranks += kCandidatesOfBlock) {
+        const Floats red = componentsOf(from[i], 0) - number(lowest[0]);
+        const Floats green = componentsOf(from[i], 1) - number(lowest[1]);
+        const Floats blue = componentsOf(from[i], 2) - number(lowest[2]);
+        distances[i] = red * red + green * green + blue * blue;
+        const Floats fromMiddle = distances[i] - number(side) * (red + green + blue);  // but for what all have
+        const auto nearer = fromMiddle < least;
+        least = nearer ? fromMiddle : least;
+        nearest = nearer ? ranks : nearest;
+    }
+    uint32_t lane = 0;
+    for (uint32_t k = 1; k < kCandidatesOfBlock; ++k) lane = least[k] < least[lane] ? k : lane;
+    const int32_t middle = nearest[lane];
+    const CandidateBlock& block = from[static_cast<uint32_t>(middle) / kCandidatesOfBlock];
+    lane = static_cast<uint32_t>(middle) % kCandidatesOfBlock;
+    const float distance = distances[static_cast<uint32_t>(middle) / kCandidatesOfBlock][lane];
     uint32_t kept = 0;
-    for (uint32_t i = 0; i < count; ++i) {
-        const uint32_t e = from[i];
-        const auto gain = [&](int k) { return std::max(0, c[k][e] - c[k][m]); };  // a step to where the entry does best
-        const int32_t margin = distances[i] - distances[middle] - 2 * (side - 1) * (gain(0) + gain(1) + gain(2));
-        to[kept] = static_cast<uint8_t>(e);
-        kept += margin < (i <= middle);
+    ranks = kFirstRanks;
+    for (uint32_t i = 0; i < blocks; ++i, ranks += kCandidatesOfBlock) {
+        Floats gains = {};  // of a step to where the entry does best
+        for (uint32_t k = 0; k < 3; ++k) {
+            const Floats gain = componentsOf(from[i], k) - block.components[k][lane];
+            gains += gain > 0 ? gain : Floats{};
+        }
+        const Floats margins = distances[i] - distance - number(2 * (side - 1)) * gains;
+        const auto first = __builtin_convertvector(ranks <= middle, Floats);
+        const auto candidates = margins + first < 0;  // also where both are equally far, and this one's index is lower
+        for (uint32_t k = 0; k < kCandidatesOfBlock; ++k) {
+            to[kept] = from[i].entries[k];
+            kept -= static_cast<uint32_t>(candidates[k]);
+        }
     }
     return kept;
 }
@@ -166,7 +208,9 @@ void storeBytes(uint8_t* to, const Lanes& lanes) {
 
 void lower(Lanes& least, const Lanes& sums) { least = sums < least ? sums : least; }
 
-bool isAmended(const Answers& a, const uint8_t* lowest) { return a.rule.concerns != nullptr && a.rule.concerns(lowest); }
+bool isAmended(const Answers& a, const uint8_t* lowest) {
+    return a.rule.concerns != nullptr && a.rule.concerns(lowest);
+}
 
 AnswerBlock& newBlock(Answers& a, uint32_t blocks) {
     AnswerBlock& block = a.room->blocks[a.used];
@@ -251,16 +295,17 @@ void fillCell(Answers& a, const uint8_t* colour) {
     };
     uint32_t cubeNumber = 0;
     for (int k = 0; k < 3; ++k) cubeNumber = cubeNumber << 3 | colour[k] >> 5;
-    CubeCandidates& cube = a.room->cubes[cubeNumber];
-    if (cube.count == 0) {
-        uint8_t all[kMostEntries];
-        for (uint32_t i = 0; i < a.count; ++i) all[i] = static_cast<uint8_t>(i);
+    Cube& cube = a.room->cubes[cubeNumber];
+    if (cube.candidates == 0) {
+        uint8_t entries[kMostEntries];
         lowestOf(kCubeSide);
-        cube.count = static_cast<uint16_t>(narrow(a, all, a.count, lowest, kCubeSide, cube.entries));
+        const uint32_t count = narrow(a.room->candidates, a.count, lowest, kCubeSide, entries);
+        cube.first = static_cast<uint16_t>(a.usedCandidates);
+        cube.candidates = static_cast<uint16_t>(addCandidates(a, entries, count));
     }
     const uint32_t firstPart = lowestOf(kCellSide) / kPartColours;
     Margins cell;
-    cell.count = narrow(a, cube.entries, cube.count, lowest, kCellSide, cell.entries);
+    cell.count = narrow(a.room->candidates + cube.first, cube.candidates, lowest, kCellSide, cell.entries);
     takeMargins(a, lowest, cell);
     PartCandidates parts;
     narrowToParts(cell, parts);
@@ -298,7 +343,8 @@ void answerPixels(Answers& a, const uint8_t* from, uint8_t* to, int32_t width) {
             shared &= parts[i];
         }
         if (shared != 0) {
-            for (int i = 0; i < kTogether; ++i) to[x + i] = codedAnswer(room.blocks[parts[i] & ~kCodedAnswers], places[i]);
+            for (int i = 0; i < kTogether; ++i)
+                to[x + i] = codedAnswer(room.blocks[parts[i] & ~kCodedAnswers], places[i]);
         } else if (std::find(parts, parts + kTogether, 0u) == parts + kTogether) {
             for (int i = 0; i < kTogether; ++i) to[x + i] = eitherAnswer(room.blocks, parts[i], places[i]);
         } else {
@@ -336,6 +382,10 @@ void beginAnswers(Answers& a, void* room, const uint8_t* table, const uint8_t* c
         for (auto& component : a.components) component[0] = 0;
         a.indices[a.count++] = 0;
     }
+    uint8_t all[kMostEntries];
+    std::iota(all, all + kMostEntries, uint8_t{0});
+    a.usedCandidates = 0;
+    addCandidates(a, all, a.count);
     for (uint32_t i = 0; i < kMostEntries; ++i) {
         a.room->blocks[1 + i] = {};
         a.room->blocks[1 + i].entries[0] = static_cast<uint8_t>(i);

@@ -30,15 +30,24 @@ constexpr uint32_t kPartsOfCell = 8;
 constexpr uint32_t kOwnBlocks = 1 + kMostEntries;
 constexpr uint32_t kBlocks = kOwnBlocks + kParts + kPartsOfCell * kBlocksOfPlainAnswers;
 
-struct CubeCandidates {
-    uint16_t count;  // 0: not met
-    uint8_t entries[kMostEntries];
+// Entries that are looked at together; those behind the last one lie far outside.
+constexpr uint32_t kCandidatesOfBlock = 4;
+struct CandidateBlock {
+    float components[3][kCandidatesOfBlock];
+    uint8_t entries[kCandidatesOfBlock];
+};
+constexpr uint32_t kMostCandidateBlocks = kMostEntries / kCandidatesOfBlock;
+
+struct Cube {
+    uint16_t first;       // of its blocks
+    uint16_t candidates;  // 0: not met
 };
 
 // Memory that answers are worked out in. Pages are touched as colours are met.
 struct AnswerRoom {
     uint32_t parts[kParts];  // the place of a part's block, kCodedAnswers beside it; 0: not met
-    CubeCandidates cubes[kCubes];
+    Cube cubes[kCubes];
+    CandidateBlock candidates[(1 + kCubes) * kMostCandidateBlocks];  // of the table, then of cubes as they are met
     AnswerBlock blocks[kBlocks];
 };
 
@@ -52,8 +61,9 @@ struct AnswerRule {
 
 struct Answers {
     AnswerRoom* room;
-    uint32_t used;   // blocks
-    uint32_t count;  // distinct entries, in the table's order
+    uint32_t used;            // blocks
+    uint32_t usedCandidates;  // their blocks
+    uint32_t count;           // distinct entries, in the table's order
     int16_t components[3][kMostEntries];
     uint8_t indices[kMostEntries];
     AnswerRule rule;  // no functions: none
