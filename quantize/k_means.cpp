@@ -71,12 +71,14 @@ uint32_t findCandidates(Workspace& w, const Cluster* clusters, uint32_t count, c
             bound[lane] = std::min(bound[lane], w.distances[i].greatest[lane]);
     }
     const int32_t most = *std::min_element(bound, bound + kLanes);
+    uint32_t ranks[kMostClusters];
     uint32_t found = 0;
-    for (uint32_t k = 0; k < count; ++k) {
-        if (w.distances[k / kLanes].least[k % kLanes] > most) continue;
-        setLane(w.candidates[found / kLanes], found % kLanes, clusters[k].centroid, k);
-        ++found;
+    for (uint32_t k = 0; k < count; ++k) {  // without branches: few are found, and one cannot tell which
+        ranks[found] = k;
+        found += w.distances[k / kLanes].least[k % kLanes] <= most;
     }
+    for (uint32_t i = 0; i < found; ++i)
+        setLane(w.candidates[i / kLanes], i % kLanes, clusters[ranks[i]].centroid, ranks[i]);
     return closeBlocks(w.candidates, found);
 }
 

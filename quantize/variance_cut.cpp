@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
+#include <cstring>
 
 #include "host/numbers.h"
 
@@ -19,9 +20,10 @@ namespace {
 
 constexpr uint32_t kLevels = 256;
 
+// The weight, and behind it a sum for each channel, two of which are added at once.
+using Pair = double __attribute__((vector_size(16)));
 struct Moments {
-    double weight;
-    double sums[kChannels];
+    Pair halves[2];
 };
 
 struct Box {
@@ -39,48 +41,60 @@ struct Workspace {
     Box boxes[kLevels];
 };
 
-uint32_t levelOf(const ColourPoint& p, uint32_t channel) {
-    return static_cast<uint32_t>(p.mean[channel] / kLevel[channel]);
-}
+uint32_t levelOf(int16_t mean, uint32_t channel) { return static_cast<uint32_t>(mean / kLevel[channel]); }
+
+double weightOf(const Moments& m) { return m.halves[0][0]; }
+double sumOf(const Moments& m, uint32_t channel) { return m.halves[(1 + channel) / 2][(1 + channel) % 2]; }
 
 void add(Moments& to, const Moments& m) {
-    to.weight += m.weight;
-    for (uint32_t c = 0; c < kChannels; ++c) to.sums[c] += m.sums[c];
+    to.halves[0] += m.halves[0];
+    to.halves[1] += m.halves[1];
 }
 
 // The fall of the squared error when a box is cut into these two.
 double gainOf(const Moments& all, const Moments& low) {
-    const double highWeight = all.weight - low.weight;
-    const double toLow = 1.0 / low.weight, toHigh = 1.0 / highWeight;
+    const double lowWeight = weightOf(low), highWeight = weightOf(all) - lowWeight;
+    const double toLow = 1.0 / lowWeight, toHigh = 1.0 / highWeight;
     double distance = 0;
     for (uint32_t c = 0; c < kChannels; ++c) {
-        const double apart = low.sums[c] * toLow - (all.sums[c] - low.sums[c]) * toHigh;
+        const double apart = sumOf(low, c) * toLow - (sumOf(all, c) - sumOf(low, c)) * toHigh;
         distance += apart * apart;
     }
-    return distance * (low.weight * highWeight / all.weight);
+    return distance * (lowWeight * highWeight / weightOf(all));
+}
+
+// In levels. A whole point is taken at a time; what is no mean counts in vain.
+void findExtents(const ColourPoint* points, uint32_t count, uint32_t* lowest, uint32_t* highest) {
+    using Lanes = int16_t __attribute__((vector_size(sizeof(ColourPoint))));
+    Lanes least = Lanes{} + INT16_MAX, most = {};
+    for (uint32_t i = 0; i < count; ++i) {
+        Lanes point;
+        std::memcpy(&point, points + i, sizeof point);
+        least = point < least ? point : least;
+        most = point > most ? point : most;
+    }
+    for (uint32_t c = 0; c < kChannels; ++c) {
+        lowest[c] = levelOf(least[c], c);
+        highest[c] = levelOf(most[c], c);
+    }
 }
 
 void findCut(Workspace& w, const ColourPoint* points, Box& box) {
-    uint32_t lowest[kChannels] = {kLevels, kLevels, kLevels}, highest[kChannels] = {};
-    for (const ColourPoint* p = points + box.first; p < points + box.first + box.points; ++p) {
-        for (uint32_t c = 0; c < kChannels; ++c) {
-            lowest[c] = std::min(lowest[c], levelOf(*p, c));
-            highest[c] = std::max(highest[c], levelOf(*p, c));
-        }
-    }
+    uint32_t lowest[kChannels], highest[kChannels];
+    findExtents(points + box.first, box.points, lowest, highest);
     for (uint32_t c = 0; c < kChannels; ++c) std::fill(w.axes[c] + lowest[c], w.axes[c] + highest[c] + 1, Moments{});
     for (const ColourPoint* p = points + box.first; p < points + box.first + box.points; ++p) {
         const double weight = static_cast<double>(p->weight);
-        const Moments m = {weight, {weight * p->mean[0], weight * p->mean[1], weight * p->mean[2]}};
-        for (uint32_t c = 0; c < kChannels; ++c) add(w.axes[c][levelOf(*p, c)], m);
+        const Moments m = {{{weight, weight * p->mean[0]}, {weight * p->mean[1], weight * p->mean[2]}}};
+        for (uint32_t c = 0; c < kChannels; ++c) add(w.axes[c][levelOf(p->mean[c], c)], m);
     }
-    box.all = {};
+    box.all = Moments{};
     for (uint32_t i = lowest[0]; i <= highest[0]; ++i) add(box.all, w.axes[0][i]);
     box.gain = 0;
     for (uint32_t c = 0; c < kChannels; ++c) {
         Moments low = {};
         for (uint32_t i = lowest[c]; i < highest[c]; ++i) {
-            if (w.axes[c][i].weight == 0) continue;
+            if (weightOf(w.axes[c][i]) == 0) continue;
             add(low, w.axes[c][i]);
             const double gain = gainOf(box.all, low);
             if (gain <= box.gain) continue;
@@ -92,7 +106,7 @@ void findCut(Workspace& w, const ColourPoint* points, Box& box) {
     // Squares alone give rare colours more entries than the eye would, because a few large errors count most; times the
     // pixels, about the distances themselves would count. Half way to that, photographs are 1.5 % nearer in Lab, and
     // lose 0.05 dB.
-    box.worth = box.gain * std::sqrt(box.all.weight);
+    box.worth = box.gain * std::sqrt(weightOf(box.all));
 }
 
 uint32_t partitioned(ColourPoint* points, const Box& box) {
@@ -133,7 +147,7 @@ uint32_t cutByVariance(ColourPoint* points, uint32_t count, Cluster* clusters, u
         clusters[i].first = box.first;
         clusters[i].points = box.points;
         for (uint32_t c = 0; c < kChannels; ++c) {
-            clusters[i].centroid[c] = truncated<int16_t>(box.all.sums[c] / box.all.weight + 0.5);
+            clusters[i].centroid[c] = truncated<int16_t>(sumOf(box.all, c) / weightOf(box.all) + 0.5);
         }
     }
     std::free(w);
