@@ -1,12 +1,10 @@
 // answers.cpp: how parts get their answers. The entries that can be nearest to something are narrowed down from the
-// table to cubes of 32 x 32 x 32, to cells of 8 x 8 x 8, to parts. How much farther one entry is than another is linear
-// in the colour: so an entry is out where at all corners it is farther than the one that is nearest to the middle; and
-// inside a part candidates are told apart by sums of 16 bits, because they lie on both sides of 0 there.
+// table to cubes of 32 x 32 x 32, to cells of 8 x 8 x 8, to the eight parts of a cell, side by side. Inside a part
+// candidates are told apart by sums of 16 bits, because they lie on both sides of 0 there.
 
 #include "nearest/answers.h"
 
 #include <algorithm>
-#include <cfloat>
 #include <cstdlib>
 #include <cstring>
 #include <numeric>
@@ -27,74 +25,6 @@ struct Margins {
     int16_t steps[3][kMostEntries];
     uint8_t entries[kMostEntries];
 };
-
-// Four numbers, all of them whole and of less than 24 bits: exact.
-using Floats = float __attribute__((vector_size(16)));
-using Ranks = int32_t __attribute__((vector_size(16)));
-constexpr Ranks kFirstRanks = {0, 1, 2, 3};
-constexpr float kOutside = 4096;  // of all cubes, so far that it is nobody's candidate
-static_assert(kCandidatesOfBlock == 4);
-
-Floats componentsOf(const CandidateBlock& block, uint32_t channel) {
-    Floats components;
-    std::memcpy(&components, block.components[channel], sizeof components);
-    return components;
-}
-
-// Behind the blocks in use; how many stand there then.
-uint32_t addCandidates(Answers& a, const uint8_t* entries, uint32_t count) {
-    const uint32_t blocks = (count + kCandidatesOfBlock - 1) / kCandidatesOfBlock;
-    for (uint32_t i = 0; i < blocks * kCandidatesOfBlock; ++i) {
-        CandidateBlock& block = a.room->candidates[a.usedCandidates + i / kCandidatesOfBlock];
-        const uint32_t lane = i % kCandidatesOfBlock;
-        for (int k = 0; k < 3; ++k) block.components[k][lane] = i < count ? a.components[k][entries[i]] : kOutside;
-        block.entries[lane] = i < count ? entries[i] : 0;
-    }
-    a.usedCandidates += blocks;
-    return count;
-}
-
-// The candidates among some entries in the cube of this lowest colour, in their order.
-uint32_t narrow(const CandidateBlock* from, uint32_t count, const uint8_t* lowest, int32_t side, uint8_t* to) {
-    const auto number = [](int32_t x) { return static_cast<float>(x); };
-    const uint32_t blocks = (count + kCandidatesOfBlock - 1) / kCandidatesOfBlock;
-    Floats distances[kMostCandidateBlocks];  // from the lowest colour
-    Floats least = Floats{} + FLT_MAX;
-    Ranks nearest = {}, ranks = kFirstRanks;
-    for (uint32_t i = 0; i < blocks; ++i, ranks += kCandidatesOfBlock) {
-        const Floats red = componentsOf(from[i], 0) - number(lowest[0]);
-        const Floats green = componentsOf(from[i], 1) - number(lowest[1]);
-        const Floats blue = componentsOf(from[i], 2) - number(lowest[2]);
-        distances[i] = red * red + green * green + blue * blue;
-        const Floats fromMiddle = distances[i] - number(side) * (red + green + blue);  // but for what all have
-        const auto nearer = fromMiddle < least;
-        least = nearer ? fromMiddle : least;
-        nearest = nearer ? ranks : nearest;
-    }
-    uint32_t lane = 0;
-    for (uint32_t k = 1; k < kCandidatesOfBlock; ++k) lane = least[k] < least[lane] ? k : lane;
-    const int32_t middle = nearest[lane];
-    const CandidateBlock& block = from[static_cast<uint32_t>(middle) / kCandidatesOfBlock];
-    lane = static_cast<uint32_t>(middle) % kCandidatesOfBlock;
-    const float distance = distances[static_cast<uint32_t>(middle) / kCandidatesOfBlock][lane];
-    uint32_t kept = 0;
-    ranks = kFirstRanks;
-    for (uint32_t i = 0; i < blocks; ++i, ranks += kCandidatesOfBlock) {
-        Floats gains = {};  // of a step to where the entry does best
-        for (uint32_t k = 0; k < 3; ++k) {
-            const Floats gain = componentsOf(from[i], k) - block.components[k][lane];
-            gains += gain > 0 ? gain : Floats{};
-        }
-        const Floats margins = distances[i] - distance - number(2 * (side - 1)) * gains;
-        const auto first = __builtin_convertvector(ranks <= middle, Floats);
-        const auto candidates = margins + first < 0;  // also where both are equally far, and this one's index is lower
-        for (uint32_t k = 0; k < kCandidatesOfBlock; ++k) {
-            to[kept] = from[i].entries[k];
-            kept -= static_cast<uint32_t>(candidates[k]);
-        }
-    }
-    return kept;
-}
 
 // Eight numbers of 16 bits, spelt out as vectors, because g++ 12 gets the same loops over numbers wrong when it makes
 // vectors of them.
@@ -299,13 +229,14 @@ void fillCell(Answers& a, const uint8_t* colour) {
     if (cube.candidates == 0) {
         uint8_t entries[kMostEntries];
         lowestOf(kCubeSide);
-        const uint32_t count = narrow(a.room->candidates, a.count, lowest, kCubeSide, entries);
+        const uint32_t count = narrowCandidates(a.room->candidates, a.count, lowest, kCubeSide, entries);
         cube.first = static_cast<uint16_t>(a.usedCandidates);
-        cube.candidates = static_cast<uint16_t>(addCandidates(a, entries, count));
+        cube.candidates = static_cast<uint16_t>(count);
+        a.usedCandidates += layCandidates(a.room->candidates + cube.first, a.components, entries, count);
     }
     const uint32_t firstPart = lowestOf(kCellSide) / kPartColours;
     Margins cell;
-    cell.count = narrow(a.room->candidates + cube.first, cube.candidates, lowest, kCellSide, cell.entries);
+    cell.count = narrowCandidates(a.room->candidates + cube.first, cube.candidates, lowest, kCellSide, cell.entries);
     takeMargins(a, lowest, cell);
     PartCandidates parts;
     narrowToParts(cell, parts);
@@ -384,8 +315,7 @@ void beginAnswers(Answers& a, void* room, const uint8_t* table, const uint8_t* c
     }
     uint8_t all[kMostEntries];
     std::iota(all, all + kMostEntries, uint8_t{0});
-    a.usedCandidates = 0;
-    addCandidates(a, all, a.count);
+    a.usedCandidates = layCandidates(a.room->candidates, a.components, all, a.count);
     for (uint32_t i = 0; i < kMostEntries; ++i) {
         a.room->blocks[1 + i] = {};
         a.room->blocks[1 + i].entries[0] = static_cast<uint8_t>(i);

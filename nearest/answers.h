@@ -8,9 +8,10 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "nearest/candidates.h"
+
 namespace tolva {
 
-constexpr uint32_t kMostEntries = 256;
 constexpr int32_t kPartSide = 4;
 constexpr uint32_t kPartColours = kPartSide * kPartSide * kPartSide;
 constexpr uint32_t kParts = 64 * 64 * 64;
@@ -30,24 +31,18 @@ constexpr uint32_t kPartsOfCell = 8;
 constexpr uint32_t kOwnBlocks = 1 + kMostEntries;
 constexpr uint32_t kBlocks = kOwnBlocks + kParts + kPartsOfCell * kBlocksOfPlainAnswers;
 
-// Entries that are looked at together; those behind the last one lie far outside.
-constexpr uint32_t kCandidatesOfBlock = 4;
-struct CandidateBlock {
-    float components[3][kCandidatesOfBlock];
-    uint8_t entries[kCandidatesOfBlock];
-};
-constexpr uint32_t kMostCandidateBlocks = kMostEntries / kCandidatesOfBlock;
-
+constexpr uint32_t kCandidateBlocks = (1 + kCubes) * kMostCandidateBlocks;  // the table's own come first
 struct Cube {
     uint16_t first;       // of its blocks
     uint16_t candidates;  // 0: not met
 };
+static_assert(kCandidateBlocks <= UINT16_MAX);
 
 // Memory that answers are worked out in. Pages are touched as colours are met.
 struct AnswerRoom {
     uint32_t parts[kParts];  // the place of a part's block, kCodedAnswers beside it; 0: not met
     Cube cubes[kCubes];
-    CandidateBlock candidates[(1 + kCubes) * kMostCandidateBlocks];  // of the table, then of cubes as they are met
+    CandidateBlock candidates[kCandidateBlocks];
     AnswerBlock blocks[kBlocks];
 };
 
