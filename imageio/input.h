@@ -44,6 +44,8 @@ inline Reason doneUnlessStopped(const Input& input) { return isStopped(input) ? 
 size_t lookAhead(Input& input, size_t wanted);
 // All of them, or false.
 bool readBytes(Input& input, void* to, size_t count);
+// Rows of so many bytes each, from the first one's place on, a stride apart. All of them, or false.
+bool readRows(Input& input, uint8_t* first, ptrdiff_t stride, size_t bytes, uint32_t rows);
 int refillForByte(Input& input);
 inline int nextByte(Input& input) { return input.next < input.end ? input.buffer[input.next++] : refillForByte(input); }
 

@@ -77,6 +77,11 @@ bool isColours(Kind kind) { return kind == kPlainColours || kind == kRawColours;
 // Greys of up to 8 bits stay as they are and get a palette that scales them.
 bool areScaled(const Header& header) { return isColours(header.kind) || header.maximum > kByteMaximum; }
 
+// Samples that are bytes and stay what they are.
+bool lieAsTheyWill(const Header& header) {
+    return (header.kind == kRawGreys || header.kind == kRawColours) && header.maximum == kByteMaximum;
+}
+
 template <class Sample>
 Sample scaled(uint64_t value, uint32_t maximum) {
     constexpr uint64_t kWhole = std::numeric_limits<Sample>::max();
@@ -200,7 +205,6 @@ bool readWideSamples(Input& input, const Header& header, uint8_t* row, uint32_t 
 bool readRawSamples(Input& input, const Header& header, uint8_t* row, uint32_t count) {
     if (header.maximum > kByteMaximum) return readWideSamples(input, header, row, count);
     if (!readBytes(input, row, count)) return false;
-    if (header.maximum == kByteMaximum) return true;
     const bool scales = areScaled(header);
     for (uint32_t i = 0; i < count; ++i) {
         if (row[i] > header.maximum) return false;
@@ -238,6 +242,13 @@ Reason readPnm(Input& input, Picture& picture) {
         return failed;
     }
     setPalette(picture, header);
+    if (lieAsTheyWill(header)) {
+        const size_t bytes = size_t{picture.width} * (isColours(header.kind) ? kColourSamples : 1);
+        const auto stride = static_cast<ptrdiff_t>(picture.stride);
+        if (!readRows(input, rowFromTop(picture, 0), -stride, bytes, picture.height)) return reportShortRead(input);
+        warnOfMorePictures(input);
+        return doneUnlessStopped(input);
+    }
     for (uint32_t y = 0; y < picture.height; ++y) {
         if (!readRow(input, header, rowFromTop(picture, y), picture.width)) return reportBadText(input, "pixels");
     }
