@@ -37,20 +37,18 @@ TEST(Answers, AreThoseOfThePlainSearch) {
         const Bytes table = tableOf(kind, entries);
         tolva::Answers answers;
         ASSERT_TRUE(tolva::makeAnswers(answers, table.data(), static_cast<uint32_t>(entries)));
-        // Of one table the whole cube, here and there, in rows with a flat area; over themselves, too.
+        // Of one table the whole cube, here and there, in rows with a flat area, over themselves.
         const int width = 431, flat = 30, bytes = 3 + kind % 2;
         for (uint32_t first = 0; first < (entries == 9 ? 1u << 24 : 150000) / every; first += width - flat) {
-            Bytes row, expected, separate(width);
+            Bytes row, expected;
             for (int x = 0; x < width; ++x) {
                 const uint32_t v = (first + std::clamp(x - flat, std::min(x, 100), width)) * 2654435761u;
                 row.insert(row.end(), {uint8_t(v >> 16), uint8_t(v >> 8), uint8_t(v), uint8_t(x)});
                 if (bytes == 3) row.pop_back();
                 expected.push_back(plainlyNearest(table.data(), entries, &row[x * bytes]));
             }
-            tolva::answerRow(answers, row.data(), bytes, separate.data(), width);
             tolva::answerRow(answers, row.data(), bytes, row.data(), width);
             row.resize(width);
-            ASSERT_EQ(separate, expected) << kind << ": " << first;
             ASSERT_EQ(row, expected) << kind << ": " << first;
         }
         tolva::freeAnswers(answers);

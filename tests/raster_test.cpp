@@ -84,35 +84,34 @@ TEST(Bitmaps, PixelsComeBackAtEveryDepthAndLeaveTheirNeighbours) {
 
 TEST(Bitmaps, DebugLevelsPrintWhatTheyName) {
     const TolvaHandle dark = handleOf({0, 1, 0, 0}), table = handleOf({9, 8, 7, 255, 255, 255});
-    for (const int16_t level : {0, 1, 2, 3, 4}) {
-        const bool rows = level == 1 || level == 2;
-        const auto converted = [&](std::string bytes) {
-            return "Allocated " + bytes + " bytes of new memory for the destination bitmap\n" +
-                   (rows         ? "Converted bits. Each (.) represents one scan line\n."
-                    : level == 4 ? "(0,0): (1,0): "
-                                 : "") +
-                   "\nColor resolution conversion complete\n";
-        };
-        std::string expected = "Dithering to the following colortable:\ncolor 0: [9, 8, 7]\ncolor 1: [255, 255, 255]\n";
-        if (rows) expected += "Dithering...each(.) represents one scan line\n.\n";
+    const auto all = [&] {
         TolvaHandle chosen = table;
-        EXPECT_EQ(printed(level, [&] { GlobalFree(rlDitherBitmap(dark, 2, 1, 8, 1, table, &chosen)); }),
-                  level == 0 ? "|" : expected + "|" + converted("8") + converted("4"));
-    }
-    uint16_t most = 5;
-    EXPECT_EQ(printed(3, [&] { GlobalFree(rlReduceColorTable(table, 2, 1, &most)); }),
-              "|Color Reduction in Process...24bit -> 5 colors\n  -new color table size: 2\n"
-              "   color 0: [15, 15, 0]\n   color 1: [255, 255, 255]\n");
-    // Scaling: a row at a time is its row 0; the last source row is drawn before the last row is.
-    Bytes from(64), to(64);
-    const std::tuple<const char*, std::function<void()>> scalers[] = {
-        {"(0,0): (0,0): ", [&] { Shrink(from.data(), to.data(), 2, 3, 3, 1, 1); }},
-        {"(1,0): (0,0): (1,0): (0,0): ", [&] { Stretch(from.data(), to.data(), 8, 1, 2, 2, 4); }},
-        {"(0,0): (1,0): (0,1): (1,1): ", [&] { ShrinkX(from.data(), to.data(), 4, 3, 2, 2); }},
-        {"(1,0): (0,0): (1,1): (0,1): ", [&] { StretchX(from.data(), to.data(), 16, 1, 2, 2); }}};
-    for (const auto& [expected, scale] : scalers) {
-        EXPECT_EQ(printed(4, scale), std::string("|") + expected);
-        EXPECT_EQ(printed(3, scale), "|");
+        GlobalFree(rlDitherBitmap(dark, 2, 1, 8, 1, table, &chosen));
+        uint16_t most = 5;
+        GlobalFree(rlReduceColorTable(table, 2, 1, &most));
+        // Scaling: a row at a time is its row 0; the last source row is drawn before the last row is.
+        Bytes from(64), to(64);
+        Shrink(from.data(), to.data(), 2, 3, 3, 1, 1);
+        Stretch(from.data(), to.data(), 8, 1, 2, 2, 4);
+        ShrinkX(from.data(), to.data(), 4, 3, 2, 2);
+        StretchX(from.data(), to.data(), 16, 1, 2, 2);
+    };
+    EXPECT_EQ(printed(0, all), "|");
+    for (const int16_t level : {1, 2, 3, 4}) {
+        std::string out = "Dithering to the following colortable:\ncolor 0: [9, 8, 7]\ncolor 1: [255, 255, 255]\n", err;
+        if (level < 3) out += "Dithering...each(.) represents one scan line\n.\n";
+        for (const char* const bytes : {"8", "4"}) {
+            err += std::string("Allocated ") + bytes + " bytes of new memory for the destination bitmap\n";
+            if (level < 3) err += "Converted bits. Each (.) represents one scan line\n.";
+            if (level == 4) err += "(0,0): (1,0): ";
+            err += "\nColor resolution conversion complete\n";
+        }
+        err +=
+            "Color Reduction in Process...24bit -> 5 colors\n  -new color table size: 2\n"
+            "   color 0: [15, 15, 0]\n   color 1: [255, 255, 255]\n";
+        if (level == 4)
+            err += "(0,0): (0,0): (1,0): (0,0): (1,0): (0,0): (0,0): (1,0): (0,1): (1,1): (1,0): (0,0): (1,1): (0,1): ";
+        EXPECT_EQ(printed(level, all), out + "|" + err);
     }
     for (const TolvaHandle h : {dark, table}) GlobalFree(h);
 }
@@ -205,12 +204,9 @@ TEST(Scaling, AbsurdSizesDrawNothing) {
     std::mt19937 random(6);
     const TolvaHandle small = randomBitmap(random, 4, 4, 8);
     EXPECT_EQ(rlShrinkBitmap(small, 8, 4, 4, 70000, 70000), 0u);
-    for (const auto& [sw, sh, dw, dh] : {std::tuple{4u, 4u, 0u, 4u},
-                                         {4u, 4u, 4u, 0u},
-                                         {0u, 4u, 4u, 4u},
-                                         {400u, 400u, 2u, 2u},
-                                         {40000u, 1u, 50000u, 1u},
-                                         {UINT32_MAX, UINT32_MAX, 1u, 1u}}) {
+    const uint32_t sizes[][4] = {{4, 4, 0, 4},     {4, 4, 4, 0},         {0, 4, 4, 4},
+                                 {400, 400, 2, 2}, {40000, 1, 50000, 1}, {UINT32_MAX, UINT32_MAX, 1, 1}};
+    for (const auto& [sw, sh, dw, dh] : sizes) {
         for (const uint8_t b : taken(rlStretchBitmap(small, 8, sw, sh, dw, dh))) ASSERT_EQ(b, 0);
     }
     GlobalFree(small);
