@@ -25,10 +25,6 @@ int32_t atDevice(const std::string& file, const std::function<int32_t()>& draw) 
     return result;
 }
 
-int32_t plain(const std::string& file) {
-    return atDevice(file, [] { return sendPicture(noise(150, 150, 256, 1)); });
-}
-
 // As large as is kept in a file until its rows can be put in order.
 int32_t interlaced(const std::string& file) {
     static const Picture picture = {60000, 6, Bytes(360000, 7)};
@@ -68,15 +64,10 @@ struct Scenario {
     const char* old;  // what stays in the file where the answer is a failure, if that is promised
     bool inPlace = false;
 };
-const Scenario kScenarios[] = {{"plain", plain, nullptr},
-                               {"bracket", bracket, nullptr},
-                               {"export", exported, nullptr},
-                               {"interlaced", interlaced, nullptr},
-                               {"copy", copied, nullptr},
-                               {"profile", set, kOld.c_str()},
-                               {"in place", set, kOld.c_str(), true},
-                               {"new profile", set, ""},
-                               {"through a link", setThroughLink, ""}};
+const Scenario kScenarios[] = {
+    {"bracket", bracket, nullptr}, {"export", exported, nullptr},         {"interlaced", interlaced, nullptr},
+    {"copy", copied, nullptr},     {"profile", set, kOld.c_str()},        {"in place", set, kOld.c_str(), true},
+    {"new profile", set, ""},      {"through a link", setThroughLink, ""}};
 
 void prepare(const Scenario& scenario, const Temporary& file) {
     for (const auto& entry : std::filesystem::directory_iterator(file.folder)) std::filesystem::remove(entry.path());

@@ -99,9 +99,8 @@ TEST(GifWriter, WholeOrInBandsPicturesAreTheFilesTheyShouldBe) {
     const Bytes palette = testPalette();
     const int before = temporaryFiles();
     // The last spools 349999 pixels in memory, the one before it one more in a file.
-    const std::pair<int, int> extents[] = {{1, 1},     {1, 2},     {2, 1},         {3, 3},    {300, 5},
-                                           {7, 37},    {263, 9},   {100, 61},      {13, 100}, {31818, 11},
-                                           {500, 700}, {7, 50000}, {349999 / 7, 7}};
+    const std::pair<int, int> extents[] = {{1, 1},   {1, 2},      {2, 1},     {3, 3},     {300, 5},
+                                           {263, 9}, {31818, 11}, {500, 700}, {7, 50000}, {349999 / 7, 7}};
     for (const auto& [width, height] : extents) {
         const Picture picture = noise(width, height, 256, 9);
         for (const int bands : {1, 3}) {

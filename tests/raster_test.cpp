@@ -52,20 +52,18 @@ Bytes plainlyScaled(const Bytes& source, int16_t bits, int sw, int sh, int dw, i
 }  // namespace
 
 TEST(Bitmaps, PixelsComeBackAtEveryDepthAndLeaveTheirNeighbours) {
-    std::mt19937 random(3);
-    for (const int16_t bits : kDepths) {
-        Bytes data(64, 0xA5);
-        const int32_t row = rlBytesPerLine(9, bits);
-        for (int x = 0; x < 9 && bits < 24; ++x) {
-            const uint32_t left = rlGetPixel(data.data(), row, std::max(x - 1, 0), 1, bits);
-            const uint32_t value = random() & ((1u << bits) - 1);
-            EXPECT_EQ(rlSetPixel(data.data(), row, x, 1, bits, value, nullptr, nullptr, 0), 0);
-            EXPECT_EQ(rlGetPixel(data.data(), row, x, 1, bits), value);
-            EXPECT_EQ(rlGetPixel(data.data(), row, std::max(x - 1, 0), 1, bits), x == 0 ? value : left);
-        }
-        rlSetPixel(data.data(), row, 2, 0, bits, 0x11223344, nullptr, nullptr, 0);
-        const uint32_t mask = bits == 32 ? UINT32_MAX : 0xFFFFFF00u;
-        EXPECT_TRUE(bits < 24 || rlGetPixel(data.data(), row, 2, 0, bits) == (0x11223344u & mask));
+    for (const auto& [bits, x, value, at, bytes, read] : {std::tuple{1, 2, 0xFEu, 8, Bytes{0x85}, 0u},
+                                                          {1, 9, 0xFFu, 9, {0xE5}, 1u},
+                                                          {4, 2, 0xF9u, 9, {0x95}, 9u},
+                                                          {4, 3, 0xF9u, 9, {0xA9}, 9u},
+                                                          {8, 2, 0x1F9u, 10, {0xF9}, 0xF9u},
+                                                          {24, 2, 0x11223344u, 14, {0x11, 0x22, 0x33}, 0x11223300u},
+                                                          {32, 1, 0xF9u, 12, {0, 0, 0, 0xF9}, 0xF9u}}) {
+        Bytes row(24, 0xA5), expected = row;
+        std::copy(bytes.begin(), bytes.end(), expected.begin() + at);
+        EXPECT_EQ(rlSetPixel(row.data(), 8, x, 1, bits, value, nullptr, nullptr, 0), 0);
+        EXPECT_EQ(row, expected) << bits;
+        EXPECT_EQ(rlGetPixel(row.data(), 8, x, 1, bits), read) << bits;
     }
     Bytes data(8, 0xA5);
     rlSetPixel(data.data(), 4, 0, 0, 16, 1, nullptr, nullptr, 0);
