@@ -58,13 +58,9 @@ void save(const std::string& path, const std::string& text);
 template <class Bytes>
 testing::AssertionResult same(const Bytes& got, const Bytes& wanted) {
     if (got == wanted) return testing::AssertionSuccess();
-    const auto [a, b] = std::mismatch(got.begin(), got.end(), wanted.begin(), wanted.end());
-    const auto shown = [](const Bytes& bytes, typename Bytes::const_iterator at) {
-        return (at == bytes.end() ? "the end" : std::to_string(static_cast<uint8_t>(*at))) + " of " +
-               std::to_string(bytes.size());
-    };
-    return testing::AssertionFailure() << "at byte " << a - got.begin() << " stands " << shown(got, a) << ", not "
-                                       << shown(wanted, b);
+    const auto differs = std::mismatch(got.begin(), got.end(), wanted.begin(), wanted.end()).first;
+    return testing::AssertionFailure() << "from byte " << differs - got.begin() << ", of " << got.size() << " and of "
+                                       << wanted.size();
 }
 // FNV-1a, for golden files.
 template <class Bytes>

@@ -18,17 +18,16 @@ TEST_F(Pictures, AreInABrowserWhatTheyWere) {
     };
     std::string page = kPage;
     std::vector<std::string> wanted;
-    // Extents, colours, options. Of a source with a palette each pixel is known; of others libgif tells it.
+    // Extents, colours of a palette or none, options.
     for (const char* const order :
          {"1 2 2", "33 17 2 --interlace", "300 201 256", "97 301 256 --interlace", "2 5 3 --interlace",
           "41 40 64 --road bracket --interlace", "7 8 200 --road export", "120 81 0 --colours 16 --dither diffusion",
           "64 49 0 --colours 255 --dither diffusion --interlace", "90 60 0 --raw --interlace", "50 70 0 --fit 33x33"}) {
         int width, height, colours, words = 0;
         ASSERT_EQ(std::sscanf(order, "%d%d%d%n", &width, &height, &colours, &words), 3);
-        const bool exact = colours != 0;
-        PictureOrder png = {.width = width, .height = height, .kind = exact ? 3 : 2};
-        for (const char grey : greys(width * (exact ? 1 : 3), height)) {
-            png.samples.push_back(static_cast<uint8_t>(exact ? static_cast<uint8_t>(grey) % colours : grey));
+        PictureOrder png = {.width = width, .height = height, .kind = colours > 0 ? 3 : 2};
+        for (const uint8_t grey : greys(width * (colours > 0 ? 1 : 3), height)) {
+            png.samples.push_back(static_cast<uint8_t>(colours > 0 ? grey % colours : grey));
         }
         for (int i = 0; i < colours; ++i) {
             png.palette.push_back({uint8_t(i * 37 + 5), uint8_t(i * 3), uint8_t(255 - i)});
@@ -39,10 +38,10 @@ TEST_F(Pictures, AreInABrowserWhatTheyWere) {
             if (clear > 0) png.alpha.back() = 0;
             const SeenGif seen = convertPng(png, order + words);
             std::string pixels;
-            for (const uint8_t index : exact ? png.samples : seen.pixels) {
-                const auto [red, green, blue] = (exact ? png.palette : seen.palette)[index];
+            for (const uint8_t index : seen.pixels) {
+                const auto [red, green, blue] = seen.palette[index];
                 for (const uint8_t part : {red, green, blue, uint8_t{255}}) {
-                    pixels += static_cast<char>(index == (exact ? clear : seen.transparent) ? 0 : part);
+                    pixels += static_cast<char>(index == seen.transparent ? 0 : part);
                 }
             }
             wanted.push_back(std::to_string(seen.width) + escaped(pixels));

@@ -65,11 +65,11 @@ TEST_F(Documents, CommandsRun) {
 
 TEST_F(Documents, ImageMagickWritesThroughTheProgramAndAlphaSurvives) {
     std::filesystem::create_symlink(TOLVA_PROGRAM, path("tolva"));
-    makePng(path("in.png"), {.width = 4,
-                             .height = 2,
-                             .kind = 4,
-                             .samples = {9, 255, 9, 255, 9, 0, 9, 0,  //
-                                         9, 255, 9, 255, 9, 0, 9, 0}});
+    PictureOrder halfClear = {.width = 4, .height = 2, .kind = 4};
+    for (const uint8_t alpha : {255, 255, 0, 0, 255, 255, 0, 0}) {
+        halfClear.samples.insert(halfClear.samples.end(), {9, alpha});
+    }
+    makePng(path("in.png"), halfClear);
     static const std::regex lines(R"(\n\n    (mkdir -p ~(?:.*\n)+?)(?=\n))"), indent("\n    ");
     const std::string page = textOf(TOLVA_SOURCE "/docs/hosts.md");
     std::smatch found;

@@ -94,6 +94,8 @@ INSTANTIATE_TEST_SUITE_P(Export, ProgramFaults,
                          testing::Values(Scenario{"-q a.pgm -f -o a.gif", "a.gif", "earlier"},
                                          Scenario{"-q a.pgm --no-profile -o a.gif", "a.gif", ""},
                                          Scenario{"-q a.pgm -f -o a.gif --write-by-library", "a.gif", "earlier"},
+                                         Scenario{"-q a.pgm -f -o a.gif --road bracket", "a.gif", "earlier"},
+                                         Scenario{"-q a.pgm -f -o a.gif --road export", "a.gif", "earlier"},
                                          Scenario{"-q a.pgm --no-profile -o -", kOutput, ""}));
 INSTANTIATE_TEST_SUITE_P(Setup, ProgramFaults,
                          testing::Values(Scenario{"-q setup set width 3", "ini/libtolva.ini", kProfile},

@@ -35,7 +35,6 @@ TEST_F(Pixels, OfEveryPnmKindAreRead) {
     const std::pair<std::string, std::string> same[] = {
         {"P1\n# a comment\n3 2 # another\n0 1 1\n1#in between\n01"s, "P5 3 2 255\n\xFF\0\0\0\xFF\0"s},
         {"P2\n2\t3\r\n4\n0 1\n2 3 4 0"s, "P5 2 3 255\n\0\x40\x80\xBF\xFF\0"s},
-        {"P4 2 2\n\x40\x80"s, "P5 2 2 255\n\xFF\0\0\xFF"s},
         {"P4 9 2\n\xAA\x80\x55\0"s, "P5 9 2 255\n\0\xFF\0\xFF\0\xFF\0\xFF\0\xFF\0\xFF\0\xFF\0\xFF\0\xFF"s},
         {"P5\n2 2#c\n3\n\0\x01\x02\x03"s, "P5 2 2 255\n\0\x55\xAA\xFF"s},
         {"P5 2 2 65535 \0\0\x7F\x80\xFF\xFF\0\x81"s, "P5 2 2 255\n\0\x7F\xFF\x01"s},
@@ -60,8 +59,7 @@ TEST_F(Pixels, BehindOtherBytesOnStandardInputAreRead) {
 }
 
 TEST_F(Pixels, FillTheBoxThatIsAskedFor) {
-    const std::string map = greyMap(300, 200);
-    write("a.pgm", map);
+    write("a.pgm", greyMap(300, 200));
     const std::pair<const char*, std::pair<int, int>> sizes[] = {
         {"--fit 100x100", {100, 67}},  {"--fit 100x50", {75, 50}},     {"--fit 3x1", {2, 1}},
         {"--fit 999x900", {999, 666}}, {"--fit 1200x300", {450, 300}}, {"--size 3x1 --resolution 200", {300, 200}},
@@ -76,11 +74,6 @@ TEST_F(Pixels, FillTheBoxThatIsAskedFor) {
         EXPECT_EQ(std::pair(shrunk.width, shrunk.height), stays ? std::pair(300, 200) : size) << words;
         const SeenGif raw = convert(std::string("a.pgm --raw ") + words);
         EXPECT_EQ(std::pair(raw.width, raw.height), size) << words;
-        for (int i = 0; i < (seen.width == 600 ? 600 * 400 : 0); ++i) {
-            const size_t at = map.size() - 300 * 200 + static_cast<size_t>(i / 600 / 2 * 300 + i % 600 / 2);
-            ASSERT_EQ(seen.pixelAt(i % 600, i / 600), raw.pixelAt(i % 600, i / 600));
-            ASSERT_EQ(raw.colourAt(i % 600, i / 600).red, static_cast<uint8_t>(map[at]));
-        }
     }
 }
 

@@ -38,7 +38,6 @@ TEST_F(Png, PaletteAndIndicesComeThroughUnchanged) {
                 EXPECT_TRUE(std::equal(png.palette.begin(), png.palette.end(), seen.palette.begin()));
                 EXPECT_EQ(seen.transparent, -1);
                 const SeenGif inverted = convertPng(png, "--tone invert");
-                EXPECT_EQ(inverted.palette[0].red, 255 - png.palette[0].red);
                 EXPECT_EQ(std::count(inverted.palette.begin() + count, inverted.palette.end(), Colour{}), 256 - count);
             }
         }
@@ -72,8 +71,7 @@ TEST_F(Png, TransparentEntryIsFoundWhateverItsColour) {
         const SeenGif seen = convertPng(png);
         EXPECT_EQ(seen.transparent, 2);
         EXPECT_TRUE(same(seen.pixels, png.samples));
-        EXPECT_EQ(seen.palette[0], palette[0]);
-        EXPECT_EQ(seen.palette[1], palette[1]);
+        EXPECT_TRUE(std::equal(palette.begin(), palette.begin() + 2, seen.palette.begin()));
     }
 }
 

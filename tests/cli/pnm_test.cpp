@@ -13,9 +13,7 @@ TEST_F(PnmReader, RefusesWithStatus3AndTheReason) {
     const std::pair<std::string, const char*> refused[] = {
         {"", "ends before"},
         {"P", "not a picture"},
-        {"GIF89a...", "not a picture"},
         {"P5", "ends before"},
-        {"P5\n4 4\n255", "ends before"},
         {"P5\n4 4\n255\n123456789012345", "ends before"},
         {"P5\n4x4\n255\n1234567890123456", "header"},
         {"P5\n4 4\n0\n1234567890123456", "header"},
@@ -30,7 +28,6 @@ TEST_F(PnmReader, RefusesWithStatus3AndTheReason) {
         {"P2\n2 2\n9\n1 2 3 10 ", "pixels"},
         {"P1\n2 2\n0 1 2 1", "pixels"},
         {"P4\n9 2\n\x01\x02\x03", "ends before"},
-        {"P3\n1 2\n255\n1 2 3 4 5 256 ", "pixels"},
         {"P6\n1 2\n255\n12345", "ends before"},
         {"P6\n1 2\n53\n123456789", "pixels"},
     };

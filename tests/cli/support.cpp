@@ -6,7 +6,6 @@
 #include <cstdlib>
 #include <filesystem>
 
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include "cli/program.h"
@@ -45,10 +44,7 @@ Words Program::unprivileged() {
 
 bool Program::exists(const std::string& name) const { return files::exists(files::symlink_status(path(name))); }
 
-int Program::mode(const std::string& name) const {
-    struct stat about = {};
-    return stat(path(name).c_str(), &about) == 0 ? static_cast<int>(about.st_mode & 07777) : -1;
-}
+int Program::mode(const std::string& name) const { return static_cast<int>(files::status(path(name)).permissions()); }
 
 std::vector<std::string> Program::names() const {
     std::vector<std::string> found;
