@@ -105,6 +105,11 @@ TEST_F(OutputFile, ThatCannotBeWrittenEndsWith4AndLeavesNothing) {
         EXPECT_EQ(result.status, 4) << why;
         EXPECT_EQ(result.said, std::string("tolva: standard output: ") + why + "\n");
     }
+    for (const std::string road : {"cells", "bracket", "export"}) {  // which is met when the file is closed
+        const RunResult result = run("a.pgm -o a.gif --road " + road, {.before = "prlimit --fsize=1024"});
+        EXPECT_EQ(result.status, 4) << road;
+        EXPECT_EQ(result.said, "tolva: a.gif: File too large\n") << road;
+    }
     write("b.gif", "");
     const int deleted = open(path("b.gif").c_str(), O_RDWR | O_CLOEXEC);
     files::remove(path("b.gif"));
