@@ -29,13 +29,15 @@ TEST(Arguments, ThatAreNullOrMeanNothingAreAnswered) {
               zunSeek(0, 0, 0), zunOpen(no, no, 0x4000), EditSetup(0, 7), xEscapeSetup(0, 1, 4, &byte, &byte, 0),
               direct_indexed(&byte, 1, 1, &count, 3, &byte, 0));
     expectAll(0, zunRead(0, &byte, 1), zunWrite(0, &byte, 1), zunWriteLine(0, "x", 1), docRead(0, &byte, 1),
-              zunOpen(no, no, -1), zunOpen("", no, 0), zunOpen("", &none, 0), zunOpen("", &none, -1),
-              zunOpen(no, no, 0x200), ZUNGetTempFileName(0, "", 0, no), zunPtrGlobalAlloc(0), zunPtrGlobalFree(no),
-              zunPtrGlobalHandle(no), zunPtrGlobalReAlloc(no, 0, 66), INIopen(no, 0, 0),
-              GetPrivateProfileString(no, "k", "d", no, 0, "f"), GetPrivateProfileString("", "k", "d", no, 0, "f"),
-              GetPrivateProfileString("s", "k", no, no, 0, "f"), GetPrivateProfileString("s", "k", "d", no, 0, no),
-              WritePrivateProfileString(no, "k", "v", "f"), WritePrivateProfileString("s", "k", "v", no),
-              WritePrivateProfileString("s", "k", "v", ""));
+              zunReadShort(0, words, 1), zunReadLong(0, words, 1), zunReadFloat(0, words, 1),
+              zunReadDouble(0, words, 1), zunWriteShort(0, words, 1), zunWriteLong(0, words, 1),
+              zunWriteFloat(0, words, 1), zunWriteDouble(0, words, 1), zunOpen(no, no, -1), zunOpen("", no, 0),
+              zunOpen("", &none, 0), zunOpen("", &none, -1), zunOpen(no, no, 0x200), ZUNGetTempFileName(0, "", 0, no),
+              zunPtrGlobalAlloc(0), zunPtrGlobalFree(no), zunPtrGlobalHandle(no), zunPtrGlobalReAlloc(no, 0, 66),
+              INIopen(no, 0, 0), GetPrivateProfileString(no, "k", "d", no, 0, "f"),
+              GetPrivateProfileString("", "k", "d", no, 0, "f"), GetPrivateProfileString("s", "k", no, no, 0, "f"),
+              GetPrivateProfileString("s", "k", "d", no, 0, no), WritePrivateProfileString(no, "k", "v", "f"),
+              WritePrivateProfileString("s", "k", "v", no), WritePrivateProfileString("s", "k", "v", ""));
     expectAll(0, UseDefaultSettings(no), ScaleImageSize(no, no), RasterAdjustAspect(no, 1, 1),
               GetDisplayInfo(no, no, no, no), GetPrinterInfo(no, no, no, no), LoadProfile(0), LoadProfileList(0, 0, 0),
               GetDisplayColorInfo(0), LockGlobal(1), UnlockGlobal(1), GlobalLock(0), GlobalHandle(no), GlobalSize(0),

@@ -17,18 +17,12 @@ struct SubStream {
     uint32_t miniStart, start, size;
 };
 
-TolvaHandle tableOf(const Links& links) {
-    const TolvaHandle h = GlobalAlloc(0, static_cast<uint32_t>(links.size() * 4));
-    std::copy(links.begin(), links.end(), static_cast<uint32_t*>(GlobalLock(h)));
-    return h;
-}
-
 TolvaHandle openSub(const std::string& path, const SubStream& sub) {
     const TolvaHandle stream = zunOpen(path.c_str(), nullptr, toRead);
     StreamRecord& record = *static_cast<StreamRecord*>(GlobalLock(stream));
     record.docMode = 1;
-    record.docSectorTable = tableOf(sub.sectors);
-    record.docMiniSectorTable = tableOf(sub.minis);
+    record.docSectorTable = handleOf(sub.sectors);
+    record.docMiniSectorTable = handleOf(sub.minis);
     record.docMiniStreamStart = sub.miniStart;
     record.docStartSector = sub.start;
     record.docSize = sub.size;

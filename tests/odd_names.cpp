@@ -2,11 +2,8 @@
 #include <cstdlib>
 
 extern "C" {
-void escape() { std::abort(); }
-void split() { std::abort(); }
 void GlobalAlloc() { std::abort(); }
 void stricmp() { std::abort(); }
-void roundd() { std::abort(); }
 void* lpRaster = &lpRaster;
 }
 

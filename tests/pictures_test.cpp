@@ -1,5 +1,5 @@
 // Cell arrays from a host's call to the file on disk.
-#include <unistd.h>
+#include <tuple>
 
 #include "support.h"
 
@@ -30,23 +30,7 @@ TEST(Pictures, AreWrittenPixelForPixelAtAPowerOfTwo) {
         Device device;
         const Picture picture = noise(width, height, 256, 5);
         EXPECT_EQ(sendPicture(picture), 0);
-        const Bytes file = device.written();
-        EXPECT_TRUE(same(file, plainGif(picture, testPalette(), {})));
-        EXPECT_TRUE(same(decoded(file, picture.pixels), picture.pixels));
-
-        const Bytes rows = bottomUp(picture);
-        Bytes upward = cellBlock(rows.data(), width, height);
-        put(upward, 48, -1.0);
-        openBody(width - 1, height - 1, 128);
-        EXPECT_EQ(call(upward), 0);
-        closeBody();
-        EXPECT_EQ(lpEMData->pictureHeight + lpEMData->currentRow, 0u);
-        Picture expected = {width, height, Bytes(width)};  // kept: the first row lands in the last but one
-        for (int y = height - 1; y > 0; --y) {
-            const auto row = picture.pixels.begin() + width * y;
-            expected.pixels.insert(expected.pixels.end(), row, row + width);
-        }
-        EXPECT_TRUE(same(device.written(), plainGif(expected, testPalette(), {})));
+        EXPECT_TRUE(same(device.written(), plainGif(picture, testPalette(), {})));
     }
     Device device;  // kept: other resolutions may lose a row or column
     EXPECT_EQ(sendPicture(noise(29, 57, 256, 5), 100.0), 0);
@@ -71,23 +55,19 @@ TEST(Pictures, AreFittedIntoTheBoxOfTheSettings) {
     EXPECT_TRUE(same(device.written(), plainGif(expected, testPalette(), {})));
 }
 
-TEST(Pictures, OfOneAndFourBitsAreWidened) {
+TEST(Pictures, OfOneBitAreWidenedFromRowsInTheBlockItself) {
     const Bytes rows = {0b10110000, 0, 0, 0, 0b01010000, 0, 0, 0};  // 4 x 2, bottom row first
-    for (const bool inlined : {false, true}) {
-        Device device;
-        openBody(3, 1);
-        Bytes block = cellBlock(rows.data(), 4, 2, 1);
-        if (inlined) {
-            put(block, 96, int32_t{1});
-            block.resize(102);
-            block.insert(block.end(), rows.begin(), rows.end());
-        }
-        EXPECT_EQ(call(block), 0);
-        closeBody();
-        // No resolution: fitted into the default box. The device's own table is the palette.
-        const Picture picture = {4, 2, {0, 1, 0, 1, 1, 0, 1, 1}};
-        EXPECT_TRUE(same(device.written(), plainGif(scaled(picture, 640, 320), testPalette(), {})));
-    }
+    Device device;
+    openBody(3, 1);
+    Bytes block = cellBlock(rows.data(), 4, 2, 1);
+    put(block, 96, int32_t{1});
+    block.resize(102);
+    block.insert(block.end(), rows.begin(), rows.end());
+    EXPECT_EQ(call(block), 0);
+    closeBody();
+    // No resolution: fitted into the default box. The device's own table is the palette.
+    const Picture picture = {4, 2, {0, 1, 0, 1, 1, 0, 1, 1}};
+    EXPECT_TRUE(same(device.written(), plainGif(scaled(picture, 640, 320), testPalette(), {})));
 }
 
 TEST(Pictures, ThatCannotBeAreRefusedAndNothingIsWritten) {
@@ -118,29 +98,32 @@ TEST(Pictures, ThatCannotBeAreRefusedAndNothingIsWritten) {
     }
     Device device;
     openBody(7, 7);
-    lpEMData->pictureHeight = 1000000;  // left over: what lands outside the bitmap is dropped
-    lpEMData->currentRow = 5;
-    lpEMData->resolution = 64;
-    EXPECT_EQ(call(cellBlock(rows.data(), 8, 8)), 0);
     lpEMData->window[3] = -1e18;
     DestroySetup(device.host.setup);
     device.host.setup = 0;
     EXPECT_EQ(call(cellBlock(rows.data(), 8, 8)), 300);
 }
 
-TEST(Pictures, UpwardRowsAboveTheBitmapAreDropped) {
-    Device device;
-    openBody(7, 7, 128);
-    lpEMData->pictureHeight = 1000000;  // left over
-    lpEMData->currentRow = 12;          // of rows 11 to 4 the bitmap has the last four
+TEST(Pictures, OfUpwardRowsStartInTheLastButOneAndAllAreCutToTheBitmap) {
     const Picture picture = noise(8, 8, 256, 1);
-    Bytes upward = cellBlock(picture.pixels.data(), 8, 8);
-    put(upward, 48, -1.0);
-    EXPECT_EQ(call(upward), 0);
-    closeBody();
-    Picture expected = {8, 8, Bytes(64)};
-    std::copy_n(picture.pixels.begin() + 32, 32, expected.pixels.begin());
-    EXPECT_TRUE(same(device.written(), plainGif(expected, testPalette(), {})));
+    Bytes block = cellBlock(picture.pixels.data(), 8, 8);
+    // Kept: the first upward row lands in the last but one. By a height left over, of rows 11 to 4 upward and 7 to 14
+    // downward the bitmap has some.
+    for (const auto& [secondY, height, row, rowAfter, from, to, count] :
+         {std::tuple{-1.0, 0, 0, 0, 0, 8, 56}, {-1.0, 1000000, 12, 4, 32, 0, 32}, {7.0, 1000000, 7, 15, 0, 0, 8}}) {
+        Device device;
+        openBody(7, 7, 128);
+        put(block, 48, secondY);
+        lpEMData->pictureHeight = height;
+        lpEMData->currentRow = row;
+        EXPECT_EQ(call(block), 0);
+        EXPECT_EQ(lpEMData->pictureHeight, uint32_t(height));
+        EXPECT_EQ(lpEMData->currentRow, rowAfter);
+        closeBody();
+        Picture expected = {8, 8, Bytes(64)};
+        std::copy_n(picture.pixels.begin() + from, count, expected.pixels.begin() + to);
+        EXPECT_TRUE(same(device.written(), plainGif(expected, testPalette(), {})));
+    }
 }
 
 TEST(Pictures, StopWhereTheHostStopsThemByEveryWay) {

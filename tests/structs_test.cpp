@@ -25,12 +25,6 @@ struct Source : MemoryFile {
     ~Source() { close(); }
 };
 
-int32_t unionSize(const char* format) {
-    int32_t size = -1;
-    GetUnionSize(format, &size);
-    return size;
-}
-
 }  // namespace
 
 TEST(Typed, IntegersFollowTheByteOrder) {
@@ -48,11 +42,6 @@ TEST(Typed, IntegersFollowTheByteOrder) {
         EXPECT_EQ(zunReadDouble(source.stream, longs, -268435457), 0);
         EXPECT_EQ(zunWriteShort(source.stream, longs, -5), 0);
     }
-    uint64_t element = 7;  // of no stream nothing comes, and nothing goes there
-    for (const auto read : {zunReadShort, zunReadLong, zunReadFloat, zunReadDouble}) EXPECT_EQ(read(0, &element, 1), 0);
-    for (const auto write : {zunWriteShort, zunWriteLong, zunWriteFloat, zunWriteDouble})
-        EXPECT_EQ(write(0, &element, 1), 0);
-    EXPECT_EQ(element, 7u);
 }
 
 TEST(Typed, FloatsAndDoublesKeepTheirLopsidedWriters) {
@@ -128,8 +117,11 @@ TEST(Structs, SkipsUnionsErrorsAndAbsurdCounts) {
     for (const auto& [format, width] : {std::pair{"6C2S3C", 2}, {"1C{1D}", 8}, {"{1S}1D", 2}}) {
         EXPECT_EQ(GetPadWidth(format), width) << format;
     }
-    for (const auto& [format, size] : {std::pair{"(1L|2S)", 4}, {"(1S|1D)", 2}, {"(1S|C(1C|1D|)|)", 16}}) {
-        EXPECT_EQ(unionSize(format), size) << format;
+    const std::string deep(100000, '(');
+    for (const auto& [format, size] :
+         {std::pair{"(1L|2S)", 4}, {"(1S|1D)", 2}, {"(1S|C(1C|1D|)|)", 16}, {deep.c_str(), 0}}) {
+        int32_t got = -1;
+        GetUnionSize(format, &got);
+        EXPECT_EQ(got, size) << format;
     }
-    EXPECT_EQ(unionSize(std::string(100000, '(').c_str()), 0);
 }

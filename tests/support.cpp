@@ -22,12 +22,6 @@ Bytes MemoryFile::close() {
     return bytes;
 }
 
-TolvaHandle handleOf(const Bytes& bytes) {
-    const TolvaHandle h = GlobalAlloc(66, static_cast<uint32_t>(bytes.size()));
-    std::copy(bytes.begin(), bytes.end(), static_cast<uint8_t*>(GlobalLock(h)));
-    return h;
-}
-
 Bytes contents(TolvaHandle h) {
     const uint8_t* const data = static_cast<const uint8_t*>(GlobalLock(h));
     return Bytes(data, data + GlobalSize(h));
@@ -223,22 +217,20 @@ Bytes decoded([[maybe_unused]] const Bytes& gif, const Bytes& otherwise) {
     return otherwise;
 }
 
-intptr_t answerStatus(intptr_t context, intptr_t a, intptr_t b, intptr_t c, intptr_t d, intptr_t e, intptr_t f) {
-    Asked& asked = *reinterpret_cast<Asked*>(context);
-    const bool details = a == 2;
-    EXPECT_EQ(details, f != 0);
-    if (asked.within) asked.within();
-    asked.calls.push_back({a, b, c, d, e, details ? 0 : f});
-    if (details) return asked.detail;
-    asked.progress.push_back(d);
-    return static_cast<int>(asked.progress.size()) > asked.stopAt ? 1 : asked.answer;
-}
-
-NativeWords statusWords(intptr_t context, TolvaStatusFunction function) {
-    NativeWords words(13);
-    words[1] = context;
-    words[2] = reinterpret_cast<intptr_t>(function);
-    return words;
+Asked::Asked() {
+    const TolvaStatusFunction answered = [](intptr_t context, intptr_t a, intptr_t b, intptr_t c, intptr_t d,
+                                            intptr_t e, intptr_t f) -> intptr_t {
+        Asked& asked = *reinterpret_cast<Asked*>(context);
+        const bool details = a == 2;
+        EXPECT_EQ(details, f != 0);
+        if (asked.within) asked.within();
+        asked.calls.push_back({a, b, c, d, e, details ? 0 : f});
+        if (details) return asked.detail;
+        asked.progress.push_back(d);
+        return static_cast<int>(asked.progress.size()) > asked.stopAt ? 1 : asked.answer;
+    };
+    record[1] = reinterpret_cast<intptr_t>(this);
+    record[2] = reinterpret_cast<intptr_t>(answered);
 }
 
 int32_t startHost(Host& host, const char* fileName, uintptr_t replySize) {
@@ -281,13 +273,6 @@ Bytes opcodeBlock(int32_t opcode) {
     return block;
 }
 
-Bytes windowBlock(double x2, double y2) {
-    Bytes block = opcodeBlock(opWindow);
-    put(block, 16 + 3 * sizeof(double), x2);
-    put(block, 16 + 4 * sizeof(double), y2);
-    return block;
-}
-
 Bytes colourTableBlock(const Bytes& palette, uint32_t first) {
     Bytes block = opcodeBlock(opColours);
     put(block, 4, static_cast<uint32_t>(palette.size() + 2));
@@ -308,10 +293,12 @@ Bytes cellBlock(const uint8_t* rows, int width, int height, int bits) {
 }
 
 int32_t openBody(double x2, double y2, double dpi) {
-    Bytes scaling = opcodeBlock(opScaling);
+    Bytes window = opcodeBlock(opWindow), scaling = opcodeBlock(opScaling);
+    put(window, 16 + 3 * sizeof(double), x2);
+    put(window, 16 + 4 * sizeof(double), y2);
     put(scaling, 16, int16_t{1});
     put(scaling, 24, dpi == 0.0 ? 0.0 : 25.4 / dpi);
-    return send({opcodeBlock(opOpen), opcodeBlock(opBegin), windowBlock(x2, y2), scaling, opcodeBlock(opBody),
+    return send({opcodeBlock(opOpen), opcodeBlock(opBegin), window, scaling, opcodeBlock(opBody),
                  colourTableBlock(testPalette())});
 }
 
@@ -350,15 +337,14 @@ Cells anyCells(int width, int height, int bits) {
 }
 
 int32_t sendCollected(const Cells& cells, int piece, bool upward) {
-    int32_t result = openBody(cells.width - 1, cells.height - 1, 128);
+    const int32_t opened = openBody(cells.width - 1, cells.height - 1, 128);
     std::vector<Bytes> blocks = {openBlock(cells.width + 5, cells.height, cells.bits)};
     for (int y = 0; y < cells.height; y += piece) {
         blocks.push_back(cellBlock(cells.rows.data() + cells.stride() * y, cells.width, piece, cells.bits));
         if (upward) put(blocks.back(), 48, -1.0);
     }
     blocks.push_back(closeBlock());
-    result = std::max(result, send(blocks));
-    return std::max(result, closeBody());
+    return std::max({opened, send(blocks), closeBody()});
 }
 
 int32_t exportCells(const Cells& cells, const char* name, TolvaHandle setup, TolvaStatusRecord* status) {

@@ -49,7 +49,12 @@ struct MemoryFile {
     Bytes close();                           // what was written
 };
 
-TolvaHandle handleOf(const Bytes& bytes);  // a copy of them
+template <class T = uint8_t>
+TolvaHandle handleOf(const std::vector<T>& values) {  // a copy of them
+    const TolvaHandle h = GlobalAlloc(66, static_cast<uint32_t>(values.size() * sizeof(T)));
+    std::copy(values.begin(), values.end(), static_cast<T*>(GlobalLock(h)));
+    return h;
+}
 Bytes contents(TolvaHandle h);
 Bytes taken(TolvaHandle h);  // its contents; the handle is freed
 
@@ -85,16 +90,15 @@ Bytes plainGif(const Picture& picture, const Bytes& palette, const GifOptions& o
 Bytes decoded(const Bytes& gif, const Bytes& otherwise = {});
 
 // What a host's status function is called with, and what it answers: `answer`, or 1 from query `stopAt` on.
-intptr_t answerStatus(intptr_t context, intptr_t a, intptr_t b, intptr_t c, intptr_t d, intptr_t e, intptr_t f);
-NativeWords statusWords(intptr_t context, TolvaStatusFunction function);  // 13: the context second, the function third
 struct Asked {
+    Asked();
     std::vector<std::vector<intptr_t>> calls;  // the address for details as 0
     std::vector<intptr_t> progress;
     int stopAt = INT_MAX;
     intptr_t answer = 0;
-    intptr_t detail = 1;                // the answer to the question for details
-    std::function<void()> within = {};  // what the host does meanwhile
-    NativeWords record = statusWords(reinterpret_cast<intptr_t>(this), answerStatus);
+    intptr_t detail = 1;                   // the answer to the question for details
+    std::function<void()> within = {};     // what the host does meanwhile
+    NativeWords record = NativeWords(13);  // the context second, the function third
     TolvaStatusRecord* address() { return reinterpret_cast<TolvaStatusRecord*>(record.data()); }
 };
 
@@ -127,7 +131,6 @@ void put(Bytes& block, size_t at, T value) {
     std::memcpy(block.data() + at, &value, sizeof value);
 }
 Bytes opcodeBlock(int32_t opcode);
-Bytes windowBlock(double x2, double y2);
 Bytes colourTableBlock(const Bytes& palette, uint32_t first = 0);
 Bytes cellBlock(const uint8_t* rows, int width, int height, int bits = 8);
 
