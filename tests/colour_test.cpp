@@ -103,8 +103,9 @@ TEST(TrueColour, ErrorsAreDiffusedAsDescribed) {
         EXPECT_EQ(chosen == own, dstBits < 3);
         EXPECT_EQ(std::pair(chosenCount, monoCount), std::pair(uint16_t(1 << dstBits), uint16_t{8}));
         const TolvaHandle result =  // with a given table of fewer colours than there are
-            round % 3 == 1 ? rlDitherGivenCT(source, width, height, bits, dstBits, palette, table = own, 5)
-                           : rlDitherBitmap(source, width, height, bits, dstBits, palette, &table);
+            round % 3 == 1   ? rlDitherGivenCT(source, width, height, bits, dstBits, palette, table = own, 5)
+            : round % 3 == 2 ? rlChangeColorResolution(source, width, height, bits, dstBits, &(table = palette))
+                             : rlDitherBitmap(source, width, height, bits, dstBits, palette, &table);
         uint64_t sum = 0;
         for (const TolvaHandle h : {result, table, chosen, mono}) sum = sum * 31 + sumOf(contents(h));
         sums += digitsOf(sum);

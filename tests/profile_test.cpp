@@ -66,6 +66,10 @@ TEST(Profile, NumbersWrapAndStopAtWhatIsNone) {
          {std::pair{"0x1fz", 31}, {"0X", 0}, {"010", 10}, {"-5", 0}, {"4294967297", 1}, {"0x1ffffffff", -1}}) {
         EXPECT_EQ(ParseProfileNumber(text), number) << text;
     }
+    for (const auto& [text, character, trimmed] : {std::tuple{"  a  ", ' ', "a"}, {"\"\"a\"\"", '"', "\"a\""}}) {
+        std::string got = text;
+        EXPECT_STREQ(TrimProfileChar(got.data(), character), trimmed);
+    }
     const Temporary file;
     save(file.path, "[s]\nempty=\ntext=x\nlong=" + std::string(40, '1') + "\n");
     EXPECT_EQ(GetPrivateProfileInt("S", "Empty", 9, file), 9);

@@ -193,11 +193,24 @@ TEST(Quantize, FittedPalettesErrLessThanAMedianCutAndKeepAPlainBackground) {
         TolvaPalette cut = {{}, uint32_t(table.size() / 3), -1, 0, 0};
         std::copy(table.begin(), table.end(), cut.colours);
         GlobalFree(bits);
-        const TolvaPalette p = paletteOf(begin(entries), rowsOf(pixels, 120));
+        TolvaPixelRows rows = rowsOf(pixels, 120);
+        const TolvaPalette p = paletteOf(begin(entries), rows);
+        rows.pixels += 109 * rows.stride;  // in the other order, which begins with a list of few colours
+        rows.stride = -rows.stride;
+        const TolvaPalette upward = paletteOf(begin(entries), rows);
+        EXPECT_TRUE(std::equal(p.colours, std::end(p.colours), upward.colours)) << entries;
         EXPECT_LT(squaredError(pixels, p), 0.88 * squaredError(pixels, cut));
         const uint8_t white[] = {255, 255, 255};
         EXPECT_EQ(p.colours[3 * nearest(white, p)] & p.colours[3 * nearest(white, p) + 2], 255) << entries;
     }
+    Bytes white(3000, 255), rare;  // of a cube of 8 levels: one point, so there are fewer of them than entries
+    for (int i = 0; i < 300; ++i) rare.insert(rare.end(), {uint8_t(i % 8), uint8_t(i / 8 % 8), uint8_t(i / 64)});
+    TolvaPixelRows background = rowsOf(white, 1000);
+    background.stride = 0;
+    background.rows = 2500;
+    const Handle q = begin(256);
+    EXPECT_EQ(tolvaQuantizeCount(q.get(), &background), ok);
+    EXPECT_EQ(paletteOf(q, rowsOf(rare, 300)).count, 2u);
 }
 
 TEST(Quantize, SumsHoldMoreThanAGigapixelInBinsOfEitherKind) {
@@ -216,10 +229,11 @@ TEST(Quantize, SumsHoldMoreThanAGigapixelInBinsOfEitherKind) {
     for (int i = 0; i < 1 << 18; ++i) all.insert(all.end(), {uint8_t(i >> 12 << 2), uint8_t(i >> 4), uint8_t(i << 2)});
     for (int i = 0; i < 40000; ++i) all.insert(all.end(), {uint8_t(200 + i % 2), 100, 50});
     ASSERT_TRUE(tolva::countColours(h, all.data(), 3, (1 << 18) + 40000));
+    for (int i = 0; i < 400; ++i) ASSERT_TRUE(tolva::countColour(h, 0xFFFEFD, 64));
     ASSERT_EQ(tolva::pointsOfBins(h, &points), 32768u + 2 * 7);
     const auto full = [](const tolva::ColourPoint& p) { return p.weight >= 40000 && p.weight < 50000; };
     EXPECT_NEAR(std::find_if(points, points + 32782, full)->mean[0], 200.5 * tolva::kLevel[0], 1);
-    EXPECT_EQ(std::pair(points[0].weight, points[32781].weight), std::pair(uint64_t{5000000004}, uint64_t{5000000001}));
+    EXPECT_EQ(std::pair(points[0].weight, points[32781].weight), std::pair(uint64_t{5000000004}, uint64_t{5000025601}));
     EXPECT_NEAR(points[0].mean[2], 3 * tolva::kLevel[2], 1);
     std::free(points);
     tolva::freeHistogram(h);

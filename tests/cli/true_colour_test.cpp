@@ -50,6 +50,11 @@ TEST_F(TrueColour, PngOfEveryKindIsRead) {
             expectPicture(convertPng(picture(true, bits, adam7)), true);
         }
     }
+    makePng(path("a.png"), picture(true));
+    EXPECT_NE(run("-v --fit 9x9 a.png -f -o a.gif").said.find("pixels, 94 colours\n"), std::string::npos);
+    const RunResult raw = run("-v --raw a.png -f -o a.gif");
+    EXPECT_NE(raw.said.find("\ntolva: reduced to 93 colours\n"), std::string::npos) << raw.said;
+    expectPicture(seenIn(path("a.gif")), true);
     PictureOrder opaque = picture(true);
     for (size_t i = 3; i < opaque.samples.size(); i += 4) opaque.samples[i] = 255;
     EXPECT_EQ(convertPng(opaque).transparent, -1);
