@@ -16,6 +16,7 @@ const std::string kOld = "[s]\nk=1\n" + std::string(20000, '\n');
 int blocks = 0;         // that are not freed
 int failingBlock = -1;  // the allocation that fails
 bool noRename = false;
+std::vector<std::string> temporaryNames;
 
 int32_t atDevice(const std::string& file, const std::function<int32_t()>& draw) {
     Host host;
@@ -75,9 +76,10 @@ void prepare(const Scenario& scenario, const Temporary& file) {
     noRename = scenario.inPlace;
 }
 
-int removeTemporaryFiles() {
-    const int count = temporaryFiles();
-    for (const std::string& name : temporaryNames) unlink(name.c_str());
+// How many there were of those that the library made.
+auto removeTemporaryFiles() {
+    const auto removes = [](const std::string& name) { return unlink(name.c_str()) == 0; };
+    const auto count = std::count_if(temporaryNames.begin(), temporaryNames.end(), removes);
     temporaryNames.clear();
     return count;
 }
@@ -95,7 +97,11 @@ class Faults : public testing::Test {
     S before = tolva::systemCalls, &table = tolva::systemCalls;
     Temporary file;
     Faults() {
-        removeTemporaryFiles();  // records them from now on
+        table.makeTemporary = [](char* pattern) {
+            const int made = mkstemp(pattern);
+            temporaryNames.push_back(pattern);
+            return made;
+        };
         table.rename = [](const char* from, const char* to) { return noRename ? -1 : std::rename(from, to); };
         table.sync = [](int) { return 0; };  // takes as long as all the rest
         table.allocate = [](size_t count, size_t size) {

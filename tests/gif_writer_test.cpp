@@ -1,6 +1,4 @@
 // The writer's files and the encoder's segments, byte for byte against the plain definition.
-#include <algorithm>
-
 #include "support.h"
 
 namespace {
@@ -97,7 +95,6 @@ TEST(Lzw, LosesNoSegmentSilentlyAtItsEnd) {
 TEST(GifWriter, WholeOrInBandsPicturesAreTheFilesTheyShouldBe) {
     Device device;
     const Bytes palette = testPalette();
-    const int before = temporaryFiles();
     // The last spools 349999 pixels in memory, the one before it one more in a file.
     const std::pair<int, int> extents[] = {{1, 1},   {1, 2},      {2, 1},     {3, 3},     {300, 5},
                                            {263, 9}, {31818, 11}, {500, 700}, {7, 50000}, {349999 / 7, 7}};
@@ -116,7 +113,6 @@ TEST(GifWriter, WholeOrInBandsPicturesAreTheFilesTheyShouldBe) {
             }
         }
     }
-    EXPECT_EQ(temporaryFiles(), before);
     const Picture low = noise(8, 3, 256, 2);  // kept: ends after its first pass, without an end code
     const Bytes file = write(low, palette, 1);
     Bytes expected = plainGif(low, palette, {.interlaced = true, .segments = {8, 16}});

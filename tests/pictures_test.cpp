@@ -1,6 +1,4 @@
 // Cell arrays from a host's call to the file on disk.
-#include <tuple>
-
 #include "support.h"
 
 namespace {
@@ -18,9 +16,14 @@ std::function<void(SetupBlock&)> box(double width, double height) {
 
 Picture scaled(const Picture& picture, int width, int height) {
     const TolvaHandle source = handleOf(bottomUp(picture));
-    const TolvaHandle result = rlStretchBitmap(source, 8, picture.width, picture.height, width, height);
+    const Bytes rows = taken(rlStretchBitmap(source, 8, picture.width, picture.height, width, height));
     GlobalFree(source);
-    return topDown(result, width, height);
+    Picture result = {width, height, {}};
+    for (int y = height - 1; y >= 0; --y) {
+        const auto row = rows.begin() + (width + 3) / 4 * 4 * y;
+        result.pixels.insert(result.pixels.end(), row, row + width);
+    }
+    return result;
 }
 
 }  // namespace

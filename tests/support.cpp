@@ -1,7 +1,6 @@
 #include "support.h"
 
 #include "gif_oracle.h"
-#include "host/system_calls.h"
 
 #include <unistd.h>
 
@@ -39,23 +38,6 @@ Bytes readFile(const std::string& path) {
 }
 
 void save(const std::string& path, const Bytes& bytes) { save(path, std::string(bytes.begin(), bytes.end())); }
-
-std::vector<std::string> temporaryNames;
-
-namespace {
-int recordTemporary(char* pattern) {
-    const int file = mkstemp(pattern);
-    temporaryNames.push_back(pattern);
-    return file;
-}
-}  // namespace
-
-// Only this process's own: tests run side by side.
-int temporaryFiles() {
-    tolva::systemCalls.makeTemporary = recordTemporary;
-    return static_cast<int>(std::count_if(temporaryNames.begin(), temporaryNames.end(),
-                                          [](const std::string& name) { return access(name.c_str(), F_OK) == 0; }));
-}
 
 void plainSegment(Bytes& out, Bytes& work, const uint8_t* pixels, int count, bool first, bool last, uint32_t& carry) {
     constexpr uint32_t kClear = 256, kEnd = 257, kFirstFree = 258, kFull = 4090;
@@ -126,16 +108,6 @@ Bytes bottomUp(const Picture& picture) {
                     rows.begin() + stride * (picture.height - 1 - y));
     }
     return rows;
-}
-
-Picture topDown(TolvaHandle h, int width, int height) {
-    Picture picture = {width, height, {}};
-    const Bytes rows = taken(h);
-    for (int y = height - 1; y >= 0; --y) {
-        const auto row = rows.begin() + (width + 3) / 4 * 4 * y;
-        picture.pixels.insert(picture.pixels.end(), row, row + width);
-    }
-    return picture;
 }
 
 Bytes testPalette() {
@@ -308,8 +280,7 @@ int32_t sendPicture(const Picture& picture, double dpi) {
     const Bytes rows = bottomUp(picture);
     const int32_t opened = openBody(picture.width - 1, picture.height - 1, dpi);
     const int32_t drawn = call(cellBlock(rows.data(), picture.width, picture.height));
-    const int32_t closed = closeBody();
-    return opened != 0 ? opened : drawn != 0 ? drawn : closed;
+    return std::max({opened, drawn, closeBody()});
 }
 
 Bytes openBlock(int width, int height, int bits) {

@@ -60,8 +60,6 @@ Bytes taken(TolvaHandle h);  // its contents; the handle is freed
 
 Bytes readFile(const std::string& path);
 void save(const std::string& path, const Bytes& bytes);
-int temporaryFiles();                            // how many of the library's stand in /tmp
-extern std::vector<std::string> temporaryNames;  // of all that it made since that was asked
 
 // Segments by the definition: a pixel and a code at a time, into a work buffer of 70000 bytes.
 void plainSegment(Bytes& out, Bytes& work, const uint8_t* pixels, int count, bool first, bool last, uint32_t& carry);
@@ -73,9 +71,8 @@ struct Picture {
     Bytes pixels;
 };
 Picture noise(int width, int height, int colours, uint32_t seed);
-Bytes bottomUp(const Picture& picture);                 // rows padded to 4 bytes
-Picture topDown(TolvaHandle h, int width, int height);  // of a bitmap's rows; the handle is freed
-Bytes testPalette();                                    // 256 triples, all different
+Bytes bottomUp(const Picture& picture);  // rows padded to 4 bytes
+Bytes testPalette();                     // 256 triples, all different
 uint8_t plainlyNearest(const uint8_t* table, int entries, const uint8_t* colour);
 
 // The whole file by the definition.
