@@ -18,25 +18,17 @@ TEST_F(Pictures, AreInABrowserWhatTheyWere) {
     };
     std::string page = kPage;
     std::vector<std::string> wanted;
-    // Extents, colours of a palette or none, options.
-    for (const char* const order :
-         {"1 2 2", "33 17 2 --interlace", "300 201 256", "97 301 256 --interlace", "2 5 3 --interlace",
-          "41 40 64 --road bracket --interlace", "7 8 200 --road export", "120 81 0 --colours 16 --dither diffusion",
-          "64 49 0 --colours 255 --dither diffusion --interlace", "90 60 0 --raw --interlace", "50 70 0 --fit 33x33"}) {
-        int width, height, colours, words = 0;
-        ASSERT_EQ(std::sscanf(order, "%d%d%d%n", &width, &height, &colours, &words), 3);
-        PictureOrder png = {.width = width, .height = height, .kind = colours > 0 ? 3 : 2};
-        for (const uint8_t grey : greys(width * (colours > 0 ? 1 : 3), height)) {
-            png.samples.push_back(static_cast<uint8_t>(colours > 0 ? grey % colours : grey));
-        }
-        for (int i = 0; i < colours; ++i) {
-            png.palette.push_back({uint8_t(i * 37 + 5), uint8_t(i * 3), uint8_t(255 - i)});
-        }
-        for (const int clear : {-1, colours / 2}) {
-            if (clear == 0) break;
-            png.alpha.assign(static_cast<size_t>(clear + 1), 255);
-            if (clear > 0) png.alpha.back() = 0;
-            const SeenGif seen = convertPng(png, order + words);
+    for (const char* const order :  // extents, and options
+         {"1 2 --colours 2", "33 17 --colours 2 --interlace", "300 201", "97 301 --interlace",
+          "2 5 --colours 3 --interlace", "41 40 --colours 64 --road bracket --interlace", "7 8 --road export",
+          "120 81 --colours 16 --dither diffusion", "64 49 --colours 255 --dither diffusion --interlace",
+          "90 60 --raw --interlace", "50 70 --fit 33x33"}) {
+        int width, height, words = 0;
+        ASSERT_EQ(std::sscanf(order, "%d%d%n", &width, &height, &words), 2);
+        write("a.ppm", "P6 " + std::string(order, words) + " 255\n" + greys(3 * width, height));
+        // The first pixel's colour, which --raw changes.
+        for (const std::string clear : {"", " --transparent 00070E"}) {
+            const SeenGif seen = convert("a.ppm " + std::string(order + words) + clear);
             std::string pixels;
             for (const uint8_t index : seen.pixels) {
                 const auto [red, green, blue] = seen.palette[index];

@@ -1,8 +1,6 @@
 // profiles_test.cpp: colour profiles and gamma as the readers obey them. Profiles are made here, with effects that
 // cannot be mistaken.
 
-#include <algorithm>
-
 #include <lcms2.h>
 #include <zlib.h>
 
@@ -23,13 +21,13 @@ std::string bytesOf(cmsHPROFILE profile) {
     return bytes;
 }
 
-// sRGB's, but red stands for green, green for blue, blue for red; or green and blue for each other.
-std::string exchangingProfile(bool redStays = false) {
+// sRGB's, but red stands for green, green for blue, blue for red.
+std::string exchangingProfile() {
     cmsHPROFILE const profile = cmsCreate_sRGBProfile();
     cmsTagSignature tags[] = {cmsSigRedColorantTag, cmsSigGreenColorantTag, cmsSigBlueColorantTag};
     cmsCIEXYZ places[3];
     for (int i = 0; i < 3; ++i) places[i] = *static_cast<cmsCIEXYZ*>(cmsReadTag(profile, tags[i]));
-    for (int i = 0; i < 3; ++i) cmsWriteTag(profile, tags[i], &places[(redStays ? 3 - i : i + 1) % 3]);
+    for (int i = 0; i < 3; ++i) cmsWriteTag(profile, tags[i], &places[(i + 1) % 3]);
     return bytesOf(profile);
 }
 
@@ -117,7 +115,6 @@ TEST_F(Profiles, CountInTheirOrderAndOnlyWhereTheyMakeSense) {
         int warnings;
     } kCases[] = {{"sRGB before gamma", {{"sRGB", std::string(1, 0)}, {"gAMA", linear}}, kAny, 0},
                   {"a profile before all", {{"iCCP", packed(exchanging)}, {"gAMA", linear}}, kExchanged, 0},
-                  {"red stays", {{"iCCP", packed(exchangingProfile(true))}}, {207, 55, 103}, 0},
                   {"gamma alone", {{"gAMA", linear}}, {233, 170, 128}, 0},
                   {"sRGB's gamma, nearly", {{"gAMA", std::string("\0\0\xB5\0", 4)}}, kAny, 0},
                   {"sRGB's profile", {{"iCCP", packed(bytesOf(cmsCreate_sRGBProfile()))}}, kAny, 0},
