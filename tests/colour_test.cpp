@@ -1,6 +1,4 @@
 // True colour: tables, matched pixels and dithered bitmaps.
-#include <algorithm>
-
 #include "support.h"
 
 namespace {

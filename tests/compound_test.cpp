@@ -1,5 +1,4 @@
 // Sub-streams of compound documents; damaged ones are met by fuzz/streams.cpp.
-#include <algorithm>
 #include <numeric>
 
 #include "support.h"

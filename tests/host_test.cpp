@@ -1,6 +1,5 @@
 // Memory handles, byte strings, numbers.
 #include <cmath>
-#include <cstring>
 
 #include "host/numbers.h"
 #include "support.h"

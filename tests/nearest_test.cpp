@@ -1,6 +1,4 @@
 // Ready answers against the plain search.
-#include <algorithm>
-
 #include "nearest/answers.h"
 #include "support.h"
 

@@ -1,5 +1,4 @@
 // From true colour to indices: each stage against a plain model of it.
-#include <algorithm>
 #include <cmath>
 #include <memory>
 

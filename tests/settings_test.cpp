@@ -2,7 +2,6 @@
 #include <unistd.h>
 
 #include <cmath>
-#include <cstring>
 #include <limits>
 
 #include "support.h"

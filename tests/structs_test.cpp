@@ -1,6 +1,5 @@
 // Typed and structured transfers, in either byte order.
 #include <cmath>
-#include <cstring>
 
 #include "support.h"
 

@@ -1,6 +1,5 @@
 // jpeg_test.cpp: JPEG pictures of every colour model and every orientation, whole and damaged.
 
-#include <algorithm>
 #include <cstdio>
 
 #include <jpeglib.h>

@@ -1,9 +1,7 @@
 // options_test.cpp: the command line, and the library that it may name, whose errors have their sentences.
 
-#include <algorithm>
 #include <bit>
 #include <filesystem>
-#include <tuple>
 
 #include "cli/library/driver_errors.h"
 #include "support.h"

@@ -6,7 +6,6 @@
 
 #include <filesystem>
 #include <future>
-#include <tuple>
 
 #include "cli/output/gif_check.h"
 #include "cli/output/system_calls.h"

@@ -7,7 +7,6 @@
 
 #include <filesystem>
 #include <future>
-#include <tuple>
 
 #include "cli/output/system_calls.h"
 #include "support.h"

@@ -2,7 +2,6 @@
 
 #include "support.h"
 
-#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 

@@ -1,9 +1,6 @@
 // true_colour_test.cpp: pictures of more than a palette: alpha, tones, dithering. The colours of exact comparisons are
 // those that the reduction's 5 bits leave as they are.
 
-#include <algorithm>
-#include <tuple>
-
 #include "pictures.h"
 
 using imageio::Colour;
