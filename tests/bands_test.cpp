@@ -90,7 +90,7 @@ void expectDrawn(SetupBlock& setup, const Picture& picture, int rows, const Endi
 TEST(Bands, OfAnyHeightGiveTheFileAndStopWhereTheHostSays) {
     Device device;
     SetupBlock& setup = *device.host.settings();
-    for (const Picture& picture : {noise(7, 10, 256, 3), noise(50, 64, 256, 3), noise(263, 36, 256, 3)}) {
+    for (const Picture& picture : {noise(7, 10, 256, 3), noise(50, 64, 256, 3), noise(263, 360, 256, 3)}) {
         for (const int rows : {1, 3, 8, 40, 1000}) {
             for (const bool interlaced : {false, true}) {
                 setup.interlaceChoice = interlaced ? 715 : 0;
