@@ -21,8 +21,13 @@ struct Diffusion {
     uint32_t width;
 };
 
-// `error` is the fitted palette's mean squared error in levels, of three channels together.
-void beginDiffusion(Diffusion& d, const uint8_t* table, uint32_t count, uint32_t error);
+// How far a palette is off, and how much of that the picture hides.
+struct FittedError {
+    uint32_t squared;  // the mean in levels, of three channels together, in 16ths
+    uint32_t texture;  // beside it
+};
+
+void beginDiffusion(Diffusion& d, const uint8_t* table, uint32_t count, const FittedError& fitted);
 // Errors begin anew where the width is another than before. False: no memory.
 bool beginRows(Diffusion& d, uint32_t width);
 void freeDiffusion(Diffusion& d);

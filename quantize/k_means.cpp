@@ -9,6 +9,7 @@
 #include <cstdlib>
 
 #include "quantize/centroids.h"
+#include "quantize/texture.h"
 
 namespace tolva {
 namespace {
@@ -146,7 +147,7 @@ bool settleCentroids(const ColourPoint* points, Cluster* clusters, uint32_t coun
         moveCentroids(*w, clusters, count);
         if (error + error / kSmallGain >= before) break;
     }
-    *squaredError = static_cast<uint32_t>(error / weight / (kLevel[2] * kLevel[2]));
+    *squaredError = static_cast<uint32_t>(error / weight / (kLevel[2] * kLevel[2] / kErrorParts));
     roundCentroids(*w, points, clusters, count, table);
     std::free(w);
     return true;

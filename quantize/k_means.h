@@ -7,7 +7,7 @@
 namespace tolva {
 
 // Moves the clusters' centroids to where the squared error is small, and gives each rounded to a triple, and the mean
-// squared error of three channels together in levels. False: no memory.
+// squared error of three channels together in levels, in 16ths. False: no memory.
 bool settleCentroids(const ColourPoint* points, Cluster* clusters, uint32_t count, uint8_t* table,
                      uint32_t* squaredError);
 

@@ -12,6 +12,7 @@
 #include "quantize/histogram.h"
 #include "quantize/k_means.h"
 #include "quantize/opaque.h"
+#include "quantize/texture.h"
 #include "quantize/variance_cut.h"
 
 using namespace tolva;
@@ -25,6 +26,8 @@ struct TolvaQuantizer {
     bool broken;       // out of memory amid a count
     bool fitted;       // the palette stands
     TolvaPalette palette;
+    Texture texture;
+    uint32_t rows;   // seen in the first pass
     uint32_t error;  // squared, of the palette that was fitted
     bool answering;  // so do its answers
     Answers answers;
@@ -62,7 +65,12 @@ bool pourDistinct(TolvaQuantizer& q) {
     return true;
 }
 
+bool looksAtTexture(const TolvaQuantizer& q) {
+    return q.order.diffusion != kTolvaDiffuseNever && q.rows % kTextureRows == 0;
+}
+
 bool countPixels(TolvaQuantizer& q, const uint8_t* pixels, int bytesPerPixel, uint32_t width) {
+    if (looksAtTexture(q)) countTexture(q.texture, pixels, bytesPerPixel, width);
     if (!q.overflowed) {
         const uint32_t listed = listColours(q.distinct, pixels, bytesPerPixel, width);
         if (listed == width) return true;
@@ -151,7 +159,9 @@ uint32_t opaqueEntries(const TolvaPalette& p) { return p.count - (p.key == kTolv
 bool haveAnswers(TolvaQuantizer& q) {
     if (q.answering) return true;
     q.answering = makeAnswers(q.answers, q.palette.colours, opaqueEntries(q.palette));
-    if (q.answering) beginDiffusion(q.diffusion, q.palette.colours, opaqueEntries(q.palette), q.error);
+    if (q.answering)
+        beginDiffusion(q.diffusion, q.palette.colours, opaqueEntries(q.palette),
+                       {q.error, textureBeside(q.texture, q.error)});
     return q.answering;
 }
 
@@ -241,7 +251,7 @@ int32_t tolvaQuantizeCount(TolvaQuantizer* quantizer, const TolvaPixelRows* rows
     if (quantizer == nullptr || !areRows(rows)) return kTolvaQuantizeBadArgument;
     TolvaQuantizer& q = *quantizer;
     if (q.fitted) return kTolvaQuantizeWrongOrder;
-    for (uint32_t y = 0; y < rows->rows && !q.broken; ++y) {
+    for (uint32_t y = 0; y < rows->rows && !q.broken; ++y, ++q.rows) {
         const Row row = rowOf(*rows, y);
         q.broken = mayBeTransparent(q, *rows) ? !countSeenPixels(q, row, rows->width)
                                               : !countPixels(q, row.pixels, bytesOf(q.order.format), rows->width);

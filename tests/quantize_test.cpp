@@ -3,7 +3,9 @@
 #include <memory>
 
 #include <tolva/quantize.h>
+#include "quantize/diffusion.h"
 #include "quantize/histogram.h"
+#include "quantize/texture.h"
 #include "support.h"
 
 namespace {
@@ -158,7 +160,7 @@ TEST(Quantize, FourRowsInFlightAreOneAfterTheOther) {
                 const TolvaPixelRows rows = rowsOf(pixels, width, 3, m);
                 const Handle exact = begin(6, rgb, diffused);  // errs nowhere, but the second pass has other rows
                 const TolvaPalette p = paletteOf(exact, rowsOf(few, width, 3, m));
-                EXPECT_EQ(mapped(exact, rows), plainlyDiffused(pixels, width, p, {16, 48, 64}, m));
+                EXPECT_EQ(mapped(exact, rows), plainlyDiffused(pixels, width, p, {16, 42, 64}, m));
             }
         }
     }
@@ -166,6 +168,27 @@ TEST(Quantize, FourRowsInFlightAreOneAfterTheOther) {
     const Handle fitted = begin(2, rgb, diffused);  // of few colours, far from most pixels
     const TolvaPalette p = paletteOf(fitted, rowsOf(pixels, 50));
     EXPECT_EQ(mapped(fitted, rowsOf(pixels, 50)), plainlyDiffused(pixels, 50, p, {112, 15, 16}, nullptr));
+}
+
+TEST(Quantize, DiffusionHandsOnWhatTheTextureDoesNotHide) {
+    const Bytes row = {9, 9, 9, 1, 11, 7, 11, 2, 9, 9, 9, 3, 9, 209, 9, 4};  // steps of 6, 6 and 200
+    tolva::Texture texture = {};
+    EXPECT_EQ(tolva::textureBeside(texture, 256), 0u);
+    tolva::countTexture(texture, row.data(), 4, 4);
+    EXPECT_EQ(tolva::textureBeside(texture, 256), 128u);  // 6, 6 and 12 beside 4
+    EXPECT_EQ(tolva::textureBeside(texture, 0), 0u);
+    for (const auto& [squared, beside, share] : {std::tuple{0, 0, 42},
+                                                 {59, 0, 42},
+                                                 {60, 0, 43},
+                                                 {999, 9, 60},
+                                                 {2000, 48, 53},
+                                                 {2000, 96, 50},
+                                                 {2000, 999, 40},
+                                                 {9999, 99, 15}}) {
+        tolva::Diffusion d = {};
+        tolva::beginDiffusion(d, row.data(), 2, {uint32_t(squared), uint32_t(beside)});
+        EXPECT_EQ(d.share, share) << squared << ' ' << beside;
+    }
 }
 
 TEST(Quantize, BelowHalfOpacityIsTheKeyAndTheOthersLieOverTheBackground) {
