@@ -63,12 +63,11 @@ struct PartCandidates {
     uint8_t ranks[kPartsOfCell][kMostEntries];
 };
 
-Lanes atParts(const Margins& cell, uint32_t rank) {
-    return kPartReds * cell.steps[0][rank] + kPartGreens * cell.steps[1][rank] + kPartBlues * cell.steps[2][rank] +
-           cell.at[rank];
+// A vector goes by reference: not every machine has a convention for one as a result.
+void takeAtParts(const Margins& cell, uint32_t rank, Lanes& at) {
+    at = kPartReds * cell.steps[0][rank] + kPartGreens * cell.steps[1][rank] + kPartBlues * cell.steps[2][rank] +
+         cell.at[rank];
 }
-
-Lanes belowZero(const Lanes& x) { return x < 0 ? x : Lanes{}; }
 
 // The candidates of a cell that are ones of its parts.
 void narrowToParts(const Margins& cell, PartCandidates& parts) {
@@ -76,7 +75,8 @@ void narrowToParts(const Margins& cell, PartCandidates& parts) {
     parts.nearest = Lanes{};
     parts.counts = Lanes{};
     for (uint32_t rank = 0; rank < cell.count; ++rank) {
-        const Lanes low = atParts(cell, rank);
+        Lanes low;
+        takeAtParts(cell, rank, low);
         const Lanes inMiddle = low + narrowed(2 * cell.steps[0][rank] + cell.steps[1][rank] + 2 * cell.steps[2][rank]);
         const auto nearer = inMiddle < least;
         least = nearer ? inMiddle : least;
@@ -85,9 +85,13 @@ void narrowToParts(const Margins& cell, PartCandidates& parts) {
         parts.nearest = nearer ? Lanes{} + narrowed(static_cast<int32_t>(rank)) : parts.nearest;
     }
     for (uint32_t rank = 0; rank < cell.count; ++rank) {
-        Lanes gains = {};
-        for (int k = 0; k < 3; ++k) gains += belowZero(cell.steps[k][rank] - steps[k]);
-        const Lanes lowest = atParts(cell, rank) - at + gains * (kPartSide - 1);
+        Lanes low, gains = {};
+        takeAtParts(cell, rank, low);
+        for (int k = 0; k < 3; ++k) {
+            const Lanes gain = cell.steps[k][rank] - steps[k];
+            gains += gain < 0 ? gain : Lanes{};
+        }
+        const Lanes lowest = low - at + gains * (kPartSide - 1);
         const auto first = narrowed(static_cast<int32_t>(rank)) <= parts.nearest;
         const auto kept = lowest + first < 0;  // also where both are equally far, and this one's index is lower
         for (uint32_t part = 0; part < kPartsOfCell; ++part)

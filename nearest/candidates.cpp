@@ -18,10 +18,10 @@ static_assert(kCandidatesOfBlock == 4);
 
 float number(int32_t x) { return static_cast<float>(x); }
 
-Floats componentsOf(const CandidateBlock& block, uint32_t channel) {
-    Floats components;
-    std::memcpy(&components, block.components[channel], sizeof components);
-    return components;
+// Vectors go by reference: not every machine has a convention for them as results.
+void takeAway(float level, const CandidateBlock& block, uint32_t channel, Floats& difference) {
+    std::memcpy(&difference, block.components[channel], sizeof difference);
+    difference -= level;
 }
 
 }  // namespace
@@ -46,9 +46,10 @@ uint32_t narrowCandidates(const CandidateBlock* from, uint32_t count, const uint
     Floats least = Floats{} + FLT_MAX;
     Ranks nearest = {}, ranks = kFirstRanks;
     for (uint32_t i = 0; i < blocks; ++i, ranks += kCandidatesOfBlock) {
-        const Floats red = componentsOf(from[i], 0) - number(lowest[0]);
-        const Floats green = componentsOf(from[i], 1) - number(lowest[1]);
-        const Floats blue = componentsOf(from[i], 2) - number(lowest[2]);
+        Floats red, green, blue;
+        takeAway(number(lowest[0]), from[i], 0, red);
+        takeAway(number(lowest[1]), from[i], 1, green);
+        takeAway(number(lowest[2]), from[i], 2, blue);
         distances[i] = red * red + green * green + blue * blue;
         const Floats fromMiddle = distances[i] - number(side) * (red + green + blue);  // but for what all have
         const auto nearer = fromMiddle < least;
@@ -66,7 +67,8 @@ uint32_t narrowCandidates(const CandidateBlock* from, uint32_t count, const uint
     for (uint32_t i = 0; i < blocks; ++i, ranks += kCandidatesOfBlock) {
         Floats gains = {};  // of a step to where the entry does best
         for (uint32_t k = 0; k < 3; ++k) {
-            const Floats gain = componentsOf(from[i], k) - block.components[k][lane];
+            Floats gain;
+            takeAway(block.components[k][lane], from[i], k, gain);
             gains += gain > 0 ? gain : Floats{};
         }
         const Floats margins = distances[i] - distance - number(2 * (side - 1)) * gains;
