@@ -7,29 +7,29 @@
 namespace tolva {
 namespace {
 
-constexpr uint32_t kSlotBits = 10;
+constexpr uint32_t kSlotBits = 11;
 constexpr uint32_t kSlots = 1u << kSlotBits;
-static_assert(kMostDistinct < kSlots, "a place + 1 fits a slot, and the search for a free one ends");
+static_assert(kMostDistinct < kSlots, "the search for a free slot ends");
 constexpr uint32_t kTogether = 8;  // pixels; in flat areas all of them are told by one comparison
 
 uint32_t hashOf(uint32_t colour) { return colour * 0x9E3779B1u >> (32 - kSlotBits); }
 
 // A colour's slot, or the free one where it would stand.
-uint32_t slotOf(const Distinct& d, uint32_t colour) {
+DistinctSlot& slotOf(const Distinct& d, uint32_t colour) {
     uint32_t slot = hashOf(colour);
-    while (d.slots[slot] != 0 && d.colours[d.slots[slot] - 1].colour != colour) slot = (slot + 1) % kSlots;
-    return slot;
+    while (d.slots[slot].colour != colour && d.slots[slot].place != 0) slot = (slot + 1) % kSlots;
+    return d.slots[slot];
 }
 
 // Null where the colour is new and the list is full.
 DistinctColour* entryOf(Distinct& d, uint32_t colour) {
-    uint16_t& place = d.slots[slotOf(d, colour)];
-    if (place == 0) {
+    DistinctSlot& slot = slotOf(d, colour);
+    if (slot.place == 0) {
         if (d.count == kMostDistinct) return nullptr;
         d.colours[d.count++] = {.colour = colour, .pixels = 0};
-        place = static_cast<uint16_t>(d.count);
+        slot = {.colour = colour, .place = d.count};
     }
-    return &d.colours[place - 1];
+    return &d.colours[slot.place - 1];
 }
 
 // Hands over each colour, and counts of pixels that repeat the one before; until a colour is not taken.
@@ -64,7 +64,7 @@ uint32_t listPixels(Distinct& d, const uint8_t* pixels, uint32_t width) {
 template <uint32_t step>
 uint32_t indexPixels(const Distinct& d, const uint8_t* pixels, uint8_t* to, uint32_t width) {
     const auto take = [&](uint32_t x, uint32_t colour) {
-        const uint16_t place = d.slots[slotOf(d, colour)];
+        const uint32_t place = slotOf(d, colour).place;
         if (place != 0) to[x] = static_cast<uint8_t>(place - 1);
         return place != 0;
     };
@@ -75,7 +75,7 @@ uint32_t indexPixels(const Distinct& d, const uint8_t* pixels, uint8_t* to, uint
 
 bool makeDistinct(Distinct& d) {
     d.colours = static_cast<DistinctColour*>(std::malloc(kMostDistinct * sizeof(DistinctColour)));
-    d.slots = static_cast<uint16_t*>(std::calloc(kSlots, sizeof(uint16_t)));
+    d.slots = static_cast<DistinctSlot*>(std::calloc(kSlots, sizeof(DistinctSlot)));
     d.count = 0;
     return d.colours != nullptr && d.slots != nullptr;
 }

@@ -15,9 +15,14 @@ struct DistinctColour {
     uint64_t pixels;
 };
 
+struct DistinctSlot {
+    uint32_t colour;
+    uint32_t place;  // in the list, + 1; 0: free
+};
+
 struct Distinct {
     DistinctColour* colours;
-    uint16_t* slots;  // by hash: a place in `colours` + 1, 0 where there is none
+    DistinctSlot* slots;  // by hash
     uint32_t count;
 };
 
