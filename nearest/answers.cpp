@@ -116,22 +116,20 @@ void takeMarginsOfPart(const Margins& cell, const PartCandidates& parts, uint32_
     }
 }
 
-// ---- Of a part's colours, a vector for each pair of greens ----
+// ---- Of a part's colours, a vector for the eight of each cube of 2 levels ----
 
 constexpr uint32_t kVectors = kPartColours / kLanes;
-constexpr Lanes kGreens = {0, 0, 0, 0, 1, 1, 1, 1};
-constexpr Lanes kBlues = {0, 1, 2, 3, 0, 1, 2, 3};
+constexpr Lanes kReds = {0, 0, 0, 0, 1, 1, 1, 1};
+constexpr Lanes kGreens = {0, 0, 1, 1, 0, 0, 1, 1};
+constexpr Lanes kBlues = {0, 1, 0, 1, 0, 1, 0, 1};
 static_assert(kVectors == 8);
 
 // Hands each vector of a part its sums.
 template <class Take>
 void forSums(int32_t at, int32_t red, int32_t green, int32_t blue, Take take) {
-    Lanes sums = kGreens * narrowed(green) + kBlues * narrowed(blue) + narrowed(at);
-    for (uint32_t i = 0; i < kVectors; i += 2) {
-        take(i, sums);
-        take(i + 1, sums + narrowed(2 * green));
-        sums += narrowed(red);
-    }
+    const Lanes sums = kReds * narrowed(red) + kGreens * narrowed(green) + kBlues * narrowed(blue) + narrowed(at);
+    for (int32_t i = 0; i < static_cast<int32_t>(kVectors); ++i)
+        take(i, sums + narrowed(2 * ((i >> 2) * red + (i >> 1 & 1) * green + (i & 1) * blue)));
 }
 
 void storeBytes(uint8_t* to, const Lanes& lanes) {
@@ -159,7 +157,7 @@ void answerFew(Answers& a, const Margins& m, AnswerBlock& block) {
     for (uint32_t rank = 0; rank < m.count; ++rank) {
         block.entries[rank] = a.indices[m.entries[rank]];
         forSums(m.at[rank] * 4 + static_cast<int32_t>(rank), m.steps[0][rank] * 4, m.steps[1][rank] * 4,
-                m.steps[2][rank] * 4, [&](uint32_t i, const Lanes& sums) { lower(least[i], sums); });
+                m.steps[2][rank] * 4, [&](int32_t i, const Lanes& sums) { lower(least[i], sums); });
     }
     for (uint32_t i = 0; i < 2; ++i) {
         const Lanes codes =
@@ -173,11 +171,10 @@ void answerMany(const Answers& a, const Margins& m, uint8_t* answers) {
     std::fill(least, least + kVectors, Lanes{} + INT16_MAX);
     for (uint32_t rank = 0; rank < m.count; ++rank) {
         const Lanes index = Lanes{} + int16_t{a.indices[m.entries[rank]]};
-        forSums(m.at[rank], m.steps[0][rank], m.steps[1][rank], m.steps[2][rank],
-                [&](uint32_t i, const Lanes& margins) {
-                    nearest[i] = margins < least[i] ? index : nearest[i];
-                    lower(least[i], margins);
-                });
+        forSums(m.at[rank], m.steps[0][rank], m.steps[1][rank], m.steps[2][rank], [&](int32_t i, const Lanes& margins) {
+            nearest[i] = margins < least[i] ? index : nearest[i];
+            lower(least[i], margins);
+        });
     }
     for (uint32_t i = 0; i < kVectors; ++i) storeBytes(answers + i * kLanes, nearest[i]);
 }
@@ -225,7 +222,7 @@ void fillCell(Answers& a, const uint8_t* colour) {
     uint8_t lowest[3];
     const auto lowestOf = [&](int32_t side) {
         for (int k = 0; k < 3; ++k) lowest[k] = static_cast<uint8_t>(colour[k] & -side);
-        return placeOf(lowest);
+        return numberOf(lowest);
     };
     uint32_t cubeNumber = 0;
     for (int k = 0; k < 3; ++k) cubeNumber = cubeNumber << 3 | colour[k] >> 5;
@@ -258,30 +255,32 @@ void fillCell(Answers& a, const uint8_t* colour) {
 }
 
 constexpr int32_t kTogether = 8;
+constexpr int32_t kNumbered = 64;  // pixels whose numbers are worked out together
 
 // Several pixels at a time: their look-ups do not wait for each other, and flat areas are told by one comparison.
 template <int bytes>
 void answerPixels(Answers& a, const uint8_t* from, uint8_t* to, int32_t width) {
     const AnswerRoom& room = *a.room;
+    uint32_t numbers[kNumbered];
     int32_t x = 0;
     for (; x + kTogether <= width; x += kTogether, from += kTogether * bytes) {
+        if (x % kNumbered == 0) numbersOf(from, bytes, static_cast<uint32_t>(std::min(width - x, kNumbered)), numbers);
         // Where indices overwrite pixels, the one before is whole again from the second group on.
         if (x > 0 && std::memcmp(from, from - bytes, kTogether * bytes) == 0) {
             std::memset(to + x, to[x - 1], kTogether);
             continue;
         }
-        uint32_t places[kTogether], parts[kTogether];
+        const uint32_t* const n = numbers + x % kNumbered;
+        uint32_t parts[kTogether];
         uint32_t shared = kCodedAnswers;
         for (int i = 0; i < kTogether; ++i) {
-            places[i] = placeOf(from + i * bytes);
-            parts[i] = room.parts[places[i] / kPartColours];
+            parts[i] = room.parts[n[i] / kPartColours];
             shared &= parts[i];
         }
         if (shared != 0) {
-            for (int i = 0; i < kTogether; ++i)
-                to[x + i] = codedAnswer(room.blocks[parts[i] & ~kCodedAnswers], places[i]);
+            for (int i = 0; i < kTogether; ++i) to[x + i] = codedAnswer(room.blocks[parts[i] & ~kCodedAnswers], n[i]);
         } else if (std::find(parts, parts + kTogether, 0u) == parts + kTogether) {
-            for (int i = 0; i < kTogether; ++i) to[x + i] = eitherAnswer(room.blocks, parts[i], places[i]);
+            for (int i = 0; i < kTogether; ++i) to[x + i] = eitherAnswer(room.blocks, parts[i], n[i]);
         } else {
             for (int i = 0; i < kTogether; ++i) to[x + i] = answer(a, from + i * bytes);
         }
@@ -292,7 +291,7 @@ void answerPixels(Answers& a, const uint8_t* from, uint8_t* to, int32_t width) {
 }  // namespace
 
 uint8_t answerSlowly(Answers& a, const uint8_t* colour) {
-    const uint32_t place = placeOf(colour);
+    const uint32_t place = numberOf(colour);
     const uint32_t& part = a.room->parts[place / kPartColours];
     if (part == 0) {
         fillCell(a, colour);

@@ -4,11 +4,11 @@
 #ifndef TOLVA_NEAREST_ANSWERS_H
 #define TOLVA_NEAREST_ANSWERS_H
 
-#include <array>
 #include <cstddef>
 #include <cstdint>
 
 #include "nearest/candidates.h"
+#include "nearest/colour_numbers.h"
 
 namespace tolva {
 
@@ -21,7 +21,7 @@ constexpr uint32_t kCubes = 8 * 8 * 8;  // of 32 x 32 x 32 colours: what cells t
 // kPartColours bytes in as many blocks as they need.
 struct AnswerBlock {
     uint8_t entries[4];
-    uint8_t codes[16];  // by green and blue; red's are side by side, the lowest first
+    uint8_t codes[16];  // by the last four bits of the number; by the two before them they stand side by side
 };
 static_assert(sizeof(AnswerBlock) == 20);
 constexpr uint32_t kBlocksOfPlainAnswers = (kPartColours + sizeof(AnswerBlock) - 1) / sizeof(AnswerBlock);
@@ -49,7 +49,7 @@ struct AnswerRoom {
 // What a caller has nearest mean where it is not the nearest entry.
 struct AnswerRule {
     bool (*concerns)(const uint8_t* lowest);  // the part whose lowest colour this is
-    // Answers by the colours' place in the part: red slowest, blue fastest.
+    // Answers by the last bits of the colours' numbers.
     void (*amend)(const void* with, const uint8_t* lowest, uint8_t* answers);
     const void* with;
 };
@@ -82,22 +82,6 @@ constexpr uint32_t kCodedAnswers = 0x80000000;
 // Fills a colour's cell if it has not been met; also the way to plain answers.
 uint8_t answerSlowly(Answers& answers, const uint8_t* colour);
 
-// A colour's bits so that those of its part's number stand above those of its place in the part; parts of a cell, and
-// cells of a cube's row, lie side by side.
-constexpr std::array<uint32_t, 256> spreadComponents(uint32_t channel) {
-    std::array<uint32_t, 256> spread{};
-    for (uint32_t value = 0; value < spread.size(); ++value) {
-        const uint32_t cell = value >> 3 << (9 + 5 * (2 - channel));
-        const uint32_t part = (value >> 2 & 1) << (6 + 2 - channel);
-        spread[value] = cell | part | (value & 3) << 2 * (2 - channel);
-    }
-    return spread;
-}
-inline constexpr std::array<uint32_t, 256> kSpread[3] = {spreadComponents(0), spreadComponents(1), spreadComponents(2)};
-
-// cppcheck-suppress uninitvar ; callers fill all three
-inline uint32_t placeOf(const uint8_t* c) { return kSpread[0][c[0]] | kSpread[1][c[1]] | kSpread[2][c[2]]; }
-
 inline uint8_t codedAnswer(const AnswerBlock& block, uint32_t place) {
     return block.entries[block.codes[place % 16] >> 2 * (place / 16 % 4) & 3];
 }
@@ -115,7 +99,7 @@ inline uint8_t eitherAnswer(const AnswerBlock* blocks, uint32_t part, uint32_t p
 }
 
 inline uint8_t answer(Answers& answers, const uint8_t* colour) {
-    const uint32_t place = placeOf(colour);
+    const uint32_t place = numberOf(colour);
     const uint32_t part = answers.room->parts[place / kPartColours];
     if ((part & kCodedAnswers) == 0) return answerSlowly(answers, colour);
     return codedAnswer(answers.room->blocks[part & ~kCodedAnswers], place);

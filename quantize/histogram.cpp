@@ -4,14 +4,12 @@
 #include <array>
 #include <cstdlib>
 
+#include "nearest/colour_numbers.h"
 #include "quantize/runs.h"
 
 namespace tolva {
 namespace {
 
-// A colour's number: bits 7 to 3 of its components, then bits 2, bits 1, bits 0 of all three. So cubes of 8, 4 and 2
-// levels are runs of numbers.
-constexpr uint32_t kColours = 1u << 24;
 constexpr uint32_t kBinColours = 64;
 constexpr uint32_t kBins = kColours / kBinColours;
 constexpr uint32_t kCubeBins = 8;  // of a cube of 8 levels
@@ -36,27 +34,6 @@ constexpr uint64_t kWide = uint64_t{1} << 48;  // there are wide sums, too
 static_assert(kBinColours * (kCarry - 1) < kPixelsFull, "what has not been carried from a bin's counters fits");
 
 constexpr uint32_t kBlock = 64;  // pixels counted together
-
-using LevelTable = std::array<uint32_t, 256>;
-
-constexpr LevelTable spread(uint32_t channel) {
-    const uint32_t shift = 2 - channel;
-    LevelTable table{};
-    for (uint32_t level = 0; level < 256; ++level) {
-        table[level] = (level >> 3) << (9 + 5 * shift) | (level >> 2 & 1) << (6 + shift) |
-                       (level >> 1 & 1) << (3 + shift) | (level & 1) << shift;
-    }
-    return table;
-}
-constexpr LevelTable kSpread[kChannels] = {spread(0), spread(1), spread(2)};
-
-inline uint32_t numberOf(const uint8_t* p) { return kSpread[0][p[0]] | kSpread[1][p[1]] | kSpread[2][p[2]]; }
-
-constexpr uint32_t levelOf(uint32_t number, uint32_t channel) {
-    const uint32_t shift = 2 - channel;
-    return (number >> (9 + 5 * shift) & 31) << 3 | (number >> (6 + shift) & 1) << 2 | (number >> (3 + shift) & 1) << 1 |
-           (number >> shift & 1);
-}
 
 constexpr uint64_t packed(uint64_t pixels, uint64_t red, uint64_t green, uint64_t blue) {
     return pixels << kPixelsShift | red << kRedShift | green << kGreenShift | blue;
@@ -100,19 +77,17 @@ uint32_t placeOf(Histogram& h, uint32_t number) {
 }
 
 // How many: fewer, where the next one's bin is one too many.
-template <size_t step>
-uint32_t countBlock(Histogram& h, const uint8_t* pixels, uint32_t count) {
+uint32_t countNumbers(Histogram& h, const uint32_t* numbers, uint32_t count) {
     const uint16_t* const places = h.places;  // bytes alias everything: what h has would be loaded for each pixel
     uint8_t* const counters = h.counters;
 #pragma GCC unroll 4
     for (uint32_t i = 0; i < count; ++i) {
-        const uint32_t number = numberOf(pixels + i * step);
-        uint32_t place = places[number / kBinColours];
+        uint32_t place = places[numbers[i] / kBinColours];
         if (place == 0) [[unlikely]] {
-            place = placeOf(h, number);
+            place = placeOf(h, numbers[i]);
             if (place == 0) return i;
         }
-        const uint32_t at = place * kBinColours + number % kBinColours;
+        const uint32_t at = place * kBinColours + numbers[i] % kBinColours;
         if (++counters[at] == 0) [[unlikely]] {
             counters[at] = kCarry;
             carry(h, at, 1);
@@ -163,15 +138,14 @@ ColourSums sumsOf(uint32_t number, uint64_t pixels) {
     return sums;
 }
 
-template <size_t step>
-void sumBlock(Histogram& h, const uint8_t* pixels, uint32_t count) {
+void sumNumbers(Histogram& h, const uint32_t* numbers, uint32_t count) {
     uint64_t* const sums = h.sums;
 #pragma GCC unroll 4
     for (uint32_t i = 0; i < count; ++i) {
-        const uint32_t number = numberOf(pixels + i * step);
-        const uint64_t sum = sums[number / kBinColours] += kSteps[number % kBinColours];
+        const uint32_t bin = numbers[i] / kBinColours;
+        const uint64_t sum = sums[bin] += kSteps[numbers[i] % kBinColours];
         if (static_cast<int64_t>(sum) < 0) [[unlikely]]
-            carrySums(h, number / kBinColours);
+            carrySums(h, bin);
     }
 }
 
@@ -321,14 +295,18 @@ bool countColours(Histogram& h, const uint8_t* pixels, int bytesPerPixel, uint32
     const size_t step = static_cast<uint32_t>(bytesPerPixel);
     h.pixels += width;
     for (uint32_t left = width, n = 0; left > 0; left -= n, pixels += n * step) {
+        uint32_t numbers[kBlock];
         n = std::min(left, kBlock);
         if (runLength(pixels, bytesPerPixel, n) == n) {
             if (!addColour(h, numberOf(pixels), n)) return false;
-        } else if (h.sums != nullptr) {
-            step == 3 ? sumBlock<3>(h, pixels, n) : sumBlock<4>(h, pixels, n);
+            continue;
+        }
+        numbersOf(pixels, bytesPerPixel, n, numbers);
+        if (h.sums != nullptr) {
+            sumNumbers(h, numbers, n);
         } else {
             const uint32_t wanted = n;
-            n = step == 3 ? countBlock<3>(h, pixels, n) : countBlock<4>(h, pixels, n);
+            n = countNumbers(h, numbers, n);
             if (n < wanted && !countCoarsely(h)) return false;
         }
     }

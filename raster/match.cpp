@@ -36,10 +36,11 @@ bool mayHoldGreys(const uint8_t* lowest) {
 }
 
 void answerGreys(const void* greyIndex, const uint8_t* lowest, uint8_t* answers) {
-    constexpr int side = kPartSide;
-    for (int i = 0; i < side * side * side; ++i) {
-        const int32_t red = lowest[0] + i / (side * side), green = lowest[1] + i / side % side,
-                      blue = lowest[2] + i % side;
+    for (uint32_t i = 0; i < kPartColours; ++i) {
+        const auto level = [&](uint32_t channel) {
+            return static_cast<int32_t>(lowest[channel] + levelOf(i, channel));
+        };
+        const int32_t red = level(0), green = level(1), blue = level(2);
         if (!isGreyWithin(kTolvaGreyTolerance, red, green, blue)) continue;
         answers[i] = static_cast<const uint8_t*>(greyIndex)[red + green + blue];
     }
