@@ -1,4 +1,4 @@
-// input.h: the bytes of a picture file or of standard input, through one buffer that can be looked ahead in. The
+// input.h: the bytes of a picture file or of standard input, mostly through one buffer that can be looked ahead in. The
 // readers take their bytes here, and leave here why they refuse; a stop or a failing disk shows as an end that
 // reportShortRead explains.
 #ifndef TOLVA_IMAGEIO_INPUT_H

@@ -226,7 +226,7 @@ void fillCell(Answers& a, const uint8_t* colour) {
     };
     uint32_t cubeNumber = 0;
     for (int k = 0; k < 3; ++k) cubeNumber = cubeNumber << 3 | colour[k] >> 5;
-    Cube& cube = a.room->cubes[cubeNumber];
+    CubeCandidates& cube = a.room->cubes[cubeNumber];
     if (cube.candidates == 0) {
         uint8_t entries[kMostEntries];
         lowestOf(kCubeSide);

@@ -32,7 +32,7 @@ constexpr uint32_t kOwnBlocks = 1 + kMostEntries;
 constexpr uint32_t kBlocks = kOwnBlocks + kParts + kPartsOfCell * kBlocksOfPlainAnswers;
 
 constexpr uint32_t kCandidateBlocks = (1 + kCubes) * kMostCandidateBlocks;  // the table's own come first
-struct Cube {
+struct CubeCandidates {
     uint16_t first;       // of its blocks
     uint16_t candidates;  // 0: not met
 };
@@ -41,7 +41,7 @@ static_assert(kCandidateBlocks <= UINT16_MAX);
 // Memory that answers are worked out in. Pages are touched as colours are met.
 struct AnswerRoom {
     uint32_t parts[kParts];  // the place of a part's block, kCodedAnswers beside it; 0: not met
-    Cube cubes[kCubes];
+    CubeCandidates cubes[kCubes];
     CandidateBlock candidates[kCandidateBlocks];
     AnswerBlock blocks[kBlocks];
 };

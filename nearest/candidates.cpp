@@ -1,6 +1,7 @@
 // candidates.cpp: which entries are candidates. How much farther one entry is than another is linear in the colour: so
 // an entry is out where at all corners of a cube it is farther than the one that is nearest to its middle. Numbers are
-// floating-point ones, of which every machine has vectors: all of them whole and of less than 24 bits, so exact.
+// floating-point ones, of which every machine has vectors: all of them whole and of less than 24 bits, so exact, but
+// for what fills blocks up, which is too far away to matter.
 
 #include "nearest/candidates.h"
 

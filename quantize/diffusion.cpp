@@ -39,8 +39,8 @@ struct SharePoint {
     uint32_t share;
 };
 constexpr SharePoint kShares[] = {{0, 60}, {13, 60}, {32, 56}, {42, 56}, {54, 50}, {96, 50}, {134, 43}, {160, 40}};
-constexpr uint32_t kLeastShare = 42;
-constexpr uint32_t kSmallError = 56;      // where it is the least, in 16ths, as errors are here
+constexpr uint32_t kShareOfSmallErrors = 42;
+constexpr uint32_t kSmallError = 56;      // in 16ths, as errors are here
 constexpr uint32_t kErrorOfOneShare = 4;  // and so much for each one more
 constexpr int16_t kCoarseShare = 15;
 
@@ -53,7 +53,7 @@ uint32_t shareOf(const FittedError& fitted) {
         share = high.share + ((low.share - high.share) * (high.texture - fitted.texture) + apart / 2) / apart;
     }
     const uint32_t above = fitted.squared - std::min(fitted.squared, kSmallError);
-    return std::min(share, kLeastShare + above / kErrorOfOneShare);
+    return std::min(share, kShareOfSmallErrors + above / kErrorOfOneShare);
 }
 
 // Hands down to the column before x, which is complete with this, and keeps the error for the next.

@@ -28,7 +28,7 @@ struct TolvaQuantizer {
     TolvaPalette palette;
     Texture texture;
     uint32_t rows;   // seen in the first pass
-    uint32_t error;  // squared, of the palette that was fitted
+    uint32_t error;  // squared, of the palette that was fitted, in 16ths
     bool answering;  // so do its answers
     Answers answers;
     Diffusion diffusion;
@@ -36,6 +36,7 @@ struct TolvaQuantizer {
 
 namespace {
 
+static_assert(kPiece % kTextureApart == 0);
 constexpr uint32_t kMostAnswered = 1u << 30;  // pixels of a row mapped at once
 
 struct Row {
@@ -65,12 +66,8 @@ bool pourDistinct(TolvaQuantizer& q) {
     return true;
 }
 
-bool looksAtTexture(const TolvaQuantizer& q) {
-    return q.order.diffusion != kTolvaDiffuseNever && q.rows % kTextureRows == 0;
-}
-
 bool countPixels(TolvaQuantizer& q, const uint8_t* pixels, int bytesPerPixel, uint32_t width) {
-    if (looksAtTexture(q)) countTexture(q.texture, pixels, bytesPerPixel, width);
+    if (q.order.diffusion != kTolvaDiffuseNever) countTexture(q.texture, pixels, bytesPerPixel, width, q.rows);
     if (!q.overflowed) {
         const uint32_t listed = listColours(q.distinct, pixels, bytesPerPixel, width);
         if (listed == width) return true;

@@ -7,17 +7,20 @@
 namespace tolva {
 namespace {
 
+constexpr uint32_t kRowShift = 4;  // from row to row, so that all columns have their turn
 constexpr uint32_t kRoots = 3;
 constexpr uint32_t kStepParts = 16;
 constexpr uint32_t kTextureParts = 64;
 
 }  // namespace
 
-void countTexture(Texture& texture, const uint8_t* pixels, int bytesPerPixel, uint32_t width) {
+void countTexture(Texture& texture, const uint8_t* pixels, int bytesPerPixel, uint32_t width, uint32_t row) {
     const size_t bytes = static_cast<uint32_t>(bytesPerPixel);
-    for (uint32_t x = 1; x < width; ++x, pixels += bytes) {
+    const uint32_t first = 1 + row * kRowShift % (kTextureApart - 1);
+    for (uint32_t x = first; x < width; x += kTextureApart) {
+        const uint8_t *const before = pixels + (x - 1) * bytes, *const here = before + bytes;
         uint32_t step = 0;
-        for (size_t c = 0; c < 3; ++c) step += static_cast<uint32_t>(std::abs(pixels[c] - pixels[bytes + c]));
+        for (size_t c = 0; c < 3; ++c) step += static_cast<uint32_t>(std::abs(here[c] - before[c]));
         ++texture.pixels[std::min(step, kTextureSteps - 1)];
     }
 }

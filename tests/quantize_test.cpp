@@ -171,10 +171,10 @@ TEST(Quantize, FourRowsInFlightAreOneAfterTheOther) {
 }
 
 TEST(Quantize, DiffusionHandsOnWhatTheTextureDoesNotHide) {
-    const Bytes row = {9, 9, 9, 1, 11, 7, 11, 2, 9, 9, 9, 3, 9, 209, 9, 4};  // steps of 6, 6 and 200
+    const Bytes row = {9, 9, 9, 1, 11, 7, 11, 2, 9, 9, 9, 3, 9, 209, 9, 4};  // steps of 6, 6 and 200: one a row
     tolva::Texture texture = {};
     EXPECT_EQ(tolva::textureBeside(texture, 256), 0u);
-    tolva::countTexture(texture, row.data(), 4, 4);
+    for (const uint32_t y : {0, 4, 8}) tolva::countTexture(texture, row.data(), 4, 4, y);
     EXPECT_EQ(tolva::textureBeside(texture, 256), 128u);  // 6, 6 and 12 beside 4
     EXPECT_EQ(tolva::textureBeside(texture, 0), 0u);
     for (const auto& [squared, beside, share] : {std::tuple{0, 0, 42},

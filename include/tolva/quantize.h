@@ -48,7 +48,8 @@ enum TolvaPixelFormat {
     kTolvaRgba = 5
 };
 
-/** Whether the error of a pixel is passed on to its neighbours. */
+/** Whether the error of a pixel is passed on to its neighbours. How much of it goes by how far neighbouring pixels of
+ * the first pass differ: rows have to come from the top down in both passes for the same indices. */
 enum TolvaDiffusion {
     kTolvaDiffuseNever = 0,
     kTolvaDiffuse = 1, /**< error diffusion with Floyd and Steinberg's weights, also where the palette is exact */
