@@ -224,6 +224,19 @@ bool readRow(Input& input, const Header& header, uint8_t* row, uint32_t width) {
     }
 }
 
+Reason readPixels(Input& input, const Header& header, Picture& picture) {
+    if (lieAsTheyWill(header)) {
+        const size_t bytes = size_t{picture.width} * (isColours(header.kind) ? kColourSamples : 1);
+        const auto stride = static_cast<ptrdiff_t>(picture.stride);
+        const bool whole = readRows(input, rowFromTop(picture, 0), -stride, bytes, picture.height);
+        return whole ? kDone : reportShortRead(input);
+    }
+    for (uint32_t y = 0; y < picture.height; ++y) {
+        if (!readRow(input, header, rowFromTop(picture, y), picture.width)) return reportBadText(input, "pixels");
+    }
+    return kDone;
+}
+
 // Files of this format may simply follow one another. A pipe is waited for: whether it brings more must not depend on
 // who is faster.
 void warnOfMorePictures(Input& input) {
@@ -242,16 +255,7 @@ Reason readPnm(Input& input, Picture& picture) {
         return failed;
     }
     setPalette(picture, header);
-    if (lieAsTheyWill(header)) {
-        const size_t bytes = size_t{picture.width} * (isColours(header.kind) ? kColourSamples : 1);
-        const auto stride = static_cast<ptrdiff_t>(picture.stride);
-        if (!readRows(input, rowFromTop(picture, 0), -stride, bytes, picture.height)) return reportShortRead(input);
-        warnOfMorePictures(input);
-        return doneUnlessStopped(input);
-    }
-    for (uint32_t y = 0; y < picture.height; ++y) {
-        if (!readRow(input, header, rowFromTop(picture, y), picture.width)) return reportBadText(input, "pixels");
-    }
+    if (const Reason failed = readPixels(input, header, picture)) return failed;
     warnOfMorePictures(input);
     return doneUnlessStopped(input);
 }

@@ -44,9 +44,9 @@ void takeMargins(const Answers& a, const uint8_t* lowest, Margins& m) {
         int32_t at = 0;
         for (int k = 0; k < 3; ++k) {
             at += square(c[k][e] - lowest[k]) - square(c[k][first] - lowest[k]);
-            m.steps[k][i] = static_cast<int16_t>(-2 * (c[k][e] - c[k][first]));
+            m.steps[k][i] = narrowed(-2 * (c[k][e] - c[k][first]));
         }
-        m.at[i] = static_cast<int16_t>(at);
+        m.at[i] = narrowed(at);
     }
 }
 
@@ -329,7 +329,7 @@ bool makeAnswers(Answers& a, const uint8_t* table, uint32_t count) {
     void* const room = std::calloc(1, sizeof(AnswerRoom));
     if (room == nullptr) return false;
     uint8_t all[kMostEntries];
-    for (uint32_t i = 0; i < count; ++i) all[i] = static_cast<uint8_t>(i);
+    std::iota(all, all + kMostEntries, uint8_t{0});
     beginAnswers(a, room, table, all, count, {});
     a.owned = true;
     return true;

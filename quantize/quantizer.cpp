@@ -29,7 +29,7 @@ struct TolvaQuantizer {
     Texture texture;
     uint32_t rows;   // seen in the first pass
     uint32_t error;  // squared, of the palette that was fitted, in 16ths
-    bool answering;  // so do its answers
+    bool answering;  // its answers stand, too
     Answers answers;
     Diffusion diffusion;
 };
