@@ -1,4 +1,4 @@
-// dictionary.h: the strings of one LZW run, found by hash. Used by the encoder alone, which packs codes and bits.
+// dictionary.h: the strings of one LZW run, found by hash. Used by the encoder, which packs codes and bits.
 //
 // A string goes by the slot that it stands in. Which slot that is comes out of the slot of its prefix and its last
 // pixel, so that nothing is loaded between one look-up and the next: the load only confirms. For that a slot holds the
@@ -21,9 +21,11 @@ using String = uint32_t;
 
 constexpr uint32_t kPixelBits = 8;
 constexpr uint32_t kPixels = 1u << kPixelBits;
+constexpr uint32_t kCodes = 1u << 12;
 constexpr uint32_t kSlots = 1u << 15;  // an eighth full at most: measured best from 1 << 13 to 1 << 16
-// One that scatters, and one that leaves strings that differ a little in their last pixel in one cache line.
-constexpr uint32_t kPrefixFactor = 10221;
+// One that scatters and takes but a shift and a sum, because searches wait for it; and one that leaves strings that
+// differ a little in their last pixel in one cache line.
+constexpr uint32_t kPrefixFactor = 129;
 constexpr uint32_t kPixelFactor = 3;
 
 // From the lowest bit: the last pixel, the tries, the generation. Slots of earlier generations are free, so they are
@@ -31,7 +33,7 @@ constexpr uint32_t kPixelFactor = 3;
 constexpr uint32_t kOneTry = 1u << kPixelBits;
 constexpr uint32_t kOneGeneration = 1u << 20;
 // That of a pixel alone, which follows from no other: nobody tries as often.
-constexpr uint32_t kAlone = kOneGeneration - 1;
+constexpr uint32_t kTriesOfAlone = kOneGeneration - 1;
 
 // Flat areas are strings of one pixel repeated. They are remembered by length, so that a run is entered at its end
 // instead of one look-up a pixel.
@@ -57,7 +59,7 @@ inline void clearDictionary(Dictionary& d) {
         d.generation = kOneGeneration;
     }
     for (uint32_t pixel = 0; pixel < kPixels; ++pixel) {
-        d.slots[alone(pixel)] = d.generation | kAlone;
+        d.slots[alone(pixel)] = d.generation | kTriesOfAlone;
         d.codes[alone(pixel)] = static_cast<uint16_t>(pixel);
     }
     std::fill(std::begin(d.longestRun), std::end(d.longestRun), 1);
@@ -69,19 +71,27 @@ struct Place {
     uint32_t content;
 };
 
+// Where the string with one pixel more is sought first, and next.
+inline Place firstPlace(const Dictionary& d, String prefix, uint32_t pixel) {
+    return {(prefix * kPrefixFactor + pixel * kPixelFactor) % kSlots, d.generation + kOneTry + pixel};
+}
+inline Place nextPlace(const Place& place) { return {(place.slot + 1) % kSlots, place.content + kOneTry}; }
+
 // Finds the string with one pixel more, or the free slot where it belongs.
 inline bool find(const Dictionary& d, String prefix, uint32_t pixel, Place& place) {
-    place = {(prefix * kPrefixFactor + pixel * kPixelFactor) % kSlots, d.generation + kOneTry + pixel};
+    place = firstPlace(d, prefix, pixel);
     while (d.slots[place.slot] != place.content) {
         if (d.slots[place.slot] < d.generation) [[likely]]
             return false;
-        place = {(place.slot + 1) % kSlots, place.content + kOneTry};
+        place = nextPlace(place);
     }
     return true;
 }
 
+inline void enter(Dictionary& d, const Place& place) { d.slots[place.slot] = place.content; }
+
 inline void enter(Dictionary& d, const Place& place, uint32_t code) {
-    d.slots[place.slot] = place.content;
+    enter(d, place);
     d.codes[place.slot] = static_cast<uint16_t>(code);
 }
 

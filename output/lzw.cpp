@@ -12,6 +12,7 @@
 #include <tolva/driver.h>
 #include <tolva/stream.h>
 #include "host/numbers.h"
+#include "output/ahead.h"
 #include "output/dictionary.h"
 
 using namespace tolva;
@@ -26,7 +27,10 @@ constexpr uint32_t kInitialWidth = 9;
 // code before the decoder does, hence the 1.
 constexpr uint32_t kWiden[] = {513, 1025, 2049};
 constexpr uint32_t kReset = 4090;
-static_assert(kReset * kOneTry < kAlone);
+static_assert(kReset * kOneTry < kTriesOfAlone && kReset <= kCodes);
+
+// Runs are sought only where so many pixels are left.
+constexpr ptrdiff_t kRunPixels = 8;
 
 constexpr uint32_t kBytesAhead = 6;  // a code is put into four bytes and clears the two behind them
 
@@ -54,6 +58,8 @@ struct Encoder {
     BitPacker bits;
     uint32_t width;
     uint32_t nextFree;
+    bool ahead;                // strings are sought ahead
+    int64_t leftAtStart;       // of the table: pixels to come
     uint32_t packed;           // what was emitted before the next free code was this is in the bytes
     String string;             // the current one
     bool flushed;              // a whole group was written
@@ -138,16 +144,27 @@ uint32_t nextThreshold(uint32_t nextFree) {
     return kReset;
 }
 
-// What is due when the next free code has reached a threshold; returns the next one.
-__attribute__((noinline)) uint32_t atThreshold(Encoder& e, uint32_t next) {
+// For the next table, by how long this one's strings were on average. Seeking ahead, a pixel costs the same whether
+// its string goes on or not; the other way costs little as long as that does not change.
+void chooseSearch(Encoder& e, int64_t left) {
+    constexpr int64_t kStrings = kReset - kFirstFree;
+    const int64_t pixels = e.leftAtStart - left;
+    e.ahead = 4 * pixels > 5 * kStrings && 2 * pixels < 9 * kStrings;
+    e.leftAtStart = left;
+}
+
+// What is due when the next free code has reached a threshold; returns the next one. `left`: pixels to come.
+__attribute__((noinline)) uint32_t atThreshold(Encoder& e, uint32_t next, int64_t left) {
     e.nextFree = next;
     packEmitted(e);
     testWidth(e);
     flushGroups(e);
+    if (next == kReset) chooseSearch(e, left);
     return nextThreshold(e.nextFree);
 }
 
-// Pixels up to `stop`, or a few more where a run goes on. Runs are sought only where eight pixels are left at `stop`.
+// Pixels up to `stop`, or a few more where a run goes on, or fewer where strings are to be sought ahead. Runs are
+// sought only where kRunPixels are left at `stop`.
 template <bool seeksRuns>
 const uint8_t* encodePart(Encoder& e, const uint8_t* p, const uint8_t* stop, const uint8_t* end) {
     String string = e.string;
@@ -168,10 +185,11 @@ const uint8_t* encodePart(Encoder& e, const uint8_t* p, const uint8_t* stop, con
         enter(e.dictionary, place, next++);
         string = alone(pixel);
         if (next == threshold) {
-            threshold = atThreshold(e, next);
+            threshold = atThreshold(e, next, e.left + (end - p));
             next = e.nextFree;
+            if (seeksRuns && e.ahead) break;
         }
-        // Eight pixels that each equal the one before them.
+        // kRunPixels that each equal the one before them.
         if (seeksRuns && load<uint64_t>(p) == load<uint64_t>(p - 1)) {
             const EnteredRun run = enterRun(e.dictionary, p, end);
             p = run.next;
@@ -183,9 +201,22 @@ const uint8_t* encodePart(Encoder& e, const uint8_t* p, const uint8_t* stop, con
     return p;
 }
 
+// All pixels but the last, or fewer where strings are no longer to be sought ahead.
+const uint8_t* encodeAhead(Encoder& e, const uint8_t* p, const uint8_t* end) {
+    while (end - p > 1 && e.ahead) {
+        const uint32_t threshold = nextThreshold(e.nextFree);
+        const Search done = searchAhead(e.dictionary, {p, e.string, e.nextFree}, end - 1, threshold, e.emitted);
+        p = done.next;
+        e.string = done.string;
+        e.nextFree = done.nextFree;
+        if (e.nextFree == threshold) atThreshold(e, threshold, e.left + (end - p));
+    }
+    return p;
+}
+
 // All pixels but a segment's first and last.
 void encodeRun(Encoder& e, const uint8_t* p, const uint8_t* end) {
-    p = encodePart<true>(e, p, end - std::min<ptrdiff_t>(end - p, 8), end);
+    while (end - p > kRunPixels) p = e.ahead ? encodeAhead(e, p, end) : encodePart<true>(e, p, end - kRunPixels, end);
     encodePart<false>(e, p, end, end);
 }
 
@@ -224,6 +255,7 @@ void openSegment(Encoder& e, Handle stream, int64_t pixels, uint8_t* work, bool 
     e.work = work;
     e.carry = carry;
     e.left = pixels;
+    e.leftAtStart = pixels;
     e.begun = false;
     e.flushed = false;
     startTable(e);
