@@ -142,6 +142,19 @@ bool readRows(Input& input, uint8_t* first, ptrdiff_t stride, size_t bytes, uint
     return true;
 }
 
+// Few bytes are in the buffer already.
+bool mapBytes(Input& input, uint64_t count, MappedFile& mapped) {
+    const size_t ready = input.end - input.next;
+    if (input.beyond == kUnknownSize || count <= kInputBufferBytes || !canHold(input, count)) return false;
+    const off_t first = lseek(input.file, 0, SEEK_CUR) - static_cast<off_t>(ready);
+    if (first < 0 || !mapFile(mapped, input.file, static_cast<uint64_t>(first), static_cast<size_t>(count)))
+        return false;
+    input.beyond -= lseek(input.file, first + static_cast<off_t>(count), SEEK_SET) - first - static_cast<off_t>(ready);
+    input.next = input.end = 0;
+    tellAdvance(input);
+    return true;
+}
+
 int refillForByte(Input& input) { return lookAhead(input, 1) == 0 ? kNoMoreBytes : input.buffer[input.next++]; }
 
 bool canHold(const Input& input, uint64_t bytes) {

@@ -46,6 +46,8 @@ size_t lookAhead(Input& input, size_t wanted);
 bool readBytes(Input& input, void* to, size_t count);
 // Rows of so many bytes each, from the first one's place on, a stride apart. All of them, or false.
 bool readRows(Input& input, uint8_t* first, ptrdiff_t stride, size_t bytes, uint32_t rows);
+// So many bytes of a regular file stay there. False where they have to be read.
+bool mapBytes(Input& input, uint64_t count, MappedFile& mapped);
 int refillForByte(Input& input);
 inline int nextByte(Input& input) { return input.next < input.end ? input.buffer[input.next++] : refillForByte(input); }
 

@@ -1,10 +1,13 @@
 // picture.h: a picture in memory: palette indices or red, green, blue, bottom row first, rows padded to 4 bytes. The
-// readers fill one; a picture that is to be scaled may have deep colours and an alpha plane until it is.
+// readers fill one; a picture that is to be scaled may have deep colours and an alpha plane until it is. One that is
+// only looked at may stay in its file.
 #ifndef TOLVA_IMAGEIO_PICTURE_H
 #define TOLVA_IMAGEIO_PICTURE_H
 
 #include <cstddef>
 #include <cstdint>
+
+#include "imageio/mapped_file.h"
 
 namespace imageio {
 
@@ -29,7 +32,8 @@ struct Picture {
     uint32_t height = 0;
     uint32_t stride = 0;        // bytes from one row to the next
     int32_t bitsPerPixel = 0;   // kIndexBits, kColourBits or kDeepBits
-    uint8_t* pixels = nullptr;  // bottom row first
+    uint8_t* pixels = nullptr;  // bottom row first; null while they lie in a file
+    MappedFile file;            // red, green and blue, top row first
     uint8_t* mask = nullptr;    // null, or a bit for every pixel, rows as the pixels': set where it is transparent
     uint8_t* alpha = nullptr;   // null, or a byte for every pixel, rows as an 8-bit picture's: kOpaque is opaque
     Colour palette[kPaletteEntries] = {};  // of indices; black behind `colours`
@@ -46,6 +50,9 @@ struct Picture {
 uint32_t rowBytes(uint64_t width, int32_t bitsPerPixel);
 // Takes the pixels, all zero; false when there is no memory for them.
 bool makePicture(Picture& picture, uint32_t width, uint32_t height, int32_t bitsPerPixel);
+inline bool liesInFile(const Picture& picture) { return picture.file.bytes != nullptr; }
+// Into memory; false when there is none.
+bool bringPixels(Picture& picture);
 // Every level its own index.
 void setGreyRamp(Picture& picture);
 

@@ -237,6 +237,14 @@ Reason readPixels(Input& input, const Header& header, Picture& picture) {
     return kDone;
 }
 
+Reason readIntoMemory(Input& input, const Header& header, Picture& picture) {
+    if (const Reason failed = startPicture(input, picture, header.width, header.height, bitsPerPixel(header))) {
+        return failed;
+    }
+    setPalette(picture, header);
+    return readPixels(input, header, picture);
+}
+
 // Files of this format may simply follow one another. A pipe is waited for: whether it brings more must not depend on
 // who is faster.
 void warnOfMorePictures(Input& input) {
@@ -251,11 +259,10 @@ Reason readPnm(Input& input, Picture& picture) {
     Header header = {};
     if (const Reason failed = readHeader(input, header)) return failed;
     if (!canHold(input, fewestBytes(header))) return reportShortRead(input);
-    if (const Reason failed = startPicture(input, picture, header.width, header.height, bitsPerPixel(header))) {
-        return failed;
+    const bool mayStay = isColours(header.kind) && lieAsTheyWill(header);
+    if (!mayStay || !leaveInFile(input, picture, header.width, header.height)) {
+        if (const Reason failed = readIntoMemory(input, header, picture)) return failed;
     }
-    setPalette(picture, header);
-    if (const Reason failed = readPixels(input, header, picture)) return failed;
     warnOfMorePictures(input);
     return doneUnlessStopped(input);
 }

@@ -60,6 +60,17 @@ bool willScale(const Input& input, uint64_t width, uint64_t height) {
     return request.willScale(static_cast<uint32_t>(width), static_cast<uint32_t>(height), request.asker);
 }
 
+bool leaveInFile(Input& input, Picture& picture, uint64_t width, uint64_t height) {
+    const uint64_t stride = width * kColourBytes;
+    if (stride * height > kMostPixelBytes || input.request->raw || willScale(input, width, height)) return false;
+    if (!mapBytes(input, stride * height, picture.file)) return false;
+    picture.width = static_cast<uint32_t>(width);
+    picture.height = static_cast<uint32_t>(height);
+    picture.stride = static_cast<uint32_t>(stride);
+    picture.bitsPerPixel = kColourBits;
+    return true;
+}
+
 Reason startPicture(Input& input, Picture& picture, uint64_t width, uint64_t height, int32_t bitsPerPixel) {
     const uint64_t bytes = rowBytes(width, bitsPerPixel) * height;
     if (bytes > kMostPixelBytes) {

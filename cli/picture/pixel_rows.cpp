@@ -55,6 +55,16 @@ void expandRow(const Picture& picture, uint32_t row, uint8_t* to) {
     }
 }
 
+TolvaPixelRows takeRowsInFile(const PixelRows& rows, uint32_t y) {
+    const Picture& picture = *rows.picture;
+    return {.pixels = const_cast<uint8_t*>(picture.file.bytes) + size_t{y} * picture.stride,  // only read
+            .stride = static_cast<intptr_t>(picture.stride),
+            .mask = nullptr,
+            .maskStride = 0,
+            .width = picture.width,
+            .rows = std::min(rows.mostRows, picture.height - y)};
+}
+
 }  // namespace
 
 ExitStatus startRows(const Picture& picture, PixelRows& rows) {
@@ -68,6 +78,7 @@ ExitStatus startRows(const Picture& picture, PixelRows& rows) {
 
 TolvaPixelRows takeRows(const PixelRows& rows, uint32_t y) {
     const Picture& picture = *rows.picture;
+    if (liesInFile(picture)) return takeRowsInFile(rows, y);
     const uint32_t row = picture.height - 1 - y;  // memory has the bottom one first
     TolvaPixelRows taken = {.pixels = picture.pixels + size_t{row} * picture.stride,
                             .stride = -static_cast<intptr_t>(picture.stride),
@@ -82,6 +93,11 @@ TolvaPixelRows takeRows(const PixelRows& rows, uint32_t y) {
     for (uint32_t i = 0; i < taken.rows; ++i)
         expandRow(picture, row - i, rows.block + size_t{i} * picture.width * kTolvaRgbx);
     return taken;
+}
+
+void leaveRows(const PixelRows& rows, uint32_t y, uint32_t count) {
+    const Picture& picture = *rows.picture;
+    if (liesInFile(picture)) releaseBytes(picture.file, size_t{y} * picture.stride, size_t{count} * picture.stride);
 }
 
 PixelRows::~PixelRows() { std::free(block); }

@@ -24,6 +24,8 @@ struct PixelRows {
 ExitStatus startRows(const Picture& picture, PixelRows& rows);
 // From row `y` on, counted from the top. Valid until the next call.
 TolvaPixelRows takeRows(const PixelRows& rows, uint32_t y);
+// They are not taken again.
+void leaveRows(const PixelRows& rows, uint32_t y, uint32_t count);
 
 }  // namespace cli
 

@@ -39,4 +39,15 @@ ExitStatus readPicture(const ReadOrder& order, Picture& picture) {
     }
 }
 
+ExitStatus holdPixels(Picture& picture) {
+    if (!liesInFile(picture)) return kExitDone;
+    if (!imageio::bringPixels(picture)) return fail(kExitInputRefused, "no memory for the picture's pixels");
+    return checkFile();
+}
+
+ExitStatus checkFile() {
+    if (!imageio::lostBytes()) return kExitDone;
+    return fail(kExitInputRefused, "the picture's file was cut off, or its disk failed, while it was read");
+}
+
 }  // namespace cli

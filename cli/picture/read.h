@@ -1,5 +1,5 @@
-// read.h: the picture, as imageio/ gives it. Its pixels are the only large block of the program: the library borrows
-// them where it can, so they stay as they are until the driver has closed.
+// read.h: the picture, as imageio/ gives it. Its pixels are the only large block of the program, unless they stay in
+// their file: the library borrows them where it can, so they stay as they are until the driver has closed.
 #ifndef TOLVA_CLI_PICTURE_READ_H
 #define TOLVA_CLI_PICTURE_READ_H
 
@@ -34,6 +34,10 @@ struct ReadOrder {
 };
 
 ExitStatus readPicture(const ReadOrder& order, Picture& picture);
+// Pixels that stayed in their file come into memory, where they can be changed.
+ExitStatus holdPixels(Picture& picture);
+// Asked when they were looked at there: whether they were all to be had.
+ExitStatus checkFile();
 
 }  // namespace cli
 

@@ -1,11 +1,12 @@
 // reduce.cpp: two passes over the picture: its colours are counted, then every pixel becomes the index of one of them,
-// at the start of its own row, so that the picture stays the only large block. Called by the export command, behind
-// scaling and tone.
+// at the start of its own row, so that the picture stays the only large block; of a picture that stayed in its file the
+// indices are. Called by the export command, behind scaling and tone.
 
 #include "cli/picture/reduce.h"
 
 #include <cstdlib>
 #include <cstring>
+#include <utility>
 
 #include "cli/picture/colours.h"
 #include "cli/picture/mask.h"
@@ -20,17 +21,18 @@ int32_t diffusionOf(Dither dither) {
     return dither == Dither::kDiffusion ? kTolvaDiffuse : kTolvaDiffuseUnlessExact;
 }
 
-ExitStatus mapRows(const Quantizer& quantizer, const PixelRows& rows, Picture& picture) {
-    const intptr_t stride = -static_cast<intptr_t>(picture.stride);
-    for (uint32_t y = 0; y < picture.height; y += rows.mostRows) {
+ExitStatus mapRows(const Quantizer& quantizer, const PixelRows& rows, Picture& to) {
+    const intptr_t stride = -static_cast<intptr_t>(to.stride);
+    for (uint32_t y = 0; y < to.height; y += rows.mostRows) {
         if (stopRequested()) return kExitStopped;
-        showPart(uint64_t{picture.height} + y, 2 * uint64_t{picture.height});
+        showPart(uint64_t{to.height} + y, 2 * uint64_t{to.height});
         const TolvaPixelRows taken = takeRows(rows, y);
         const int32_t result =
-            quantizer.library.calls.tolvaQuantizeMap(quantizer.handle, &taken, rowFromTop(picture, y), stride);
+            quantizer.library.calls.tolvaQuantizeMap(quantizer.handle, &taken, rowFromTop(to, y), stride);
         if (const ExitStatus failed = reportQuantizer(result)) return failed;
+        leaveRows(rows, y, taken.rows);
     }
-    return kExitDone;
+    return checkFile();
 }
 
 // The rows close up, and the memory behind them goes back.
@@ -44,6 +46,14 @@ void compactRows(Picture& picture) {
     if (void* const kept = std::realloc(picture.pixels, size_t{stride} * picture.height)) {
         picture.pixels = static_cast<uint8_t*>(kept);
     }
+}
+
+// The file is not needed any more.
+void takeIndices(Picture& indices, Picture& picture) {
+    imageio::unmapFile(picture.file);
+    std::swap(picture.pixels, indices.pixels);
+    picture.bitsPerPixel = indices.bitsPerPixel;
+    picture.stride = indices.stride;
 }
 
 void takePalette(const TolvaPalette& palette, const ReduceOrder& order, Picture& picture) {
@@ -69,9 +79,13 @@ ExitStatus quantizePicture(const Library& library, const ReduceOrder& order, Pic
     if (const ExitStatus failed = beginQuantizer(wanted, quantizer)) return failed;
     TolvaPalette palette = {};
     if (const ExitStatus failed = countRows(quantizer, rows, palette)) return failed;
-    if (const ExitStatus failed = mapRows(quantizer, rows, picture)) return failed;
+    Picture indices;
+    const bool inFile = liesInFile(picture);
+    if (inFile && !makePicture(indices, picture.width, picture.height, kIndexBits))
+        return fail(kExitInputRefused, "no memory for the picture's indices");
+    if (const ExitStatus failed = mapRows(quantizer, rows, inFile ? indices : picture)) return failed;
     showPart(1, 1);
-    compactRows(picture);
+    inFile ? takeIndices(indices, picture) : compactRows(picture);
     takePalette(palette, order, picture);
     noteReduction(palette, order.dither);
     return kExitDone;

@@ -1,10 +1,27 @@
-// pnm_test.cpp: what the PNM reader refuses, and that every build makes the same GIF of the same picture.
+// pnm_test.cpp: what the PNM reader refuses and what it leaves in the file, and that every build makes the same GIF of
+// the same picture.
 
+#include <sys/mman.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <csignal>
 #include <cstdlib>
 #include <iomanip>
 #include <sstream>
 
 #include "support.h"
+
+namespace {
+
+std::function<void()> whenRowsAreLeft;
+
+}  // namespace
+
+extern "C" int madvise(void* at, size_t bytes, int advice) noexcept {
+    if (advice == MADV_DONTNEED && whenRowsAreLeft) whenRowsAreLeft();
+    return static_cast<int>(syscall(SYS_madvise, at, bytes, advice));
+}
 
 class PnmReader : public Program {};
 class GoldenFiles : public Program {};
@@ -52,6 +69,33 @@ TEST_F(PnmReader, TakesTheFirstPictureOfSeveralAndSaysSo) {
             EXPECT_EQ(result.said.find("first is taken") != std::string::npos, more.size() > 2) << more << result.said;
         }
     }
+}
+
+TEST_F(PnmReader, LeavesLargePicturesInTheirFilesWhichMayBeCutOffMeanwhile) {
+    const std::string picture = "P6 500 400 255\n" + greys(1500, 400);
+    write("a.ppm", picture + "P6\n");
+    for (const std::string words :
+         {"-f -o ", "-f --colours 9 -o ", "-f --tone invert -o ", "-f --transparent 000306 -o "}) {
+        const RunResult here = run(words + "a.gif a.ppm");
+        EXPECT_EQ(here.status, 0) << here.said;
+        EXPECT_NE(here.said.find("first is taken"), std::string::npos) << here.said;
+        EXPECT_EQ(run(words + "b.gif -", {.input = picture}).status, 0);
+        EXPECT_TRUE(same(read("a.gif"), read("b.gif"))) << words;
+    }
+    const auto runCutting = [&](const std::function<void()>& cut) {
+        return runHere("-f a.ppm -o a.gif", [&] { whenRowsAreLeft = cut; });
+    };
+    const std::string old = read("a.gif");
+    const RunResult lost = runCutting([&] { EXPECT_EQ(truncate(path("a.ppm").c_str(), 300000), 0); });
+    EXPECT_EQ(lost.status, 3);
+    EXPECT_TRUE(same(read("a.gif"), old));
+    EXPECT_NE(lost.said.find("cut off"), std::string::npos) << lost.said;
+    write("a.ppm", picture);
+    EXPECT_EQ(runCutting([] {}).status, 0);
+    const int other =
+        runCutting([] { raise(SIGBUS); }).status;  // not the file's: sanitizers have a status of their own
+    EXPECT_TRUE(other != 0 && other != 3) << other;
+    EXPECT_EQ(names(), (std::vector<std::string>{"a.gif", "a.ppm", "b.gif"}));
 }
 
 // A sum and the words for it a line. After a change that is meant to change files, renewed by
