@@ -19,15 +19,15 @@ struct sigaction before;
 
 size_t pageBytes() { return static_cast<size_t>(sysconf(_SC_PAGESIZE)); }
 
-// Puts pages of zeros where the file has none from here on; the access is then made again. Any other such signal goes
+size_t pagesInBytes() { return static_cast<size_t>(mappedEnd - mappedPages); }
+
+// Zeros in place of them all, because nobody wants the rest; the access is then made again. Any other such signal goes
 // to whoever handled it before.
 extern "C" void replaceLostPages(int signal, siginfo_t* about, void*) {
     const int error = errno;
-    uint8_t* const at = static_cast<uint8_t*>(about->si_addr);
-    const size_t inPage = reinterpret_cast<uintptr_t>(at) % pageBytes();
-    const bool isOurs = at >= mappedPages && at < mappedEnd;
-    if (isOurs && mmap(at - inPage, static_cast<size_t>(mappedEnd - at) + inPage, PROT_READ,
-                       MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED, -1, 0) != MAP_FAILED) {
+    const uint8_t* const at = static_cast<uint8_t*>(about->si_addr);
+    if (at >= mappedPages && at < mappedEnd &&
+        mmap(mappedPages, pagesInBytes(), PROT_READ, MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED, -1, 0) != MAP_FAILED) {
         lost = 1;
     } else {
         sigaction(signal, &before, nullptr);
@@ -58,7 +58,7 @@ bool mapFile(MappedFile& mapped, int file, uint64_t first, size_t size) {
 void unmapFile(MappedFile& mapped) {
     if (mapped.pages == nullptr) return;
     sigaction(SIGBUS, &before, nullptr);
-    munmap(mapped.pages, static_cast<size_t>(mappedEnd - mappedPages));
+    munmap(mapped.pages, pagesInBytes());
     mappedPages = mappedEnd = nullptr;
     mapped = {};
 }

@@ -20,8 +20,7 @@ void unmapFile(MappedFile& mapped);
 // They are not needed any more and need not count as the process's memory; the page they end in may be.
 void releaseBytes(const MappedFile& mapped, size_t first, size_t count);
 
-// Whether the file that was mapped last was cut off meanwhile, or its disk failed. What it does not have reads as
-// zeros.
+// Whether the file that was mapped last was cut off meanwhile, or its disk failed. All of it reads as zeros then.
 bool lostBytes();
 
 }  // namespace imageio
