@@ -66,7 +66,8 @@ void unmapFile(MappedFile& mapped) {
 void releaseBytes(const MappedFile& mapped, size_t first, size_t count) {
     const size_t inPage = static_cast<size_t>(mapped.bytes - mapped.pages);
     const auto pageOf = [&](size_t byte) { return (inPage + byte) / pageBytes() * pageBytes(); };
-    madvise(mapped.pages + pageOf(first), pageOf(first + count) - pageOf(first), MADV_DONTNEED);
+    const size_t bytes = pageOf(first + count) - pageOf(first);
+    if (bytes > 0) madvise(mapped.pages + pageOf(first), bytes, MADV_DONTNEED);
 }
 
 bool lostBytes() { return lost != 0; }
