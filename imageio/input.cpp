@@ -142,16 +142,16 @@ bool readRows(Input& input, uint8_t* first, ptrdiff_t stride, size_t bytes, uint
     return true;
 }
 
-// Few bytes are in the buffer already.
+// More than the buffer holds, so that all that is ready belongs to them.
 bool mapBytes(Input& input, uint64_t count, MappedFile& mapped) {
     const size_t ready = input.end - input.next;
-    if (input.beyond == kUnknownSize || count <= kInputBufferBytes || !canHold(input, count)) return false;
+    if (input.beyond == kUnknownSize || count <= kInputBufferBytes) return false;
     const off_t first = lseek(input.file, 0, SEEK_CUR) - static_cast<off_t>(ready);
     if (first < 0 || !mapFile(mapped, input.file, static_cast<uint64_t>(first), static_cast<size_t>(count)))
         return false;
+    mapped.path = input.path;
     input.beyond -= lseek(input.file, first + static_cast<off_t>(count), SEEK_SET) - first - static_cast<off_t>(ready);
     input.next = input.end = 0;
-    tellAdvance(input);
     return true;
 }
 

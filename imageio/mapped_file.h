@@ -11,17 +11,19 @@ namespace imageio {
 struct MappedFile {
     const uint8_t* bytes = nullptr;  // from where in the file it was asked for
     uint8_t* pages = nullptr;        // that they lie in
+    const char* path = nullptr;      // as the user named it
 };
 
 // False where the system does not: the bytes have to be read.
 bool mapFile(MappedFile& mapped, int file, uint64_t first, size_t size);
 void unmapFile(MappedFile& mapped);
 
-// They are not needed any more and need not count as the process's memory; the page they end in may be.
+// They are not needed any more and need not count as the process's memory; the page they end in may be needed.
 void releaseBytes(const MappedFile& mapped, size_t first, size_t count);
 
-// Whether the file that was mapped last was cut off meanwhile, or its disk failed. All of it reads as zeros then.
-bool lostBytes();
+// What has happened to the file since it was mapped, for a message; null: nothing. Where its bytes are not to be had,
+// all of them read as zeros.
+const char* whyUnreadable(const MappedFile& mapped);
 
 }  // namespace imageio
 

@@ -46,18 +46,6 @@ bool makePicture(Picture& picture, uint32_t width, uint32_t height, int32_t bits
     return picture.pixels != nullptr;
 }
 
-bool bringPixels(Picture& picture) {
-    if (!liesInFile(picture)) return true;
-    const uint32_t bytes = picture.stride;
-    const bool made = makePicture(picture, picture.width, picture.height, picture.bitsPerPixel);
-    for (uint32_t y = 0; made && y < picture.height; ++y) {
-        std::memcpy(rowFromTop(picture, y), picture.file.bytes + size_t{y} * bytes, bytes);
-        releaseBytes(picture.file, size_t{y} * bytes, bytes);
-    }
-    unmapFile(picture.file);
-    return made;
-}
-
 Picture::~Picture() {
     unmapFile(file);
     std::free(pixels);

@@ -51,8 +51,6 @@ uint32_t rowBytes(uint64_t width, int32_t bitsPerPixel);
 // Takes the pixels, all zero; false when there is no memory for them.
 bool makePicture(Picture& picture, uint32_t width, uint32_t height, int32_t bitsPerPixel);
 inline bool liesInFile(const Picture& picture) { return picture.file.bytes != nullptr; }
-// Into memory; false when there is none.
-bool bringPixels(Picture& picture);
 // Every level its own index.
 void setGreyRamp(Picture& picture);
 

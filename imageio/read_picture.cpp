@@ -62,7 +62,7 @@ bool willScale(const Input& input, uint64_t width, uint64_t height) {
 
 bool leaveInFile(Input& input, Picture& picture, uint64_t width, uint64_t height) {
     const uint64_t stride = width * kColourBytes;
-    if (stride * height > kMostPixelBytes || input.request->raw || willScale(input, width, height)) return false;
+    if (stride * height > kMostPixelBytes || !input.request->looksOnly || willScale(input, width, height)) return false;
     if (!mapBytes(input, stride * height, picture.file)) return false;
     picture.width = static_cast<uint32_t>(width);
     picture.height = static_cast<uint32_t>(height);

@@ -18,6 +18,7 @@ struct ReadRequest {
     bool keepTransparency;  // not when another colour is to become the transparent one
     // No profiles, and a palette's entry is laid over the background unless it is fully transparent.
     bool raw;
+    bool looksOnly;  // unless it will be scaled: its pixels may stay in their file
     // Told the extents as they are shown; null: never. A picture that will be scaled keeps what scaling makes better:
     // samples of 16 bits, and the alpha of all its pixels, whose colours are laid over the background beforehand.
     bool (*willScale)(uint32_t width, uint32_t height, void* asker);

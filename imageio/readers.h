@@ -20,7 +20,7 @@ Reason readJpeg(Input& input, Picture& picture);
 Reason checkExtents(Input& input, uint64_t width, uint64_t height);
 // Asks about upright extents.
 bool willScale(const Input& input, uint64_t width, uint64_t height);
-// A picture of red, green and blue of 8 bits, which come next: false where it cannot stay in its file, or is to change.
+// A picture of red, green and blue of 8 bits, which come next: false where it has to be read.
 bool leaveInFile(Input& input, Picture& picture, uint64_t width, uint64_t height);
 // Makes a picture of checked extents.
 Reason startPicture(Input& input, Picture& picture, uint64_t width, uint64_t height, int32_t bitsPerPixel);

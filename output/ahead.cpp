@@ -16,7 +16,7 @@ constexpr auto kAlone = [] {
     return strings;
 }();
 
-// Compilers do not see that several choices hang on the same number, and make no jump of them.
+// Hidden from compilers, which would make a jump of several choices that hang on the same number.
 uint32_t either(uint32_t differs, uint32_t same, uint32_t other) {
     asm("" : "+r"(differs));
     return differs != 0 ? other : same;

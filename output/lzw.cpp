@@ -29,6 +29,11 @@ constexpr uint32_t kWiden[] = {513, 1025, 2049};
 constexpr uint32_t kReset = 4090;
 static_assert(kReset * kOneTry < kTriesOfAlone && kReset <= kCodes);
 
+// Strings are sought ahead where a table has more pixels than the first, and less than the second.
+constexpr int64_t kStrings = kReset - kFirstFree;
+constexpr int64_t kFewestAhead = kStrings * 5 / 4;
+constexpr int64_t kMostAhead = kStrings * 9 / 2;
+
 // Runs are sought only where so many pixels are left.
 constexpr ptrdiff_t kRunPixels = 8;
 
@@ -147,9 +152,8 @@ uint32_t nextThreshold(uint32_t nextFree) {
 // For the next table, by how long this one's strings were on average. Seeking ahead, a pixel costs the same whether
 // its string goes on or not; the other way costs little as long as that does not change.
 void chooseSearch(Encoder& e, int64_t left) {
-    constexpr int64_t kStrings = kReset - kFirstFree;
     const int64_t pixels = e.leftAtStart - left;
-    e.ahead = 4 * pixels > 5 * kStrings && 2 * pixels < 9 * kStrings;
+    e.ahead = pixels > kFewestAhead && pixels < kMostAhead;
     e.leftAtStart = left;
 }
 
@@ -201,11 +205,14 @@ const uint8_t* encodePart(Encoder& e, const uint8_t* p, const uint8_t* stop, con
     return p;
 }
 
-// All pixels but the last, or fewer where strings are no longer to be sought ahead.
+// All pixels but the last, or fewer where strings are no longer to be sought ahead: a flat area may begin in mid-table.
 const uint8_t* encodeAhead(Encoder& e, const uint8_t* p, const uint8_t* end) {
     while (end - p > 1 && e.ahead) {
         const uint32_t threshold = nextThreshold(e.nextFree);
-        const Search done = searchAhead(e.dictionary, {p, e.string, e.nextFree}, end - 1, threshold, e.emitted);
+        const int64_t allowed = kMostAhead - (e.leftAtStart - (e.left + (end - p)));
+        e.ahead = allowed > 0;
+        const uint8_t* const stop = p + std::clamp<int64_t>(allowed, 0, end - 1 - p);
+        const Search done = searchAhead(e.dictionary, {p, e.string, e.nextFree}, stop, threshold, e.emitted);
         p = done.next;
         e.string = done.string;
         e.nextFree = done.nextFree;

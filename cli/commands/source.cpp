@@ -29,13 +29,15 @@ bool willScale(uint32_t width, uint32_t height, void* context) {
 ExitStatus readSource(const Options& options, const Library& library, const Settings& settings, bool scaled,
                       Picture& picture) {
     Asker asker = {options, library, settings};
-    const ReadOrder order = {.path = options.picture,
-                             .background = options.background.value_or(kWhite),
-                             .keepTransparency = !options.transparent,
-                             .raw = options.raw,
-                             .mostPixels = options.mostPixels,
-                             .willScale = scaled && !options.raw ? willScale : nullptr,
-                             .asker = &asker};
+    const ReadOrder order = {
+        .path = options.picture,
+        .background = options.background.value_or(kWhite),
+        .keepTransparency = !options.transparent,
+        .raw = options.raw,
+        .looksOnly = !options.raw && !options.transparent && toneOf(*settings.setup) == kTolvaConvertNothing,
+        .mostPixels = options.mostPixels,
+        .willScale = scaled && !options.raw ? willScale : nullptr,
+        .asker = &asker};
     return readPicture(order, picture);
 }
 

@@ -32,7 +32,7 @@ ExitStatus countRows(const Quantizer& quantizer, const PixelRows& rows, TolvaPal
             return failed;
         }
     }
-    if (const ExitStatus failed = checkFile()) return failed;
+    if (const ExitStatus failed = checkFile(*rows.picture)) return failed;
     return reportQuantizer(calls.tolvaQuantizePalette(quantizer.handle, &palette));
 }
 

@@ -22,7 +22,7 @@ ExitStatus scaleToSize(OutputSize& size, Picture& picture) {
     const auto height = static_cast<uint32_t>(size.rows);
     size.reached = true;
     if (width == picture.width && height == picture.height) return kExitDone;
-    if (const ExitStatus failed = holdPixels(picture)) return failed;
+    if (liesInFile(picture)) return fail(kExitExportFailed, "the library has two answers to how large the GIF will be");
     enterStage(Stage::kScaling);
     const char* why = nullptr;
     switch (imageio::scalePicture(picture, width, height, stopRequested, why, showPart)) {
@@ -37,9 +37,7 @@ ExitStatus scaleToSize(OutputSize& size, Picture& picture) {
 
 // What comes out of it passes through the library as it is.
 ExitStatus prepareByStages(const Options& options, const Library& library, Picture& picture, Prepared& prepared) {
-    const bool changes = prepared.tone != kTolvaConvertNothing || options.transparent;
     if (const ExitStatus failed = scaleToSize(prepared.size, picture)) return failed;
-    if (const ExitStatus failed = changes ? holdPixels(picture) : kExitDone) return failed;
     if (const ExitStatus failed = applyTone(library, prepared.tone, picture)) return failed;
     std::fill(picture.palette + picture.colours, picture.palette + kPaletteEntries, Colour{});  // a tone may light them
     enterStage(Stage::kReducing);

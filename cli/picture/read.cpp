@@ -23,6 +23,7 @@ ExitStatus readPicture(const ReadOrder& order, Picture& picture) {
     const imageio::ReadRequest request = {.background = order.background,
                                           .keepTransparency = order.keepTransparency,
                                           .raw = order.raw,
+                                          .looksOnly = order.looksOnly,
                                           .willScale = order.willScale,
                                           .asker = order.asker,
                                           .mostPixels = order.mostPixels,
@@ -39,15 +40,10 @@ ExitStatus readPicture(const ReadOrder& order, Picture& picture) {
     }
 }
 
-ExitStatus holdPixels(Picture& picture) {
+ExitStatus checkFile(const Picture& picture) {
     if (!liesInFile(picture)) return kExitDone;
-    if (!imageio::bringPixels(picture)) return fail(kExitInputRefused, "no memory for the picture's pixels");
-    return checkFile();
-}
-
-ExitStatus checkFile() {
-    if (!imageio::lostBytes()) return kExitDone;
-    return fail(kExitInputRefused, "the picture's file was cut off, or its disk failed, while it was read");
+    const char* const why = imageio::whyUnreadable(picture.file);
+    return why == nullptr ? kExitDone : fail(kExitInputRefused, "%s: %s", inputName(picture.file.path), why);
 }
 
 }  // namespace cli

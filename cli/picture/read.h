@@ -28,16 +28,15 @@ struct ReadOrder {
     Colour background;      // what half-transparent colours are laid over
     bool keepTransparency;  // not where another colour is to become the transparent one
     bool raw;
+    bool looksOnly;  // as imageio is told
     uint64_t mostPixels;
     bool (*willScale)(uint32_t width, uint32_t height, void* asker);  // as imageio asks, or null
     void* asker;
 };
 
 ExitStatus readPicture(const ReadOrder& order, Picture& picture);
-// Pixels that stayed in their file come into memory, where they can be changed.
-ExitStatus holdPixels(Picture& picture);
-// Asked when they were looked at there: whether they were all to be had.
-ExitStatus checkFile();
+// Asked when the picture was looked at in its file: whether it is what it was.
+ExitStatus checkFile(const Picture& picture);
 
 }  // namespace cli
 

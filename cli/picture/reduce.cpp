@@ -32,7 +32,7 @@ ExitStatus mapRows(const Quantizer& quantizer, const PixelRows& rows, Picture& t
         if (const ExitStatus failed = reportQuantizer(result)) return failed;
         leaveRows(rows, y, taken.rows);
     }
-    return checkFile();
+    return checkFile(*rows.picture);
 }
 
 // The rows close up, and the memory behind them goes back.

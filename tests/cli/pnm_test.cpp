@@ -1,6 +1,7 @@
 // pnm_test.cpp: what the PNM reader refuses and what it leaves in the file, and that every build makes the same GIF of
 // the same picture.
 
+#include <dlfcn.h>
 #include <sys/mman.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -14,10 +15,15 @@
 
 namespace {
 
-std::function<void()> whenRowsAreLeft;
+std::function<void()> whenMapped, whenRowsAreLeft;
 
 }  // namespace
 
+extern "C" off_t lseek64(int file, off_t offset, int from) noexcept {
+    static const auto real = reinterpret_cast<decltype(&lseek64)>(dlsym(RTLD_NEXT, "lseek64"));
+    if (from == SEEK_SET && whenMapped) whenMapped();
+    return real(file, offset, from);
+}
 extern "C" int madvise(void* at, size_t bytes, int advice) noexcept {
     if (advice == MADV_DONTNEED && whenRowsAreLeft) whenRowsAreLeft();
     return static_cast<int>(syscall(SYS_madvise, at, bytes, advice));
@@ -71,7 +77,7 @@ TEST_F(PnmReader, TakesTheFirstPictureOfSeveralAndSaysSo) {
     }
 }
 
-TEST_F(PnmReader, LeavesLargePicturesInTheirFilesWhichMayBeCutOffMeanwhile) {
+TEST_F(PnmReader, LeavesLargePicturesInTheirFilesWhichMayChangeMeanwhile) {
     const std::string picture = "P6 500 400 255\n" + greys(1500, 400);
     write("a.ppm", picture + "P6\n");
     for (const std::string words :
@@ -82,20 +88,29 @@ TEST_F(PnmReader, LeavesLargePicturesInTheirFilesWhichMayBeCutOffMeanwhile) {
         EXPECT_EQ(run(words + "b.gif -", {.input = picture}).status, 0);
         EXPECT_TRUE(same(read("a.gif"), read("b.gif"))) << words;
     }
-    const auto runCutting = [&](const std::string& words, const std::function<void()>& cut) {
-        return runHere("-f a.ppm -o a.gif" + words, [&] { whenRowsAreLeft = cut; });
+    using Happens = std::function<void()>;
+    const auto runWhen = [&](Happens& when, const Happens& happens, const std::string& words) {
+        return runHere(words, [&] { when = happens; });
     };
-    const std::string old = read("a.gif");
-    for (const std::string words : {"", " --tone invert"}) {
-        const RunResult lost = runCutting(words, [&] { EXPECT_EQ(truncate(path("a.ppm").c_str(), 300000), 0); });
-        EXPECT_EQ(lost.status, 3) << words;
-        EXPECT_NE(lost.said.find("cut off"), std::string::npos) << lost.said;
-        EXPECT_TRUE(same(read("a.gif"), old));
-        write("a.ppm", picture);
+    const std::string old = read("a.gif"), all = "-f a.ppm -o a.gif";
+    const Happens cut = [&] { EXPECT_EQ(truncate(path("a.ppm").c_str(), 300000), 0); };
+    const Happens rewrite = [&] { write("a.ppm", picture + "\n"); };
+    for (Happens* const when : {&whenMapped, &whenRowsAreLeft}) {
+        for (const Happens& happens : {cut, rewrite}) {
+            write("a.ppm", picture);
+            const RunResult changed = runWhen(*when, happens, when == &whenMapped ? "info a.ppm" : all);
+            EXPECT_EQ(changed.status, 3);
+            EXPECT_NE(changed.said.find("a.ppm: was changed"), std::string::npos) << changed.said;
+            EXPECT_TRUE(same(read("a.gif"), old));
+        }
     }
-    EXPECT_EQ(runCutting("", [] {}).status, 0);
+    const RunResult whole = runWhen(
+        whenRowsAreLeft, [] {}, all);
+    EXPECT_EQ(whole.status, 0) << whole.said;
     // Not the file's. Sanitizers have a status of their own.
-    const int other = runCutting("", [] { raise(SIGBUS); }).status;
+    const int other = runWhen(
+                          whenRowsAreLeft, [] { raise(SIGBUS); }, all)
+                          .status;
     EXPECT_TRUE(other != 0 && other != 3) << other;
     EXPECT_EQ(names(), (std::vector<std::string>{"a.gif", "a.ppm", "b.gif"}));
 }
