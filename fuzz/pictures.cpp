@@ -25,8 +25,9 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const auto warn = [](const char*, const char* text) { check(*text != 0); };
     const bool raw = (choices & 1) != 0, scales = !raw && width > 0 && height > 0;
     const imageio::Colour background = {stop, stop, choices};
-    const imageio::ReadRequest request = {background, (choices & 2) == 0, raw,     willScale, scales ? &in : nullptr,
-                                          1 << 17,    "target",           stopped, warn,      nullptr};
+    const imageio::ReadRequest request = {
+        background, (choices & 2) == 0, raw,     !raw, willScale, scales ? &in : nullptr,
+        1 << 17,    "target",           stopped, warn, nullptr};
     imageio::Picture p;
     const auto checkPixels = [&] {  // and touch all that should be there
         check(p.width > 0 && p.height > 0 && p.width * p.height <= 1 << 17);
