@@ -22,6 +22,9 @@ uint32_t either(uint32_t differs, uint32_t same, uint32_t other) {
     return differs != 0 ? other : same;
 }
 
+// Whether another string of this generation stands there, by how it differs from what is sought.
+bool isOther(uint32_t differs) { return differs - 1 < kOneGeneration - 1; }
+
 // In the order of codes: a string's prefix may have been entered just before it. `emitted` has the prefixes' slots.
 void giveCodes(Dictionary& d, const uint16_t* entered, uint32_t code, uint32_t end, uint16_t* emitted) {
     for (; code < end; ++code) {
@@ -41,12 +44,11 @@ Search searchAhead(Dictionary& d, const Search& from, const uint8_t* stop, uint3
     uint32_t held = d.slots[place.slot];
     while (p < stop && next < threshold) {
         uint32_t differs = held ^ place.content;
-        // Another string of this generation.
-        while (differs - 1 < kOneGeneration - 1) [[unlikely]] {
-                place = nextPlace(place);
-                held = d.slots[place.slot];
-                differs = held ^ place.content;
-            }
+        while (isOther(differs)) {
+            place = nextPlace(place);
+            held = d.slots[place.slot];
+            differs = held ^ place.content;
+        }
         // As if it were new. If it is known, that changes nothing, and the code stays free.
         enter(d, place);
         emitted[next] = static_cast<uint16_t>(string);
