@@ -1,5 +1,5 @@
 // input.cpp: reading ahead from a file descriptor. Bytes go through the buffer, but for rows that lie in the file as
-// they will in memory: these are read to their places, many at a time.
+// they will in memory: these are read to their places, many at a time, or left there.
 
 #include "imageio/input.h"
 

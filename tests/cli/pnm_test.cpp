@@ -6,8 +6,10 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <csignal>
 #include <cstdlib>
+#include <filesystem>
 #include <iomanip>
 #include <sstream>
 
@@ -94,7 +96,11 @@ TEST_F(PnmReader, LeavesLargePicturesInTheirFilesWhichMayChangeMeanwhile) {
     };
     const std::string old = read("a.gif"), all = "-f a.ppm -o a.gif";
     const Happens cut = [&] { EXPECT_EQ(truncate(path("a.ppm").c_str(), 300000), 0); };
-    const Happens rewrite = [&] { write("a.ppm", picture + "\n"); };
+    const Happens rewrite = [&] {  // as long as it was
+        write("a.ppm", picture);
+        std::filesystem::last_write_time(path("a.ppm"),
+                                         std::filesystem::file_time_type::clock::now() + std::chrono::hours(1));
+    };
     for (Happens* const when : {&whenMapped, &whenRowsAreLeft}) {
         for (const Happens& happens : {cut, rewrite}) {
             write("a.ppm", picture);
